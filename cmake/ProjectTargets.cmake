@@ -1,0 +1,58 @@
+# What every target of the project has in common. Called once per target, so that nothing global leaks into a
+# project that includes this one.
+
+option(CLAMPCONTROL_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" ON)
+set(CLAMPCONTROL_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them: address,undefined or thread")
+
+# project_target(<target>): language level, warnings, hidden symbols, sanitizers.
+function(project_target target)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor)
+  if(CLAMPCONTROL_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(CLAMPCONTROL_SANITIZE)
+    target_compile_options(${target} PRIVATE
+      -fsanitize=${CLAMPCONTROL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${CLAMPCONTROL_SANITIZE})
+    get_target_property(type ${target} TYPE)
+    if(CLAMPCONTROL_SANITIZE STREQUAL "thread" AND type STREQUAL "EXECUTABLE")
+      target_sources(${target} PRIVATE ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/ThreadSanitizerSuppressions.cpp)
+    endif()
+    if(CLAMPCONTROL_SANITIZE STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      # GCC warns of the fence in Asio's reference count, which the sanitizer does not follow. It stands between the
+      # last release of a count and the deletion, so at worst a race would be reported there that is none.
+      target_compile_options(${target} PRIVATE -Wno-tsan)
+    endif()
+  endif()
+endfunction()
+
+# project_public_headers(<target> <directory>): the directory that the target's users include from, in the
+# build tree and after installation.
+function(project_public_headers target directory)
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${directory}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  install(DIRECTORY ${directory}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+endfunction()
+
+# project_shared_library(<target> <export name>): installs and exports the library under the given name.
+function(project_shared_library target export_name)
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${export_name})
+  install(TARGETS ${target} EXPORT ClampControlClientTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
+endfunction()
+
+# project_test(<name> SOURCES ... [LIBRARIES ...]): a GoogleTest program whose tests CTest knows one by one.
+function(project_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
+  add_executable(${name} ${arg_SOURCES})
+  project_target(${name})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name} PROPERTIES TIMEOUT 120 DISCOVERY_TIMEOUT 60)
+endfunction()
