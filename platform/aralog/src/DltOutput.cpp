@@ -1,0 +1,98 @@
+#include "DltOutput.h"
+
+#include <dlt/dlt.h>
+#include <syslog.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+
+#include "DltIds.h"
+#include "TextOutput.h"
+
+namespace ara::log::dlt_output {
+
+namespace {
+
+/// How long libdlt may try at the end of the process to get rid of what is still in its buffer; without a
+/// daemon it tries in vain, for 10 s unless told otherwise.
+constexpr std::uint32_t kExitTimeoutMilliseconds = 100;
+
+/// Leaves the trace status, which concerns recorded bus traffic, to the daemon.
+constexpr int kTraceStatusNotSet = -2;
+
+static_assert(kDltIdSize == DLT_ID_SIZE);
+static_assert(static_cast<int>(LogLevel::kOff) == DLT_LOG_OFF);
+static_assert(static_cast<int>(LogLevel::kFatal) == DLT_LOG_FATAL);
+static_assert(static_cast<int>(LogLevel::kError) == DLT_LOG_ERROR);
+static_assert(static_cast<int>(LogLevel::kWarn) == DLT_LOG_WARN);
+static_assert(static_cast<int>(LogLevel::kInfo) == DLT_LOG_INFO);
+static_assert(static_cast<int>(LogLevel::kDebug) == DLT_LOG_DEBUG);
+static_assert(static_cast<int>(LogLevel::kVerbose) == DLT_LOG_VERBOSE);
+
+bool isLevel(int level) noexcept {
+    return level >= DLT_LOG_OFF && level <= DLT_LOG_VERBOSE;
+}
+
+std::atomic<LevelChanged> listener{nullptr};
+
+extern "C" void onLevelChanged(char* contextId, std::uint8_t level, std::uint8_t /*traceStatus*/) {
+    if (!isLevel(level)) return;
+    const char* const end = std::find(contextId, contextId + DLT_ID_SIZE, '\0');
+    listener.load()(std::string_view(contextId, static_cast<std::size_t>(end - contextId)),
+                    static_cast<LogLevel>(level));
+}
+
+}  // namespace
+
+void start() {
+    // What libdlt says of itself, to standard output unless told otherwise, must not get into what the
+    // application prints. That there is no daemon yet is not worth a line.
+    dlt_log_init(DLT_LOG_TO_STDERR);
+    dlt_log_set_level(LOG_WARNING);
+    if (dlt_init() < DLT_RETURN_OK) complain("libdlt cannot be started; records will not reach DLT");
+    dlt_set_resend_timeout_atexit(kExitTimeoutMilliseconds);
+}
+
+void registerApplication(const std::string& name, const std::string& description) {
+    // libdlt takes an id for registered when a shorter registered one begins alike.
+    char registered[DLT_ID_SIZE + 1] = {};
+    dlt_get_appid(registered);
+    const std::string id = dltId(name);
+    if (registered[0] != '\0') dlt_unregister_app();
+    if (dlt_register_app(id.c_str(), dltDescription(name, id, description).c_str()) < DLT_RETURN_OK) {
+        complain("the application cannot be registered with DLT; its records may be lost");
+    }
+}
+
+void registerContext(Logger::State& state, LevelChanged levelChanged) {
+    listener.store(levelChanged);
+    const std::string description = dltDescription(state.name, state.dltId, state.description);
+    const auto result =
+        dlt_register_context_ll_ts(&state.dltContext, state.dltId.c_str(), description.c_str(),
+                                   static_cast<int>(state.level.load()), kTraceStatusNotSet);
+    if (result < DLT_RETURN_OK || state.dltContext.log_level_ptr == nullptr) {
+        complain("the context \"" + state.name + "\" cannot be registered with DLT; its records may be lost");
+        return;
+    }
+    dlt_register_log_level_changed_callback(&state.dltContext, &onLevelChanged);
+    if (const int level = *state.dltContext.log_level_ptr; isLevel(level)) {
+        state.level.store(static_cast<LogLevel>(level));
+    }
+}
+
+void unregisterContext(Logger::State& state) {
+    if (state.dltContext.log_level_ptr != nullptr) dlt_unregister_context(&state.dltContext);
+}
+
+void write(Logger::State& state, LogLevel level, const std::string& text) noexcept {
+    DltContextData record{};
+    if (dlt_user_log_write_start(&state.dltContext, &record, static_cast<DltLogLevelType>(level)) !=
+        DLT_RETURN_TRUE) {
+        return;
+    }
+    dlt_user_log_write_utf8_string(&record, text.c_str());
+    dlt_user_log_write_finish(&record);
+}
+
+}  // namespace ara::log::dlt_output
