@@ -1,0 +1,29 @@
+#pragma once
+
+#include <zeb/Export.h>
+#include <zeb/ITpAccess.h>
+
+#include <memory>
+#include <string>
+
+namespace zeb {
+
+/// Where the requests to a service go.
+struct TpEndpoint {
+    std::string service;        ///< name of the service on the bus
+    std::string serverBaseUri;  ///< scheme, host and port
+    std::string basePath;       ///< path of the bus on the server; "/" is added where it does not end in one
+    std::string separator;      ///< text after a resource name; empty when the service uses none
+};
+
+/// Makes the transport access of a service.
+class ZEB_EXPORT ITpAccessFactory {
+ public:
+    virtual ~ITpAccessFactory() = default;
+
+    /// Does not connect yet.
+    /// @throws std::exception when the endpoint's URI cannot be used
+    virtual std::shared_ptr<ITpAccess> createAccess(const TpEndpoint& endpoint) = 0;
+};
+
+}  // namespace zeb

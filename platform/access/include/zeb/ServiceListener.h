@@ -1,0 +1,19 @@
+#pragma once
+
+#include <exception>
+#include <functional>
+#include <memory>
+
+namespace zeb {
+
+/// The three handlers of somebody who follows service `S`. All run on the registry's executor thread;
+/// connected and disconnected strictly alternate, beginning with connected. Handlers should hold their object
+/// weakly: the registry keeps them until it is stopped.
+template <class S>
+struct ServiceListener {
+    std::function<void(std::shared_ptr<S>)> connected;
+    std::function<void()> disconnected;
+    std::function<void(std::exception)> error;
+};
+
+}  // namespace zeb

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <zeb/Export.h>
+
+#include <string>
+
+namespace zeb {
+
+/// A live subscription to one element. Owned by whoever subscribed; releasing the last reference ends it, as
+/// unsubscribe() does. Ends by itself when its connection is lost or the server ends it. Any thread may use
+/// it, also from inside the subscription's own handler.
+class ZEB_EXPORT Subscription {
+ public:
+    virtual ~Subscription() = default;
+
+    /// The id of the element.
+    virtual std::string getUuidOfElement() const = 0;
+
+    /// Ends the subscription; never blocks. Once it has returned no new call of the handler begins; a call
+    /// that has begun on the executor thread may still be running. Calling it again does nothing.
+    virtual void unsubscribe() = 0;
+};
+
+}  // namespace zeb

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <zeb/Export.h>
+#include <zeb/IXObject.h>
+#include <zeb/XObjectDescriptor.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace zeb {
+
+/// An element: a descriptor that holds its values, and the JSON object that it was last filled from, if any.
+/// The base of the resources' objects; `XObject<XObjectDescriptor>` is an element whose resource is not
+/// known.
+///
+/// Its constructor from JSON is the element factory: what a request or a notification delivers is built by
+/// it.
+///
+/// Thread safety: that of a plain value; the JSON object is shared with whoever handed it in.
+template <typename D>
+class ZEB_EXPORT XObject : public IXObject {
+ public:
+    using Desctype = D;
+
+    XObject() = default;
+    /// An element that no JSON told of.
+    explicit XObject(D descriptor) : descriptor_(std::move(descriptor)) {}
+    /// Throws as `fillFromJson` does.
+    explicit XObject(std::shared_ptr<zebutil::JsonObject> json) { XObject::fillFromJson(std::move(json)); }
+
+    /// Takes over "id", "name" and "uri". Does nothing when `json` is null. Throws when one of them is no
+    /// text.
+    void fillFromJson(std::shared_ptr<zebutil::JsonObject> json) override {
+        if (json) {
+            json_ = std::move(json);
+            descriptor_.fillIdentity(*json_);
+        }
+    }
+
+    const zebutil::Optional<std::string>& getId() const override { return descriptor_.getId(); }
+    const zebutil::Optional<std::string>& getName() const override { return descriptor_.getName(); }
+    const zebutil::Optional<std::string>& getUri() const override { return descriptor_.getUri(); }
+
+    /// A copy, for instance to ask for the same element again.
+    D getDescriptor() const { return descriptor_; }
+
+    /// The same values under another uri, and with the id that stands at the end of that. Of no JSON, since
+    /// none told of such an element.
+    std::unique_ptr<XObject> copyWithIdFromUri(const std::string& uri) const {
+        auto copy = std::make_unique<XObject>(descriptor_);
+        copy->descriptor_.setIdFromUri(uri);
+        return copy;
+    }
+
+ protected:
+    const D& descriptor() const { return descriptor_; }
+    D& descriptor() { return descriptor_; }
+    const std::shared_ptr<zebutil::JsonObject>& json() const { return json_; }
+
+ private:
+    D descriptor_;
+    std::shared_ptr<zebutil::JsonObject> json_;
+};
+
+}  // namespace zeb

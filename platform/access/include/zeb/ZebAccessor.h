@@ -1,0 +1,74 @@
+#pragma once
+
+#include <zeb/Export.h>
+#include <zeb/IXObject.h>
+#include <zeb/XObjectDescriptor.h>
+#include <zeb/ZebResponse.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace zebutil {
+class ILogger;
+class ITaskExecutor;
+class JsonObject;
+}  // namespace zebutil
+
+namespace zeb {
+
+class ITpAccess;
+
+/// Performs the resource requests of one service. Shared by the service objects of that service. Any thread
+/// may issue a request, which returns at once; its handlers run later on the callback executor, never on the
+/// caller's stack. A caller that waits for a handler must not be on that executor.
+class ZEB_EXPORT ZebAccessor {
+ public:
+    using ErrorHandler = std::function<void(std::shared_ptr<const ZebResponse>)>;
+
+    /// @param requestExecutor  runs the requests, which block it until they are answered
+    /// @param callbackExecutor runs the handlers
+    ZebAccessor(std::shared_ptr<ITpAccess> access, std::shared_ptr<zebutil::ITaskExecutor> requestExecutor,
+                std::shared_ptr<zebutil::ITaskExecutor> callbackExecutor,
+                std::shared_ptr<zebutil::ILogger> logger);
+    ~ZebAccessor();
+
+    /// Looks for the first element that matches the descriptor's filter.
+    /// @param success given the element, null when none matches, and the response
+    /// @param error   given the response: its status, or its exception when there was no answer
+    template <class T>
+    void findFirst(typename T::Desctype descriptor,
+                   std::function<void(std::shared_ptr<const T>, std::shared_ptr<const ZebResponse>)> success,
+                   ErrorHandler error) {
+        UntypedSuccessHandler untypedSuccess;
+        if (success) {
+            untypedSuccess = [success = std::move(success)](std::shared_ptr<const IXObject> element,
+                                                            std::shared_ptr<const ZebResponse> response) {
+                success(std::static_pointer_cast<const T>(std::move(element)), std::move(response));
+            };
+        }
+        findFirstUntyped(
+            std::move(descriptor),
+            [](std::shared_ptr<zebutil::JsonObject> json) -> std::shared_ptr<const IXObject> {
+                return std::make_shared<const T>(std::move(json));
+            },
+            std::move(untypedSuccess), std::move(error));
+    }
+
+ private:
+    using ElementFactory =
+        std::function<std::shared_ptr<const IXObject>(std::shared_ptr<zebutil::JsonObject>)>;
+    using UntypedSuccessHandler =
+        std::function<void(std::shared_ptr<const IXObject>, std::shared_ptr<const ZebResponse>)>;
+
+    void findFirstUntyped(XObjectDescriptor descriptor, ElementFactory elementFactory,
+                          UntypedSuccessHandler success, ErrorHandler error);
+
+    struct Request;
+    std::shared_ptr<ITpAccess> access_;
+    std::shared_ptr<zebutil::ITaskExecutor> requestExecutor_;
+    std::shared_ptr<zebutil::ITaskExecutor> callbackExecutor_;
+    std::shared_ptr<zebutil::ILogger> logger_;
+};
+
+}  // namespace zeb

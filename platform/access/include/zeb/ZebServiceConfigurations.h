@@ -1,0 +1,48 @@
+#pragma once
+
+#include <zebutil/Optional.h>
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace zeb {
+
+/// The records in which the settings of remote services travel from a configuration to the service registry.
+/// Plain values; copy them freely.
+class ZebServiceConfigurations {
+ public:
+    /// How to talk to one service, as the registry's own section of the configuration says it. What is set
+    /// here wins over the ServiceConfiguration of the same service.
+    struct ServiceSetting {
+        ServiceSetting(bool useSeparatorAfterResource,
+                       const zebutil::Optional<std::chrono::milliseconds>& pingInterval,
+                       const zebutil::Optional<std::chrono::milliseconds>& pongTimeout)
+            : useSeparator(useSeparatorAfterResource),
+              watchdogPingInterval(pingInterval),
+              watchdogPongTimeout(pongTimeout) {}
+
+        /// Whether the separator follows the resource name in requests to this service.
+        bool useSeparator;
+        /// Time between two pings; zero switches the watchdog off.
+        zebutil::Optional<std::chrono::milliseconds> watchdogPingInterval;
+        /// Silence after which the connection counts as lost.
+        zebutil::Optional<std::chrono::milliseconds> watchdogPongTimeout;
+    };
+
+    /// ServiceSetting by service name.
+    using ServiceSettings = std::map<std::string, ServiceSetting>;
+
+    /// Where one service is and how to talk to it.
+    struct ServiceConfiguration {
+        std::string serverBaseUri;           ///< scheme, host and port: "http://127.0.0.1:8080"
+        std::string serverBasePath;          ///< path of the bus on that server: "/"
+        std::string separatorAfterResource;  ///< text between a resource name and "?"
+        std::chrono::milliseconds watchdogPingInterval{0};
+        std::chrono::milliseconds watchdogPongTimeout{0};
+        bool useSeparator{false};
+    };
+};
+
+}  // namespace zeb

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <zeb/Export.h>
+#include <zeb/IServiceRegistry.h>
+#include <zeb/ZebServiceConfigurations.h>
+
+#include <memory>
+#include <string>
+
+namespace zebutil {
+class ITaskExecutor;
+class LoggerFactory;
+}  // namespace zebutil
+
+namespace zeb {
+
+class IConfigManager;
+class ITpAccessFactory;
+class IWebsocketManagerFactory;
+
+/// The service registry of the bus: finds the endpoint of each service that somebody follows, keeps a
+/// WebSocket to it open, and tells the listeners. A service is connected while its WebSocket is open. Owned
+/// by shared pointer; any thread may call it; listeners run on the "zebExecutor".
+class ZEB_EXPORT ZebServiceRegistry : public IServiceRegistry {
+ public:
+    /// Endpoints come from the configuration alone.
+    static const std::string STR_MODE_STATIC_ONLY;
+    /// Endpoints come from the registry service of the bus alone.
+    static const std::string STR_MODE_DYNAMIC_ONLY;
+    /// Endpoints come from the configuration where it knows the service, else from the registry service.
+    static const std::string STR_MODE_STATIC_BEFORE_DYNAMIC;
+
+    enum class Mode : int { StaticOnly = 0, DynamicOnly = 1, StaticBeforeDynamic = 2 };
+
+    struct Settings {
+        Mode mode{Mode::DynamicOnly};
+        std::string httpUri;  ///< where the registry service is: base URI and, after it, the base path
+    };
+
+    /// The first registry of the process also makes `loggerFactory` the default logger factory.
+    ZebServiceRegistry(std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory,
+                       std::shared_ptr<IConfigManager> configManager,
+                       std::shared_ptr<zebutil::LoggerFactory> loggerFactory,
+                       std::shared_ptr<ITpAccessFactory> tpAccessFactory,
+                       std::shared_ptr<zebutil::ITaskExecutor> zebExecutor,
+                       std::shared_ptr<zebutil::ITaskExecutor> httpExecutor, const Settings& settings,
+                       std::shared_ptr<ZebServiceConfigurations::ServiceSettings> serviceSettings);
+    ~ZebServiceRegistry() override;
+
+    using IServiceRegistry::registerServiceListener;
+    void registerServiceListener(UntypedServiceListener listener) override;
+    void unsubscribeFromAllElements() override;
+    void stop() override;
+
+ private:
+    class Impl;
+    std::shared_ptr<Impl> impl_;
+};
+
+}  // namespace zeb

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <zeb/Service.h>
+#include <zeb/Subscription.h>
+#include <zeb/UntypedServiceListener.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "ServiceEndpoint.h"
+
+namespace zebutil {
+class ILogger;
+}
+
+namespace zeb {
+
+/// What the registry service of the bus says about the services and where they are. Follows that service like
+/// any other, through a listener. Keeps what it knows while the registry service is away. Any thread may ask
+/// it.
+class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
+ public:
+    /// The registry service's name on the bus.
+    static constexpr const char* SERVICE_NAME = "serviceregistry";
+
+    /// @param changed called on the executor thread after the directory has changed
+    ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, std::function<void()> changed);
+    ~ServiceDirectory();
+
+    /// The listener through which the registry has to tell of the registry service.
+    UntypedServiceListener listener();
+
+    /// Base URI and path of a service; none when the registry service does not know it.
+    std::optional<ServiceEndpoint> find(const std::string& service) const;
+
+ private:
+    class RegistryService;
+
+    void update(std::string_view services);
+
+    const std::shared_ptr<zebutil::ILogger> logger_;
+    const std::function<void()> changed_;
+    std::shared_ptr<Subscription> subscription_;  ///< of the executor thread
+    mutable std::mutex mutex_;
+    std::map<std::string, ServiceEndpoint> endpoints_;
+};
+
+}  // namespace zeb

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zeb::detail {
+
+/// Gives the name a value: in its place when it is there, else at the end.
+inline void setTerm(std::vector<std::pair<std::string, std::string>>& terms, const std::string& name,
+                    std::string value) {
+    const auto found =
+        std::find_if(terms.begin(), terms.end(), [&name](const auto& term) { return term.first == name; });
+    if (found != terms.end()) {
+        found->second = std::move(value);
+    } else {
+        terms.emplace_back(name, std::move(value));
+    }
+}
+
+inline void removeTerm(std::vector<std::pair<std::string, std::string>>& terms, const std::string& name) {
+    terms.erase(
+        std::remove_if(terms.begin(), terms.end(), [&name](const auto& term) { return term.first == name; }),
+        terms.end());
+}
+
+}  // namespace zeb::detail

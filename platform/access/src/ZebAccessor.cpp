@@ -1,0 +1,113 @@
+#include <zeb/ITpAccess.h>
+#include <zeb/ZebAccessor.h>
+#include <zeb/ZebException.h>
+#include <zebutil/ILogger.h>
+#include <zebutil/ITaskExecutor.h>
+#include <zebutil/JsonArray.h>
+#include <zebutil/JsonObject.h>
+
+#include <utility>
+
+namespace zeb {
+
+namespace {
+
+constexpr const char* FIND_FIRST = "ZebAccessor::findFirst(): ";
+constexpr int STATUS_OK = 200;
+
+ITpAccess::Query queryOfFirst(const XObjectDescriptor& descriptor) {
+    ITpAccess::Query query(descriptor.getFilter().begin(), descriptor.getFilter().end());
+    for (const auto& option : descriptor.getQueryOptions()) {
+        if (option.first != "$limit") {
+            query.push_back(option);
+        }
+    }
+    query.emplace_back("$limit", "1");
+    return query;
+}
+
+}  // namespace
+
+// One find-first request on its way: what the request function and its two possible callbacks share.
+struct ZebAccessor::Request {
+    XObjectDescriptor descriptor;
+    ElementFactory elementFactory;
+    UntypedSuccessHandler success;
+    ErrorHandler error;
+    std::shared_ptr<ITpAccess> access;
+    std::shared_ptr<zebutil::ITaskExecutor> callbackExecutor;
+    std::shared_ptr<zebutil::ILogger> logger;
+
+    static void run(const std::shared_ptr<Request>& self) {
+        auto response = std::make_shared<ZebResponse>();
+        std::shared_ptr<const IXObject> element;
+        try {
+            *response =
+                self->access->get(self->descriptor.getResourceName(), {}, queryOfFirst(self->descriptor));
+            if (response->getStatusCode() != STATUS_OK) {
+                self->logger->warning(std::string(FIND_FIRST) + self->descriptor.getRelativeUri() +
+                                      " was answered with status " +
+                                      std::to_string(response->getStatusCode()) + ": " +
+                                      response->getBody().substr(0, 500));
+                fail(self, response, "findFirst: error occurred but no error callback given");
+                return;
+            }
+            const auto data = zebutil::JsonObject::parse(response->getBody())->getArray("data");
+            if (data->size() > 0) {
+                element = self->elementFactory(data->getObject(0));
+            }
+        } catch (const std::exception& exception) {
+            response->setHttpException(
+                std::make_shared<ZebException>("find first failed", "unknown", &exception));
+            fail(self, response, "findFirst: exception error occurred but no error callback given");
+            return;
+        } catch (...) {
+            response->setHttpException(
+                std::make_shared<ZebException>("find first failed with something that is no std::exception"));
+            fail(self, response, "findFirst: exception error occurred but no error callback given");
+            return;
+        }
+        self->callbackExecutor->add(
+            [self, element, response] {
+                if (self->success) {
+                    self->success(element, response);
+                }
+            },
+            "findFirst callbackSuccess");
+    }
+
+    static void fail(const std::shared_ptr<Request>& self, const std::shared_ptr<const ZebResponse>& response,
+                     const char* messageWithoutHandler) {
+        if (!self->error) {
+            self->logger->error(messageWithoutHandler);
+            return;
+        }
+        self->callbackExecutor->add([self, response] { self->error(response); }, "findFirst callbackError");
+    }
+};
+
+ZebAccessor::ZebAccessor(std::shared_ptr<ITpAccess> access,
+                         std::shared_ptr<zebutil::ITaskExecutor> requestExecutor,
+                         std::shared_ptr<zebutil::ITaskExecutor> callbackExecutor,
+                         std::shared_ptr<zebutil::ILogger> logger)
+    : access_(std::move(access)),
+      requestExecutor_(std::move(requestExecutor)),
+      callbackExecutor_(std::move(callbackExecutor)),
+      logger_(std::move(logger)) {}
+
+ZebAccessor::~ZebAccessor() = default;
+
+void ZebAccessor::findFirstUntyped(XObjectDescriptor descriptor, ElementFactory elementFactory,
+                                   UntypedSuccessHandler success, ErrorHandler error) {
+    const std::string name = FIND_FIRST + descriptor.getServiceName() + "/" + descriptor.getResourceName();
+    const bool hasSuccessHandler = static_cast<bool>(success);
+    const auto request = std::make_shared<Request>(Request{std::move(descriptor), std::move(elementFactory),
+                                                           std::move(success), std::move(error), access_,
+                                                           callbackExecutor_, logger_});
+    requestExecutor_->add([request] { Request::run(request); }, name.c_str());
+    if (!hasSuccessHandler) {
+        logger_->error(std::string(FIND_FIRST) + "missing success callback");
+    }
+}
+
+}  // namespace zeb

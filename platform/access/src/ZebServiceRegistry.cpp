@@ -1,0 +1,419 @@
+#include <Poco/URI.h>
+#include <zeb/IConfigManager.h>
+#include <zeb/ITpAccessFactory.h>
+#include <zeb/IWebsocketManagerFactory.h>
+#include <zeb/ZebAccessor.h>
+#include <zeb/ZebException.h>
+#include <zeb/ZebServiceRegistry.h>
+#include <zebutil/ILogger.h>
+#include <zebutil/ITaskExecutor.h>
+#include <zebutil/LoggerFactory.h>
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "ServiceDirectory.h"
+#include "ServiceEndpoint.h"
+#include "ServiceLink.h"
+
+namespace zeb {
+
+const std::string ZebServiceRegistry::STR_MODE_STATIC_ONLY = "staticOnly";
+const std::string ZebServiceRegistry::STR_MODE_DYNAMIC_ONLY = "dynamicOnly";
+const std::string ZebServiceRegistry::STR_MODE_STATIC_BEFORE_DYNAMIC = "staticBeforeDynamic";
+
+// Everything happens on the zebExecutor, in the order in which it was told, except stop() and
+// unsubscribeFromAllElements(); the mutex is for these. It is never held while a handler or another object
+// that may call back is called: listeners are told by tasks of their own.
+class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
+ public:
+    Impl(std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory,
+         std::shared_ptr<IConfigManager> configManager,
+         const std::shared_ptr<zebutil::LoggerFactory>& loggerFactory,
+         std::shared_ptr<ITpAccessFactory> tpAccessFactory,
+         std::shared_ptr<zebutil::ITaskExecutor> zebExecutor,
+         std::shared_ptr<zebutil::ITaskExecutor> httpExecutor, const Settings& settings,
+         std::shared_ptr<ZebServiceConfigurations::ServiceSettings> serviceSettings)
+        : websocketManagerFactory_(std::move(websocketManagerFactory)),
+          configManager_(std::move(configManager)),
+          loggerFactory_(loggerFactory),
+          tpAccessFactory_(std::move(tpAccessFactory)),
+          zebExecutor_(std::move(zebExecutor)),
+          httpExecutor_(std::move(httpExecutor)),
+          settings_(settings),
+          serviceSettings_(std::move(serviceSettings)),
+          logger_(loggerFactory->createLogger("ServiceRegistry")) {}
+
+    void registerListener(UntypedServiceListener listener) {
+        auto following = std::make_shared<FollowingListener>();
+        following->handlers = std::move(listener);
+        execute("register service listener", [following](Impl& self) { self.follow(following); });
+    }
+
+    void unsubscribeFromAllElements() {
+        for (const auto& manager : managers()) {
+            manager->unsubscribeFromAll();
+        }
+    }
+
+    void stop() {
+        std::map<std::string, std::shared_ptr<ServiceLink>> links;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            isStopped_ = true;
+            links.swap(links_);
+        }
+        for (const auto& [name, link] : links) {
+            if (link->websocketManager) {
+                link->websocketManager->stop();
+            }
+        }
+    }
+
+ private:
+    using Lock = std::lock_guard<std::mutex>;
+
+    // ------------------------------------------------------------------ events, on the executor thread
+
+    void follow(const std::shared_ptr<FollowingListener>& listener) {
+        if (needsDirectory(listener->handlers.serviceName)) {
+            startDirectory();
+        }
+        const Lock lock(mutex_);
+        if (isStopped_) {
+            return;
+        }
+        std::shared_ptr<ServiceLink>& link = links_[listener->handlers.serviceName];
+        if (!link) {
+            link = std::make_shared<ServiceLink>(listener->handlers.serviceName);
+        }
+        link->listeners.push_back(listener);
+        if (link->isConnected) {
+            tellConnected(*link, listener);
+        } else if (!link->websocketManager) {
+            connect(link, std::chrono::milliseconds(0));
+        }
+    }
+
+    bool needsDirectory(const std::string& service) const {
+        return settings_.mode == Mode::DynamicOnly ||
+               (settings_.mode == Mode::StaticBeforeDynamic && service != ServiceDirectory::SERVICE_NAME &&
+                !configManager_->isServiceConfigurationKnown(service));
+    }
+
+    void startDirectory() {
+        {
+            const Lock lock(mutex_);
+            if (directory_ || isStopped_) {
+                return;
+            }
+            directory_ = std::make_shared<ServiceDirectory>(logger_, [weak = weak_from_this()] {
+                if (const auto self = weak.lock()) {
+                    self->onDirectoryChanged();
+                }
+            });
+        }
+        auto listener = std::make_shared<FollowingListener>();
+        listener->handlers = directory_->listener();
+        follow(listener);
+    }
+
+    void onOpened(const std::string& service, const std::weak_ptr<IWebsocketManager>& manager) {
+        const Lock lock(mutex_);
+        const auto link = linkOf(service, manager);
+        if (!link) {
+            return;
+        }
+        link->isConnected = true;
+        link->connectedSince = std::chrono::steady_clock::now();
+        link->lastFailure.clear();
+        logger_->info("service \"" + service + "\" connected at " + link->endpoint.serverBaseUri);
+        for (const auto& listener : link->listeners) {
+            tellConnected(*link, listener);
+        }
+    }
+
+    void onClosed(const std::string& service, const std::weak_ptr<IWebsocketManager>& manager,
+                  const WebsocketEnd& end) {
+        const std::string& reason = end.reason;
+        const Lock lock(mutex_);
+        const auto link = linkOf(service, manager);
+        if (!link) {
+            return;
+        }
+        link->websocketManager.reset();
+        if (std::exchange(link->isConnected, false)) {
+            logger_->warning("service \"" + service + "\" disconnected: " + reason);
+            // Its kept HTTP connection may be as dead as this one was, and would cost the next request its
+            // time.
+            link->accessor.reset();
+            for (const auto& listener : link->listeners) {
+                tellDisconnected(listener);
+            }
+            // One that connects only to be lost at once is not to be asked faster and faster.
+            if (std::chrono::steady_clock::now() - link->connectedSince > STABLE_CONNECTION) {
+                link->backoff.reset();
+            }
+        } else {
+            const std::string where = "not reachable at " + link->endpoint.serverBaseUri + ": " + reason;
+            const std::string message = "service \"" + service + "\" " + where;
+            if (reason == link->lastFailure) {
+                logger_->debug(message);
+            } else if (end.isUntrusted) {
+                tellError(*link, where);
+            } else {
+                logger_->warning(message + "; trying again until it is");
+            }
+            link->lastFailure = reason;
+        }
+        connect(link, link->backoff.next());
+    }
+
+    void onDirectoryChanged() {
+        const Lock lock(mutex_);
+        for (const auto& [name, link] : links_) {
+            if (!link->websocketManager) {
+                connect(link, std::chrono::milliseconds(0));
+                continue;
+            }
+            const std::optional<ServiceEndpoint> endpoint = endpointOrNone(*link);
+            // The end of the connection is told by the connection, in order with what it has received.
+            if (!endpoint) {
+                link->websocketManager->close("it left the service registry");
+            } else if (*endpoint != link->endpoint) {
+                link->websocketManager->close("it moved to " + endpoint->serverBaseUri);
+            }
+        }
+    }
+
+    // ------------------------------------------------------------------ telling listeners, by tasks of their
+    // own
+
+    void tellConnected(const ServiceLink& link, const std::shared_ptr<FollowingListener>& listener) {
+        execute("service connected",
+                [listener, accessor = link.accessor, manager = link.websocketManager](Impl&) {
+                    listener->wasToldConnected = true;
+                    if (listener->handlers.connected) {
+                        listener->handlers.connected(listener->handlers.createService(accessor, manager));
+                    }
+                });
+    }
+
+    void tellDisconnected(const std::shared_ptr<FollowingListener>& listener) {
+        execute("service disconnected", [listener](Impl&) {
+            if (std::exchange(listener->wasToldConnected, false) && listener->handlers.disconnected) {
+                listener->handlers.disconnected();
+            }
+        });
+    }
+
+    void tellError(const ServiceLink& link, const std::string& text) {
+        logger_->error("service \"" + link.name + "\": " + text);
+        for (const auto& listener : link.listeners) {
+            execute("service error", [listener, text](Impl&) {
+                if (listener->handlers.error) {
+                    listener->handlers.error(ZebException(text, "service registry"));
+                }
+            });
+        }
+    }
+
+    // ------------------------------------------------------------------ connecting
+
+    // Where the service is, or none while nobody has said so.
+    std::optional<ServiceEndpoint> endpoint(const ServiceLink& link) const {
+        const ZebServiceConfigurations::ServiceConfiguration configuration =
+            configManager_->getServiceConfiguration(link.name);
+        std::optional<ServiceEndpoint> found = address(link.name, configuration);
+        if (found) {
+            found->watchdogPingInterval = configuration.watchdogPingInterval;
+            found->watchdogPongTimeout = configuration.watchdogPongTimeout;
+            found->separator = configuration.useSeparator ? configuration.separatorAfterResource : "";
+            applySetting(*found, link.name, configuration.separatorAfterResource);
+            found->watchdogPingInterval = std::min(found->watchdogPingInterval, LONGEST_INTERVAL);
+            found->watchdogPongTimeout = std::min(found->watchdogPongTimeout, LONGEST_INTERVAL);
+        }
+        return found;
+    }
+
+    std::optional<ServiceEndpoint> address(
+        const std::string& service,
+        const ZebServiceConfigurations::ServiceConfiguration& configuration) const {
+        if (directory_ && service == ServiceDirectory::SERVICE_NAME) {
+            const Poco::URI uri(settings_.httpUri);
+            return ServiceEndpoint::of(uri.getScheme() + "://" + uri.getAuthority(), uri.getPath());
+        }
+        if (settings_.mode != Mode::DynamicOnly && configManager_->isServiceConfigurationKnown(service)) {
+            return ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath);
+        }
+        if (settings_.mode == Mode::StaticOnly) {
+            throw ZebException("the configuration says nothing about service \"" + service +
+                                   "\", and the mode is " + STR_MODE_STATIC_ONLY,
+                               "service registry");
+        }
+        return directory_->find(service);
+    }
+
+    void applySetting(ServiceEndpoint& endpoint, const std::string& service,
+                      const std::string& separator) const {
+        const auto setting = serviceSettings_->find(service);
+        if (setting == serviceSettings_->end()) {
+            return;
+        }
+        endpoint.separator = setting->second.useSeparator ? separator : "";
+        if (setting->second.watchdogPingInterval.hasValue()) {
+            endpoint.watchdogPingInterval = setting->second.watchdogPingInterval.getValue();
+        }
+        if (setting->second.watchdogPongTimeout.hasValue()) {
+            endpoint.watchdogPongTimeout = setting->second.watchdogPongTimeout.getValue();
+        }
+    }
+
+    std::optional<ServiceEndpoint> endpointOrNone(const ServiceLink& link) {
+        try {
+            return endpoint(link);
+        } catch (const std::exception& exception) {
+            tellError(link, exception.what());
+            return std::nullopt;
+        }
+    }
+
+    void connect(const std::shared_ptr<ServiceLink>& link, std::chrono::milliseconds delay) {
+        const std::optional<ServiceEndpoint> endpoint = endpointOrNone(*link);
+        if (!endpoint) {
+            return;
+        }
+        try {
+            if (!link->accessor || *endpoint != link->endpoint) {
+                link->accessor = std::make_shared<ZebAccessor>(
+                    tpAccessFactory_->createAccess(
+                        {link->name, endpoint->serverBaseUri, endpoint->basePath, endpoint->separator}),
+                    httpExecutor_, zebExecutor_, logger_);
+            }
+            link->endpoint = *endpoint;
+            openWebsocket(link, delay);
+        } catch (const std::exception& exception) {
+            tellError(*link, exception.what());
+        }
+    }
+
+    void openWebsocket(const std::shared_ptr<ServiceLink>& link, std::chrono::milliseconds delay) {
+        WebsocketSettings settings;
+        settings.uri = link->endpoint.websocketUri(link->name);
+        settings.connectDelay = delay;
+        settings.watchdogPingInterval = link->endpoint.watchdogPingInterval;
+        settings.watchdogPongTimeout = link->endpoint.watchdogPongTimeout;
+
+        // The observer has to know which manager speaks before the manager is there.
+        const auto itself = std::make_shared<std::weak_ptr<IWebsocketManager>>();
+        WebsocketObserver observer;
+        observer.opened = [weak = weak_from_this(), name = link->name, itself] {
+            if (const auto self = weak.lock()) {
+                self->onOpened(name, *itself);
+            }
+        };
+        observer.closed = [weak = weak_from_this(), name = link->name, itself](const WebsocketEnd& end) {
+            if (const auto self = weak.lock()) {
+                self->onClosed(name, *itself, end);
+            }
+        };
+        link->websocketManager = websocketManagerFactory_->createWebsocketManager(
+            link->name, settings, zebExecutor_, loggerFactory_->createLogger("Websocket " + link->name),
+            std::move(observer));
+        *itself = link->websocketManager;
+    }
+
+    // The link of a service if `manager` is its present connection; an event of an earlier one counts no
+    // more.
+    std::shared_ptr<ServiceLink> linkOf(const std::string& service,
+                                        const std::weak_ptr<IWebsocketManager>& manager) const {
+        const auto found = links_.find(service);
+        if (found == links_.end() || !found->second->websocketManager ||
+            found->second->websocketManager != manager.lock()) {
+            return nullptr;
+        }
+        return found->second;
+    }
+
+    std::vector<std::shared_ptr<IWebsocketManager>> managers() {
+        const Lock lock(mutex_);
+        std::vector<std::shared_ptr<IWebsocketManager>> result;
+        for (const auto& [name, link] : links_) {
+            if (link->websocketManager && name != ServiceDirectory::SERVICE_NAME) {
+                result.push_back(link->websocketManager);
+            }
+        }
+        return result;
+    }
+
+    // Queues `function` as a task that does nothing once the registry is gone or stopped.
+    template <class Function>
+    void execute(const char* name, Function function) {
+        zebExecutor_->add(
+            [weak = weak_from_this(), function = std::move(function)] {
+                if (const auto self = weak.lock(); self && !self->isStopped()) {
+                    function(*self);
+                }
+            },
+            name);
+    }
+
+    bool isStopped() {
+        const Lock lock(mutex_);
+        return isStopped_;
+    }
+
+    // What a clock can still count to; a longer interval, which means never, is as good as this.
+    static constexpr std::chrono::milliseconds LONGEST_INTERVAL = std::chrono::hours(24 * 365);
+    // A connection that held this long was a real one.
+    static constexpr std::chrono::seconds STABLE_CONNECTION{5};
+
+    const std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory_;
+    const std::shared_ptr<IConfigManager> configManager_;
+    const std::shared_ptr<zebutil::LoggerFactory> loggerFactory_;
+    const std::shared_ptr<ITpAccessFactory> tpAccessFactory_;
+    const std::shared_ptr<zebutil::ITaskExecutor> zebExecutor_;
+    const std::shared_ptr<zebutil::ITaskExecutor> httpExecutor_;
+    const Settings settings_;
+    const std::shared_ptr<ZebServiceConfigurations::ServiceSettings> serviceSettings_;
+    const std::shared_ptr<zebutil::ILogger> logger_;
+
+    std::mutex mutex_;
+    bool isStopped_{false};
+    std::map<std::string, std::shared_ptr<ServiceLink>> links_;
+    std::shared_ptr<ServiceDirectory> directory_;  ///< null until somebody follows a service that needs it
+};
+
+ZebServiceRegistry::ZebServiceRegistry(
+    std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory,
+    std::shared_ptr<IConfigManager> configManager, std::shared_ptr<zebutil::LoggerFactory> loggerFactory,
+    std::shared_ptr<ITpAccessFactory> tpAccessFactory, std::shared_ptr<zebutil::ITaskExecutor> zebExecutor,
+    std::shared_ptr<zebutil::ITaskExecutor> httpExecutor, const Settings& settings,
+    std::shared_ptr<ZebServiceConfigurations::ServiceSettings> serviceSettings)
+    : impl_(std::make_shared<Impl>(std::move(websocketManagerFactory), std::move(configManager),
+                                   loggerFactory, std::move(tpAccessFactory), std::move(zebExecutor),
+                                   std::move(httpExecutor), settings, std::move(serviceSettings))) {
+    zebutil::LoggerFactory::setDefaultLoggerFactoryOnce(loggerFactory);
+}
+
+ZebServiceRegistry::~ZebServiceRegistry() {
+    impl_->stop();
+}
+
+void ZebServiceRegistry::registerServiceListener(UntypedServiceListener listener) {
+    impl_->registerListener(std::move(listener));
+}
+
+void ZebServiceRegistry::unsubscribeFromAllElements() {
+    impl_->unsubscribeFromAllElements();
+}
+
+void ZebServiceRegistry::stop() {
+    impl_->stop();
+}
+
+}  // namespace zeb

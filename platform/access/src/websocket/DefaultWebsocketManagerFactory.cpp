@@ -1,0 +1,86 @@
+#include <zeb/DefaultWebsocketManagerFactory.h>
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "IoThread.h"
+#include "WebsocketManager.h"
+
+namespace zeb {
+
+class DefaultWebsocketManagerFactory::Impl {
+ public:
+    std::shared_ptr<IWebsocketManager> create(const std::string& clientName,
+                                              const WebsocketSettings& settings,
+                                              const std::shared_ptr<zebutil::ITaskExecutor>& executor,
+                                              std::shared_ptr<zebutil::ILogger> logger,
+                                              WebsocketObserver observer) {
+        auto manager = std::make_shared<WebsocketManager>(ioThread_, settings, executor, std::move(logger),
+                                                          std::move(observer));
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            managers_.erase(std::remove_if(managers_.begin(), managers_.end(),
+                                           [](const Entry& entry) { return entry.manager.expired(); }),
+                            managers_.end());
+            managers_.push_back({clientName, manager});
+        }
+        manager->start();
+        return manager;
+    }
+
+    // Stops the managers for which `matches` says so, and waits until the I/O thread has taken note.
+    template <class Predicate>
+    void stopIf(Predicate matches) {
+        std::vector<Entry> stopped;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            const auto kept =
+                std::stable_partition(managers_.begin(), managers_.end(),
+                                      [&](const Entry& entry) { return !matches(entry.clientName); });
+            stopped.assign(kept, managers_.end());
+            managers_.erase(kept, managers_.end());
+        }
+        for (const Entry& entry : stopped) {
+            if (const auto manager = entry.manager.lock()) {
+                manager->stop();
+            }
+        }
+        ioThread_->waitForPosted();
+    }
+
+ private:
+    // Weak: a manager lives as long as its socket or its user needs it.
+    struct Entry {
+        std::string clientName;
+        std::weak_ptr<WebsocketManager> manager;
+    };
+
+    const std::shared_ptr<IoThread> ioThread_ = IoThread::shared();
+    std::mutex mutex_;
+    std::vector<Entry> managers_;
+};
+
+DefaultWebsocketManagerFactory::DefaultWebsocketManagerFactory() : impl_(std::make_unique<Impl>()) {}
+
+DefaultWebsocketManagerFactory::~DefaultWebsocketManagerFactory() {
+    stopAndClearAll();
+}
+
+std::shared_ptr<IWebsocketManager> DefaultWebsocketManagerFactory::createWebsocketManager(
+    const std::string& clientName, const WebsocketSettings& settings,
+    std::shared_ptr<zebutil::ITaskExecutor> executor, std::shared_ptr<zebutil::ILogger> logger,
+    WebsocketObserver observer) {
+    return impl_->create(clientName, settings, executor, std::move(logger), std::move(observer));
+}
+
+void DefaultWebsocketManagerFactory::stopAndClearAll() {
+    impl_->stopIf([](const std::string&) { return true; });
+}
+
+void DefaultWebsocketManagerFactory::removeClient(const std::string& clientName) {
+    impl_->stopIf([&clientName](const std::string& name) { return name == clientName; });
+}
+
+}  // namespace zeb

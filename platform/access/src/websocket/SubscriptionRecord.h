@@ -1,0 +1,34 @@
+#pragma once
+
+#include <zeb/IWebsocketManager.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace zeb {
+
+/// One subscription, as its WebSocket, its queued notifications and its user share it.
+struct SubscriptionRecord {
+    SubscriptionRecord(std::string subscribedPath, std::string elementUuid,
+                       IWebsocketManager::DataHandler dataHandler,
+                       IWebsocketManager::EndedHandler endedHandler)
+        : path(std::move(subscribedPath)),
+          uuid(std::move(elementUuid)),
+          handler(std::move(dataHandler)),
+          ended(std::move(endedHandler)) {}
+
+    const std::string path;
+    const std::string uuid;
+    const IWebsocketManager::DataHandler handler;  ///< called on the executor thread only
+    const IWebsocketManager::EndedHandler ended;   ///< likewise; may be empty
+    std::atomic<bool> active{true};                ///< whether a new call of the handler may begin
+
+    // Of the I/O thread alone.
+    std::string subscriptionId;  ///< empty until the server has accepted
+    std::int64_t nextSeq{0};
+};
+
+}  // namespace zeb

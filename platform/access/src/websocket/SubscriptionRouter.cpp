@@ -1,0 +1,172 @@
+#include "SubscriptionRouter.h"
+
+#include <zeb/ZebException.h>
+#include <zebutil/JsonObject.h>
+
+#include <limits>
+#include <utility>
+
+namespace zeb {
+
+namespace {
+
+std::string text(std::string_view view) {
+    return std::string(view);
+}
+
+}  // namespace
+
+SubscriptionRouter::SubscriptionRouter(std::string uri, std::shared_ptr<zebutil::ILogger> logger,
+                                       Connection& connection)
+    : uri_(std::move(uri)), logger_(std::move(logger)), connection_(connection) {}
+
+// ---------------------------------------------------------------------------------------- of the server
+
+void SubscriptionRouter::route(std::string_view textOfMessage) {
+    const ServerMessage message = ServerMessage::read(textOfMessage);
+    if (message.action == "subscription") {
+        routeNotification(message);
+    } else if (message.action == "subscribe") {
+        routeSubscribeAnswer(message);
+    } else if (message.action == "unsubscribe") {
+        if (message.error) {
+            logger_->debug("unsubscribe refused: " + text(*message.error));
+        }
+    } else if (message.error) {
+        logger_->error("the server refused a message: " + text(*message.error));
+    } else {
+        logger_->warning("message with unknown action ignored: " + text(textOfMessage.substr(0, 200)));
+    }
+}
+
+void SubscriptionRouter::routeNotification(const ServerMessage& message) {
+    if (!message.subscriptionId) {
+        throw ZebException("a notification has no \"subscriptionId\"", uri_);
+    }
+    const auto found = subscriptions_.find(*message.subscriptionId);
+    if (found == subscriptions_.end()) {
+        logger_->debug("notification of unknown subscription " + text(*message.subscriptionId) + " ignored");
+        return;
+    }
+    const Record& record = found->second;
+    if (message.error) {
+        logger_->error("the server ended the subscription of " + record->path + ": " + text(*message.error));
+        connection_.tellEnded(record, text(*message.error));
+        subscriptions_.erase(found);
+        return;
+    }
+    if (!message.seq || !message.data) {
+        throw ZebException("a notification of " + record->path + " has no \"seq\" or no \"data\"", uri_);
+    }
+    if (*message.seq != record->nextSeq) {
+        logger_->error("notification of " + record->path + " out of order: expected seq " +
+                       std::to_string(record->nextSeq) + ", got " + std::to_string(*message.seq));
+        if (*message.seq < record->nextSeq) {
+            return;  // told before
+        }
+    }
+    if (*message.seq == std::numeric_limits<std::int64_t>::max()) {
+        throw ZebException("a notification of " + record->path + " has a \"seq\" that none can follow", uri_);
+    }
+    record->nextSeq = *message.seq + 1;
+    connection_.enqueue(record, *message.data);
+}
+
+void SubscriptionRouter::routeSubscribeAnswer(const ServerMessage& message) {
+    if (!message.requestId) {
+        if (message.error) {
+            // One that it could not read well enough to say which; the user's time limit ends it.
+            logger_->error("the server refused a subscribe request: " + text(*message.error));
+            return;
+        }
+        throw ZebException("an answer to a subscribe request has no \"requestId\"", uri_);
+    }
+    const auto found = pending_.find(*message.requestId);
+    if (found == pending_.end()) {
+        logger_->warning("answer to unknown request " + text(*message.requestId) + " ignored");
+        return;
+    }
+    const Record record = std::move(found->second);
+    pending_.erase(found);
+    if (message.error) {
+        logger_->error("subscription of " + record->path + " refused: " + text(*message.error));
+        connection_.tellEnded(record, text(*message.error));
+        return;
+    }
+    if (!message.subscriptionId) {
+        throw ZebException("an answer to a subscribe request has no \"subscriptionId\"", uri_);
+    }
+    record->subscriptionId = text(*message.subscriptionId);
+    if (!record->active) {
+        sendUnsubscribe(record->subscriptionId);
+        release(record);
+        return;
+    }
+    if (!subscriptions_.emplace(record->subscriptionId, record).second) {
+        throw ZebException("the server gave the subscription id " + record->subscriptionId + " twice", uri_);
+    }
+}
+
+// ---------------------------------------------------------------------------------------- of the client
+
+void SubscriptionRouter::subscribe(const Record& record) {
+    if (!record->active) {
+        return;
+    }
+    const std::string requestId = std::to_string(++lastRequestId_);
+    pending_.emplace(requestId, record);
+    zebutil::JsonObject message;
+    message.setString("action", "subscribe");
+    message.setString("path", record->path);
+    message.setString("requestId", requestId);
+    connection_.send(message.toString());
+}
+
+void SubscriptionRouter::unsubscribe(const Record& record) {
+    const auto found = subscriptions_.find(record->subscriptionId);
+    if (found != subscriptions_.end() && found->second == record) {
+        sendUnsubscribe(record->subscriptionId);
+        release(std::move(found->second));
+        subscriptions_.erase(found);
+    }
+}
+
+void SubscriptionRouter::unsubscribeFromAll() {
+    for (const auto& [requestId, record] : pending_) {
+        record->active = false;
+    }
+    std::vector<Record> ended;
+    for (auto& [subscriptionId, record] : subscriptions_) {
+        record->active = false;
+        sendUnsubscribe(subscriptionId);
+        ended.push_back(std::move(record));
+    }
+    subscriptions_.clear();
+    connection_.release(std::move(ended));
+}
+
+void SubscriptionRouter::sendUnsubscribe(const std::string& subscriptionId) {
+    zebutil::JsonObject message;
+    message.setString("action", "unsubscribe");
+    message.setString("subscriptionId", subscriptionId);
+    message.setString("requestId", std::to_string(++lastRequestId_));
+    connection_.send(message.toString());
+}
+
+void SubscriptionRouter::release(Record record) {
+    record->active = false;
+    connection_.release({std::move(record)});
+}
+
+std::vector<SubscriptionRouter::Record> SubscriptionRouter::takeAll() {
+    std::vector<Record> all;
+    for (Records* records : {&pending_, &subscriptions_}) {
+        for (auto& [id, record] : *records) {
+            all.push_back(std::move(record));
+        }
+        records->clear();
+    }
+    return all;
+}
+
+}  // namespace zeb
