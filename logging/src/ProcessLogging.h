@@ -1,0 +1,47 @@
+#pragma once
+
+#include <csc_logging/CSCLoggingApi.h>
+
+#include <utility>
+
+namespace csc_logging {
+
+/// The one CSCLoggingApi of the process, a function-local static that the first call makes.
+///
+/// Order of the process-wide statics: whatever logs in its destructor and is itself a process-wide static
+/// must call this function before it is made; then it is destroyed first, with logging still there. The
+/// client-service base does so, since its destructor stops executors and the registry, which log. (`ara::log`
+/// keeps its own state for ever, so its place in the order does not matter.)
+///
+/// Threads that the order cannot reach, such as the executors of a client that is never destroyed, may still
+/// log while the static is destroyed: they must come in through withProcessLogging.
+CSCLoggingApi& processLogging();
+
+namespace detail {
+
+/// Counts who is inside the process's logging. An object of this class is made on the way in.
+class LoggingVisit {
+ public:
+    LoggingVisit() noexcept;
+    LoggingVisit(const LoggingVisit&) = delete;
+    LoggingVisit& operator=(const LoggingVisit&) = delete;
+    ~LoggingVisit();
+
+    /// False when the process's logging has been destroyed.
+    bool admitted() const noexcept { return admitted_; }
+
+ private:
+    bool admitted_;
+};
+
+}  // namespace detail
+
+/// Calls `use` with the process's logging and keeps it alive meanwhile; does nothing once it has been
+/// destroyed.
+template <typename Use>
+void withProcessLogging(Use&& use) {
+    const detail::LoggingVisit visit;
+    if (visit.admitted()) std::forward<Use>(use)(processLogging());
+}
+
+}  // namespace csc_logging
