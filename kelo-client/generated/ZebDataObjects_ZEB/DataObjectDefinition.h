@@ -1,0 +1,422 @@
+#pragma once
+
+// The bodies of <ZebDataObjects_ZEB/DataObject.h>, for the units alone, which instantiate them: users of the
+// data objects compile neither these nor JSON.
+
+#include <ZebDataObjects_ZEB/DataObject.h>
+#include <zebutil/JsonArray.h>
+#include <zebutil/JsonObject.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <map>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "UnitMessages.h"
+
+namespace zebobjects_ZEB {
+
+/// Where the messages of the service's unit go. Every unit specialises it for its service.
+template <typename S>
+extern UnitMessages unitMessages;
+
+/// The two tables of an enumeration. Every unit specialises `tables` for its enumerations.
+template <typename E>
+struct Tables {
+    const std::map<E, std::string>& literals;
+    const std::map<std::string, E>& values;
+};
+template <typename E>
+extern const Tables<E> tables;
+
+/// The table of values numbered from 0 in the order of their literals.
+template <typename E>
+std::map<E, std::string> literals(const std::vector<std::string>& texts) {
+    std::map<E, std::string> table;
+    for (const std::string& text : texts) {
+        table.emplace_hint(table.end(), static_cast<E>(table.size()), text);
+    }
+    return table;
+}
+
+template <typename E>
+std::map<std::string, E> reversed(const std::map<E, std::string>& literals) {
+    std::map<std::string, E> table;
+    for (const auto& [value, text] : literals) {
+        table.emplace(text, value);
+    }
+    return table;
+}
+
+/// A field as a descriptor's `visitFields` lists it: messages about it point to the line on which it is
+/// listed.
+struct Field {
+    std::string key;
+    int line;
+    UnitMessages& messages;
+
+    void unreadable(const char* type, const std::exception& reason) const {
+        messages.warning(line, "could not get " + key + " as " + type + ", exception=" + reason.what());
+    }
+    void unknownLiteral() const { messages.warning(line, "unknown enum value in " + key); }
+};
+
+/// How fields of a type are read, written and turned into filter terms. What `read` throws ends the fill;
+/// what costs only the field it reports itself. By default no filter term is made.
+template <typename T, typename = void>
+struct Kind;
+
+struct NoFilterTerm {
+    template <typename T>
+    static void addTo(zeb::ZebFilter&, const std::string&, const T&) {}
+};
+
+/// What booleans, integers and strings share: `Getter` is the JSON object's.
+template <typename T, T (zebutil::JsonObject::*getter)(const std::string&) const>
+struct ScalarKind {
+    template <typename Store>
+    static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
+        try {
+            store((json.*getter)(field.key));
+        } catch (const std::exception& reason) {
+            field.unreadable(Kind<T>::name, reason);
+        }
+    }
+
+    static void addTo(zeb::ZebFilter& filter, const std::string& key, const T& value) {
+        filter.add(key, value);
+    }
+};
+
+template <>
+struct Kind<bool> : ScalarKind<bool, &zebutil::JsonObject::getBool> {
+    static constexpr const char* name = "bool";
+
+    static void write(zebutil::JsonObject& json, const std::string& key, bool value) {
+        json.setBool(key, value);
+    }
+};
+
+template <>
+struct Kind<std::int64_t> : ScalarKind<std::int64_t, &zebutil::JsonObject::getInt64> {
+    static constexpr const char* name = "int64_t";
+
+    static void write(zebutil::JsonObject& json, const std::string& key, std::int64_t value) {
+        json.setInt64(key, value);
+    }
+};
+
+template <>
+struct Kind<std::string> : ScalarKind<std::string, &zebutil::JsonObject::getString> {
+    static constexpr const char* name = "std::string";
+
+    static void write(zebutil::JsonObject& json, const std::string& key, const std::string& value) {
+        json.setString(key, value);
+    }
+};
+
+template <typename E>
+struct Kind<E, std::enable_if_t<std::is_enum_v<E>>> {
+    template <typename Store>
+    static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
+        const auto& values = tables<E>.values;
+        const auto found = values.find(json.getString(field.key));
+        if (found == values.end()) {
+            field.unknownLiteral();
+        } else {
+            store(found->second);
+        }
+    }
+
+    static void write(zebutil::JsonObject& json, const std::string& key, E value) {
+        const auto& literals = tables<E>.literals;
+        if (const auto found = literals.find(value); found != literals.end()) {
+            json.setString(key, found->second);
+        }
+    }
+
+    static void addTo(zeb::ZebFilter& filter, const std::string& key, E value) {
+        filter.add(key, tables<E>.literals.at(value));
+    }
+};
+
+/// Strings: one that cannot be read loses the whole list.
+template <>
+struct Kind<std::vector<std::string>> : NoFilterTerm {
+    template <typename Store>
+    static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
+        try {
+            const auto array = json.getArray(field.key);
+            std::vector<std::string> texts;
+            for (std::size_t i = 0; i < array->size(); ++i) {
+                texts.push_back(array->getString(i));
+            }
+            store(std::move(texts));
+        } catch (const std::exception& reason) {
+            field.unreadable(Kind<std::string>::name, reason);
+        }
+    }
+
+    static void write(zebutil::JsonObject& json, const std::string& key,
+                      const std::vector<std::string>& texts) {
+        zebutil::JsonArray array;
+        for (const std::string& text : texts) {
+            array.addString(text);
+        }
+        json.setArray(key, array);
+    }
+};
+
+/// Enumeration values: an unknown literal loses itself alone, one that is no text ends the fill.
+template <typename E>
+struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> : NoFilterTerm {
+    template <typename Store>
+    static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
+        const auto& table = tables<E>.values;
+        const auto array = json.getArray(field.key);
+        std::vector<E> values;
+        for (std::size_t i = 0; i < array->size(); ++i) {
+            if (const auto found = table.find(array->getString(i)); found != table.end()) {
+                values.push_back(found->second);
+            } else {
+                field.unknownLiteral();
+            }
+        }
+        store(std::move(values));
+    }
+
+    static void write(zebutil::JsonObject& json, const std::string& key, const std::vector<E>& values) {
+        const auto& literals = tables<E>.literals;
+        zebutil::JsonArray array;
+        for (const E value : values) {
+            if (const auto found = literals.find(value); found != literals.end()) {
+                array.addString(found->second);
+            }
+        }
+        json.setArray(key, array);
+    }
+};
+
+/// A reference to an element: read with whatever of the element is there, written as uri, id and name.
+template <typename R>
+struct Kind<R, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> : NoFilterTerm {
+    template <typename Store>
+    static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
+        if (!json.isNull(field.key)) {
+            store(R(json.getObject(field.key)));
+        }
+    }
+
+    static void write(zebutil::JsonObject& json, const std::string& key, const R& element) {
+        json.setObject(key, *element.getDescriptor().getAsReference());
+    }
+};
+
+template <typename R>
+struct Kind<std::vector<R>, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> : NoFilterTerm {
+    template <typename Store>
+    static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
+        const auto array = json.getArray(field.key);
+        std::vector<R> elements;
+        for (std::size_t i = 0; i < array->size(); ++i) {
+            elements.emplace_back(array->getObject(i));
+        }
+        store(std::move(elements));
+    }
+
+    static void write(zebutil::JsonObject& json, const std::string& key, const std::vector<R>& elements) {
+        zebutil::JsonArray array;
+        for (const R& element : elements) {
+            array.addObject(*element.getDescriptor().getAsReference());
+        }
+        json.setArray(key, array);
+    }
+};
+
+template <typename S, typename R, typename F>
+ResourceDescriptor<S, R, F>::ResourceDescriptor()
+    : zeb::XObjectDescriptor(R::getServiceName(), R::getResourceName()) {}
+
+template <typename S, typename R, typename F>
+std::shared_ptr<zebutil::JsonObject> ResourceDescriptor<S, R, F>::getAsJson() const {
+    auto json = zeb::XObjectDescriptor::getAsJson();
+    writeFields(*json);
+    return json;
+}
+
+template <typename S, typename R, typename F>
+std::shared_ptr<zebutil::JsonObject> ResourceDescriptor<S, R, F>::getAsZEBBody() const {
+    auto json = zeb::XObjectDescriptor::getAsZEBBody();
+    writeFields(*json);
+    return json;
+}
+
+template <typename S, typename R, typename F>
+void ResourceDescriptor<S, R, F>::setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel) {
+    zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel);
+}
+
+template <typename S, typename R, typename F>
+void ResourceDescriptor<S, R, F>::setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
+                                                  const std::vector<F>& expandFields,
+                                                  const SortKeys& sortBy) {
+    zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel,
+                                            getVectorAsStringVector(expandFields),
+                                            getSortByFieldsAsStringVector(sortBy));
+}
+
+template <typename S, typename R, typename F>
+void ResourceDescriptor<S, R, F>::setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
+                                                  const std::vector<F>& expandFields, const SortKeys& sortBy,
+                                                  std::int64_t limit, std::int64_t offset) {
+    zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel,
+                                            getVectorAsStringVector(expandFields),
+                                            getSortByFieldsAsStringVector(sortBy), limit, offset);
+}
+
+template <typename S, typename R, typename F>
+void ResourceDescriptor<S, R, F>::setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
+                                                  const std::vector<F>& expandFields, const SortKeys& sortBy,
+                                                  std::int64_t limit, const std::string& offsetId) {
+    zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel,
+                                            getVectorAsStringVector(expandFields),
+                                            getSortByFieldsAsStringVector(sortBy), limit, offsetId);
+}
+
+template <typename S, typename R, typename F>
+void ResourceDescriptor<S, R, F>::setQueryOptionsLimit(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
+                                                       const std::vector<F>& expandFields,
+                                                       const SortKeys& sortBy, std::int64_t limit) {
+    zeb::XObjectDescriptor::setQueryOptionsLimit(getVectorAsStringVector(fields), expandLevel,
+                                                 getVectorAsStringVector(expandFields),
+                                                 getSortByFieldsAsStringVector(sortBy), limit);
+}
+
+template <typename S, typename R, typename F>
+void ResourceDescriptor<S, R, F>::setQueryOptionsOffset(const std::vector<F>& fields,
+                                                        EXPAND_LEVEL expandLevel,
+                                                        const std::vector<F>& expandFields,
+                                                        const SortKeys& sortBy, std::int64_t offset) {
+    zeb::XObjectDescriptor::setQueryOptionsOffset(getVectorAsStringVector(fields), expandLevel,
+                                                  getVectorAsStringVector(expandFields),
+                                                  getSortByFieldsAsStringVector(sortBy), offset);
+}
+
+template <typename S, typename R, typename F>
+void ResourceDescriptor<S, R, F>::setQueryOptionsOffset(const std::vector<F>& fields,
+                                                        EXPAND_LEVEL expandLevel,
+                                                        const std::vector<F>& expandFields,
+                                                        const SortKeys& sortBy, const std::string& offsetId) {
+    zeb::XObjectDescriptor::setQueryOptionsOffset(getVectorAsStringVector(fields), expandLevel,
+                                                  getVectorAsStringVector(expandFields),
+                                                  getSortByFieldsAsStringVector(sortBy), offsetId);
+}
+
+template <typename S, typename R, typename F>
+std::vector<std::string> ResourceDescriptor<S, R, F>::getVectorAsStringVector(const std::vector<F>& fields) {
+    std::vector<std::string> keys;
+    for (const F field : fields) {
+        keys.push_back(tables<F>.literals.at(field));
+    }
+    return keys;
+}
+
+template <typename S, typename R, typename F>
+std::vector<zeb::QueryOptions::SortKey> ResourceDescriptor<S, R, F>::getSortByFieldsAsStringVector(
+    const SortKeys& sortBy) {
+    std::vector<zeb::QueryOptions::SortKey> keys;
+    for (const auto& [direction, field] : sortBy) {
+        keys.emplace_back(direction, tables<F>.literals.at(field));
+    }
+    return keys;
+}
+
+template <typename S, typename R, typename F>
+void ResourceDescriptor<S, R, F>::addFilterTerm(const void* field) {
+    auto& self = static_cast<typename R::Desctype&>(*this);
+    R::Desctype::visitFields([&](const char* key, auto member) {
+        using T = typename std::decay_t<decltype(self.*member)>::ValueType;
+        if (&(self.*member) == field) {
+            Kind<T>::addTo(getFilter(), key, (self.*member).getValue());
+        }
+    });
+}
+
+template <typename S, typename R, typename F>
+void ResourceDescriptor<S, R, F>::fillFields(const zebutil::JsonObject& json, int& line) {
+    using D = typename R::Desctype;
+    auto& self = static_cast<D&>(*this);
+    D::visitFields([&](const char* key, auto member, int listedAt = __builtin_LINE()) {
+        using T = typename std::decay_t<decltype(self.*member)>::ValueType;
+        line = listedAt;
+        const Field field{key, listedAt, unitMessages<S>};
+        if (json.has(field.key)) {
+            Kind<T>::read(json, field, [&](auto&& value) {
+                (self.*member).setValue(std::forward<decltype(value)>(value));
+                Kind<T>::addTo(getFilter(), field.key, (self.*member).getValue());
+            });
+        }
+    });
+}
+
+template <typename S, typename R, typename F>
+int ResourceDescriptor<S, R, F>::firstLine() {
+    int line = 0;
+    R::Desctype::visitFields(
+        [&](const char*, auto, int listedAt = __builtin_LINE()) { line = line == 0 ? listedAt : line; });
+    return line;
+}
+
+template <typename S, typename R, typename F>
+void ResourceDescriptor<S, R, F>::writeFields(zebutil::JsonObject& json) const {
+    const auto& self = static_cast<const typename R::Desctype&>(*this);
+    R::Desctype::visitFields([&](const char* key, auto member) {
+        using T = typename std::decay_t<decltype(self.*member)>::ValueType;
+        if (self.*member) {
+            Kind<T>::write(json, key, (self.*member).getValue());
+        }
+    });
+}
+
+template <typename D>
+DataObject<D>::DataObject(std::shared_ptr<zebutil::JsonObject> json) {
+    DataObject::fillFromJson(std::move(json));
+}
+
+template <typename D>
+void DataObject<D>::fillFromJson(std::shared_ptr<zebutil::JsonObject> json) {
+    if (!json) {
+        return;
+    }
+    // Where the fill has got to.
+    int line = this->descriptor().firstLine();
+    try {
+        zeb::XObject<D>::fillFromJson(json);
+        this->descriptor().fillFields(*json, line);
+    } catch (...) {
+        unitMessages<typename D::Service>.reportEndOfFill(line);
+    }
+}
+
+template <typename D>
+std::unique_ptr<typename D::Resource> DataObject<D>::copyWithIdFromUri(const std::string& uri) const {
+    D descriptor = this->descriptor();
+    descriptor.setIdFromUri(uri);
+    return std::make_unique<typename D::Resource>(std::move(descriptor));
+}
+
+template <typename D>
+Optional<std::string> DataObject<D>::getAsString(const std::string& key) const {
+    Optional<std::string> text;
+    if (this->json() && this->json()->has(key)) {
+        text.setValue(this->json()->getString(key));
+    }
+    return text;
+}
+
+}  // namespace zebobjects_ZEB
