@@ -1,0 +1,89 @@
+#pragma once
+
+#include <clampcontrolclient/Export.h>
+
+#include <atomic>
+#include <memory>
+
+namespace zeb {
+class DefaultWebsocketManagerFactory;
+class ElementRegistry;
+class IServiceRegistry;
+class ITpAccessFactory;
+}  // namespace zeb
+
+namespace zebutil {
+class LoggerFactory;
+class SingleThreadAsyncTaskExecutor;
+}  // namespace zebutil
+
+namespace kelo_client {
+
+class ConfigurationManager;
+
+/// The platform objects that every service client of a process shares. Empty until
+/// ClientServiceUtils::CreateClientServiceBase has filled it; until then the getters answer null.
+///
+/// Owner: the process, together with every client: see getInstance().
+///
+/// Thread safety: getInstance() and, once the base is filled, every getter may be called from any thread. The
+/// base is filled by one thread at start-up.
+///
+/// Calls nobody itself. Its executors call the handlers of the clients.
+class CLAMPCONTROL_EXPORT ClientServiceBase {
+ public:
+    /// The one base of the process, made by the first call. At process exit the process lets go of it, which
+    /// destroys it unless a client still holds it; in that case its executors, its registry and its
+    /// connections are stopped all the same, as the destructor would do it. Null once that has happened.
+    static std::shared_ptr<ClientServiceBase> getInstance();
+
+    /// Ends all subscriptions, stops "zebExecutor", "httpExecutor", the service registry and the WebSockets,
+    /// in this order, then releases everything. Also allowed on an executor's thread.
+    ~ClientServiceBase();
+    ClientServiceBase(const ClientServiceBase&) = delete;
+    ClientServiceBase& operator=(const ClientServiceBase&) = delete;
+
+    const std::shared_ptr<zeb::DefaultWebsocketManagerFactory>& getWebsocketManagerFactory() const {
+        return websocketManagerFactory_;
+    }
+    const std::shared_ptr<zebutil::LoggerFactory>& getLoggerFactory() const { return loggerFactory_; }
+    const std::shared_ptr<zeb::ITpAccessFactory>& getTpAccessFactory() const { return tpAccessFactory_; }
+    const std::shared_ptr<ConfigurationManager>& getConfigurationManager() const {
+        return configurationManager_;
+    }
+    /// Runs the service and registry work and every handler.
+    const std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor>& getZebExecutor() const {
+        return zebExecutor_;
+    }
+    /// Runs the HTTP requests.
+    const std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor>& getHttpExecutor() const {
+        return httpExecutor_;
+    }
+    const std::shared_ptr<zeb::IServiceRegistry>& getServiceRegistry() const { return serviceRegistry_; }
+    const std::shared_ptr<zeb::ElementRegistry>& getElementRegistry() const { return elementRegistry_; }
+    /// 0 static only, 1 dynamic only, 2 static before dynamic.
+    int getRegistryMode() const { return registryMode_; }
+    bool isInitialised() const { return initialised_; }
+
+ private:
+    friend class ClientServiceUtils;
+    class ProcessInstance;
+
+    ClientServiceBase();
+    void tearDown();
+
+    // Destroyed in reverse order: each may use those above it.
+    std::shared_ptr<zeb::DefaultWebsocketManagerFactory> websocketManagerFactory_;
+    std::shared_ptr<zebutil::LoggerFactory> loggerFactory_;
+    std::shared_ptr<zeb::ITpAccessFactory> tpAccessFactory_;
+    std::shared_ptr<ConfigurationManager> configurationManager_;
+    std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> zebExecutor_;
+    std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> httpExecutor_;
+    std::shared_ptr<zeb::IServiceRegistry> serviceRegistry_;
+    std::shared_ptr<zeb::ElementRegistry> elementRegistry_;
+    int registryMode_{1};
+    /// Atomic for the sake of an exit while another thread still fills the base.
+    std::atomic<bool> initialised_{false};
+};
+
+}  // namespace kelo_client

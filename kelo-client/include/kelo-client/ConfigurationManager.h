@@ -1,0 +1,104 @@
+#pragma once
+
+#include <Poco/JSON/Object.h>
+#include <clampcontrolclient/Export.h>
+#include <zeb/IConfigManager.h>
+#include <zeb/ZebServiceConfigurations.h>
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace zebutil {
+class JsonObject;
+}
+
+namespace kelo_client {
+
+/// The client's configuration: a JSON file that is read once, at start-up, and what it says of each remote
+/// service. The README describes the file. A missing or broken file is logged, and the defaults
+/// stay in force.
+///
+/// Shared by the client-service base and the service registry. Thread safety: load and parseProperties come
+/// first, on one thread; after that every function may be called from any thread.
+class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
+ public:
+    /// The registry's section of the file.
+    struct ServiceRegistrySettings {
+        std::string mode = "static";
+        std::string httpUri = "http://[::1]:80";
+        /// By service name; never null.
+        std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> serviceSettings;
+    };
+
+    /// What the "services" section says of one service. No member is ever null.
+    struct CLAMPCONTROL_EXPORT ServiceSettings {
+        ServiceSettings();
+
+        std::shared_ptr<std::string> serverBaseUri;           ///< default "http://[::1]:80"
+        std::shared_ptr<std::string> serverBasePathHTTP;      ///< default "/"
+        std::shared_ptr<std::string> serverBasePathWS;        ///< default "/"
+        std::shared_ptr<std::string> separatorAfterResource;  ///< default "/"
+        std::shared_ptr<long> watchdogTimeout;                ///< milliseconds; default 0
+    };
+
+    /// Has the defaults, and no file to load.
+    ConfigurationManager();
+    /// Has the defaults; `configFile` is not read before load.
+    explicit ConfigurationManager(const std::string& configFile);
+    ~ConfigurationManager() override;
+
+    /// Reads the file. Never throws: whatever goes wrong is logged at error level.
+    void load();
+
+    /// Takes over the settings of a parsed file; a null root changes nothing. A key of the wrong JSON type
+    /// counts as absent. Of two entries for the same service the first counts.
+    void parseProperties(std::shared_ptr<const zebutil::JsonObject> root);
+
+    /// The registry's section.
+    const ServiceRegistrySettings& getServiceRegistrySettings() const { return serviceRegistrySettings_; }
+    /// The per-service settings of the registry's section: shared, not copied.
+    std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> getServiceSettings() const;
+    /// The "services" section by service name: shared, not copied; never null.
+    std::shared_ptr<const std::map<std::string, ServiceSettings>> getServices() const { return services_; }
+
+    /// The text under `key` in the section of `service`, or `defaultValue` where there is none. Throws
+    /// `Poco::BadCastException` when the value is not a string, `Poco::InvalidAccessException` when it is
+    /// null.
+    std::string getValueOfService(const std::string& service, const std::string& key,
+                                  const std::string& defaultValue) const;
+    /// The same for an integer.
+    long getIntValueOfService(const std::string& service, const std::string& key, long defaultValue) const;
+
+    /// "serverBaseUri" of the service, "/" by default. Throws as getValueOfService, and so do the next two.
+    std::string getServerBaseUri(const std::string& service) const override;
+    /// "serverBasePathHTTP" of the service, "/" by default.
+    std::string getServerBasePath(const std::string& service) const override;
+    /// "separatorAfterRessource" of the service (the key has a double "s"), "/" by default.
+    std::string getSeparatorAfterResource(const std::string& service) const override;
+    /// Whether the loaded file has an object for the service in its "services" section.
+    bool isServiceConfigurationKnown(const std::string& service) const override;
+    /// "watchdogTimeout" of the service, at least 0, which is the default. Throws as getIntValueOfService.
+    std::chrono::milliseconds getWatchdogPingInterval(const std::string& service) const override;
+    /// Three ping intervals.
+    std::chrono::milliseconds getWatchdogPongTimeout(const std::string& service) const override;
+    /// All of these as one record.
+    zeb::ZebServiceConfigurations::ServiceConfiguration getServiceConfiguration(
+        const std::string& service) const override;
+
+ private:
+    void parseFile();
+    void parseServiceRegistrySettings(const zebutil::JsonObject& settings);
+    void parseServices(const zebutil::JsonObject& services);
+    Poco::JSON::Object::Ptr sectionOf(const std::string& service) const;
+
+    const std::string configFile_;
+    ServiceRegistrySettings serviceRegistrySettings_;
+    const ServiceSettings defaultServiceSettings_;
+    const std::shared_ptr<std::map<std::string, ServiceSettings>> services_;
+    /// The parsed file; null until it was loaded.
+    Poco::JSON::Object::Ptr root_;
+};
+
+}  // namespace kelo_client

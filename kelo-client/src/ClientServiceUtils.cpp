@@ -1,0 +1,82 @@
+#include "kelo-client/ClientServiceUtils.h"
+
+#include <zeb/DefaultWebsocketManagerFactory.h>
+#include <zeb/ElementRegistry.h>
+#include <zeb/HttpAccessFactory.h>
+#include <zeb/ZebClientServices.h>
+#include <zeb/ZebServiceRegistry.h>
+#include <zebutil/ILogger.h>
+#include <zebutil/PocoHttpSessionFactory.h>
+#include <zebutil/SingleThreadAsyncTaskExecutor.h>
+
+#include <stdexcept>
+
+#include "kelo-client/ClientServiceBase.h"
+#include "kelo-client/ConfigurationManager.h"
+#include "kelo-client/KeloLoggerFactory.h"
+
+namespace kelo_client {
+
+namespace {
+
+std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> startedExecutor(zebutil::LoggerFactory& loggerFactory,
+                                                                        const std::string& loggerName,
+                                                                        const std::string& executorName) {
+    auto executor = std::make_shared<zebutil::SingleThreadAsyncTaskExecutor>(
+        executorName, loggerFactory.createLogger(loggerName));
+    executor->start();
+    return executor;
+}
+
+}  // namespace
+
+std::shared_ptr<ClientServiceBase> ClientServiceUtils::CreateClientServiceBase(
+    const std::string& configFile) {
+    auto base = ClientServiceBase::getInstance();
+    if (!base) {
+        throw std::runtime_error("the client service base cannot be created while the process exits");
+    }
+    if (!base->initialised_) {
+        fill(*base, configFile);
+    }
+    return base;
+}
+
+void ClientServiceUtils::fill(ClientServiceBase& base, const std::string& configFile) {
+    base.loggerFactory_ = std::make_shared<KeloLoggerFactory>();
+    base.websocketManagerFactory_ = std::make_shared<zeb::DefaultWebsocketManagerFactory>();
+    base.tpAccessFactory_ =
+        std::make_shared<zeb::HttpAccessFactory>(std::make_shared<zebutil::PocoHttpSessionFactory>());
+    base.configurationManager_ = std::make_shared<ConfigurationManager>(configFile);
+    base.configurationManager_->load();
+    base.zebExecutor_ = startedExecutor(*base.loggerFactory_, "***ZebExecutor", "zebExecutor");
+    base.httpExecutor_ = startedExecutor(*base.loggerFactory_, "***httpExecutor", "httpExecutor");
+
+    const auto& registrySettings = base.configurationManager_->getServiceRegistrySettings();
+    if (registrySettings.mode == zeb::ZebServiceRegistry::STR_MODE_STATIC_ONLY) {
+        base.registryMode_ = 0;
+    } else if (registrySettings.mode == zeb::ZebServiceRegistry::STR_MODE_DYNAMIC_ONLY) {
+        base.registryMode_ = 1;
+    } else if (registrySettings.mode == zeb::ZebServiceRegistry::STR_MODE_STATIC_BEFORE_DYNAMIC) {
+        base.registryMode_ = 2;
+    }
+
+    zeb::ZebServiceRegistry::Settings settings;
+    settings.mode = static_cast<zeb::ZebServiceRegistry::Mode>(base.registryMode_);
+    settings.httpUri = registrySettings.httpUri;
+    base.serviceRegistry_ = std::make_shared<zeb::ZebServiceRegistry>(
+        base.websocketManagerFactory_, base.configurationManager_, base.loggerFactory_, base.tpAccessFactory_,
+        base.zebExecutor_, base.httpExecutor_, settings, base.configurationManager_->getServiceSettings());
+    base.elementRegistry_ = std::make_shared<zeb::ElementRegistry>(
+        base.serviceRegistry_, base.loggerFactory_->createLogger("ElementRegistry"));
+    base.initialised_ = true;
+}
+
+std::shared_ptr<zeb::ZebClientServices> ClientServiceUtils::CreateClientServices(
+    const ClientServiceBase& base, const std::string& /*serviceName*/, const std::string& clientName) {
+    return std::make_shared<zeb::ZebClientServices>(
+        clientName, base.getServiceRegistry(), base.getLoggerFactory(), base.getElementRegistry(),
+        std::make_shared<zeb::ZebClientServices::Properties>(), nullptr);
+}
+
+}  // namespace kelo_client

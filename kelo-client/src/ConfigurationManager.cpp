@@ -1,0 +1,214 @@
+#include <Poco/Dynamic/Var.h>
+#include <Poco/Exception.h>
+#include <Poco/File.h>
+#include <Poco/FileStream.h>
+#include <Poco/JSON/Parser.h>
+#include <Poco/Path.h>
+#include <csc_logging/CSCLogging.h>
+#include <kelo-client/ConfigurationManager.h>
+#include <zebutil/JsonArray.h>
+#include <zebutil/JsonException.h>
+#include <zebutil/JsonObject.h>
+#include <zebutil/Optional.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <optional>
+
+namespace kelo_client {
+
+using csc_logging::CSCLogEntry;
+using csc_logging::CSCLogging;
+using std::chrono::milliseconds;
+using zebutil::JsonObject;
+
+namespace {
+
+constexpr const char* kLoopback = "http://[::1]:80";
+
+milliseconds pingInterval(std::int64_t configured) {
+    return milliseconds(std::max<std::int64_t>(configured, 0));
+}
+
+/// Three ping intervals, or the longest time there is.
+milliseconds pongTimeout(milliseconds interval) {
+    return interval > milliseconds::max() / 3 ? milliseconds::max() : 3 * interval;
+}
+
+/// What the strict getter delivers; nothing when the key is missing or has another type.
+template <typename Value>
+std::optional<Value> find(const JsonObject& object, const std::string& key,
+                          Value (JsonObject::*get)(const std::string&) const) {
+    try {
+        return (object.*get)(key);
+    } catch (const zebutil::JsonException&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<std::string> findString(const JsonObject& object, const std::string& key) {
+    if (!object.isString(key)) return std::nullopt;
+    return object.getString(key);
+}
+
+zebutil::Optional<milliseconds> wrapped(milliseconds value) {
+    return zebutil::Optional<milliseconds>(&value);
+}
+
+}  // namespace
+
+ConfigurationManager::ServiceSettings::ServiceSettings()
+    : serverBaseUri(std::make_shared<std::string>(kLoopback)),
+      serverBasePathHTTP(std::make_shared<std::string>("/")),
+      serverBasePathWS(std::make_shared<std::string>("/")),
+      separatorAfterResource(std::make_shared<std::string>("/")),
+      watchdogTimeout(std::make_shared<long>(0)) {}
+
+ConfigurationManager::ConfigurationManager() : ConfigurationManager(std::string()) {}
+
+ConfigurationManager::ConfigurationManager(const std::string& configFile)
+    : configFile_(configFile), services_(std::make_shared<std::map<std::string, ServiceSettings>>()) {
+    serviceRegistrySettings_.serviceSettings =
+        std::make_shared<zeb::ZebServiceConfigurations::ServiceSettings>();
+}
+
+ConfigurationManager::~ConfigurationManager() = default;
+
+void ConfigurationManager::load() {
+    if (configFile_.empty()) {
+        CSCLogging::LogError("Config File is not given!");
+        return;
+    }
+    try {
+        const Poco::Path path(configFile_);
+        if (path.getFileName().empty()) {
+            CSCLogging::LogError(CSCLogEntry("Config File is not a file: ") << configFile_);
+        } else if (!Poco::File(path).exists()) {
+            CSCLogging::LogError(CSCLogEntry("Config file does not exist: ") << configFile_);
+        } else {
+            CSCLogging::LogInfo(CSCLogEntry("Found config file: ") << configFile_ << " - try to load it");
+            parseFile();
+        }
+    } catch (const Poco::Exception& exception) {
+        CSCLogging::LogError(CSCLogEntry("Loading config file failed, error: ") << exception.displayText());
+    } catch (...) {
+        CSCLogging::LogError("Unknown exception when loading config file ");
+    }
+}
+
+void ConfigurationManager::parseFile() {
+    Poco::FileInputStream file(configFile_);
+    Poco::JSON::Parser parser;
+    parser.setDepth(JsonObject::maximumDepth);
+    const Poco::Dynamic::Var content = parser.parse(file);
+    root_ = content.extract<Poco::JSON::Object::Ptr>();
+    parseProperties(std::make_shared<const JsonObject>(root_));
+}
+
+void ConfigurationManager::parseProperties(std::shared_ptr<const JsonObject> root) {
+    if (root == nullptr) return;
+    if (root->isObject("serviceRegistrySettings")) {
+        parseServiceRegistrySettings(*root->getObject("serviceRegistrySettings"));
+    }
+    if (root->isObject("services")) parseServices(*root->getObject("services"));
+}
+
+void ConfigurationManager::parseServiceRegistrySettings(const JsonObject& settings) {
+    if (const auto mode = findString(settings, "mode")) serviceRegistrySettings_.mode = *mode;
+    if (const auto httpUri = findString(settings, "httpUri")) serviceRegistrySettings_.httpUri = *httpUri;
+    if (!settings.isArray("serviceSettings")) return;
+
+    const auto elements = settings.getArray("serviceSettings");
+    for (std::size_t index = 0; index < elements->size(); ++index) {
+        if (!elements->isObject(index)) continue;
+        const auto element = elements->getObject(index);
+        const auto service = findString(*element, "service");
+        const auto useSeparator = find(*element, "useSeparator", &JsonObject::getBool);
+        const auto watchdogTimeout = find(*element, "watchdogTimeout", &JsonObject::getInt64);
+        if (!service || !useSeparator || !watchdogTimeout) continue;
+        const milliseconds interval = pingInterval(*watchdogTimeout);
+        serviceRegistrySettings_.serviceSettings->emplace(
+            *service, zeb::ZebServiceConfigurations::ServiceSetting(*useSeparator, wrapped(interval),
+                                                                    wrapped(pongTimeout(interval))));
+    }
+}
+
+void ConfigurationManager::parseServices(const JsonObject& services) {
+    for (const std::string& name : services.getKeys()) {
+        if (!services.isObject(name)) continue;
+        const auto section = services.getObject(name);
+        ServiceSettings settings;
+        const auto take = [&section](const std::string& key, std::shared_ptr<std::string>& setting) {
+            if (const auto text = findString(*section, key)) setting = std::make_shared<std::string>(*text);
+        };
+        take("serverBaseUri", settings.serverBaseUri);
+        take("serverBasePathHTTP", settings.serverBasePathHTTP);
+        take("serverBasePathWS", settings.serverBasePathWS);
+        take("separatorAfterRessource", settings.separatorAfterResource);
+        services_->emplace(name, settings);
+    }
+}
+
+std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> ConfigurationManager::getServiceSettings()
+    const {
+    return serviceRegistrySettings_.serviceSettings;
+}
+
+Poco::JSON::Object::Ptr ConfigurationManager::sectionOf(const std::string& service) const {
+    if (root_.isNull()) return nullptr;
+    const Poco::JSON::Object::Ptr services = root_->getObject("services");
+    return services.isNull() ? nullptr : services->getObject(service);
+}
+
+std::string ConfigurationManager::getValueOfService(const std::string& service, const std::string& key,
+                                                    const std::string& defaultValue) const {
+    const Poco::JSON::Object::Ptr section = sectionOf(service);
+    if (section.isNull() || !section->has(key)) return defaultValue;
+    return section->get(key).extract<std::string>();
+}
+
+long ConfigurationManager::getIntValueOfService(const std::string& service, const std::string& key,
+                                                long defaultValue) const {
+    const Poco::JSON::Object::Ptr section = sectionOf(service);
+    if (section.isNull() || !section->has(key)) return defaultValue;
+    return section->get(key).extract<Poco::Int64>();
+}
+
+std::string ConfigurationManager::getServerBaseUri(const std::string& service) const {
+    return getValueOfService(service, "serverBaseUri", "/");
+}
+
+std::string ConfigurationManager::getServerBasePath(const std::string& service) const {
+    return getValueOfService(service, "serverBasePathHTTP", "/");
+}
+
+std::string ConfigurationManager::getSeparatorAfterResource(const std::string& service) const {
+    return getValueOfService(service, "separatorAfterRessource", "/");
+}
+
+bool ConfigurationManager::isServiceConfigurationKnown(const std::string& service) const {
+    return !sectionOf(service).isNull();
+}
+
+milliseconds ConfigurationManager::getWatchdogPingInterval(const std::string& service) const {
+    return pingInterval(getIntValueOfService(service, "watchdogTimeout", 0));
+}
+
+milliseconds ConfigurationManager::getWatchdogPongTimeout(const std::string& service) const {
+    return pongTimeout(getWatchdogPingInterval(service));
+}
+
+zeb::ZebServiceConfigurations::ServiceConfiguration ConfigurationManager::getServiceConfiguration(
+    const std::string& service) const {
+    zeb::ZebServiceConfigurations::ServiceConfiguration configuration;
+    configuration.serverBaseUri = getServerBaseUri(service);
+    configuration.serverBasePath = getServerBasePath(service);
+    configuration.separatorAfterResource = getSeparatorAfterResource(service);
+    configuration.watchdogPingInterval = getWatchdogPingInterval(service);
+    configuration.watchdogPongTimeout = getWatchdogPongTimeout(service);
+    configuration.useSeparator = false;
+    return configuration;
+}
+
+}  // namespace kelo_client
