@@ -1,0 +1,53 @@
+#include "CallbackGate.h"
+
+namespace clampcontrolclient {
+
+namespace {
+
+thread_local bool insideCallback = false;
+
+}  // namespace
+
+CallbackGate::Passage::Passage(CallbackGate& gate)
+    : gate_(gate), admitted_(gate.enter()), wasInside_(insideCallback) {
+    if (admitted_) {
+        insideCallback = true;
+    }
+}
+
+CallbackGate::Passage::~Passage() {
+    insideCallback = wasInside_;
+    if (admitted_) {
+        gate_.leave();
+    }
+}
+
+bool CallbackGate::isInsideCallback() {
+    return insideCallback;
+}
+
+bool CallbackGate::enter() {
+    auto state = state_.load();
+    while ((state & closedFlag) == 0) {
+        if (state_.compare_exchange_weak(state, state + 1)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void CallbackGate::leave() {
+    // Nobody enters a closed gate, so the last one out comes by once.
+    if (state_.fetch_sub(1) == (closedFlag | 1U)) {
+        drained_.set_value();
+    }
+}
+
+void CallbackGate::close() {
+    const auto before = state_.fetch_or(closedFlag);
+    if ((before & ~closedFlag) != 0 && !insideCallback) {
+        whenDrained_.wait();
+    }
+}
+
+}  // namespace clampcontrolclient

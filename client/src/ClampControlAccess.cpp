@@ -1,0 +1,266 @@
+#include "ClampControlAccess.h"
+
+#include <clampcontrolclient/ClampControlCallbackIf.h>
+#include <csc_logging/CSCLogEntry.h>
+#include <csc_logging/CSCLogging.h>
+#include <zeb/IServiceRegistry.h>
+#include <zeb/ServiceListener.h>
+#include <zeb/Subscription.h>
+#include <zeb/ZebAccessor.h>
+#include <zeb/ZebClientServices.h>
+#include <zeb/ZebResponse.h>
+
+#include <exception>
+#include <future>
+#include <stdexcept>
+#include <utility>
+
+namespace clampcontrolclient {
+
+using csc_logging::CSCLogEntry;
+using csc_logging::CSCLogging;
+using kelo_client::SubscribeSync;
+using zebobjects_ZEB::ClampcontrolService;
+
+namespace {
+
+/// Decides the outcome of a subscribe that nothing else has decided, however it ended: a notification handler
+/// that waits for the outcome holds up the executor.
+class OutcomeGuard {
+ public:
+    explicit OutcomeGuard(SubscribeSync& sync) : sync_(sync) {}
+    ~OutcomeGuard() { sync_.outcome.Set(SubscribeSync::kTimedOut); }
+    OutcomeGuard(const OutcomeGuard&) = delete;
+    OutcomeGuard& operator=(const OutcomeGuard&) = delete;
+
+ private:
+    SubscribeSync& sync_;
+};
+
+}  // namespace
+
+/// A platform subscription together with the word, shared with its handler, that it has ended. A handler that
+/// the platform had already begun looks at it before it calls the application.
+class ClampControlAccess::ElementSubscription : public zeb::Subscription {
+ public:
+    ElementSubscription(std::shared_ptr<zeb::Subscription> subscription,
+                        std::shared_ptr<std::atomic<bool>> ended)
+        : subscription_(std::move(subscription)), ended_(std::move(ended)) {}
+    ~ElementSubscription() override { *ended_ = true; }
+
+    std::string getUuidOfElement() const override { return subscription_->getUuidOfElement(); }
+
+    void unsubscribe() override {
+        *ended_ = true;
+        subscription_->unsubscribe();
+    }
+
+ private:
+    const std::shared_ptr<zeb::Subscription> subscription_;
+    const std::shared_ptr<std::atomic<bool>> ended_;
+};
+
+ClampControlAccess::ClampControlAccess(std::shared_ptr<zeb::ZebClientServices> clientServices)
+    : ClampControlAccess(std::move(clientServices), TimeLimits()) {}
+
+ClampControlAccess::ClampControlAccess(std::shared_ptr<zeb::ZebClientServices> clientServices,
+                                       const TimeLimits& timeLimits)
+    : zeb::ZebClient(std::move(clientServices)), timeLimits_(timeLimits) {}
+
+ClampControlAccess::~ClampControlAccess() = default;
+
+void ClampControlAccess::start() {
+    const auto weak = weak_from_this();
+    zeb::ServiceListener<ClampcontrolService> listener;
+    listener.connected = [weak](std::shared_ptr<ClampcontrolService> service) {
+        if (const auto self = weak.lock()) {
+            self->ServiceConnected(std::move(service));
+        }
+    };
+    listener.disconnected = [weak] {
+        if (const auto self = weak.lock()) {
+            self->ServiceDisconnected();
+        }
+    };
+    // Taken by value: the text is that of std::exception itself. The platform logs its own.
+    listener.error = [weak](std::exception exception) {
+        if (const auto self = weak.lock()) {
+            CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ServiceListener Error: ")
+                                 << exception.what());
+        }
+    };
+    getClientServices()->getServiceRegistry()->registerServiceListener(listener);
+}
+
+void ClampControlAccess::AssignCallback(ClampControlCallbackIf* callback) {
+    callback_ = callback;
+}
+
+void ClampControlAccess::DetachCallback() {
+    gate_.close();
+}
+
+void ClampControlAccess::ServiceConnected(std::shared_ptr<ClampcontrolService> service) {
+    CSCLogging::LogInfo("Clamp Control Client: Service Connected");
+    std::atomic_store(&service_, std::move(service));
+    gate_.pass([this] {
+        if (auto* const callback = callback_.load()) {
+            callback->OnConnectionStateChanged(true);
+        }
+    });
+}
+
+void ClampControlAccess::ServiceDisconnected() {
+    CSCLogging::LogInfo("Clamp Control Client: Service disconnected");
+    std::atomic_store(&service_, std::shared_ptr<ClampcontrolService>());
+    std::atomic_store(&subscription_, std::shared_ptr<zeb::Subscription>());
+    gate_.pass([this] {
+        if (auto* const callback = callback_.load()) {
+            callback->OnConnectionStateChanged(false);
+        }
+    });
+}
+
+std::shared_ptr<ClampcontrolService> ClampControlAccess::connectedService() const {
+    auto service = std::atomic_load(&service_);
+    if (!service) {
+        CSCLogging::LogError("Clamp Control Client: Not ready");
+        throw std::runtime_error("ClampControl client not ready");
+    }
+    return service;
+}
+
+std::string ClampControlAccess::GetClampControlUuid(ClampcontrolService::CLAMP_TYPE type) {
+    // Kept by this function too: handlers that the platform drops unanswered lead to the time-out below.
+    const auto found = std::make_shared<std::promise<std::string>>();
+    auto onSuccess = [found](std::shared_ptr<const ClampcontrolService::Clamp> clamp,
+                             std::shared_ptr<const zeb::ZebResponse> /*response*/) {
+        found->set_value(clamp && clamp->getId() ? clamp->getId().getValue() : std::string());
+    };
+    auto onError = [found](std::shared_ptr<const zeb::ZebResponse> response) {
+        if (response) {
+            if (const auto exception = response->getHttpException()) {
+                CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ErrorCb: ") << exception->what());
+            } else {
+                CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ErrorCb, response status: ")
+                                     << response->getStatusCode());
+            }
+        }
+        found->set_value(std::string());
+    };
+
+    const auto service = connectedService();
+    auto uuid = found->get_future();
+    try {
+        ClampcontrolService::ClampDescriptor descriptor;
+        descriptor.setType(type);
+        service->getAccessor()->findFirst<ClampcontrolService::Clamp>(
+            std::move(descriptor), std::move(onSuccess), std::move(onError));
+    } catch (...) {
+        CSCLogging::LogError("Clamp Control Client: readResource ZebAccess exception");
+        return {};
+    }
+
+    const auto deadline = std::chrono::system_clock::now() + timeLimits_.findFirst;
+    if (uuid.wait_until(deadline) != std::future_status::ready) {
+        CSCLogging::LogError("Clamp Control Client: GetClampControlUuid() request timeout");
+        return {};
+    }
+    return uuid.get();
+}
+
+std::string ClampControlAccess::SubscribeClampControl() {
+    if (CallbackGate::isInsideCallback()) {
+        CSCLogging::LogError("Clamp Control Client: SubscribeClampControl called from inside a callback");
+        return {};
+    }
+    const auto self = shared_from_this();  // the client may be destroyed inside a callback meanwhile
+
+    auto uuid = GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15);
+    if (uuid.empty()) {
+        return {};
+    }
+
+    const auto sync = std::make_shared<SubscribeSync>();
+    const OutcomeGuard outcomeGuard(*sync);
+    const auto service = connectedService();
+    std::weak_ptr<zeb::Subscription> thisSubscription;
+    try {
+        ClampcontrolService::ClampDescriptor descriptor;
+        descriptor.setId(uuid);
+        const auto ended = std::make_shared<std::atomic<bool>>(false);
+        auto element = service->subscribeElement<ClampcontrolService::Clamp>(
+            descriptor,
+            [sync, ended, weak = weak_from_this()](std::shared_ptr<const ClampcontrolService::Clamp> clamp) {
+                if (const auto access = weak.lock()) {
+                    access->clampNotified(clamp, *sync, *ended);
+                }
+            });
+        std::shared_ptr<zeb::Subscription> subscription =
+            std::make_shared<ElementSubscription>(std::move(element), ended);
+        thisSubscription = subscription;
+        std::atomic_store(&subscription_, std::move(subscription));
+    } catch (...) {
+        CSCLogging::LogError("Clamp Control Client: Failed to Subscribe. Exception");
+        return {};
+    }
+
+    if (!sync->notified.WaitFor(timeLimits_.firstNotification)) {
+        CSCLogging::LogError("Clamp Control Client: Subscription timed out");
+        dropSubscription(thisSubscription.lock());
+        sync->outcome.Set(SubscribeSync::kTimedOut);
+        return {};
+    }
+    sync->outcome.Set(SubscribeSync::kSucceeded);
+    return uuid;
+}
+
+void ClampControlAccess::dropSubscription(std::shared_ptr<zeb::Subscription> subscription) {
+    // Not that of another thread, which may have subscribed since.
+    if (subscription) {
+        std::atomic_compare_exchange_strong(&subscription_, &subscription,
+                                            std::shared_ptr<zeb::Subscription>());
+    }
+}
+
+void ClampControlAccess::clampNotified(const std::shared_ptr<const ClampcontrolService::Clamp>& clamp,
+                                       SubscribeSync& sync, const std::atomic<bool>& ended) {
+    CSCLogging::LogInfo("Clamp Control Client: Subscription Callback");
+    sync.notified.Set(SubscribeSync::kNotified);
+    const auto outcome = sync.outcome.Get();
+    if (!clamp || outcome == SubscribeSync::kTimedOut) {
+        return;
+    }
+    auto* const callback = callback_.load();
+    if (!callback) {
+        CSCLogging::LogError("Clamp Control Client: Element Subscription notification failed, nullptr error");
+        return;
+    }
+    const auto type = clamp->getType().getValue();
+    tellUnlessEnded(ended, [callback] { callback->OnClampNotification(); });
+    if (type != ClampcontrolService::CLAMP_TYPE::Clamp15) {
+        return;
+    }
+    const auto switchedOn = clamp->getIsSwitchedOn().getValue();
+    tellUnlessEnded(ended, [callback, switchedOn] { callback->OnClampStateChanged(switchedOn); });
+}
+
+template <class Call>
+void ClampControlAccess::tellUnlessEnded(const std::atomic<bool>& ended, Call call) {
+    gate_.pass([&] {
+        if (!ended) {
+            call();
+        }
+    });
+}
+
+void ClampControlAccess::UnsubscribeClampControl(const std::string& uuid) {
+    const auto subscription = std::atomic_load(&subscription_);
+    if (!subscription || subscription->getUuidOfElement() != uuid) {
+        return;
+    }
+    subscription->unsubscribe();
+    CSCLogging::LogInfo(CSCLogEntry("Clamp Control Client: Unsubscribed uuid = ") << uuid);
+}
+
+}  // namespace clampcontrolclient

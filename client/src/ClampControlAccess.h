@@ -1,0 +1,83 @@
+#pragma once
+
+#include <ZebDataObjects_ZEB/Clampcontrol.h>
+#include <clampcontrolclient/ClampControlClientIf.h>
+#include <kelo-client/SubscribeSync.h>
+#include <zeb/ZebClient.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "CallbackGate.h"
+
+namespace zeb {
+class Subscription;
+class ZebClientServices;
+}  // namespace zeb
+
+namespace clampcontrolclient {
+
+/// Follows the clamp-control service, finds the element of terminal 15, subscribes to it and passes on what
+/// it hears.
+///
+/// Owner: ClampControlClientImpl, by shared pointer; while one of its handlers runs, that handler too. The
+/// platform's handlers hold it weakly, so that nothing is called once the client is gone.
+///
+/// Thread safety: any thread may call the ClampControlClientIf operations; the handlers run on the platform's
+/// executor thread. Service and subscription are read and written atomically, nothing is locked.
+class ClampControlAccess : public zeb::ZebClient,
+                           public ClampControlClientIf,
+                           public std::enable_shared_from_this<ClampControlAccess> {
+ public:
+    struct TimeLimits {
+        std::chrono::milliseconds findFirst{5000};
+        std::chrono::milliseconds firstNotification{5000};
+    };
+
+    explicit ClampControlAccess(std::shared_ptr<zeb::ZebClientServices> clientServices);
+    ClampControlAccess(std::shared_ptr<zeb::ZebClientServices> clientServices, const TimeLimits& timeLimits);
+    ~ClampControlAccess() override;
+
+    /// Registers the service listener; does not wait for the service.
+    void start() override;
+
+    /// Nothing: start() and the client's implementation do what there is to do.
+    void Start() override {}
+    void Stop() override {}
+
+    void AssignCallback(ClampControlCallbackIf* callback) override;
+    std::string SubscribeClampControl() override;
+    void UnsubscribeClampControl(const std::string& uuid) override;
+
+    /// The id of the element with the given type, empty on failure. Blocks for up to 5 s; must not be called
+    /// on an executor thread.
+    /// @throws std::runtime_error "ClampControl client not ready" while the service is not connected
+    std::string GetClampControlUuid(zebobjects_ZEB::ClampcontrolService::CLAMP_TYPE type);
+
+    void ServiceConnected(std::shared_ptr<zebobjects_ZEB::ClampcontrolService> service);
+    void ServiceDisconnected();
+
+    /// Ends the calls of the callback: none runs or will run once it has returned. Inside a callback it
+    /// returns at once, and that callback is the last one.
+    void DetachCallback();
+
+ private:
+    class ElementSubscription;
+
+    std::shared_ptr<zebobjects_ZEB::ClampcontrolService> connectedService() const;
+    void dropSubscription(std::shared_ptr<zeb::Subscription> subscription);
+    void clampNotified(const std::shared_ptr<const zebobjects_ZEB::ClampcontrolService::Clamp>& clamp,
+                       kelo_client::SubscribeSync& sync, const std::atomic<bool>& ended);
+    template <class Call>
+    void tellUnlessEnded(const std::atomic<bool>& ended, Call call);
+
+    std::atomic<ClampControlCallbackIf*> callback_{nullptr};
+    std::shared_ptr<zebobjects_ZEB::ClampcontrolService> service_;
+    std::shared_ptr<zeb::Subscription> subscription_;
+    CallbackGate gate_;
+    const TimeLimits timeLimits_;
+};
+
+}  // namespace clampcontrolclient

@@ -1,0 +1,89 @@
+#include "ClampControlClientImpl.h"
+
+#include <ZebDataObjects_ZEB/Clampcontrol.h>
+#include <csc_logging/CSCLogEntry.h>
+#include <csc_logging/CSCLogging.h>
+#include <kelo-client/ClientServiceBase.h>
+#include <kelo-client/ClientServiceUtils.h>
+#include <zeb/DefaultWebsocketManagerFactory.h>
+#include <zeb/ElementRegistry.h>
+#include <zeb/IServiceRegistry.h>
+#include <zebutil/SingleThreadAsyncTaskExecutor.h>
+
+#include <cassert>
+#include <exception>
+
+#include "ClampControlAccess.h"
+
+namespace clampcontrolclient {
+
+using csc_logging::CSCLogEntry;
+using csc_logging::CSCLogging;
+using kelo_client::ClientServiceUtils;
+using zebobjects_ZEB::ClampcontrolService;
+
+namespace {
+
+constexpr auto configurationPath = "/var/run/csc/config/kelo-client/ClientConfig.json";
+
+}  // namespace
+
+ClampControlClientImpl::ClampControlClientImpl() {
+    try {
+        clientServiceBase_ = ClientServiceUtils::CreateClientServiceBase(configurationPath);
+        const auto serviceName = ClampcontrolService::getServiceName();
+        assert(clientServiceBase_);
+        const auto clientServices =
+            ClientServiceUtils::CreateClientServices(*clientServiceBase_, serviceName, "ClampControl client");
+        access_ = ClientServiceUtils::CreateClient<ClampControlAccess>(clientServices);
+    } catch (const std::exception& exception) {
+        CSCLogging::LogError(CSCLogEntry(" Exception: ") << exception.what());
+    } catch (...) {
+        CSCLogging::LogError(CSCLogEntry("Unknown exception "));
+    }
+}
+
+ClampControlClientImpl::~ClampControlClientImpl() {
+    if (access_) {
+        access_->DetachCallback();
+    }
+    access_.reset();
+    clientServiceBase_.reset();
+}
+
+void ClampControlClientImpl::Start() {
+    if (access_) {
+        access_->start();
+    }
+}
+
+void ClampControlClientImpl::Stop() {
+    if (!access_) {
+        return;
+    }
+    clientServiceBase_->getElementRegistry()->unsubscribeFromAll();
+    clientServiceBase_->getZebExecutor()->stop();
+    clientServiceBase_->getHttpExecutor()->stop();
+    clientServiceBase_->getServiceRegistry()->stop();
+    clientServiceBase_->getWebsocketManagerFactory()->stopAndClearAll();
+    clientServiceBase_->getWebsocketManagerFactory()->removeClient("ClampControl");
+    access_->Stop();
+    access_->DetachCallback();  // for a Stop inside a callback, whose executor ends only after it
+}
+
+void ClampControlClientImpl::AssignCallback(ClampControlCallbackIf* callback) {
+    assert(access_ && "the construction of this client failed; the log says why");
+    access_->AssignCallback(callback);
+}
+
+std::string ClampControlClientImpl::SubscribeClampControl() {
+    assert(access_ && "the construction of this client failed; the log says why");
+    return access_->SubscribeClampControl();
+}
+
+void ClampControlClientImpl::UnsubscribeClampControl(const std::string& uuid) {
+    assert(access_ && "the construction of this client failed; the log says why");
+    access_->UnsubscribeClampControl(uuid);
+}
+
+}  // namespace clampcontrolclient

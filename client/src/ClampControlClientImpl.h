@@ -1,0 +1,37 @@
+#pragma once
+
+#include <clampcontrolclient/ClampControlClientIf.h>
+
+#include <memory>
+#include <string>
+
+namespace kelo_client {
+class ClientServiceBase;
+}
+
+namespace clampcontrolclient {
+
+class ClampControlAccess;
+
+/// Sets up the framework for one clamp-control client and takes it down again. Owned by its
+/// ClampControlClient, whose comment gives the contract of the operations.
+class ClampControlClientImpl : public ClampControlClientIf {
+ public:
+    ClampControlClientImpl();
+    ~ClampControlClientImpl() override;
+    ClampControlClientImpl(const ClampControlClientImpl&) = delete;
+    ClampControlClientImpl& operator=(const ClampControlClientImpl&) = delete;
+
+    void Start() override;
+    void Stop() override;
+    void AssignCallback(ClampControlCallbackIf* callback) override;
+    std::string SubscribeClampControl() override;
+    void UnsubscribeClampControl(const std::string& uuid) override;
+
+ private:
+    std::shared_ptr<kelo_client::ClientServiceBase> clientServiceBase_;
+    /// Null when the construction failed.
+    std::shared_ptr<ClampControlAccess> access_;
+};
+
+}  // namespace clampcontrolclient
