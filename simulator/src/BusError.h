@@ -1,0 +1,24 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace zebbussim {
+
+/// A request that is refused, with what the error object on the wire says.
+class BusError : public std::runtime_error {
+ public:
+    BusError(int errorNumber, const std::string& errorReason, const std::string& message)
+        : std::runtime_error(message), number(errorNumber), reason(errorReason) {}
+
+    const int number;
+    const std::string reason;
+
+    static BusError badRequest(const std::string& message) { return {400, "bad_request", message}; }
+    static BusError filterInvalid(const std::string& message) { return {400, "filter_invalid", message}; }
+    static BusError invalidPath(const std::string& message) { return {404, "invalid_path", message}; }
+    static BusError unavailableData(const std::string& message) { return {404, "unavailable_data", message}; }
+    static BusError unavailable(const std::string& message) { return {503, "service_unavailable", message}; }
+};
+
+}  // namespace zebbussim

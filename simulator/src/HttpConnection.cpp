@@ -1,0 +1,231 @@
+#include "HttpConnection.h"
+
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/rfc7230.hpp>
+#include <boost/beast/http/write.hpp>
+#include <boost/beast/websocket/rfc6455.hpp>
+#include <chrono>
+
+#include "BusError.h"
+#include "Json.h"
+#include "WebSocketPeer.h"
+
+namespace zebbussim {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+
+namespace {
+
+constexpr std::size_t kMaximumBody = 1024 * 1024;
+constexpr std::uint32_t kMaximumHeader = 8 * 1024;
+constexpr std::chrono::seconds kIdleTime{60};
+constexpr std::chrono::seconds kFinishTime{1};
+
+std::optional<HttpAnswer> answerToBrokenRequest(const boost::system::error_code& error) {
+    if (error == http::error::body_limit) {
+        return errorAnswer({413, "payload_too_large", "A request body has at most 1 MiB"});
+    }
+    if (error == http::error::header_limit) {
+        return errorAnswer({431, "header_too_large", "Request line and headers have at most 8 KiB"});
+    }
+    const bool isHttpError = error.category() == http::make_error_code(http::error::bad_target).category();
+    if (isHttpError && error != http::error::end_of_stream && error != http::error::partial_message) {
+        return errorAnswer(BusError::badRequest("This is not an HTTP request: " + error.message()));
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+HttpConnection::HttpConnection(BusStream&& stream, BusContext& busContext, Events connectionEvents)
+    : stream_(std::move(stream)),
+      closeTimer_(stream_.get_executor()),
+      delayTimer_(stream_.get_executor()),
+      context_(busContext),
+      events_(std::move(connectionEvents)) {}
+
+void HttpConnection::start() {
+    closeIn(kIdleTime);
+    stream_.begin([self = shared_from_this()](const ErrorCode& error) {
+        if (error) {
+            self->close();
+        } else if (!self->over_) {
+            self->read();
+        }
+    });
+}
+
+void HttpConnection::closeIn(std::chrono::seconds time) {
+    closeTimer_.expires_after(time);
+    closeTimer_.async_wait([self = shared_from_this()](const ErrorCode& error) {
+        // Put off after it had gone off already, but before it was heard.
+        const bool isPutOff = self->closeTimer_.expiry() > std::chrono::steady_clock::now();
+        if (!error && !isPutOff) {
+            self->close();
+        }
+    });
+}
+
+void HttpConnection::read() {
+    parser_.emplace();
+    parser_->header_limit(kMaximumHeader);
+    parser_->body_limit(kMaximumBody);
+    closeIn(kIdleTime);
+    http::async_read(
+        stream_, buffer_, *parser_,
+        [self = shared_from_this()](const ErrorCode& error, std::size_t) { self->received(error); });
+}
+
+void HttpConnection::received(const ErrorCode& error) {
+    if (over_) {
+        return;
+    }
+    if (error) {
+        const std::optional<HttpAnswer> refusal = answerToBrokenRequest(error);
+        if (refusal) {
+            request_ = {};
+            request_.version(11);
+            answer(*refusal, true);
+        } else {
+            close();
+        }
+        return;
+    }
+    closeTimer_.cancel();
+    request_ = parser_->release();
+    try {
+        path_ = parseRequestTarget(std::string(request_.target()), context_.basePath).path();
+    } catch (const BusError&) {
+        path_.clear();
+    }
+    if (!beast::websocket::is_upgrade(request_)) {
+        context_.observations.countRequest(path_);
+    }
+
+    const std::optional<HttpFault> fault = context_.faults.find(path_);
+    if (fault && fault->silent) {
+        return;
+    }
+    if (fault && fault->delay.count() > 0) {
+        delayTimer_.expires_after(fault->delay);
+        delayTimer_.async_wait([self = shared_from_this(), fault](const ErrorCode& timerError) {
+            if (!timerError && !self->over_) {
+                self->handle(fault);
+            }
+        });
+        return;
+    }
+    handle(fault);
+}
+
+void HttpConnection::handle(const std::optional<HttpFault>& fault) {
+    if (fault && fault->bytes) {
+        writeBytes(*fault->bytes);
+    } else if (fault && fault->status) {
+        answer({*fault->status, fault->body, ""}, false);
+    } else if (beast::websocket::is_upgrade(request_)) {
+        try {
+            const RequestTarget target =
+                parseRequestTarget(std::string(request_.target()), context_.basePath);
+            if (target.segments.size() != 1) {
+                throw BusError::invalidPath("The WebSocket of a service is at " + context_.basePath +
+                                            "<service>");
+            }
+            handshake(target.segments[0]);
+        } catch (const BusError& error) {
+            answer(errorAnswer(error), false);
+        }
+    } else {
+        answer(answerHttpRequest(context_.model, context_.basePath, std::string(request_.method_string()),
+                                 std::string(request_.target()), request_.body()),
+               false);
+    }
+}
+
+void HttpConnection::handshake(const std::string& service) {
+    context_.model.reachableService(service);
+    http::token_list offered(request_[http::field::sec_websocket_protocol]);
+    if (!offered.exists(WebSocketPeer::kSubProtocol)) {
+        throw BusError::badRequest(std::string("The handshake does not offer the sub-protocol ") +
+                                   WebSocketPeer::kSubProtocol);
+    }
+    over_ = true;
+    events_.upgraded(std::move(stream_), service, std::move(request_));
+    events_.ended(shared_from_this());
+}
+
+void HttpConnection::answer(const HttpAnswer& httpAnswer, bool closeAfter) {
+    auto response = std::make_shared<http::response<http::string_body>>();
+    response->version(request_.version());
+    response->result(static_cast<unsigned int>(httpAnswer.status));
+    response->set(http::field::server, "zeb-bus-sim");
+    response->set(http::field::content_type, "application/json");
+    if (!httpAnswer.allow.empty()) {
+        response->set(http::field::allow, httpAnswer.allow);
+    }
+    if (httpAnswer.status == 426) {
+        response->set(http::field::upgrade, "websocket");
+    }
+    response->keep_alive(!closeAfter && request_.keep_alive());
+    response->body() = httpAnswer.body;
+    response->prepare_payload();
+    if (request_.method() == http::verb::head) {
+        response->body().clear();  // the length stays that of the body left out
+    }
+    closeIn(kIdleTime);
+    http::async_write(stream_, *response,
+                      [self = shared_from_this(), response](const ErrorCode& error, std::size_t) {
+                          if (self->over_) {
+                              return;
+                          }
+                          if (error) {
+                              self->close();
+                          } else if (!response->keep_alive()) {
+                              self->finish();
+                          } else {
+                              self->read();
+                          }
+                      });
+}
+
+void HttpConnection::writeBytes(const std::string& bytes) {
+    const auto kept = std::make_shared<const std::string>(bytes);
+    closeIn(kIdleTime);
+    asio::async_write(stream_, asio::buffer(*kept),
+                      [self = shared_from_this(), kept](const ErrorCode&, std::size_t) { self->finish(); });
+}
+
+void HttpConnection::finish() {
+    // Closing with unread bytes would reset the connection, and the client might lose the answer.
+    closeIn(kFinishTime);
+    stream_.end([self = shared_from_this()](const ErrorCode&) {
+        ErrorCode ignored;
+        self->stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+        self->discardInput();
+    });
+}
+
+void HttpConnection::discardInput() {
+    stream_.socket().async_read_some(asio::buffer(leftOver_),
+                                     [self = shared_from_this()](const ErrorCode& error, std::size_t) {
+                                         error ? self->close() : self->discardInput();
+                                     });
+}
+
+void HttpConnection::close() {
+    if (over_) {
+        return;
+    }
+    over_ = true;
+    delayTimer_.cancel();
+    closeTimer_.cancel();
+    ErrorCode ignored;
+    stream_.socket().close(ignored);
+    events_.ended(shared_from_this());
+}
+
+}  // namespace zebbussim

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <array>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "BusContext.h"
+#include "BusStream.h"
+#include "HttpRequests.h"
+
+namespace zebbussim {
+
+/// One connection as long as it speaks HTTP. Answers one request after the other, until a WebSocket handshake
+/// takes the connection over.
+class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
+ public:
+    using Request = boost::beast::http::request<boost::beast::http::string_body>;
+
+    struct Events {
+        std::function<void(BusStream&&, const std::string& service, Request&&)> upgraded;
+        std::function<void(const std::shared_ptr<HttpConnection>&)> ended;
+    };
+
+    HttpConnection(BusStream&& stream, BusContext& busContext, Events connectionEvents);
+
+    void start();
+    void close();
+
+ private:
+    using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
+    using ErrorCode = boost::system::error_code;
+
+    void read();
+    void received(const ErrorCode& error);
+    void handle(const std::optional<HttpFault>& fault);
+    void handshake(const std::string& service);
+    void answer(const HttpAnswer& httpAnswer, bool closeAfter);
+    void writeBytes(const std::string& bytes);
+    /// Closes when the client has, or a second later.
+    void finish();
+    void discardInput();
+    /// Closes after this time, unless it is put off.
+    void closeIn(std::chrono::seconds time);
+
+    BusStream stream_;
+    boost::asio::steady_timer closeTimer_;
+    boost::asio::steady_timer delayTimer_;
+    BusContext& context_;
+    Events events_;
+    boost::beast::flat_buffer buffer_;
+    std::optional<Parser> parser_;
+    Request request_;
+    std::string path_;  ///< of the request, on the bus; empty when its target cannot be read
+    std::array<char, 4096> leftOver_;
+    bool over_ = false;
+};
+
+}  // namespace zebbussim

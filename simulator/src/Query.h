@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "BusModel.h"
+
+namespace zebbussim {
+
+/// The filters and options of a request target's query, and what they do.
+class Query {
+ public:
+    /// Throws `BusError` 400 for what cannot be used. An element takes "$fields" and "$expand" alone.
+    static Query forCollection(const std::vector<std::pair<std::string, std::string>>& terms);
+    static Query forElement(const std::vector<std::pair<std::string, std::string>>& terms);
+
+    /// The JSON text of the elements that are asked for, as a list.
+    std::string select(const Resource& resource, BusModel& model) const;
+    /// The JSON text of one element.
+    std::string render(const Element& element, BusModel& model) const;
+
+ private:
+    struct SortKey {
+        std::string key;
+        bool descending;
+    };
+
+    void readOption(const std::string& key, const std::string& value);
+    bool matches(const Element& element) const;
+    bool comesBefore(const Element& left, const Element& right) const;
+
+    std::vector<std::pair<std::string, std::string>> filters_;
+    std::optional<std::set<std::string>> fields_;
+    int expandLevel_ = 0;
+    std::optional<std::set<std::string>> expandKeys_;
+    std::vector<SortKey> sortKeys_;
+    std::optional<std::uint64_t> limit_;
+    std::uint64_t offset_ = 0;
+    std::optional<std::string> offsetId_;
+};
+
+}  // namespace zebbussim

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <Poco/JSON/Array.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "zeb-bus-sim/BusSimulator.h"
+
+namespace zebbussim {
+
+/// A list of steps that are done on a bus one after the other: changes, and waits between them.
+///
+///     [{"wait": {"subscribers": {"path": "/ClampControl/clamps/1", "count": 1}}},
+///      {"set": {"path": "/ClampControl/clamps/1", "data": {"isSwitchedOn": true}}}]
+///
+/// `run()` is called once; `cancel()` may be called from any other thread, and makes it return soon.
+class Scenario {
+ public:
+    /// Writes the text of a "print" step.
+    using Print = std::function<void(const std::string&)>;
+
+    /// Reads and checks the whole file. Throws `std::runtime_error` that says which step is wrong, and why.
+    static Scenario fromFile(const std::string& fileName);
+    /// `source` names the text in errors.
+    static Scenario fromText(const std::string& json, const std::string& source);
+
+    /// Does the steps; returns when they are done or were cancelled. Throws `std::runtime_error` when one
+    /// fails.
+    void run(BusSimulator& bus, const Print& print);
+    void cancel();
+
+    Scenario(Scenario&& other) noexcept
+        : steps_(std::move(other.steps_)), source_(std::move(other.source_)) {}
+
+ private:
+    Scenario(const Poco::JSON::Array::Ptr& scenarioSteps, const std::string& scenarioSource)
+        : steps_(scenarioSteps), source_(scenarioSource) {}
+
+    [[noreturn]] void fail(std::size_t index, const std::string& why) const;
+    void check(std::size_t index) const;
+    void doStep(BusSimulator& bus, const std::string& kind, const Poco::Dynamic::Var& value,
+                const Print& print);
+    void doWait(BusSimulator& bus, const Poco::JSON::Object& wait);
+
+    Poco::JSON::Array::Ptr steps_;
+    std::string source_;
+    std::mutex mutex_;
+    std::condition_variable cancelling_;
+    std::atomic<bool> cancelled_{false};
+};
+
+}  // namespace zebbussim

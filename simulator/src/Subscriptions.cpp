@@ -1,0 +1,228 @@
+#include "Subscriptions.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <utility>
+
+#include "BusError.h"
+#include "Json.h"
+
+namespace zebbussim {
+
+namespace {
+
+constexpr std::size_t kMaximumSubscriptions = 65536;
+constexpr std::size_t kMaximumMessage = 1024 * 1024;
+
+std::optional<std::string> stringMember(const Poco::JSON::Object& message, const std::string& key) {
+    const Poco::Dynamic::Var value = message.get(key);
+    if (value.isEmpty() || value.type() != typeid(std::string)) {
+        return std::nullopt;
+    }
+    return value.extract<std::string>();
+}
+
+std::string requiredMember(const Poco::JSON::Object& message, const std::string& key) {
+    if (const std::optional<std::string> value = stringMember(message, key)) {
+        return *value;
+    }
+    throw BusError::badRequest("The message has no \"" + key + "\" that is a string");
+}
+
+SharedText notificationTail(const std::string& data) {
+    return std::make_shared<const std::string>(data + timestampTail());
+}
+
+}  // namespace
+
+Subscriptions::Subscriptions(BusModel& busModel, Observations& busObservations, RunLater runLaterFunction)
+    : model_(busModel), observations_(busObservations), runLater_(std::move(runLaterFunction)) {}
+
+void Subscriptions::receive(Subscriber& subscriber, const std::string& text) {
+    std::string echo;  // what of the request comes back in an error
+    try {
+        const Poco::JSON::Object::Ptr message = parseJsonObject(text, "The message");
+        for (const char* key : {"action", "requestId"}) {
+            if (const std::optional<std::string> value = stringMember(*message, key)) {
+                echo += quoted(key) + ":" + quoted(*value) + ",";
+            }
+        }
+        const std::string action = requiredMember(*message, "action");
+        const std::string requestId = requiredMember(*message, "requestId");
+        if (action == "subscribe") {
+            subscribe(subscriber, requestId, *message);
+        } else if (action == "unsubscribe") {
+            if (const std::optional<std::string> id = stringMember(*message, "subscriptionId")) {
+                echo += "\"subscriptionId\":" + quoted(*id) + ",";
+            }
+            unsubscribe(subscriber, requestId, *message);
+        } else {
+            throw BusError::badRequest("The action " + quoted(action) + " is unknown");
+        }
+    } catch (const BusError& error) {
+        subscriber.send("{" + echo + errorMember(error) + timestampTail(), nullptr);
+    }
+}
+
+void Subscriptions::subscribe(Subscriber& subscriber, const std::string& requestId,
+                              const Poco::JSON::Object& message) {
+    const BusPath path = parseBusPath(requiredMember(message, "path"));
+    if (path.service != subscriber.service()) {
+        throw BusError::invalidPath("This is the WebSocket of the service " + quoted(subscriber.service()) +
+                                    ", which has no " + path.text());
+    }
+    path.isCollection() ? static_cast<void>(model_.collection(path))
+                        : static_cast<void>(model_.element(path));
+    if (bySubscriber_[&subscriber].size() >= kMaximumSubscriptions) {
+        throw BusError(429, "too_many_requests",
+                       "A WebSocket has at most " + std::to_string(kMaximumSubscriptions) + " subscriptions");
+    }
+
+    const Number number = ++lastNumber_;
+    const std::string id = std::to_string(number);
+    subscriptions_[number] = Subscription{&subscriber, id, path};
+    byPath_[path.text()].insert(number);
+    bySubscriber_[&subscriber].insert(number);
+    subscriber.send("{\"action\":\"subscribe\",\"requestId\":" + quoted(requestId) +
+                        ",\"subscriptionId\":\"" + id + "\"" + timestampTail(),
+                    nullptr);
+    if (!hold_) {
+        start(number);
+    } else if (hold_->delay) {
+        runLater_(*hold_->delay, [this, number] { start(number); });
+    }
+    observations_.update([&](Observations::Numbers& numbers) { ++numbers.subscribers[path.text()]; });
+}
+
+void Subscriptions::unsubscribe(Subscriber& subscriber, const std::string& requestId,
+                                const Poco::JSON::Object& message) {
+    const std::string id = requiredMember(message, "subscriptionId");
+    Number number = 0;
+    std::from_chars(id.data(), id.data() + id.size(), number);
+    const auto found = subscriptions_.find(number);
+    const bool isThere =
+        found != subscriptions_.end() && found->second.id == id && found->second.subscriber == &subscriber;
+    if (!isThere) {
+        throw BusError(404, "invalid_subscriptionId", "This WebSocket has no subscription " + quoted(id));
+    }
+    remove(number);
+    subscriber.send("{\"action\":\"unsubscribe\",\"subscriptionId\":" + quoted(id) +
+                        ",\"requestId\":" + quoted(requestId) + timestampTail(),
+                    nullptr);
+}
+
+void Subscriptions::leave(Subscriber& subscriber) {
+    const std::set<Number> own = bySubscriber_[&subscriber];
+    for (const Number number : own) {
+        remove(number);
+    }
+    bySubscriber_.erase(&subscriber);
+}
+
+std::set<Subscriber*> Subscriptions::subscribersOf(const std::string& path) const {
+    std::set<Subscriber*> subscribers;
+    if (const auto found = byPath_.find(path); found != byPath_.end()) {
+        for (const Number number : found->second) {
+            subscribers.insert(subscriptions_.at(number).subscriber);
+        }
+    }
+    return subscribers;
+}
+
+void Subscriptions::notifyElement(const BusPath& path, const Element& element) {
+    notifyAll(path.text(), *element.text);
+    notifyCollection(path);
+}
+
+void Subscriptions::notifyCollection(const BusPath& path) {
+    if (byPath_.count(path.collectionText()) != 0) {
+        notifyAll(path.collectionText(), model_.collection(path).text());
+    }
+}
+
+void Subscriptions::endElement(const BusPath& path) {
+    const auto found = byPath_.find(path.text());
+    if (found == byPath_.end()) {
+        return;
+    }
+    const std::set<Number> ended = found->second;
+    for (const Number number : ended) {
+        endWithError(number, BusError::unavailableData("The element " + path.text() + " was removed"));
+    }
+}
+
+void Subscriptions::releaseFirstNotifications() {
+    hold_.reset();
+    std::vector<Number> waiting;
+    for (const auto& [number, subscription] : subscriptions_) {
+        if (!subscription.started) {
+            waiting.push_back(number);
+        }
+    }
+    std::for_each(waiting.begin(), waiting.end(), [this](Number number) { start(number); });
+}
+
+void Subscriptions::start(Number number) {
+    const auto found = subscriptions_.find(number);
+    if (found == subscriptions_.end() || found->second.started) {
+        return;
+    }
+    found->second.started = true;
+    const BusPath& path = found->second.path;
+    notify(number, notificationTail(path.isCollection() ? model_.collection(path).text()
+                                                        : *model_.element(path).text));
+}
+
+void Subscriptions::notifyAll(const std::string& path, const std::string& data) {
+    const auto found = byPath_.find(path);
+    if (found == byPath_.end()) {
+        return;
+    }
+    const SharedText tail = notificationTail(data);
+    // A copy, since a notification that is too large removes.
+    const std::vector<Number> notified(found->second.begin(), found->second.end());
+    for (const Number number : notified) {
+        notify(number, tail);
+    }
+}
+
+void Subscriptions::notify(Number number, const SharedText& tail) {
+    Subscription& subscription = subscriptions_.at(number);
+    if (!subscription.started) {
+        return;
+    }
+    std::string head = "{\"action\":\"subscription\",\"subscriptionId\":\"" + subscription.id +
+                       "\",\"seq\":" + std::to_string(subscription.nextSequence) + ",\"data\":";
+    if (head.size() + tail->size() > kMaximumMessage) {
+        endWithError(number,
+                     BusError(413, "payload_too_large",
+                              "A notification of " + subscription.path.text() + " would be too large"));
+        return;
+    }
+    ++subscription.nextSequence;
+    subscription.subscriber->send(std::move(head), tail);
+}
+
+void Subscriptions::endWithError(Number number, const BusError& error) {
+    const Subscription ended = subscriptions_.at(number);
+    remove(number);
+    ended.subscriber->send("{\"action\":\"subscription\",\"subscriptionId\":\"" + ended.id + "\"," +
+                               errorMember(error) + timestampTail(),
+                           nullptr);
+}
+
+void Subscriptions::remove(Number number) {
+    const auto found = subscriptions_.find(number);
+    const std::string path = found->second.path.text();
+    std::set<Number>& samePath = byPath_[path];
+    samePath.erase(number);
+    if (samePath.empty()) {
+        byPath_.erase(path);
+    }
+    bySubscriber_[found->second.subscriber].erase(number);
+    subscriptions_.erase(found);
+    observations_.update([&](Observations::Numbers& numbers) { --numbers.subscribers[path]; });
+}
+
+}  // namespace zebbussim

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "BusModel.h"
+#include "Observations.h"
+
+namespace zebbussim {
+
+/// One client of a service's WebSocket, as the protocol sees it. The socket behind it queues what it is sent.
+class Subscriber {
+ public:
+    virtual ~Subscriber() = default;
+    /// Sends the message `head` + `*tail`; `tail` may be null. Never calls back.
+    virtual void send(std::string head, SharedText tail) = 0;
+    /// Sends bytes that are no message, between two messages.
+    virtual void sendBytes(std::string bytes) = 0;
+    virtual const std::string& service() const = 0;
+};
+
+/// The WebSocket messages: answers requests, and turns changes of the model into notifications.
+class Subscriptions {
+ public:
+    /// `runLater` runs a function on the bus's thread when the time has passed.
+    using RunLater = std::function<void(std::chrono::milliseconds, std::function<void()>)>;
+
+    Subscriptions(BusModel& busModel, Observations& busObservations, RunLater runLaterFunction);
+
+    /// Answers one text message of a client.
+    void receive(Subscriber& subscriber, const std::string& text);
+    /// Ends all subscriptions of a client that is gone.
+    void leave(Subscriber& subscriber);
+    /// Clients with a subscription to this path, each once.
+    std::set<Subscriber*> subscribersOf(const std::string& path) const;
+
+    void notifyElement(const BusPath& path, const Element& element);
+    void notifyCollection(const BusPath& path);
+    /// Ends the subscriptions to an element that was removed.
+    void endElement(const BusPath& path);
+
+    /// Nothing: at once. Otherwise later, or never when there is no time in it.
+    struct Hold {
+        std::optional<std::chrono::milliseconds> delay;
+    };
+    void holdFirstNotifications(std::optional<Hold> newHold) { hold_ = newHold; }
+    void releaseFirstNotifications();
+
+ private:
+    struct Subscription {
+        Subscriber* subscriber;
+        std::string id;
+        BusPath path;
+        std::uint64_t nextSequence = 0;
+        bool started = false;
+    };
+    using Number = std::uint64_t;
+
+    void subscribe(Subscriber& subscriber, const std::string& requestId, const Poco::JSON::Object& message);
+    void unsubscribe(Subscriber& subscriber, const std::string& requestId, const Poco::JSON::Object& message);
+    void start(Number number);
+    void notify(Number number, const SharedText& tail);
+    void notifyAll(const std::string& path, const std::string& data);
+    void endWithError(Number number, const class BusError& error);
+    void remove(Number number);
+
+    BusModel& model_;
+    Observations& observations_;
+    RunLater runLater_;
+    Number lastNumber_ = 0;
+    std::map<Number, Subscription> subscriptions_;
+    std::unordered_map<std::string, std::set<Number>> byPath_;  ///< in the order of subscribing
+    std::unordered_map<Subscriber*, std::set<Number>> bySubscriber_;
+    std::optional<Hold> hold_;
+};
+
+}  // namespace zebbussim

@@ -1,0 +1,36 @@
+#include "TlsServerContext.h"
+
+#include <stdexcept>
+
+namespace zebbussim {
+
+namespace ssl = boost::asio::ssl;
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& what, const std::string& file,
+                         const boost::system::error_code& error) {
+    throw std::runtime_error("Cannot use the " + what + " " + file + ": " + error.message());
+}
+
+}  // namespace
+
+ssl::context createTlsServerContext(const std::string& certificateFile, const std::string& keyFile) {
+    ssl::context context(ssl::context::tls_server);
+    context.set_options(ssl::context::default_workarounds | ssl::context::no_tlsv1 |
+                        ssl::context::no_tlsv1_1);
+    boost::system::error_code error;
+    // Rather than asking at the terminal.
+    context.set_password_callback([](std::size_t, ssl::context::password_purpose) { return ""; }, error);
+    context.use_certificate_chain_file(certificateFile, error);
+    if (error) {
+        refuse("TLS certificate", certificateFile, error);
+    }
+    context.use_private_key_file(keyFile, ssl::context::pem, error);
+    if (error) {
+        refuse("TLS key", keyFile, error);
+    }
+    return context;
+}
+
+}  // namespace zebbussim

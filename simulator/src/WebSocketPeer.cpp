@@ -1,0 +1,216 @@
+#include "WebSocketPeer.h"
+
+#include <array>
+#include <boost/asio/post.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/buffers_to_string.hpp>
+#include <boost/beast/websocket/error.hpp>
+#include <chrono>
+
+namespace zebbussim {
+
+namespace beast = boost::beast;
+namespace websocket = boost::beast::websocket;
+namespace asio = boost::asio;
+
+namespace {
+
+constexpr std::size_t kMaximumMessage = 1024 * 1024;
+constexpr std::chrono::seconds kCloseTime{2};
+
+}  // namespace
+
+WebSocketPeer::WebSocketPeer(BusStream&& stream, BusContext& busContext, const std::string& service,
+                             Events peerEvents)
+    : webSocket_(std::move(stream)),
+      closeTimer_(webSocket_.get_executor()),
+      context_(busContext),
+      serviceName_(service),
+      events_(std::move(peerEvents)) {}
+
+void WebSocketPeer::accept(Request request) {
+    handshake_ = std::move(request);
+    // The time limit also bounds how long a client may take to answer a close. There is no idle limit: it
+    // would cost a timer per message, and a silent client is no fault.
+    webSocket_.set_option(websocket::stream_base::timeout{kCloseTime, websocket::stream_base::none(), false});
+    webSocket_.set_option(websocket::stream_base::decorator([](websocket::response_type& response) {
+        response.set(beast::http::field::sec_websocket_protocol, kSubProtocol);
+        response.set(beast::http::field::server, "zeb-bus-sim");
+    }));
+    webSocket_.read_message_max(kMaximumMessage);
+    webSocket_.auto_fragment(false);
+    webSocket_.text(true);
+    webSocket_.async_accept(handshake_, [self = shared_from_this()](const ErrorCode& error) {
+        if (error) {
+            self->ended();
+            return;
+        }
+        self->open_ = true;
+        self->context_.observations.update([&](Observations::Numbers& numbers) {
+            ++numbers.webSockets[self->serviceName_];
+            ++numbers.handshakes[self->serviceName_];
+        });
+        if (self->closing_) {
+            self->sendClose();
+        } else if (!self->frozen_) {  // which may happen before the client's side of the handshake is seen
+            self->read();
+        }
+    });
+}
+
+void WebSocketPeer::send(std::string head, SharedText tail) {
+    enqueue({std::move(head), std::move(tail), false});
+}
+
+void WebSocketPeer::sendBytes(std::string bytes) {
+    enqueue({std::move(bytes), nullptr, true});
+}
+
+void WebSocketPeer::enqueue(Outgoing outgoing) {
+    if (closing_ || over_ || overflown_) {
+        return;
+    }
+    queueSize_ += outgoing.size();
+    queue_.push_back(std::move(outgoing));
+    context_.observations.addUnsent(1);
+    if (queueSize_ > kMaximumQueue) {
+        overflown_ = true;
+        clearQueue(writing_ ? 1 : 0);
+        // Not at once: the caller may be walking through the subscriptions, which closing ends.
+        asio::post(webSocket_.get_executor(),
+                   [self = shared_from_this()] { self->close(websocket::close_code::try_again_later); });
+        return;
+    }
+    if (!writing_ && !frozen_) {
+        writeNext();
+    }
+}
+
+void WebSocketPeer::writeNext() {
+    writing_ = true;
+    const Outgoing& next = queue_.front();
+    const std::array<asio::const_buffer, 2> buffers{
+        asio::buffer(next.head), next.tail ? asio::buffer(*next.tail) : asio::const_buffer()};
+    auto handler = [self = shared_from_this()](const ErrorCode& error, std::size_t) { self->written(error); };
+    if (next.raw) {
+        asio::async_write(webSocket_.next_layer(), buffers, std::move(handler));
+    } else {
+        webSocket_.async_write(buffers, std::move(handler));
+    }
+}
+
+void WebSocketPeer::written(const ErrorCode& error) {
+    writing_ = false;
+    if (over_ || frozen_) {
+        return;
+    }
+    if (error) {
+        clearQueue(0);
+        closing_ ? sendClose() : ended();
+        return;
+    }
+    queueSize_ -= queue_.front().size();
+    queue_.pop_front();
+    context_.observations.removeUnsent(1);
+    if (!queue_.empty()) {
+        writeNext();
+    } else if (closing_) {
+        sendClose();
+    }
+    events_.sent();  // last, since it may send more
+}
+
+void WebSocketPeer::clearQueue(std::size_t keep) {
+    const std::size_t dropped = queue_.size() - keep;
+    queue_.resize(keep);
+    queueSize_ = keep == 0 ? 0 : queue_.front().size();
+    context_.observations.removeUnsent(dropped);
+}
+
+void WebSocketPeer::close(std::uint16_t code) {
+    if (closing_ || over_) {
+        return;
+    }
+    if (frozen_) {
+        drop();
+        return;
+    }
+    closing_ = true;
+    closeCode_ = code;
+    context_.subscriptions.leave(*this);
+    closeTimer_.expires_after(kCloseTime);
+    closeTimer_.async_wait([self = shared_from_this()](const ErrorCode& error) {
+        if (!error) {
+            self->drop();
+        }
+    });
+    if (open_ && !writing_) {
+        sendClose();
+    }
+}
+
+void WebSocketPeer::sendClose() {
+    webSocket_.async_close(closeCode_, [self = shared_from_this()](const ErrorCode&) { self->ended(); });
+}
+
+void WebSocketPeer::drop() {
+    ErrorCode ignored;
+    webSocket_.next_layer().socket().set_option(asio::socket_base::linger(true, 0), ignored);
+    ended();
+}
+
+void WebSocketPeer::freeze() {
+    frozen_ = true;
+    ErrorCode ignored;
+    webSocket_.next_layer().socket().cancel(ignored);
+}
+
+void WebSocketPeer::read() {
+    webSocket_.async_read(readBuffer_, [self = shared_from_this()](const ErrorCode& error, std::size_t) {
+        self->received(error);
+    });
+}
+
+void WebSocketPeer::received(const ErrorCode& error) {
+    if (over_ || frozen_) {
+        return;
+    }
+    if (error) {
+        if (!closing_) {
+            ended();  // while closing, the end of the close operation ends the peer
+        }
+        return;
+    }
+    if (!closing_) {
+        if (webSocket_.got_binary()) {
+            close(websocket::close_code::unknown_data);
+        } else {
+            context_.subscriptions.receive(*this, beast::buffers_to_string(readBuffer_.data()));
+        }
+    }
+    readBuffer_.consume(readBuffer_.size());
+    read();
+}
+
+void WebSocketPeer::ended() {
+    if (over_) {
+        return;
+    }
+    over_ = true;
+    const std::shared_ptr<WebSocketPeer> self = shared_from_this();
+    context_.subscriptions.leave(*this);
+    clearQueue(writing_ ? 1 : 0);  // the buffers of a write that is under way must stay
+    if (writing_) {
+        context_.observations.removeUnsent(1);
+    }
+    closeTimer_.cancel();
+    ErrorCode ignored;
+    webSocket_.next_layer().socket().close(ignored);
+    if (open_) {
+        context_.observations.update(
+            [&](Observations::Numbers& numbers) { --numbers.webSockets[serviceName_]; });
+    }
+    events_.ended(self);
+}
+
+}  // namespace zebbussim

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/websocket/stream.hpp>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "BusContext.h"
+#include "BusStream.h"
+
+namespace zebbussim {
+
+/// The server's end of one WebSocket. Kept alive by its own operations and by the server's list of peers.
+class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<WebSocketPeer> {
+ public:
+    static constexpr const char* kSubProtocol = "zeb.v1";
+    /// More than this waiting for a client that does not read closes its WebSocket.
+    static constexpr std::size_t kMaximumQueue = 64 * 1024 * 1024;
+
+    struct Events {
+        std::function<void(const std::shared_ptr<WebSocketPeer>&)> ended;
+        std::function<void()> sent;
+    };
+    using Request = boost::beast::http::request<boost::beast::http::string_body>;
+
+    WebSocketPeer(BusStream&& stream, BusContext& busContext, const std::string& service, Events peerEvents);
+
+    /// Answers the handshake and begins to serve.
+    void accept(Request request);
+
+    void send(std::string head, SharedText tail) override;
+    const std::string& service() const override { return serviceName_; }
+
+    /// Sends bytes that are no message.
+    void sendBytes(std::string bytes) override;
+    /// Ends the subscriptions, sends what waits, then closes. After two seconds the connection is cut.
+    void close(std::uint16_t code);
+    /// Resets the connection.
+    void drop();
+    /// Neither reads nor sends any more.
+    void freeze();
+
+    std::size_t queuedBytes() const { return queueSize_; }
+
+ private:
+    struct Outgoing {
+        std::string head;
+        SharedText tail;
+        bool raw;
+        std::size_t size() const { return head.size() + (tail ? tail->size() : 0); }
+    };
+    using ErrorCode = boost::system::error_code;
+
+    void enqueue(Outgoing outgoing);
+    void writeNext();
+    void written(const ErrorCode& error);
+    void clearQueue(std::size_t keep);
+    void sendClose();
+    void read();
+    void received(const ErrorCode& error);
+    void ended();
+
+    boost::beast::websocket::stream<BusStream, false> webSocket_;
+    boost::asio::steady_timer closeTimer_;
+    BusContext& context_;
+    std::string serviceName_;
+    Events events_;
+    Request handshake_;
+    boost::beast::flat_buffer readBuffer_;
+    std::deque<Outgoing> queue_;
+    std::size_t queueSize_ = 0;
+    std::uint16_t closeCode_ = 0;
+    bool open_ = false;
+    bool writing_ = false;
+    bool closing_ = false;
+    bool overflown_ = false;
+    bool frozen_ = false;
+    bool over_ = false;
+};
+
+}  // namespace zebbussim
