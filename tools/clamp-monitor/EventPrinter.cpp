@@ -1,0 +1,114 @@
+#include "EventPrinter.h"
+
+#include <cstdio>
+#include <ctime>
+#include <utility>
+
+namespace {
+
+constexpr const char* kDim = "2";
+constexpr const char* kRed = "31";
+constexpr const char* kGreen = "32";
+constexpr const char* kCyan = "36";
+constexpr const char* kBoldGreen = "1;32";
+constexpr const char* kBoldYellow = "1;33";
+
+constexpr std::size_t kEventWidth = 12;
+
+std::string formatted(const std::tm& time, const char* format) {
+    char text[32];
+    return std::string(text, std::strftime(text, sizeof text, format, &time));
+}
+
+std::string fraction(EventPrinter::Time time, int digits) {
+    using std::chrono::microseconds;
+    const auto sinceEpoch = std::chrono::duration_cast<microseconds>(time.time_since_epoch()).count();
+    char text[16];
+    std::snprintf(text, sizeof text, ".%06d", static_cast<int>(sinceEpoch % 1000000));
+    return std::string(text, static_cast<std::size_t>(digits) + 1);
+}
+
+/// "12:34:56.789", as the clock on the wall shows it.
+std::string localTime(EventPrinter::Time time) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    return formatted(parts, "%H:%M:%S") + fraction(time, 3);
+}
+
+/// "2026-01-31T12:34:56.123456Z"
+std::string utcTime(EventPrinter::Time time) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm parts{};
+    gmtime_r(&seconds, &parts);
+    return formatted(parts, "%Y-%m-%dT%H:%M:%S") + fraction(time, 6) + "Z";
+}
+
+std::string quoted(const std::string& text) {
+    std::string result = "\"";
+    for (const char character : text) {
+        if (character == '"' || character == '\\') {
+            result += '\\';
+            result += character;
+        } else if (static_cast<unsigned char>(character) < 0x20) {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(character));
+            result += escape;
+        } else {
+            result += character;
+        }
+    }
+    return result + '"';
+}
+
+}  // namespace
+
+EventPrinter::EventPrinter(std::ostream& stream, Format format, std::function<Time()> clock,
+                           std::function<void()> outputLost)
+    : stream_(stream), format_(format), clock_(std::move(clock)), outputLost_(std::move(outputLost)) {}
+
+void EventPrinter::connection(bool connected) {
+    print("connection", connected ? "true" : "false", connected ? "connected" : "disconnected",
+          connected ? kGreen : kRed);
+}
+
+void EventPrinter::subscribed(const std::string& uuid) {
+    print("subscribed", quoted(uuid), uuid, kCyan);
+}
+
+void EventPrinter::notification() {
+    print("notification", "null", "", kDim);
+}
+
+void EventPrinter::clamp15(bool switchedOn) {
+    print("clamp15", switchedOn ? "true" : "false", switchedOn ? "on" : "off",
+          switchedOn ? kBoldGreen : kBoldYellow);
+}
+
+void EventPrinter::stopped() {
+    print("stopped", "null", "", kCyan);
+}
+
+void EventPrinter::print(const std::string& event, const std::string& jsonValue, const std::string& text,
+                         const char* colour) {
+    // The time is taken under the lock, so that the lines' times never go backwards.
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const Time now = clock_();
+    if (format_ == Format::Json) {
+        stream_ << "{\"ts\":\"" << utcTime(now) << "\",\"event\":" << quoted(event)
+                << ",\"value\":" << jsonValue << "}\n";
+    } else {
+        std::string words = event;
+        if (!text.empty()) {
+            words += std::string(kEventWidth - event.size(), ' ') + "  " + text;
+        }
+        if (format_ == Format::ColouredText) {
+            words = std::string("\033[") + colour + "m" + words + "\033[0m";
+        }
+        stream_ << localTime(now) << "  " << words << "\n";
+    }
+    stream_.flush();
+    if (!stream_ && outputLost_) {
+        std::exchange(outputLost_, nullptr)();
+    }
+}
