@@ -1,0 +1,239 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <zeb-bus-sim/BusSimulator.h>
+#include <zeb/DefaultWebsocketManagerFactory.h>
+#include <zeb/ElementRegistry.h>
+#include <zeb/HttpAccessFactory.h>
+#include <zeb/IConfigManager.h>
+#include <zeb/Service.h>
+#include <zeb/ServiceListener.h>
+#include <zeb/XObject.h>
+#include <zeb/ZebAccessor.h>
+#include <zeb/ZebServiceRegistry.h>
+#include <zebutil/JsonObject.h>
+#include <zebutil/PocoHttpSessionFactory.h>
+#include <zebutil/SingleThreadAsyncTaskExecutor.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "RecordingLogger.h"
+
+namespace contract {
+
+/// Long enough for anything that is to happen, short enough to report what does not.
+constexpr std::chrono::seconds LIMIT{20};
+
+/// Values handed over by the platform's threads, in order.
+template <class T>
+class Received {
+ public:
+    void push(T value) {
+        // Told under the lock, since whoever takes the value may destroy this object.
+        const std::lock_guard<std::mutex> lock(mutex_);
+        values_.push_back(std::move(value));
+        changed_.notify_all();
+    }
+
+    /// The next value, or none when there is none within the limit.
+    std::optional<T> next(std::chrono::milliseconds limit = LIMIT) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (!changed_.wait_for(lock, limit, [this] { return !values_.empty(); })) {
+            return std::nullopt;
+        }
+        T value = std::move(values_.front());
+        values_.pop_front();
+        return value;
+    }
+
+    std::size_t size() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return values_.size();
+    }
+
+ private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<T> values_;
+};
+
+class LampDescriptor : public zeb::XObjectDescriptor {
+ public:
+    LampDescriptor() : XObjectDescriptor("Lighting", "lamps") {}
+};
+
+/// An element of a resource that only these tests know: the contract does not depend on generated data
+/// objects.
+class Lamp : public zeb::XObject<LampDescriptor> {
+ public:
+    explicit Lamp(std::shared_ptr<zebutil::JsonObject> json) : XObject(std::move(json)) {}
+    std::int64_t level() const { return json()->getInt64("level"); }
+};
+
+class LightingService : public zeb::Service {
+ public:
+    using zeb::Service::Service;
+    static std::string getServiceName() { return "Lighting"; }
+};
+
+/// A configuration that tests fill in.
+class TestConfiguration : public zeb::IConfigManager {
+ public:
+    std::string getServerBaseUri(const std::string&) const override { return known.serverBaseUri; }
+    std::string getServerBasePath(const std::string&) const override { return known.serverBasePath; }
+    std::string getSeparatorAfterResource(const std::string&) const override {
+        return known.separatorAfterResource;
+    }
+    bool isServiceConfigurationKnown(const std::string& service) const override {
+        return isKnown && service == "Lighting";
+    }
+    std::chrono::milliseconds getWatchdogPingInterval(const std::string&) const override {
+        return known.watchdogPingInterval;
+    }
+    std::chrono::milliseconds getWatchdogPongTimeout(const std::string&) const override {
+        return known.watchdogPongTimeout;
+    }
+    zeb::ZebServiceConfigurations::ServiceConfiguration getServiceConfiguration(
+        const std::string&) const override {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return known;
+    }
+
+    /// For a server that moves while the platform is already asking.
+    void moveTo(const std::string& serverBaseUri) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        known.serverBaseUri = serverBaseUri;
+    }
+
+    bool isKnown{true};
+    zeb::ZebServiceConfigurations::ServiceConfiguration known;
+
+ private:
+    mutable std::mutex mutex_;
+};
+
+/// A platform built as the client framework builds it, and a bus for it to talk to.
+class PlatformFixture : public testing::Test {
+ protected:
+    using Mode = zeb::ZebServiceRegistry::Mode;
+
+    PlatformFixture() {
+        bus.loadText(R"({"services":{
+            "Lighting":{"lamps":[{"id":"1","name":"left","level":10},{"id":"2","name":"right","level":20}]},
+            "Heating":{"zones":[{"id":"1"}]}}})");
+        bus.start();
+        zebExecutor = createExecutor("zebExecutor");
+        httpExecutor = createExecutor("httpExecutor");
+        configuration->known.serverBaseUri = bus.baseUri();
+        configuration->known.serverBasePath = bus.basePath();
+    }
+
+    void TearDown() override { stop(); }
+
+    void createRegistry(Mode mode = Mode::StaticOnly) {
+        zeb::ZebServiceRegistry::Settings settings;
+        settings.mode = mode;
+        settings.httpUri = bus.baseUri();
+        registry = std::make_shared<zeb::ZebServiceRegistry>(
+            websockets, configuration, loggers,
+            std::make_shared<zeb::HttpAccessFactory>(std::make_shared<zebutil::PocoHttpSessionFactory>()),
+            zebExecutor, httpExecutor, settings, serviceSettings);
+        elements = std::make_shared<zeb::ElementRegistry>(registry, loggers->createLogger("ElementRegistry"));
+    }
+
+    // What the client framework does to stop, in its order.
+    void stop() {
+        if (elements) {
+            elements->unsubscribeFromAll();
+        }
+        zebExecutor->stop();
+        httpExecutor->stop();
+        if (registry) {
+            registry->stop();
+        }
+        websockets->stopAndClearAll();
+    }
+
+    template <class S = LightingService>
+    void listen() {
+        zeb::ServiceListener<S> listener;
+        listener.connected = [this](std::shared_ptr<S> service) {
+            const std::lock_guard<std::mutex> lock(serviceMutex_);
+            service_ = service;
+            states.push("connected");
+        };
+        listener.disconnected = [this] { states.push("disconnected"); };
+        listener.error = [this](const std::exception&) { states.push("error"); };
+        registry->registerServiceListener(listener);
+    }
+
+    // The service once its listener has been told that it is connected.
+    std::shared_ptr<zeb::Service> connect() {
+        if (!registry) {
+            createRegistry();
+        }
+        listen();
+        EXPECT_EQ(states.next(), "connected");
+        return service();
+    }
+
+    std::shared_ptr<zeb::Service> service() {
+        const std::lock_guard<std::mutex> lock(serviceMutex_);
+        return service_;
+    }
+
+    std::shared_ptr<zeb::Subscription> subscribe(const std::shared_ptr<zeb::Service>& to,
+                                                 const std::string& id = "1") {
+        LampDescriptor descriptor;
+        descriptor.setId(id);
+        return to->subscribeElement<Lamp>(
+            descriptor, [this](std::shared_ptr<const Lamp> lamp) { levels.push(lamp ? lamp->level() : -1); });
+    }
+
+    // Returns when the zebExecutor has run everything that was queued before.
+    void drainExecutor() {
+        Received<bool> reached;
+        zebExecutor->add([&reached] { reached.push(true); }, "drain");
+        EXPECT_TRUE(reached.next());
+    }
+
+    void setLevel(int level) { bus.set("/Lighting/lamps/1", "{\"level\":" + std::to_string(level) + "}"); }
+
+    std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> createExecutor(const char* name) {
+        auto executor =
+            std::make_shared<zebutil::SingleThreadAsyncTaskExecutor>(name, loggers->createLogger(name));
+        executor->start();
+        return executor;
+    }
+
+    zebbussim::BusSimulator bus;
+    const std::shared_ptr<test_support::RecordedLog> log = std::make_shared<test_support::RecordedLog>();
+    const std::shared_ptr<zebutil::LoggerFactory> loggers =
+        std::make_shared<test_support::RecordingLoggerFactory>(log);
+    const std::shared_ptr<TestConfiguration> configuration = std::make_shared<TestConfiguration>();
+    const std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> serviceSettings =
+        std::make_shared<zeb::ZebServiceConfigurations::ServiceSettings>();
+    const std::shared_ptr<zeb::DefaultWebsocketManagerFactory> websockets =
+        std::make_shared<zeb::DefaultWebsocketManagerFactory>();
+    std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> zebExecutor;
+    std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> httpExecutor;
+    std::shared_ptr<zeb::IServiceRegistry> registry;
+    std::shared_ptr<zeb::ElementRegistry> elements;
+
+    Received<std::string> states;
+    Received<std::int64_t> levels;
+
+ private:
+    std::mutex serviceMutex_;
+    std::shared_ptr<zeb::Service> service_;
+};
+
+}  // namespace contract

@@ -1,0 +1,318 @@
+#include "PlatformFixture.h"
+
+// Numbers are those of the promises in docs/platform-contract.md.
+
+namespace {
+
+using namespace std::chrono_literals;
+using contract::LightingService;
+using contract::LIMIT;
+
+class ServiceRegistryContract : public contract::PlatformFixture {};
+
+class HeatingService : public zeb::Service {
+ public:
+    using zeb::Service::Service;
+    static std::string getServiceName() { return "Heating"; }
+};
+
+// P9, P11
+TEST_F(ServiceRegistryContract, TellsAListenerThatItsServiceIsConnected) {
+    createRegistry();
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+}
+
+// P10
+TEST_F(ServiceRegistryContract, TellsAListenerThatComesLateToo) {
+    connect();
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+}
+
+// P6
+TEST_F(ServiceRegistryContract, TellsItsListenersOnTheZebExecutor) {
+    createRegistry();
+    contract::Received<std::thread::id> executorThread;
+    contract::Received<std::thread::id> handlerThread;
+    zebExecutor->add([&] { executorThread.push(std::this_thread::get_id()); }, "thread");
+    zeb::ServiceListener<LightingService> listener;
+    listener.connected = [&](const std::shared_ptr<LightingService>&) {
+        handlerThread.push(std::this_thread::get_id());
+    };
+    registry->registerServiceListener(listener);
+    EXPECT_EQ(handlerThread.next(), executorThread.next());
+}
+
+// P9, P12
+TEST_F(ServiceRegistryContract, WaitsForAServiceThatIsNotThereYet) {
+    bus.setServiceAvailable("Lighting", false);
+    createRegistry();
+    listen();
+    EXPECT_TRUE(log->waitFor("not reachable")) << "it never tried";
+    EXPECT_EQ(states.size(), 0U);
+    bus.setServiceAvailable("Lighting", true);
+    EXPECT_EQ(states.next(), "connected");
+}
+
+// P9, P12
+TEST_F(ServiceRegistryContract, WaitsForAServerThatIsNotThereYet) {
+    zebbussim::BusSimulator::Options samePort;
+    samePort.port = bus.port();
+    bus.stop();
+    createRegistry();
+    listen();
+    EXPECT_TRUE(log->waitFor("not reachable")) << "it never tried";
+    zebbussim::BusSimulator restarted(samePort);
+    restarted.addService("Lighting", R"({"lamps":[]})");
+    restarted.start();
+    EXPECT_EQ(states.next(), "connected");
+    stop();
+}
+
+// P11
+TEST_F(ServiceRegistryContract, TellsWhenTheServiceClosesTheConnection) {
+    connect();
+    bus.closeConnections("Lighting", 1001);
+    EXPECT_EQ(states.next(), "disconnected");
+}
+
+// P11
+TEST_F(ServiceRegistryContract, TellsWhenTheConnectionIsReset) {
+    connect();
+    bus.dropConnections("Lighting");
+    EXPECT_EQ(states.next(), "disconnected");
+}
+
+// P12
+TEST_F(ServiceRegistryContract, ConnectsAgainWithANewServiceObject) {
+    const auto first = connect();
+    bus.dropConnections("Lighting");
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_EQ(states.next(), "connected");
+    EXPECT_NE(service(), first);
+}
+
+// P10
+TEST_F(ServiceRegistryContract, AlternatesConnectedAndDisconnectedWhateverHappens) {
+    connect();
+    for (int round = 0; round < 5; ++round) {
+        bus.waitForWebSockets("Lighting", 1, LIMIT);
+        bus.dropConnections("Lighting");
+        ASSERT_EQ(states.next(), "disconnected") << "round " << round;
+        ASSERT_EQ(states.next(), "connected") << "round " << round;
+    }
+    stop();
+    EXPECT_EQ(states.size(), 0U);
+}
+
+// P13
+TEST_F(ServiceRegistryContract, TellsNobodyAboutAServiceThatHeDidNotAskFor) {
+    configuration->isKnown = false;
+    createRegistry(Mode::DynamicOnly);
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+    bus.setServiceAvailable("Heating", false);
+    bus.setServiceAvailable("Heating", true);
+    stop();
+    EXPECT_EQ(states.size(), 0U);
+}
+
+// P11
+TEST_F(ServiceRegistryContract, OpensOneConnectionForAllListenersOfAService) {
+    connect();
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+    EXPECT_TRUE(bus.waitForWebSockets("Lighting", 1, LIMIT));
+    EXPECT_EQ(bus.handshakeCount("Lighting"), 1U);
+}
+
+// P14
+TEST_F(ServiceRegistryContract, TellsTheErrorWhenTheConfigurationDoesNotKnowTheService) {
+    configuration->isKnown = false;
+    createRegistry(Mode::StaticOnly);
+    listen();
+    EXPECT_EQ(states.next(), "error");
+    EXPECT_TRUE(log->contains("the configuration says nothing about service \"Lighting\""));
+}
+
+// P14
+TEST_F(ServiceRegistryContract, TellsTheErrorWhenTheBaseUriCannotBeUsed) {
+    configuration->known.serverBaseUri = "/";
+    createRegistry(Mode::StaticOnly);
+    listen();
+    EXPECT_EQ(states.next(), "error");
+    EXPECT_TRUE(log->contains("\"/\" is no base URI of a server"));
+}
+
+// P17
+TEST_F(ServiceRegistryContract, FindsServicesThroughTheRegistryServiceInDynamicMode) {
+    configuration->isKnown = false;
+    createRegistry(Mode::DynamicOnly);
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+}
+
+// P17
+TEST_F(ServiceRegistryContract, DoesNotAskTheConfigurationInDynamicMode) {
+    configuration->known.serverBaseUri = "http://127.0.0.1:1";
+    createRegistry(Mode::DynamicOnly);
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+}
+
+// P11
+TEST_F(ServiceRegistryContract, TellsWhenAServiceLeavesTheRegistryAndComesBack) {
+    createRegistry(Mode::DynamicOnly);
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+    bus.removeService("Lighting");
+    EXPECT_EQ(states.next(), "disconnected");
+    bus.addService("Lighting");
+    EXPECT_EQ(states.next(), "connected");
+}
+
+// P11
+TEST_F(ServiceRegistryContract, KeepsServicesWhileTheRegistryServiceIsAway) {
+    createRegistry(Mode::DynamicOnly);
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+    bus.dropConnections("serviceregistry");
+    EXPECT_TRUE(log->waitFor("service \"serviceregistry\" disconnected"));
+    EXPECT_TRUE(bus.waitForSubscribers("/serviceregistry/services", 1, LIMIT));
+    drainExecutor();
+    EXPECT_EQ(states.size(), 0U);
+}
+
+// P12
+TEST_F(ServiceRegistryContract, AsksForTheServicesAgainWhenTheRegistryServiceEndsTheirSubscription) {
+    createRegistry(Mode::DynamicOnly);
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+    bus.sendText("/serviceregistry/services",
+                 R"({"action":"subscription","subscriptionId":"1","error":{"number":413}})");
+    EXPECT_TRUE(log->waitFor("the subscription of the services was refused or ended"));
+    bus.removeService("Lighting");
+    EXPECT_EQ(states.next(), "disconnected");
+}
+
+// P17
+TEST_F(ServiceRegistryContract, AsksNoRegistryServiceWhenTheConfigurationKnowsEverything) {
+    createRegistry(Mode::StaticBeforeDynamic);
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+    EXPECT_EQ(bus.handshakeCount("serviceregistry"), 0U);
+}
+
+// P11
+TEST_F(ServiceRegistryContract, TakesAnEndlessWatchdogIntervalForNone) {
+    configuration->known.watchdogPingInterval = std::chrono::milliseconds::max();
+    configuration->known.watchdogPongTimeout = std::chrono::milliseconds::max();
+    const auto subscription = subscribe(connect());
+    EXPECT_EQ(levels.next(), 10);
+    EXPECT_EQ(states.size(), 0U);
+}
+
+// P17
+TEST_F(ServiceRegistryContract, PrefersTheConfigurationInStaticBeforeDynamicMode) {
+    configuration->known.serverBaseUri = "http://127.0.0.1:1";
+    createRegistry(Mode::StaticBeforeDynamic);
+    listen();
+    EXPECT_TRUE(log->waitFor("service \"Lighting\" not reachable at http://127.0.0.1:1"));
+    EXPECT_EQ(states.size(), 0U);
+}
+
+// P17
+TEST_F(ServiceRegistryContract, AsksTheRegistryServiceForTheRestInStaticBeforeDynamicMode) {
+    createRegistry(Mode::StaticBeforeDynamic);
+    listen<HeatingService>();
+    EXPECT_EQ(states.next(), "connected");
+}
+
+// P11
+TEST_F(ServiceRegistryContract, LosesAPeerThatAnswersNoPing) {
+    configuration->known.watchdogPingInterval = 50ms;
+    configuration->known.watchdogPongTimeout = 150ms;
+    connect();
+    bus.freezeConnections("Lighting");
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_TRUE(log->contains("nothing received for 150 ms"));
+}
+
+// P11
+TEST_F(ServiceRegistryContract, KeepsASilentPeerThatAnswersPings) {
+    configuration->known.watchdogPingInterval = 20ms;
+    configuration->known.watchdogPongTimeout = 60ms;
+    const auto connected = connect();
+    const auto subscription = subscribe(connected);
+    EXPECT_EQ(levels.next(), 10);
+    // Many pong time-outs long nothing comes but pongs.
+    EXPECT_FALSE(states.next(600ms));
+}
+
+// P11
+TEST_F(ServiceRegistryContract, TakesTheWatchdogOfTheRegistrySettingsBeforeThatOfTheConfiguration) {
+    const std::chrono::milliseconds pingInterval = 50ms;
+    const std::chrono::milliseconds pongTimeout = 150ms;
+    serviceSettings->emplace("Lighting",
+                             zeb::ZebServiceConfigurations::ServiceSetting(
+                                 false, zebutil::Optional<std::chrono::milliseconds>(&pingInterval),
+                                 zebutil::Optional<std::chrono::milliseconds>(&pongTimeout)));
+    connect();
+    bus.freezeConnections("Lighting");
+    EXPECT_EQ(states.next(), "disconnected");
+}
+
+// P15
+TEST_F(ServiceRegistryContract, TellsNothingAfterStop) {
+    connect();
+    stop();
+    bus.dropConnections("Lighting");
+    EXPECT_EQ(states.size(), 0U);
+    EXPECT_TRUE(bus.waitForWebSockets("Lighting", 0, LIMIT));
+}
+
+// P5, P7, P15
+TEST_F(ServiceRegistryContract, CanBeStoppedByAListener) {
+    createRegistry();
+    zeb::ServiceListener<LightingService> listener;
+    listener.connected = [this](const std::shared_ptr<LightingService>&) {
+        stop();
+        states.push("stopped");
+    };
+    registry->registerServiceListener(listener);
+    EXPECT_EQ(states.next(), "stopped");
+}
+
+// P15, P33
+TEST_F(ServiceRegistryContract, CanBeStoppedInTheMiddleOfConnecting) {
+    bus.ignoreHttp("/Lighting");
+    createRegistry();
+    listen();
+    stop();
+    EXPECT_EQ(states.size(), 0U);
+}
+
+// P3
+TEST_F(ServiceRegistryContract, GoesOnAfterAListenerThatThrows) {
+    createRegistry();
+    zeb::ServiceListener<LightingService> listener;
+    listener.connected = [](const std::shared_ptr<LightingService>&) { throw std::runtime_error("mine"); };
+    registry->registerServiceListener(listener);
+    listen();
+    EXPECT_EQ(states.next(), "connected");
+    EXPECT_TRUE(log->contains("task \"service connected\" threw: mine"));
+}
+
+// P11
+TEST_F(ServiceRegistryContract, RefusesAServerThatDoesNotSpeakTheSubProtocol) {
+    bus.answerHttpWithBytes("/Lighting",
+                            "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\n"
+                            "Connection: Upgrade\r\nSec-WebSocket-Accept: wrong\r\n\r\n");
+    createRegistry();
+    listen();
+    EXPECT_TRUE(log->waitFor("not reachable"));
+    EXPECT_EQ(states.size(), 0U);
+}
+
+}  // namespace

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <clampcontrolclient/ClampControlCallbackIf.h>
+#include <clampcontrolclient/ClampControlClient.h>
+#include <gtest/gtest.h>
+#include <zeb-bus-sim/BusSimulator.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace e2e {
+
+using namespace std::chrono_literals;
+
+/// Long enough for anything that is to happen, short enough to report what does not.
+constexpr std::chrono::seconds LIMIT{30};
+
+/// Writes down what the application is told, in order, as words: "connected", "disconnected", "notification",
+/// "on", "off".
+class Application : public clampcontrolclient::ClampControlCallbackIf {
+ public:
+    void OnConnectionStateChanged(bool connected) override { tell(connected ? "connected" : "disconnected"); }
+    void OnClampStateChanged(bool switchedOn) override { tell(switchedOn ? "on" : "off"); }
+    void OnClampNotification() override { tell("notification"); }
+
+    /// What the application does itself when it is told a word; runs on the library's thread, after the word
+    /// was written down.
+    void react(std::function<void(const std::string& word)> reaction) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        reaction_ = std::move(reaction);
+    }
+
+    /// The next word, or none when nothing is told within the limit.
+    std::optional<std::string> next(std::chrono::milliseconds limit = LIMIT) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (!changed_.wait_for(lock, limit, [this] { return !words_.empty(); })) {
+            return std::nullopt;
+        }
+        std::string word = std::move(words_.front());
+        words_.pop_front();
+        return word;
+    }
+
+    /// Words that were told and not asked for yet.
+    std::size_t pending() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return words_.size();
+    }
+
+ private:
+    void tell(const std::string& word) {
+        std::function<void(const std::string& word)> reaction;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            words_.push_back(word);
+            reaction = reaction_;
+            changed_.notify_all();
+        }
+        if (reaction) {
+            reaction(word);
+        }
+    }
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<std::string> words_;
+    std::function<void(const std::string& word)> reaction_;
+};
+
+/// The client as it ships, a vehicle's bus on loopback, and an application.
+class ClientFixture : public testing::Test {
+ protected:
+    explicit ClientFixture(const zebbussim::BusSimulator::Options& busOptions = {});
+    ~ClientFixture() override;
+
+    /// What the client will find at its fixed path; before it is created.
+    static void writeConfiguration(const std::string& json);
+    /// The clamp-control service in the configuration, at this bus, and no registry.
+    std::string staticConfiguration(const std::string& furtherSettings = "") const;
+
+    /// A client that was started, with the configuration above unless another was written.
+    void startClient();
+    /// Besides, that has been told that the service is connected.
+    void connectClient();
+    /// Besides, that has subscribed and been told the first state, which is "off".
+    void subscribeClient();
+
+    void setClamp15(bool isOn) {
+        bus.set(CLAMP_15, isOn ? R"({"isSwitchedOn":true})" : R"({"isSwitchedOn":false})");
+    }
+
+    static constexpr const char* CLAMP_15 = "/ClampControl/clamps/1";
+
+    zebbussim::BusSimulator bus;
+    Application application;
+    std::unique_ptr<clampcontrolclient::ClampControlClient> client;
+    std::string uuid;
+};
+
+}  // namespace e2e

@@ -1,0 +1,399 @@
+#include <csc_logging/CSCLogging.h>
+#include <kelo-client/ClientServiceBase.h>
+#include <pthread.h>
+
+#include <array>
+#include <cstdlib>
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+#include "ClientFixture.h"
+#include "DltDaemon.h"
+
+namespace {
+
+using e2e::LIMIT;
+using namespace std::chrono_literals;
+using clampcontrolclient::ClampControlClient;
+
+// For the test of a process that ends with a client that nobody destroys.
+ClampControlClient* survivingClient = nullptr;
+e2e::Application& survivingApplication = *new e2e::Application();
+
+class Client : public e2e::ClientFixture {};
+
+TEST_F(Client, TellsThatTheServiceIsConnected) {
+    startClient();
+    EXPECT_EQ(application.next(), "connected");
+}
+
+TEST_F(Client, AnswersASubscribeWithTheUuidOfClamp15) {
+    connectClient();
+    EXPECT_EQ(client->SubscribeClampControl(), "1");
+}
+
+TEST_F(Client, TellsTheStateThatTheClampHasWhenItSubscribes) {
+    setClamp15(true);
+    connectClient();
+    client->SubscribeClampControl();
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_EQ(application.next(), "on");
+}
+
+TEST_F(Client, TellsEveryChangeOfTheClampInOrder) {
+    subscribeClient();
+    for (int round = 0; round < 200; ++round) {
+        setClamp15(true);
+        setClamp15(false);
+    }
+    for (int round = 0; round < 200; ++round) {
+        for (const char* word : {"notification", "on", "notification", "off"}) {
+            ASSERT_EQ(application.next(), word) << "round " << round;
+        }
+    }
+}
+
+TEST_F(Client, CallsTheApplicationOnTheThreadZebExecutor) {
+    std::array<char, 16> name{};
+    std::promise<void> isTold;
+    application.react([&](const std::string&) {
+        pthread_getname_np(pthread_self(), name.data(), name.size());
+        isTold.set_value();
+    });
+    startClient();
+    isTold.get_future().wait();
+    EXPECT_STREQ(name.data(), "zebExecutor");
+    client->Stop();
+}
+
+TEST_F(Client, ThrowsWhenItSubscribesBeforeTheServiceIsConnected) {
+    bus.setServiceAvailable("ClampControl", false);
+    startClient();
+    try {
+        client->SubscribeClampControl();
+        FAIL() << "nothing was thrown";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "ClampControl client not ready");
+    }
+}
+
+TEST_F(Client, TellsNothingUntilTheServiceIsThere) {
+    bus.setServiceAvailable("ClampControl", false);
+    startClient();
+    EXPECT_FALSE(application.next(300ms));
+    bus.setServiceAvailable("ClampControl", true);
+    EXPECT_EQ(application.next(), "connected");
+}
+
+TEST_F(Client, TellsThatTheServiceIsGoneAndThatItIsBack) {
+    subscribeClient();
+    bus.setServiceAvailable("ClampControl", false);
+    EXPECT_EQ(application.next(), "disconnected");
+    bus.setServiceAvailable("ClampControl", true);
+    EXPECT_EQ(application.next(), "connected");
+}
+
+TEST_F(Client, DoesNotSubscribeAgainByItself) {
+    subscribeClient();
+    bus.dropConnections("ClampControl");
+    EXPECT_EQ(application.next(), "disconnected");
+    EXPECT_EQ(application.next(), "connected");
+    setClamp15(true);
+    EXPECT_FALSE(application.next(200ms));
+    EXPECT_EQ(bus.subscriberCount(CLAMP_15), 0U);
+}
+
+TEST_F(Client, CanSubscribeAgainAfterTheServiceIsBack) {
+    subscribeClient();
+    bus.dropConnections("ClampControl");
+    EXPECT_EQ(application.next(), "disconnected");
+    EXPECT_EQ(application.next(), "connected");
+    EXPECT_EQ(client->SubscribeClampControl(), "1");
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_EQ(application.next(), "off");
+}
+
+TEST_F(Client, TellsNothingAfterItHasUnsubscribed) {
+    subscribeClient();
+    client->UnsubscribeClampControl(uuid);
+    setClamp15(true);
+    EXPECT_TRUE(bus.waitForSubscribers(CLAMP_15, 0, LIMIT));
+    EXPECT_FALSE(application.next(100ms));
+}
+
+TEST_F(Client, KeepsItsSubscriptionWhenAnotherUuidIsUnsubscribed) {
+    subscribeClient();
+    client->UnsubscribeClampControl("2");
+    setClamp15(true);
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_EQ(application.next(), "on");
+}
+
+TEST_F(Client, HasOneSubscriptionAfterItHasSubscribedTwice) {
+    subscribeClient();
+    EXPECT_EQ(client->SubscribeClampControl(), "1");
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_EQ(application.next(), "off");
+    setClamp15(true);
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_EQ(application.next(), "on");
+    EXPECT_FALSE(application.next(100ms));
+}
+
+TEST_F(Client, TellsNothingAfterItWasStopped) {
+    subscribeClient();
+    client->Stop();
+    setClamp15(true);
+    bus.setServiceAvailable("ClampControl", false);
+    EXPECT_FALSE(application.next(100ms));
+}
+
+TEST_F(Client, ClosesItsConnectionWhenItIsStopped) {
+    subscribeClient();
+    client->Stop();
+    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, LIMIT));
+}
+
+TEST_F(Client, CanBeStoppedTwice) {
+    subscribeClient();
+    client->Stop();
+    client->Stop();
+    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, LIMIT));
+}
+
+TEST_F(Client, CanBeStoppedBeforeItHasConnected) {
+    bus.ignoreHttp("/ClampControl");
+    startClient();
+    client->Stop();
+    EXPECT_EQ(application.pending(), 0U);
+}
+
+TEST_F(Client, CanBeStoppedFromInsideACallback) {
+    application.react([&](const std::string& word) {
+        if (word == "connected") {
+            client->Stop();
+        }
+    });
+    connectClient();
+    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, LIMIT));
+}
+
+TEST_F(Client, IsNeverCalledAgainAfterItWasDestroyedWithoutStop) {
+    subscribeClient();
+    client.reset();
+    setClamp15(true);
+    bus.setServiceAvailable("ClampControl", false);
+    EXPECT_FALSE(application.next(200ms));
+}
+
+TEST_F(Client, CanBeDestroyedFromInsideACallback) {
+    subscribeClient();
+    application.react([&](const std::string&) { client.reset(); });
+    setClamp15(true);
+    EXPECT_EQ(application.next(), "notification");
+    setClamp15(false);
+    EXPECT_TRUE(bus.waitForSubscribers(CLAMP_15, 0, LIMIT));
+}
+
+TEST_F(Client, RefusesToSubscribeFromInsideACallback) {
+    std::promise<std::string> answer;
+    application.react([&](const std::string&) { answer.set_value(client->SubscribeClampControl()); });
+    startClient();
+    EXPECT_EQ(answer.get_future().get(), "");
+    client->Stop();
+}
+
+TEST_F(Client, GoesOnAfterACallbackThatThrows) {
+    subscribeClient();
+    application.react([](const std::string& word) {
+        if (word == "on") {
+            throw std::runtime_error("the application's own");
+        }
+    });
+    setClamp15(true);
+    setClamp15(false);
+    for (const char* word : {"notification", "on", "notification", "off"}) {
+        EXPECT_EQ(application.next(), word);
+    }
+    client->Stop();
+}
+
+TEST_F(Client, AnswersASubscribeWithNothingWhenThereIsNoClamp15) {
+    bus.removeElement(CLAMP_15);
+    connectClient();
+    EXPECT_EQ(client->SubscribeClampControl(), "");
+}
+
+TEST_F(Client, AnswersASubscribeWithNothingWhenTheServerRefusesTheRequest) {
+    connectClient();
+    bus.answerHttp("/ClampControl/clamps", 404, "");
+    EXPECT_EQ(client->SubscribeClampControl(), "");
+}
+
+TEST_F(Client, AnswersASubscribeWithNothingWhenTheServerNeverAnswers) {
+    connectClient();
+    bus.ignoreHttp("/ClampControl/clamps");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(client->SubscribeClampControl(), "");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 6s);
+}
+
+TEST_F(Client, IgnoresAFirstNotificationThatComesAfterTheTimeLimit) {
+    connectClient();
+    bus.withholdFirstNotifications();
+    EXPECT_EQ(client->SubscribeClampControl(), "");
+    bus.releaseFirstNotifications();
+    EXPECT_FALSE(application.next(200ms));
+}
+
+TEST_F(Client, CanSubscribeAfterASubscribeThatTimedOut) {
+    connectClient();
+    bus.withholdFirstNotifications();
+    EXPECT_EQ(client->SubscribeClampControl(), "");
+    bus.releaseFirstNotifications();
+    EXPECT_EQ(client->SubscribeClampControl(), "1");
+    EXPECT_EQ(application.next(), "notification");
+}
+
+TEST_F(Client, KeepsTheSubscriptionOfOneThreadWhenThatOfAnotherTimesOut) {
+    connectClient();
+    bus.withholdFirstNotifications();
+    std::thread other([this] { EXPECT_EQ(client->SubscribeClampControl(), ""); });
+    EXPECT_TRUE(bus.waitForSubscribers(CLAMP_15, 1, LIMIT));
+    bus.delayFirstNotification(0ms);
+    EXPECT_EQ(client->SubscribeClampControl(), "1");
+    other.join();
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_EQ(application.next(), "off");
+    setClamp15(true);
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_EQ(application.next(), "on");
+    client->Stop();
+}
+
+TEST_F(Client, TellsANotificationButNoStateWhenTheTypeIsAnotherClamp) {
+    subscribeClient();
+    bus.set(CLAMP_15, R"({"type":"ClampS","isSwitchedOn":true})");
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_FALSE(application.next(100ms));
+}
+
+TEST_F(Client, TellsNothingOfANotificationWhoseTypeIsUnknown) {
+    subscribeClient();
+    bus.set(CLAMP_15, R"({"type":"clamp15","isSwitchedOn":true})");
+    bus.set(CLAMP_15, R"({"type":"Clamp15"})");
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_EQ(application.next(), "on");
+}
+
+TEST_F(Client, InventsNoStateWhenTheValueIsNoBoolean) {
+    subscribeClient();
+    for (const char* value : {"null", "1", "\"true\"", "{}", "[]"}) {
+        bus.set(CLAMP_15, std::string("{\"isSwitchedOn\":") + value + "}");
+        EXPECT_EQ(application.next(), "notification") << value;
+    }
+    setClamp15(true);
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_EQ(application.next(), "on");
+}
+
+TEST_F(Client, SharesOneBaseWithASecondClientOfTheProcess) {
+    connectClient();
+    e2e::Application secondApplication;
+    ClampControlClient second;
+    second.AssignCallback(&secondApplication);
+    second.Start();
+    EXPECT_EQ(secondApplication.next(), "connected");
+    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 1, LIMIT));
+    EXPECT_EQ(bus.handshakeCount("ClampControl"), 1U);
+}
+
+TEST_F(Client, TellsTwoClientsTheSameState) {
+    subscribeClient();
+    e2e::Application secondApplication;
+    ClampControlClient second;
+    second.AssignCallback(&secondApplication);
+    second.Start();
+    EXPECT_EQ(secondApplication.next(), "connected");
+    EXPECT_EQ(second.SubscribeClampControl(), "1");
+    EXPECT_EQ(secondApplication.next(), "notification");
+    EXPECT_EQ(secondApplication.next(), "off");
+    setClamp15(true);
+    EXPECT_EQ(application.next(), "notification");
+    EXPECT_EQ(secondApplication.next(), "notification");
+    client->Stop();
+}
+
+TEST_F(Client, FindsTheServiceThroughTheRegistryInDynamicMode) {
+    writeConfiguration(R"({"serviceRegistrySettings":{"mode":"dynamicOnly","httpUri":")" + bus.baseUri() +
+                       R"("}})");
+    startClient();
+    EXPECT_EQ(application.next(), "connected");
+}
+
+TEST_F(Client, TellsThatTheServiceIsGoneWhenItLeavesTheRegistry) {
+    writeConfiguration(R"({"serviceRegistrySettings":{"mode":"staticBeforeDynamic","httpUri":")" +
+                       bus.baseUri() + R"("}})");
+    connectClient();
+    bus.removeService("ClampControl");
+    EXPECT_EQ(application.next(), "disconnected");
+}
+
+TEST_F(Client, NoticesADeadServiceByItsWatchdog) {
+    writeConfiguration(staticConfiguration(R"(,"watchdogTimeout":100)"));
+    connectClient();
+    bus.freezeConnections("ClampControl");
+    EXPECT_EQ(application.next(), "disconnected");
+}
+
+TEST_F(Client, IsBuiltWithoutAConfigurationFile) {
+    client = std::make_unique<ClampControlClient>();
+    client->AssignCallback(&application);
+    client->Start();
+    EXPECT_FALSE(application.next(200ms));
+    client->Stop();
+}
+
+TEST_F(Client, IsBuiltWithABrokenConfigurationFile) {
+    writeConfiguration("{\"services\":");
+    startClient();
+    EXPECT_FALSE(application.next(200ms));
+    client->Stop();
+}
+
+TEST_F(Client, TellsNothingWhenAnAddressInTheConfigurationIsNoText) {
+    writeConfiguration(
+        R"({"serviceRegistrySettings":{"mode":"staticOnly"},"services":{"ClampControl":{"serverBaseUri":5}}})");
+    startClient();
+    EXPECT_FALSE(application.next(200ms));
+    client->Stop();
+}
+
+TEST_F(Client, LeavesAProcessThatExitsWithItAliveToEndCleanly) {
+    csc_logging::CSCLogging::InitLogging("LEAK");
+    writeConfiguration(staticConfiguration());
+    survivingClient = new ClampControlClient();
+    survivingClient->AssignCallback(&survivingApplication);
+    survivingClient->Start();
+    EXPECT_EQ(survivingApplication.next(), "connected");
+    EXPECT_EQ(survivingClient->SubscribeClampControl(), "1");
+    // What counts is how this process ends.
+}
+
+TEST_F(Client, SaysInTheLogWhatHappened) {
+    test_support::DltDaemon daemon;
+    setenv("DLT_PIPE_DIR", daemon.pipeDirectory().c_str(), 1);
+    csc_logging::CSCLogging::InitLogging("E2E");
+    subscribeClient();
+    client->UnsubscribeClampControl(uuid);
+    for (const char* text :
+         {"Clamp Control Client: Service Connected", "Clamp Control Client: Subscription Callback",
+          "Clamp Control Client: Unsubscribed uuid = 1"}) {
+        EXPECT_TRUE(daemon.receives(text)) << text;
+    }
+    EXPECT_NE(daemon.received().find(" CSC"), std::string::npos) << daemon.received();
+    client->Stop();
+}
+
+}  // namespace

@@ -1,0 +1,140 @@
+// What is left behind by connections that came and went: nothing. At the platform, where each round can be
+// made anew at once; a client's own rounds are slowed by the pauses between its attempts.
+//   CONNECTION_ROUNDS   how many (default 300)
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+#include "../contract/PlatformFixture.h"
+#include "ResidentMemory.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool KEEPS_ITS_MEMORY = false;  // sanitizers hold back what was released
+#else
+constexpr bool KEEPS_ITS_MEMORY = true;
+#endif
+
+class SilentLogger : public zebutil::ILogger {
+ public:
+    void trace(const std::string& /*message*/) override {}
+    void debug(const std::string& /*message*/) override {}
+    void info(const std::string& /*message*/) override {}
+    void warning(const std::string& /*message*/) override {}
+    void error(const std::string& /*message*/) override {}
+    void system(const std::string& /*message*/) override {}
+    bool isTrace() const override { return false; }
+    bool isDebug() const override { return false; }
+    bool isInfo() const override { return false; }
+    bool isWarning() const override { return false; }
+    bool isError() const override { return false; }
+    bool isSystem() const override { return false; }
+    std::shared_ptr<zebutil::ILogger> getSubFacilityLogger(const std::string& /*name*/) const override {
+        return std::make_shared<SilentLogger>();
+    }
+};
+
+class SilentLoggerFactory : public zebutil::LoggerFactory {
+ public:
+    std::unique_ptr<zebutil::ILogger> createLogger(const std::string& /*name*/) override {
+        return std::make_unique<SilentLogger>();
+    }
+};
+
+std::size_t entriesOf(const char* directory) {
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator(directory), std::filesystem::directory_iterator()));
+}
+
+struct Held {
+    std::size_t descriptors;
+    std::size_t threads;
+    std::size_t memory;
+};
+
+class ConnectionRounds : public contract::PlatformFixture {
+ protected:
+    void makeOne(int round) {
+        zeb::ZebServiceRegistry::Settings settings;
+        settings.mode = Mode::StaticOnly;
+        registry = std::make_shared<zeb::ZebServiceRegistry>(
+            websockets, configuration, silent_,
+            std::make_shared<zeb::HttpAccessFactory>(std::make_shared<zebutil::PocoHttpSessionFactory>()),
+            zebExecutor, httpExecutor, settings, serviceSettings);
+        listen();
+        ASSERT_EQ(states.next(), "connected");
+        const auto connected = service();
+        const auto subscription = subscribe(connected);
+        ASSERT_TRUE(levels.next());
+        contract::Received<bool> isFound;
+        connected->getAccessor()->findFirst<contract::Lamp>(
+            contract::LampDescriptor(), [&](const auto&, const auto&) { isFound.push(true); },
+            [&](const auto&) { isFound.push(false); });
+        ASSERT_EQ(isFound.next(), true);
+        switch (round % 3) {
+            case 0:
+                bus.dropConnections("Lighting");
+                ASSERT_EQ(states.next(), "disconnected");
+                break;
+            case 1:
+                bus.closeConnections("Lighting", 1001);
+                ASSERT_EQ(states.next(), "disconnected");
+                break;
+            default:
+                break;
+        }
+        registry->stop();
+        websockets->stopAndClearAll();
+        registry.reset();
+        drainExecutor();
+        while (states.next(0ms)) {
+        }
+        // The last end of the connection comes after its Stop, on the I/O thread and at the server.
+        ASSERT_TRUE(bus.waitForWebSockets("Lighting", 0, contract::LIMIT));
+    }
+
+    // Once everything that ends a moment later has ended: the least of some looks.
+    Held held() {
+        Held least{1'000'000, 1'000'000, e2e::residentMemory()};
+        for (int look = 0; look < 20; ++look) {
+            std::this_thread::sleep_for(20ms);
+            least.descriptors = std::min(least.descriptors, entriesOf("/proc/self/fd"));
+            least.threads = std::min(least.threads, entriesOf("/proc/self/task"));
+            least.memory = std::min(least.memory, e2e::residentMemory());
+        }
+        return least;
+    }
+
+ private:
+    const std::shared_ptr<SilentLoggerFactory> silent_ = std::make_shared<SilentLoggerFactory>();
+};
+
+TEST_F(ConnectionRounds, LeaveNothingBehind) {
+    const char* const variable = std::getenv("CONNECTION_ROUNDS");
+    const int rounds = variable == nullptr ? 300 : std::atoi(variable);
+    Held after100{};
+    for (int round = 1; round <= rounds; ++round) {
+        makeOne(round);
+        ASSERT_FALSE(HasFailure()) << "in round " << round;
+        if (round == 100) {
+            after100 = held();
+        }
+    }
+    const Held atTheEnd = held();
+    std::cout << "after 100 rounds: " << after100.descriptors << " descriptors, " << after100.threads
+              << " threads, " << after100.memory / 1024 << " KiB; after " << rounds << ": "
+              << atTheEnd.descriptors << ", " << atTheEnd.threads << ", " << atTheEnd.memory / 1024 << " KiB"
+              << std::endl;
+    EXPECT_EQ(atTheEnd.descriptors, after100.descriptors);
+    EXPECT_EQ(atTheEnd.threads, after100.threads);
+    if (KEEPS_ITS_MEMORY) {
+        EXPECT_LT(atTheEnd.memory, after100.memory + std::size_t{1024} * 1024);
+    }
+}
+
+}  // namespace

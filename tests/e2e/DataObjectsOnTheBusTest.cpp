@@ -1,0 +1,137 @@
+// The data objects of every resource, read over HTTP from the bus that the project ships, through the
+// platform.
+
+#include <Poco/JSON/Object.h>
+#include <ZebDataObjects_ZEB/Authentictime.h>
+#include <ZebDataObjects_ZEB/Clampcontrol.h>
+#include <ZebDataObjects_ZEB/Immobilizer.h>
+#include <ZebDataObjects_ZEB/Servicemanagement.h>
+#include <gtest/gtest.h>
+#include <zebutil/JsonArray.h>
+#include <zebutil/JsonObject.h>
+
+#include <cstddef>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "PlatformFixture.h"
+
+namespace {
+
+using zebobjects_ZEB::AuthentictimeService;
+using zebobjects_ZEB::ClampcontrolService;
+using zebobjects_ZEB::ImmobilizerService;
+using zebobjects_ZEB::ServicemanagementService;
+
+std::shared_ptr<zebutil::JsonObject> servicesOfTheVehicle() {
+    std::ifstream file(VEHICLE_BUS, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return zebutil::JsonObject::parse(text)->getObject("services");
+}
+
+// A field that is null has no value, which an object writes by leaving it out.
+std::string withoutNulls(const zebutil::JsonObject& element) {
+    Poco::JSON::Object copy(*element.getTree());
+    for (const std::string& key : element.getKeys()) {
+        if (element.isNull(key)) {
+            copy.remove(key);
+        }
+    }
+    return zebutil::JsonObject(new Poco::JSON::Object(copy)).toString();
+}
+
+template <class R>
+class DataObjectsOnTheBus : public contract::PlatformFixture {
+ protected:
+    using Service = typename R::Desctype::Service;
+
+    DataObjectsOnTheBus() {
+        bus.loadFile(VEHICLE_BUS);
+        createRegistry(Mode::DynamicOnly);
+        listen<Service>();
+        isConnected_ = states.next() == "connected";
+    }
+
+    void SetUp() override { ASSERT_TRUE(isConnected_); }
+
+    // The elements as the bus file has them, with the uri that the bus adds.
+    static std::vector<std::shared_ptr<zebutil::JsonObject>> elementsOfTheFile() {
+        const auto list =
+            servicesOfTheVehicle()->getObject(R::getServiceName())->getArray(R::getResourceName());
+        std::vector<std::shared_ptr<zebutil::JsonObject>> elementsInOrder;
+        for (std::size_t position = 0; position < list->size(); ++position) {
+            const auto element = list->getObject(position);
+            element->setString("uri", "/" + R::getServiceName() + "/" + R::getResourceName() + "/" +
+                                          element->getString("id"));
+            elementsInOrder.push_back(element);
+        }
+        return elementsInOrder;
+    }
+
+    // Null when there is none, or no answer.
+    std::shared_ptr<const R> find(const std::string& id) {
+        typename R::Desctype descriptor;
+        descriptor.getFilter().add("id", id);
+        contract::Received<std::shared_ptr<const R>> answers;
+        service()->getAccessor()->template findFirst<R>(
+            descriptor, [&](std::shared_ptr<const R> element, const auto&) { answers.push(element); },
+            [&](const std::shared_ptr<const zeb::ZebResponse>& response) {
+                ADD_FAILURE() << "status " << response->getStatusCode() << ": " << response->getBody();
+                answers.push(nullptr);
+            });
+        return answers.next().value_or(nullptr);
+    }
+
+ private:
+    bool isConnected_{false};
+};
+
+using Resources = testing::Types<
+    AuthentictimeService::Time, ClampcontrolService::Clamp, ClampcontrolService::Notification,
+    ClampcontrolService::SpecialState, ImmobilizerService::Info, ImmobilizerService::Notification,
+    ServicemanagementService::AllUsersTransactionActivationType, ServicemanagementService::BinarySigned,
+    ServicemanagementService::ConnectionState, ServicemanagementService::HttpOperationType,
+    ServicemanagementService::MqttOperationType, ServicemanagementService::TransactionActivationType,
+    ServicemanagementService::TransactionType>;
+
+template <class... R>
+std::set<std::string> pathsOf(testing::Types<R...>*) {
+    return {(R::getServiceName() + "/" + R::getResourceName())...};
+}
+
+class NameOfResource {
+ public:
+    template <class R>
+    static std::string GetName(int) {
+        return R::getServiceName() + "_" + R::getResourceName();
+    }
+};
+
+TYPED_TEST_SUITE(DataObjectsOnTheBus, Resources, NameOfResource);
+
+TYPED_TEST(DataObjectsOnTheBus, HaveTheFieldsOfTheBusFile) {
+    const auto expected = this->elementsOfTheFile();
+    ASSERT_FALSE(expected.empty());
+    for (const auto& element : expected) {
+        const auto sut = this->find(element->getString("id"));
+        ASSERT_TRUE(sut) << element->toString();
+        EXPECT_EQ(sut->getDescriptor().getAsJson()->toString(), withoutNulls(*element));
+    }
+}
+
+TEST(BusOfTheVehicle, HasTheResourcesOfTheServicesAndNoOthers) {
+    std::set<std::string> present;
+    const auto services = servicesOfTheVehicle();
+    for (const std::string& service : services->getKeys()) {
+        for (const std::string& resource : services->getObject(service)->getKeys()) {
+            present.insert(service + "/" + resource);
+        }
+    }
+    EXPECT_EQ(present, pathsOf(static_cast<Resources*>(nullptr)));
+}
+
+}  // namespace

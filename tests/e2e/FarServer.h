@@ -1,0 +1,37 @@
+#pragma once
+
+#include <ChildProcess.h>
+
+#include <memory>
+#include <string>
+
+namespace e2e {
+
+/// `zeb-bus-sim` as a process of its own, on this machine or in a network namespace of its own: a server that
+/// can be stopped from outside, and be cut off.
+class FarServer {
+ public:
+    enum class Place { ThisNetwork, OwnNetwork };
+
+    /// @throws std::runtime_error when it cannot be had; a network namespace needs root
+    explicit FarServer(Place place);
+    ~FarServer();
+
+    const std::string& baseUri() const { return baseUri_; }
+    void set(const std::string& path, const std::string& json) const;
+
+    /// SIGSTOP and SIGCONT.
+    void stop() const;
+    void goOn() const;
+    /// Every packet is lost, and no more are.
+    void cutOff() const;
+    void reconnect() const;
+
+ private:
+    std::string address_{"127.0.0.1"};
+    std::string device_;  ///< on this side of the link
+    std::string baseUri_;
+    std::unique_ptr<test_support::ChildProgram> program_;
+};
+
+}  // namespace e2e

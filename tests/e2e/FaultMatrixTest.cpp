@@ -1,0 +1,621 @@
+#include <algorithm>
+#include <future>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "ClientFixture.h"
+#include "FarServer.h"
+#include "FaultProxy.h"
+#include "FaultTable.h"
+#include "SettableClock.h"
+#include "SubscriptionBeside.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using e2e::Cell;
+using e2e::Fault;
+using e2e::FaultProxy;
+using e2e::FaultRow;
+using e2e::LIMIT;
+using e2e::Moment;
+using e2e::Outcome;
+using e2e::webSocketFrame;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// What the machine may take beyond what is promised, when it is busy.
+constexpr milliseconds SLACK = 4s;
+// Nothing is told for this long where nothing is to be told.
+constexpr milliseconds QUIET = 200ms;
+
+struct Case {
+    const FaultRow* row;
+    std::size_t moment;
+
+    Moment when() const { return e2e::MOMENTS.at(moment).moment; }
+    Cell cell() const { return row->cells.at(moment); }
+};
+
+std::vector<Case> allCases() {
+    std::vector<Case> cases;
+    for (const FaultRow& row : e2e::FAULTS) {
+        for (std::size_t moment = 0; moment < e2e::MOMENTS.size(); ++moment) {
+            if (row.cells.at(moment).outcome != Outcome::None) {
+                cases.push_back({&row, moment});
+            }
+        }
+    }
+    return cases;
+}
+
+std::string nameOf(const testing::TestParamInfo<Case>& info) {
+    return std::string(info.param.row->name) + e2e::MOMENTS.at(info.param.moment).name;
+}
+
+void PrintTo(const Case& one, std::ostream* stream) {
+    *stream << one.row->title << ", " << e2e::MOMENTS.at(one.moment).title;
+}
+
+std::string answer(const std::string& statusLine, const std::string& body, const char* contentType,
+                   std::size_t announced) {
+    return "HTTP/1.1 " + statusLine + "\r\nContent-Type: " + contentType +
+           "\r\nContent-Length: " + std::to_string(announced) + "\r\n\r\n" + body;
+}
+
+// A message in pieces of few bytes, with a ping before each but the first.
+std::vector<std::string> fragments(const std::string& message) {
+    constexpr std::size_t SIZE = 20;
+    std::vector<std::string> frames;
+    for (std::size_t begin = 0; begin < message.size(); begin += SIZE) {
+        if (begin > 0) {
+            frames.push_back(webSocketFrame("between", 9));
+        }
+        frames.push_back(
+            webSocketFrame(message.substr(begin, SIZE), begin == 0 ? 1 : 0, begin + SIZE >= message.size()));
+    }
+    return frames;
+}
+
+std::string joined(const std::vector<std::string>& frames) {
+    std::string bytes;
+    for (const std::string& frame : frames) {
+        bytes += frame;
+    }
+    return bytes;
+}
+
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+    const std::size_t begin = text.find(from);
+    return begin == std::string::npos ? text : text.replace(begin, from.size(), to);
+}
+
+struct SubscribeResult {
+    std::string uuid;
+    milliseconds lasted;
+};
+
+class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterface<Case> {
+ protected:
+    void SetUp() override {
+        if (fault() == Fault::PeerStopped) {
+            far_ = std::make_unique<e2e::FarServer>(e2e::FarServer::Place::ThisNetwork);
+        } else if (fault() == Fault::PacketsDropped) {
+            try {
+                far_ = std::make_unique<e2e::FarServer>(e2e::FarServer::Place::OwnNetwork);
+            } catch (const std::exception& exception) {
+                GTEST_SKIP() << "a network namespace needs root and the program ip: " << exception.what();
+            }
+        }
+        clampAtFirst_ = bus.element(CLAMP_15);
+        writeConfiguration(
+            R"({"serviceRegistrySettings":{"mode":"staticOnly"},"services":{"ClampControl":{"serverBaseUri":")" +
+            (far_ ? far_->baseUri() : proxy_.baseUri()) +
+            R"(","serverBasePathHTTP":"/","watchdogTimeout":100}}})");
+    }
+
+    void TearDown() override {
+        endClock();
+        if (client) {
+            client->Stop();
+        }
+    }
+
+    static Fault fault() { return GetParam().row->fault; }
+    static Moment moment() { return GetParam().when(); }
+    static Outcome outcome() { return GetParam().cell().outcome; }
+    static milliseconds within() { return milliseconds(GetParam().cell().within) + SLACK; }
+
+    // ---------------------------------------------------------------------------------------- the faults
+
+    void apply() {
+        const std::string everything = "/ClampControl";
+        const bool isHandshake = moment() == Moment::BeforeConnect || moment() == Moment::Handshake;
+        switch (fault()) {
+            case Fault::Refused:
+                proxy_.refuse();
+                break;
+            case Fault::Silent:
+                proxy_.abandon();
+                break;
+            case Fault::Reset:
+                proxy_.reset();
+                break;
+            case Fault::ResetWithinFrame:
+                proxy_.resetWithinNextFrame();
+                break;
+            case Fault::EndOfStream:
+                proxy_.end();
+                break;
+            case Fault::Stalled:
+                proxy_.stall();
+                break;
+            case Fault::PeerStopped:
+                far_->stop();
+                break;
+            case Fault::PacketsDropped:
+                far_->cutOff();
+                break;
+            case Fault::SlowBytes:
+                proxy_.slowDown();
+                break;
+            case Fault::CloseWithCode:
+                bus.closeConnections("ClampControl", static_cast<std::uint16_t>(GetParam().row->code));
+                break;
+            case Fault::HttpStatus:
+                bus.answerHttp(everything, GetParam().row->code, "");
+                break;
+            case Fault::HttpStatusWithBody:
+                bus.answerHttp(everything, GetParam().row->code,
+                               R"({"error":{"number":500,"reason":"internal_error","message":"no"}})");
+                break;
+            case Fault::WrongContentType: {
+                const std::string body = "{\"data\":[" + clampAtFirst_ + "]}";
+                bus.answerHttpWithBytes(everything, answer("200 OK", body, "text/html", body.size()));
+                break;
+            }
+            case Fault::WrongContent:
+                bus.answerHttpWithBytes(everything, answer("200 OK", "<p>Hello</p>", "text/html", 12));
+                break;
+            case Fault::TruncatedBody:
+                bus.answerHttpWithBytes(everything, isHandshake ? "HTTP/1.1 101 Switching Protocols\r\nUpgra"
+                                                                : answer("200 OK", R"({"data":[{"id":)",
+                                                                         "application/json", 500));
+                break;
+            case Fault::OversizedBody: {
+                const std::size_t size = isHandshake ? 64 * 1024 : 17 * 1024 * 1024;
+                bus.answerHttpWithBytes(
+                    everything,
+                    isHandshake
+                        ? "HTTP/1.1 101 Switching Protocols\r\nX: " + std::string(size, 'x') + "\r\n\r\n"
+                        : answer("200 OK", std::string(size, ' '), "application/json", size));
+                break;
+            }
+            case Fault::GarbageFrame:
+                if (isHandshake) {
+                    bus.answerHttpWithBytes(everything, "\xde\xad\xbe\xef\r\n\r\n");
+                } else {
+                    proxy_.inject("\xff\xff\xff\xff\xff\xff\xff\xff");
+                }
+                break;
+            case Fault::NoUtf8:
+                proxy_.inject(webSocketFrame("{\"action\":\"\xff\xfe\"}"));
+                break;
+            case Fault::OversizedMessage:
+                proxy_.inject(std::string("\x81\x7f\0\0\0\0\x80\0\0\0", 10));
+                break;
+            case Fault::Fragments:
+                proxy_.rewrite([](const std::string& frame) { return fragments(e2e::payloadOf(frame)); });
+                proxy_.inject(joined(fragments(R"({"action":"something that no client knows"})")));
+                break;
+            case Fault::UnknownSubscription:
+                proxy_.inject(webSocketFrame(
+                    R"({"action":"subscription","subscriptionId":"nobody's","seq":0,"data":{"id":"1"}})"));
+                break;
+            case Fault::RepeatedMessages:
+                proxy_.rewrite([](const std::string& frame) {
+                    return std::vector<std::string>{frame, frame};
+                });
+                break;
+            case Fault::RepeatedSubscriptionId:
+                proxy_.rewrite([](const std::string& frame) {
+                    return std::vector<std::string>{webSocketFrame(replaced(
+                        e2e::payloadOf(frame), R"("subscriptionId":"2")", R"("subscriptionId":"1")"))};
+                });
+                break;
+            case Fault::Gap:
+                // The second from now.
+                proxy_.rewrite([count = 0](const std::string& frame) mutable {
+                    return ++count == 2 ? std::vector<std::string>{} : std::vector<std::string>{frame};
+                });
+                break;
+            case Fault::ElementDeleted:
+                bus.removeElement(CLAMP_15);
+                isDeleted_ = true;
+                break;
+            case Fault::ClockSet:
+                startClock();
+                break;
+        }
+    }
+
+    void clear() {
+        proxy_.clear();
+        bus.clearHttpFaults();
+        bus.releaseFirstNotifications();
+        if (isDeleted_) {
+            bus.addElement(CLAMP_15, clampAtFirst_);
+            isDeleted_ = false;
+        }
+        endClock();
+        if (fault() == Fault::PeerStopped) {
+            far_->goOn();
+        } else if (fault() == Fault::PacketsDropped) {
+            far_->reconnect();
+        }
+    }
+
+    void startClock() {
+        clockRuns_ = true;
+        clock_ = std::thread([this] {
+            while (clockRuns_) {
+                e2e::setSystemClock(-1h);
+                std::this_thread::sleep_for(10ms);
+                e2e::setSystemClock(1h);
+                std::this_thread::sleep_for(10ms);
+            }
+            e2e::setSystemClock(0s);
+        });
+    }
+
+    void endClock() {
+        clockRuns_ = false;
+        if (clock_.joinable()) {
+            clock_.join();
+        }
+    }
+
+    // ------------------------------------------------------------------------------------ the application
+
+    void change(bool isOn) {
+        if (far_) {
+            far_->set(CLAMP_15, isOn ? R"({"isSwitchedOn":true})" : R"({"isSwitchedOn":false})");
+        } else {
+            setClamp15(isOn);
+        }
+    }
+
+    // The next word. Whatever is told has to fit what was told before.
+    std::optional<std::string> next(milliseconds limit) {
+        auto word = application.next(limit);
+        if (word == "connected" || word == "disconnected") {
+            EXPECT_NE(isConnected_, word == "connected") << "told " << *word << " twice";
+            isConnected_ = word == "connected";
+        } else if (word) {
+            EXPECT_TRUE(isConnected_) << "told " << *word << " outside a connection";
+        }
+        return word;
+    }
+
+    void expect(const std::vector<std::string>& words, milliseconds limit = LIMIT) {
+        for (const std::string& word : words) {
+            ASSERT_EQ(next(limit), word);
+        }
+    }
+
+    // Skips what else is told; values may be on their way when a connection is lost.
+    void await(const std::string& wanted, milliseconds limit) {
+        const auto end = Clock::now() + limit;
+        while (true) {
+            const auto word =
+                next(std::max(1ms, std::chrono::duration_cast<milliseconds>(end - Clock::now())));
+            ASSERT_TRUE(word) << "not told " << wanted << " within " << limit.count() << " ms";
+            if (*word == wanted) {
+                return;
+            }
+        }
+    }
+
+    void expectQuiet() { EXPECT_EQ(next(QUIET), std::nullopt); }
+
+    void connect() {
+        startClient();
+        expect({"connected"});
+    }
+
+    void subscribe() {
+        connect();
+        ASSERT_EQ(client->SubscribeClampControl(), "1");
+        expect({"notification", "off"});
+    }
+
+    std::future<SubscribeResult> subscribeLater() {
+        return std::async(std::launch::async, [this] {
+            const auto begin = Clock::now();
+            std::string answered;
+            try {
+                answered = client->SubscribeClampControl();
+            } catch (const std::runtime_error& error) {
+                answered = error.what();
+            }
+            return SubscribeResult{answered, std::chrono::duration_cast<milliseconds>(Clock::now() - begin)};
+        });
+    }
+
+    // The end of every cell but those of Stop: the client is usable as if nothing had been.
+    void expectUsable() {
+        ASSERT_EQ(client->SubscribeClampControl(), "1");
+        for (const char* word : {"on", "off"}) {
+            change(std::string(word) == "on");
+            await(word, LIMIT);
+        }
+    }
+
+    void expectLoss() {
+        await("disconnected", within());
+        clear();
+        await("connected", milliseconds(e2e::cells::PAUSE + e2e::cells::CONNECT_LIMIT) + SLACK);
+    }
+
+    // -------------------------------------------------------------------------------------- the moments
+
+    void beforeConnect() {
+        apply();
+        startClient();
+        expectFirstConnection();
+    }
+
+    void duringHandshake() {
+        proxy_.hold();
+        startClient();
+        ASSERT_TRUE(proxy_.waitForHeldBytes(LIMIT));
+        apply();
+        switch (fault()) {
+            case Fault::Refused:
+            case Fault::Silent:
+            case Fault::Reset:
+            case Fault::EndOfStream:
+            case Fault::Stalled:
+                break;  // what was held goes on in no case, or after the stall
+            default:
+                proxy_.release();
+        }
+        expectFirstConnection();
+    }
+
+    void expectFirstConnection() {
+        if (outcome() == Outcome::Waits) {
+            expectQuiet();
+            clear();
+            expect({"connected"}, within());
+        } else {
+            expect({"connected"}, within());
+            clear();
+        }
+    }
+
+    void connectedAndIdle() {
+        connect();
+        apply();
+        if (outcome() == Outcome::Disconnected) {
+            expectLoss();
+        } else {
+            expectQuiet();
+            clear();
+        }
+    }
+
+    void duringFindFirst() {
+        connect();
+        std::future<SubscribeResult> result;
+        switch (fault()) {
+            case Fault::Refused:
+            case Fault::Silent:
+            case Fault::Reset:
+            case Fault::EndOfStream:
+            case Fault::Stalled:
+            case Fault::CloseWithCode:
+            case Fault::GarbageFrame:
+                // The request is on its way, and not answered yet.
+                bus.delayHttp("/ClampControl/clamps", outcome() == Outcome::Disconnected ? 500ms : 60'000ms);
+                result = subscribeLater();
+                ASSERT_TRUE(bus.waitForRequests("/ClampControl/clamps", 1, LIMIT));
+                apply();
+                break;
+            default:
+                apply();
+                result = subscribeLater();
+        }
+        expectResult(result);
+    }
+
+    void beforeFirstNotification() {
+        connect();
+        std::size_t subscribers = 1;
+        if (fault() == Fault::RepeatedSubscriptionId) {
+            const auto isTold = std::make_shared<std::promise<void>>();
+            e2e::SubscriptionBeside::Events events;
+            events.told = [isTold, count = 0](const auto&) mutable {
+                if (++count == 1) {
+                    isTold->set_value();
+                }
+            };
+            beside_ = std::make_unique<e2e::SubscriptionBeside>(events);
+            isTold->get_future().wait();
+            subscribers = 2;
+            apply();
+        }
+        bus.withholdFirstNotifications();
+        auto result = subscribeLater();
+        ASSERT_TRUE(subscribers == 2 || bus.waitForSubscribers(CLAMP_15, subscribers, LIMIT));
+        if (fault() != Fault::RepeatedSubscriptionId) {
+            apply();
+        }
+        if (outcome() == Outcome::GoesOn || fault() == Fault::ResetWithinFrame) {
+            bus.releaseFirstNotifications();
+        }
+        expectResult(result);
+    }
+
+    void expectResult(std::future<SubscribeResult>& result) {
+        switch (outcome()) {
+            case Outcome::GoesOn: {
+                const SubscribeResult subscribed = result.get();
+                EXPECT_EQ(subscribed.uuid, "1");
+                EXPECT_LT(subscribed.lasted, within());
+                clear();
+                expect({"notification", "off"});
+                break;
+            }
+            case Outcome::Disconnected:
+                expectLoss();
+                EXPECT_LT(result.get().lasted, 10s + SLACK);
+                break;
+            default: {
+                if (outcome() == Outcome::RefusedAndDisconnected) {
+                    await("disconnected", milliseconds(e2e::cells::PONG_TIME_OUT) + SLACK);
+                }
+                const SubscribeResult refused = result.get();
+                EXPECT_EQ(refused.uuid, "");
+                EXPECT_LT(refused.lasted, within());
+                clear();
+                if (outcome() == Outcome::RefusedAndDisconnected) {
+                    await("connected", milliseconds(e2e::cells::PAUSE + e2e::cells::CONNECT_LIMIT) + SLACK);
+                } else {
+                    expectQuiet();
+                }
+            }
+        }
+    }
+
+    void changes(int count) {
+        for (int number = 0; number < count; ++number) {
+            change(number % 2 == 0);
+        }
+    }
+
+    void expectChanges(int count) {
+        for (int number = 0; number < count; ++number) {
+            expect({"notification", number % 2 == 0 ? "on" : "off"});
+        }
+    }
+
+    void inTheMiddleOfAStream() {
+        subscribe();
+        changes(10);
+        expectChanges(10);
+        apply();
+        switch (outcome()) {
+            case Outcome::GoesOn: {
+                const auto begin = Clock::now();
+                const int count = fault() == Fault::SlowBytes ? 2 : 20;
+                changes(count);
+                expectChanges(count);
+                EXPECT_LT(Clock::now() - begin, within());
+                clear();
+                break;
+            }
+            case Outcome::OneLost:
+                changes(4);
+                expect({"notification", "on", "notification", "on", "notification", "off"});
+                clear();
+                break;
+            case Outcome::Ended:
+                expectQuiet();
+                clear();
+                change(true);
+                expectQuiet();
+                break;
+            default:
+                if (!far_) {
+                    changes(4);
+                }
+                expectLoss();
+        }
+    }
+
+    void duringUnsubscribe() {
+        subscribe();
+        apply();
+        const auto begin = Clock::now();
+        client->UnsubscribeClampControl("1");
+        EXPECT_LT(Clock::now() - begin, milliseconds(e2e::cells::AT_ONCE) + SLACK);
+        if (!far_ && !isDeleted_) {
+            change(true);
+        }
+        if (outcome() == Outcome::Disconnected) {
+            ASSERT_EQ(next(within()), "disconnected") << "and nothing before it";
+            clear();
+            await("connected", milliseconds(e2e::cells::PAUSE + e2e::cells::CONNECT_LIMIT) + SLACK);
+        } else {
+            expectQuiet();
+            clear();
+        }
+    }
+
+    void duringStop() {
+        subscribe();
+        apply();
+        const auto begin = Clock::now();
+        client->Stop();
+        EXPECT_LT(Clock::now() - begin, within());
+        // What was told before it returned may be read now, and no more.
+        const std::size_t told = application.pending();
+        if (!far_ && !isDeleted_) {
+            change(true);
+        }
+        std::this_thread::sleep_for(QUIET);
+        EXPECT_EQ(application.pending(), told) << "told something after Stop had returned";
+        clear();
+        if (!far_ && fault() != Fault::Silent) {
+            EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, LIMIT)) << "its connection is still open";
+        }
+    }
+
+ private:
+    FaultProxy proxy_{bus.port()};
+    std::unique_ptr<e2e::FarServer> far_;
+    std::unique_ptr<e2e::SubscriptionBeside> beside_;
+    std::string clampAtFirst_;
+    bool isDeleted_{false};
+    bool isConnected_{false};
+    std::atomic<bool> clockRuns_{false};
+    std::thread clock_;
+};
+
+TEST_P(FaultMatrix, KeepsItsPromises) {
+    switch (moment()) {
+        case Moment::BeforeConnect:
+            beforeConnect();
+            break;
+        case Moment::Handshake:
+            duringHandshake();
+            break;
+        case Moment::Idle:
+            connectedAndIdle();
+            break;
+        case Moment::FindFirst:
+            duringFindFirst();
+            break;
+        case Moment::FirstNotification:
+            beforeFirstNotification();
+            break;
+        case Moment::Stream:
+            inTheMiddleOfAStream();
+            break;
+        case Moment::Unsubscribe:
+            duringUnsubscribe();
+            break;
+        case Moment::Stop:
+            duringStop();
+            return;
+    }
+    if (!HasFatalFailure()) {
+        expectUsable();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, FaultMatrix, testing::ValuesIn(allCases()), nameOf);
+
+}  // namespace

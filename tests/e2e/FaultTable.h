@@ -1,0 +1,279 @@
+#pragma once
+
+// What the application sees of each fault at each moment. The tests of FaultMatrixTest.cpp are made from this
+// table, and docs/faults.md is written from it by fault-page.
+
+#include <array>
+
+namespace e2e {
+
+enum class Moment { BeforeConnect, Handshake, Idle, FindFirst, FirstNotification, Stream, Unsubscribe, Stop };
+
+struct MomentText {
+    Moment moment;
+    const char* name;   ///< in the name of the test
+    const char* title;  ///< on the page
+};
+
+constexpr std::array<MomentText, 8> MOMENTS{{
+    {Moment::BeforeConnect, "BeforeConnect", "before it connects"},
+    {Moment::Handshake, "DuringTheHandshake", "during the handshake"},
+    {Moment::Idle, "ConnectedAndIdle", "connected and idle"},
+    {Moment::FindFirst, "DuringFindFirst", "while it looks for the clamp"},
+    {Moment::FirstNotification, "BeforeTheFirstNotification", "before the first notification"},
+    {Moment::Stream, "InTheMiddleOfAStream", "in the middle of a stream"},
+    {Moment::Unsubscribe, "DuringUnsubscribe", "during unsubscribe"},
+    {Moment::Stop, "DuringStop", "during Stop"},
+}};
+
+enum class Outcome {
+    None,                    ///< the cell makes no sense; the row says why
+    Waits,                   ///< told nothing; connected once the fault is gone
+    GoesOn,                  ///< nothing but, at most, time is lost
+    Disconnected,            ///< told "disconnected"; connected once the fault is gone
+    Refused,                 ///< the subscribe returns an empty uuid; the connection stays
+    RefusedAndDisconnected,  ///< both
+    OneLost,                 ///< one value is not told, with an error in the log; the rest is
+    Ended,                   ///< no more values, with an error in the log, until it subscribes again
+    Returns,                 ///< the call returns, and nothing is told after it
+};
+
+struct OutcomeText {
+    Outcome outcome;
+    const char* shortText;
+    const char* text;
+};
+
+constexpr std::array<OutcomeText, 9> OUTCOMES{{
+    {Outcome::None, "-", "Cannot happen; the last column says why."},
+    {Outcome::Waits, "waits",
+     "Nothing. The library tries again, with growing pauses, and tells `OnConnectionStateChanged(true)` this "
+     "long "
+     "after the fault is gone at the latest."},
+    {Outcome::GoesOn, "goes on",
+     "Nothing of the fault: every value is told, in order and once, and a call succeeds, within this time."},
+    {Outcome::Disconnected, "disconnected",
+     "`OnConnectionStateChanged(false)` within this time; the subscription is over. Once the fault is gone "
+     "`OnConnectionStateChanged(true)`, and the application subscribes again. A subscribe call that waits "
+     "meanwhile "
+     "ends within its own 10 s, successfully or not."},
+    {Outcome::Refused, "refused",
+     "`SubscribeClampControl()` returns an empty uuid within this time, with the reason in the log. The "
+     "connection "
+     "stays, and the call can be made again."},
+    {Outcome::RefusedAndDisconnected, "refused, disconnected",
+     "`SubscribeClampControl()` returns an empty uuid within this time, and "
+     "`OnConnectionStateChanged(false)` is told; "
+     "then as for \"disconnected\"."},
+    {Outcome::OneLost, "one lost",
+     "The value that the server left out is not told, which an error line in the log says; all others are."},
+    {Outcome::Ended, "ended",
+     "No more values, which an error line in the log says within this time; the connection stays. The "
+     "application "
+     "subscribes again when it wants to."},
+    {Outcome::Returns, "returns", "The call returns within this time, and nothing is told after it."},
+}};
+
+enum class Fault {
+    Refused,
+    Silent,
+    Reset,
+    ResetWithinFrame,
+    EndOfStream,
+    Stalled,
+    PeerStopped,
+    PacketsDropped,
+    SlowBytes,
+    CloseWithCode,
+    HttpStatus,
+    HttpStatusWithBody,
+    WrongContentType,
+    WrongContent,
+    TruncatedBody,
+    OversizedBody,
+    GarbageFrame,
+    NoUtf8,
+    OversizedMessage,
+    Fragments,
+    UnknownSubscription,
+    RepeatedMessages,
+    RepeatedSubscriptionId,
+    Gap,
+    ElementDeleted,
+    ClockSet,
+};
+
+/// How soon, in milliseconds. The watchdog of these tests pings every 100 ms, so a silent peer counts as lost
+/// after 300 ms.
+struct Cell {
+    Outcome outcome = Outcome::None;
+    int within = 0;
+};
+
+struct FaultRow {
+    Fault fault;
+    int code;           ///< the HTTP status or close code, or 0
+    const char* name;   ///< in the name of the test
+    const char* title;  ///< on the page
+    std::array<Cell, MOMENTS.size()> cells;
+    const char* reason;  ///< why the empty cells are empty
+};
+
+namespace cells {
+
+constexpr int AT_ONCE = 100;
+constexpr int PONG_TIME_OUT = 300;
+constexpr int PAUSE = 5000;          // the longest pause between two attempts
+constexpr int CONNECT_LIMIT = 5000;  // of one attempt
+constexpr int HTTP_LIMIT = 4500;
+constexpr int FIRST_LIMIT = 5000;  // for the first notification
+
+constexpr Cell none{};
+constexpr Cell waits(int within = PAUSE) {
+    return {Outcome::Waits, within};
+}
+constexpr Cell goesOn(int within = AT_ONCE) {
+    return {Outcome::GoesOn, within};
+}
+constexpr Cell lost(int within = AT_ONCE) {
+    return {Outcome::Disconnected, within};
+}
+constexpr Cell refused(int within = AT_ONCE) {
+    return {Outcome::Refused, within};
+}
+constexpr Cell refusedAndLost(int within = FIRST_LIMIT) {
+    return {Outcome::RefusedAndDisconnected, within};
+}
+constexpr Cell returns(int within = AT_ONCE) {
+    return {Outcome::Returns, within};
+}
+constexpr Cell ended(int within = AT_ONCE) {
+    return {Outcome::Ended, within};
+}
+
+constexpr const char* NO_WEBSOCKET = "There is no open WebSocket then.";
+constexpr const char* NO_ANSWER = "No HTTP answer is due then.";
+
+constexpr FaultRow closeCode(int code, const char* name, const char* title) {
+    return {Fault::CloseWithCode,
+            code,
+            name,
+            title,
+            {none, none, lost(), none, none, none, none, none},
+            "As with code 1001: the code stands in the log, and nothing else depends on it."};
+}
+constexpr FaultRow httpStatus(Fault fault, int status, const char* name, const char* title) {
+    return {fault,    status, name, title, {waits(), waits(), none, refused(), none, none, none, none},
+            NO_ANSWER};
+}
+
+}  // namespace cells
+
+// clang-format off
+inline const FaultRow FAULTS[] = {
+    //                                                                 before connect, handshake, idle, find-first,
+    //                                                                 first notification, stream, unsubscribe, Stop
+    {Fault::Refused, 0, "Refused", "Nobody listens any more: connections are refused",
+        {cells::waits(), cells::waits(), cells::lost(), cells::refusedAndLost(cells::AT_ONCE),
+         cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, ""},
+    {Fault::Silent, 0, "Silent", "Connections are accepted, and then nothing comes; these never go on",
+        {cells::waits(cells::CONNECT_LIMIT + cells::PAUSE), cells::waits(cells::CONNECT_LIMIT + cells::PAUSE),
+         cells::lost(cells::PONG_TIME_OUT), cells::refusedAndLost(cells::HTTP_LIMIT), cells::refusedAndLost(),
+         cells::lost(cells::PONG_TIME_OUT), cells::lost(cells::PONG_TIME_OUT), cells::returns()}, ""},
+    {Fault::Reset, 0, "Reset", "All connections are reset",
+        {cells::none, cells::waits(), cells::lost(), cells::refusedAndLost(cells::AT_ONCE),
+         cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, "There is no connection then."},
+    {Fault::ResetWithinFrame, 0, "ResetWithinAFrame", "The connection is reset in the middle of a frame",
+        {cells::none, cells::none, cells::none, cells::none, cells::refusedAndLost(), cells::lost(), cells::lost(),
+         cells::none}, "The server sends no frame with text then."},
+    {Fault::EndOfStream, 0, "EndWithoutClose", "All connections end without a close frame",
+        {cells::none, cells::waits(), cells::lost(), cells::refusedAndLost(cells::AT_ONCE),
+         cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, "There is no connection then."},
+    {Fault::Stalled, 0, "Stalled", "The network stalls, and goes on later",
+        {cells::waits(cells::CONNECT_LIMIT + cells::PAUSE), cells::waits(cells::CONNECT_LIMIT + cells::PAUSE),
+         cells::lost(cells::PONG_TIME_OUT), cells::refusedAndLost(cells::HTTP_LIMIT), cells::refusedAndLost(),
+         cells::lost(cells::PONG_TIME_OUT), cells::lost(cells::PONG_TIME_OUT), cells::returns()}, ""},
+    {Fault::PeerStopped, 0, "ServerStopped", "The server's process is stopped (SIGSTOP): half-open",
+        {cells::waits(cells::CONNECT_LIMIT + cells::PAUSE), cells::none, cells::lost(cells::PONG_TIME_OUT),
+         cells::refusedAndLost(cells::HTTP_LIMIT), cells::none, cells::lost(cells::PONG_TIME_OUT),
+         cells::lost(cells::PONG_TIME_OUT), cells::returns()}, "As \"Silent\": a process cannot be stopped so exactly."},
+    {Fault::PacketsDropped, 0, "PacketsDropped", "Every packet between two network namespaces is lost: half-open",
+        {cells::waits(cells::CONNECT_LIMIT + cells::PAUSE), cells::none, cells::lost(cells::PONG_TIME_OUT),
+         cells::refusedAndLost(cells::HTTP_LIMIT), cells::none, cells::lost(cells::PONG_TIME_OUT),
+         cells::lost(cells::PONG_TIME_OUT), cells::returns()}, "As \"Silent\": a cable cannot be cut so exactly."},
+    {Fault::SlowBytes, 0, "SlowBytes", "What the server sends comes one byte per 10 ms",
+        {cells::goesOn(cells::CONNECT_LIMIT), cells::goesOn(cells::CONNECT_LIMIT), cells::goesOn(),
+         cells::goesOn(10'000), cells::goesOn(cells::FIRST_LIMIT), cells::goesOn(10'000), cells::goesOn(),
+         cells::returns()}, ""},
+    {Fault::CloseWithCode, 1001, "Close1001", "The WebSocket is closed with code 1001 (going away)",
+        {cells::none, cells::none, cells::lost(), cells::lost(), cells::refusedAndLost(), cells::lost(),
+         cells::lost(), cells::returns()}, cells::NO_WEBSOCKET},
+    cells::closeCode(1000, "Close1000", "Code 1000 (normal)"),
+    cells::closeCode(1002, "Close1002", "Code 1002 (protocol error)"),
+    cells::closeCode(1003, "Close1003", "Code 1003 (unknown data)"),
+    cells::closeCode(1007, "Close1007", "Code 1007 (bad payload)"),
+    cells::closeCode(1008, "Close1008", "Code 1008 (policy)"),
+    cells::closeCode(1009, "Close1009", "Code 1009 (too big)"),
+    cells::closeCode(1011, "Close1011", "Code 1011 (the server failed)"),
+    cells::closeCode(1012, "Close1012", "Code 1012 (service restart)"),
+    cells::closeCode(1013, "Close1013", "Code 1013 (try again later)"),
+    cells::closeCode(3000, "Close3000", "Code 3000 (registered)"),
+    cells::closeCode(4999, "Close4999", "Code 4999 (private)"),
+    cells::httpStatus(Fault::HttpStatus, 401, "Http401", "HTTP 401 without a body"),
+    cells::httpStatus(Fault::HttpStatus, 404, "Http404", "HTTP 404 without a body"),
+    cells::httpStatus(Fault::HttpStatus, 500, "Http500", "HTTP 500 without a body"),
+    cells::httpStatus(Fault::HttpStatus, 503, "Http503", "HTTP 503 without a body"),
+    cells::httpStatus(Fault::HttpStatusWithBody, 401, "Http401WithBody", "HTTP 401 with a body"),
+    cells::httpStatus(Fault::HttpStatusWithBody, 404, "Http404WithBody", "HTTP 404 with a body"),
+    cells::httpStatus(Fault::HttpStatusWithBody, 500, "Http500WithBody", "HTTP 500 with a body"),
+    cells::httpStatus(Fault::HttpStatusWithBody, 503, "Http503WithBody", "HTTP 503 with a body"),
+    {Fault::WrongContentType, 0, "WrongContentType", "The right body, said to be text/html",
+        {cells::none, cells::none, cells::none, cells::goesOn(), cells::none, cells::none, cells::none, cells::none},
+        cells::NO_ANSWER},
+    {Fault::WrongContent, 0, "WrongContent", "Status 200 with a page of HTML",
+        {cells::waits(), cells::waits(), cells::none, cells::refused(), cells::none, cells::none, cells::none,
+         cells::none}, cells::NO_ANSWER},
+    {Fault::TruncatedBody, 0, "TruncatedAnswer", "The answer ends in the middle",
+        {cells::waits(), cells::waits(), cells::none, cells::refused(), cells::none, cells::none, cells::none,
+         cells::none}, cells::NO_ANSWER},
+    {Fault::OversizedBody, 0, "OversizedAnswer", "An answer of more than 16 MiB, or a head of more than 8 KiB",
+        {cells::waits(), cells::waits(), cells::none, cells::refused(cells::HTTP_LIMIT), cells::none, cells::none,
+         cells::none, cells::none}, cells::NO_ANSWER},
+    {Fault::GarbageFrame, 0, "GarbageFrame", "Bytes that are no WebSocket frame",
+        {cells::none, cells::waits(), cells::lost(1000), cells::lost(1000), cells::refusedAndLost(), cells::lost(1000),
+         cells::lost(1000), cells::returns(1100)}, cells::NO_WEBSOCKET},
+    {Fault::NoUtf8, 0, "NoUtf8", "A text message that is not UTF-8",
+        {cells::none, cells::none, cells::lost(1000), cells::none, cells::refusedAndLost(), cells::lost(1000),
+         cells::lost(1000), cells::returns(1100)}, cells::NO_WEBSOCKET},
+    {Fault::OversizedMessage, 0, "OversizedMessage", "A message said to have 2 GiB",
+        {cells::none, cells::none, cells::lost(1000), cells::none, cells::refusedAndLost(), cells::lost(1000),
+         cells::lost(1000), cells::returns(1100)}, cells::NO_WEBSOCKET},
+    {Fault::Fragments, 0, "Fragments", "Every message in fragments of few bytes, with pings between them",
+        {cells::none, cells::none, cells::goesOn(), cells::none, cells::goesOn(), cells::goesOn(), cells::goesOn(),
+         cells::returns()}, cells::NO_WEBSOCKET},
+    {Fault::UnknownSubscription, 0, "UnknownSubscription", "Notifications of a subscription that nobody has",
+        {cells::none, cells::none, cells::goesOn(), cells::none, cells::goesOn(), cells::goesOn(), cells::goesOn(),
+         cells::returns()}, cells::NO_WEBSOCKET},
+    {Fault::RepeatedMessages, 0, "RepeatedMessages", "Every message of the server comes twice",
+        {cells::none, cells::none, cells::none, cells::none, cells::goesOn(), cells::goesOn(), cells::goesOn(),
+         cells::returns()}, "The server sends no message then."},
+    {Fault::RepeatedSubscriptionId, 0, "RepeatedSubscriptionId",
+        "A second subscription is given the id of the first, which is still open",
+        {cells::none, cells::none, cells::none, cells::none, cells::refusedAndLost(), cells::none, cells::none,
+         cells::none}, "An id is given only there."},
+    {Fault::Gap, 0, "Gap", "The server leaves out a notification: a gap in \"seq\"",
+        {cells::none, cells::none, cells::none, cells::none, cells::none, Cell{Outcome::OneLost, 0}, cells::none,
+         cells::none}, "There is no row of notifications then."},
+    {Fault::ElementDeleted, 0, "ElementDeleted", "The clamp is taken off the bus, and comes back later",
+        {cells::goesOn(), cells::goesOn(), cells::goesOn(), cells::refused(), cells::refused(cells::FIRST_LIMIT),
+         cells::ended(), cells::goesOn(), cells::returns()}, ""},
+    {Fault::ClockSet, 0, "ClockSet", "The system's clock is set forth and back by an hour, all the time",
+        {cells::goesOn(), cells::goesOn(), cells::goesOn(), cells::none, cells::goesOn(), cells::goesOn(),
+         cells::goesOn(), cells::returns()},
+        "The look-up ends at a time of day: it may be refused at once when the clock is set forward, and can be made "
+        "again. A clock that is set back lengthens nothing, since the platform answers within 4.5 s by a clock that "
+        "nobody sets."},
+};
+// clang-format on
+
+}  // namespace e2e

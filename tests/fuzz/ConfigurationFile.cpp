@@ -1,0 +1,76 @@
+// The configuration file: the input is its content.
+#include <Poco/Exception.h>
+#include <RecordingAraLog.h>
+#include <csc_logging/CSCLogging.h>
+#include <kelo-client/ConfigurationManager.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "Require.h"
+
+namespace {
+
+using fuzz::require;
+using kelo_client::ConfigurationManager;
+
+/// A getter refuses a value of the wrong type in one of two ways.
+template <typename Get>
+void read(Get get) {
+    try {
+        get();
+    } catch (const Poco::BadCastException&) {
+        return;
+    } catch (const Poco::InvalidAccessException&) {
+        return;
+    }
+}
+
+void readEverything(const ConfigurationManager& sut, const std::string& service) {
+    static_cast<void>(sut.isServiceConfigurationKnown(service));
+    read([&] { sut.getServerBaseUri(service); });
+    read([&] { sut.getServerBasePath(service); });
+    read([&] { sut.getSeparatorAfterResource(service); });
+    read([&] {
+        require(sut.getWatchdogPongTimeout(service) >= sut.getWatchdogPingInterval(service),
+                "a pong may take as long as a ping interval");
+    });
+    read([&] {
+        require(sut.getServiceConfiguration(service).watchdogPingInterval.count() >= 0,
+                "a ping interval is not negative");
+    });
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const int file = [] {
+        csc_logging::CSCLogging::CreateLogger("Fuzz");
+        return ::memfd_create("configuration", MFD_CLOEXEC);
+    }();
+    require(::ftruncate(file, 0) == 0 && ::pwrite(file, data, size, 0) == static_cast<ssize_t>(size),
+            "the file can be written");
+    test_support::RecordingAraLog::reset();
+
+    ConfigurationManager sut("/proc/self/fd/" + std::to_string(file));
+    sut.load();
+    require(sut.getServices() && sut.getServiceSettings(), "the sections are never null");
+    readEverything(sut, "ClampControl");
+    for (const auto& [name, settings] : *sut.getServices()) {
+        require(settings.serverBaseUri && settings.serverBasePathHTTP && settings.serverBasePathWS &&
+                    settings.separatorAfterResource && settings.watchdogTimeout,
+                "no setting is null");
+        readEverything(sut, name);
+    }
+    for (const auto& [name, settings] : *sut.getServiceSettings()) {
+        require(settings.watchdogPingInterval.hasValue() &&
+                    settings.watchdogPingInterval.getValue().count() >= 0 &&
+                    settings.watchdogPongTimeout.getValue() >= settings.watchdogPingInterval.getValue(),
+                "watchdog times are in order");
+    }
+    return 0;
+}

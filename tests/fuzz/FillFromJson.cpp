@@ -1,0 +1,110 @@
+// Every resource's fillFromJson. The first byte picks the resource, the rest is the JSON text of an element.
+#include <ZebDataObjects_ZEB/Authentictime.h>
+#include <ZebDataObjects_ZEB/Clampcontrol.h>
+#include <ZebDataObjects_ZEB/Immobilizer.h>
+#include <ZebDataObjects_ZEB/Servicemanagement.h>
+#include <zebutil/JsonObject.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "Require.h"
+#include "SilentLogger.h"
+
+namespace {
+
+using namespace zebobjects_ZEB;
+using fuzz::require;
+using zebutil::JsonObject;
+
+/// The element as JSON; none when an element that it refers to has no id or no name.
+template <typename R>
+std::optional<std::string> textOf(const R& element) {
+    try {
+        return element.getDescriptor().getAsJson()->toString();
+    } catch (const std::runtime_error&) {
+        return std::nullopt;
+    }
+}
+
+bool isOfTheTable(const std::string& printed) {
+    return printed.rfind("unknown value", 0) != 0;
+}
+
+template <typename R>
+void requireLiterals(const R&) {}
+
+void requireLiterals(const ClampcontrolService::Clamp& element) {
+    require(isOfTheTable(ClampcontrolService::to_string(element.getType())), "a kept type has a literal");
+}
+
+void requireLiterals(const ClampcontrolService::Notification& element) {
+    require(isOfTheTable(ClampcontrolService::to_string(element.getType())), "a kept type has a literal");
+}
+
+void requireLiterals(const ClampcontrolService::SpecialState& element) {
+    require(isOfTheTable(ClampcontrolService::to_string(element.getFunctionStatus())) &&
+                isOfTheTable(ClampcontrolService::to_string(element.getImmobilizerRequest())) &&
+                isOfTheTable(ClampcontrolService::to_string(element.getRequestingFunction())),
+            "a kept value has a literal");
+}
+
+void requireLiterals(const ImmobilizerService::Notification& element) {
+    require(isOfTheTable(ImmobilizerService::to_string(element.getType())), "a kept type has a literal");
+}
+
+template <typename R>
+void fill(const std::shared_ptr<JsonObject>& json) {
+    R element(json);  // must not throw
+    requireLiterals(element);
+    const auto text = textOf(element);
+    element.fillFromJson(json);
+    require(textOf(element) == text, "filling again changes nothing");
+    if (text) {
+        R copy;
+        copy.fillFromJson(JsonObject::parse(*text));
+        require(textOf(copy) == text, "what was written is read back");
+    }
+    const auto moved = element.copyWithIdFromUri("/a/b/17");
+    require(moved->getId() && moved->getId().getValue() == "17", "the id stands at the end of the uri");
+}
+
+constexpr std::array resources{
+    &fill<ClampcontrolService::Clamp>,
+    &fill<ClampcontrolService::Notification>,
+    &fill<ClampcontrolService::SpecialState>,
+    &fill<ImmobilizerService::Info>,
+    &fill<ImmobilizerService::Notification>,
+    &fill<AuthentictimeService::Time>,
+    &fill<ServicemanagementService::AllUsersTransactionActivationType>,
+    &fill<ServicemanagementService::BinarySigned>,
+    &fill<ServicemanagementService::ConnectionState>,
+    &fill<ServicemanagementService::HttpOperationType>,
+    &fill<ServicemanagementService::MqttOperationType>,
+    &fill<ServicemanagementService::TransactionActivationType>,
+    &fill<ServicemanagementService::TransactionType>,
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzz::SilentLoggerFactory::use();
+    if (size == 0) {
+        return 0;
+    }
+    std::shared_ptr<JsonObject> json;
+    try {
+        json = JsonObject::parse({reinterpret_cast<const char*>(data) + 1, size - 1});
+    } catch (const std::exception&) {
+        return 0;
+    }
+    // Counted from the letter "A", so that a seed can be read.
+    resources.at((data[0] + resources.size() * 5U - 65U) % resources.size())(json);
+    return 0;
+}

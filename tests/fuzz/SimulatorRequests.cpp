@@ -1,0 +1,109 @@
+// The requests of a client of the simulator. Each line of the input is one: a WebSocket message when it
+// begins with "{", and otherwise an HTTP request: method, target and body with a blank between.
+#include <BusContext.h>
+#include <BusError.h>
+#include <BusModel.h>
+#include <HttpRequests.h>
+#include <Json.h>
+#include <Observations.h>
+#include <Subscriptions.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "Require.h"
+
+namespace {
+
+using fuzz::require;
+
+void requireMessage(const std::string& text) {
+    try {
+        require(zebbussim::parseJsonObject(text, "A message")->has("ts"), "every message has its time");
+    } catch (const zebbussim::BusError&) {
+        require(false, "whatever the bus sends is JSON");
+    }
+}
+
+class CheckingSubscriber : public zebbussim::Subscriber {
+ public:
+    void send(std::string head, zebbussim::SharedText tail) override {
+        requireMessage(tail ? head + *tail : head);
+    }
+    void sendBytes(std::string) override { require(false, "a bus without faults sends messages only"); }
+    const std::string& service() const override { return service_; }
+
+ private:
+    const std::string service_ = "ClampControl";
+};
+
+/// Tells the subscriptions, as the simulator does.
+class Notifier : public zebbussim::BusListener {
+ public:
+    explicit Notifier(zebbussim::Subscriptions& subscriptions) : subscriptions_(subscriptions) {}
+    void elementChanged(const zebbussim::BusPath& path, const zebbussim::Element& element) override {
+        subscriptions_.notifyElement(path, element);
+    }
+    void elementAdded(const zebbussim::BusPath& path) override { subscriptions_.notifyCollection(path); }
+    void elementRemoved(const zebbussim::BusPath& path) override { subscriptions_.endElement(path); }
+    void servicesChanged() override {}
+    void serviceClosed(const std::string&) override {}
+
+ private:
+    zebbussim::Subscriptions& subscriptions_;
+};
+
+const Poco::JSON::Object& initialService() {
+    static const Poco::JSON::Object::Ptr json = zebbussim::parseJsonObject(
+        R"({"clamps":[{"id":"15","name":"Clamp15","type":"Clamp15","isSwitchedOn":true},)"
+        R"({"id":"S","type":"ClampS","isSwitchedOn":false,"see":{"uri":"/ClampControl/clamps/15"}}],)"
+        R"("notifications":[]})",
+        "The service");
+    return *json;
+}
+
+std::string upToBlank(std::string_view& rest) {
+    const std::string_view part = rest.substr(0, rest.find(' '));
+    rest.remove_prefix(std::min(rest.size(), part.size() + 1));
+    return std::string(part);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    zebbussim::BusModel model;
+    zebbussim::Observations observations;
+    zebbussim::Subscriptions subscriptions(model, observations,
+                                           [](std::chrono::milliseconds, const std::function<void()>&) {});
+    Notifier notifier(subscriptions);
+    model.addService("ClampControl", initialService());
+    model.setListener(&notifier);
+    CheckingSubscriber client;
+
+    std::string_view rest(reinterpret_cast<const char*>(data), size);
+    while (!rest.empty()) {
+        std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+        if (line.empty() || line.front() == '{') {
+            subscriptions.receive(client, std::string(line));
+            continue;
+        }
+        const std::string method = upToBlank(line);
+        const std::string target = upToBlank(line);
+        if (!std::all_of(method.begin(), method.end(),
+                         [](char each) { return each >= 'A' && each <= 'Z'; })) {
+            continue;  // the HTTP parser lets no such method through
+        }
+        const auto answer = zebbussim::answerHttpRequest(model, "/bus/", method, target, std::string(line));
+        require(answer.status >= 200 && answer.status != 500, "a request cannot break the bus");
+        requireMessage(answer.body);
+    }
+    subscriptions.leave(client);
+    require(subscriptions.subscribersOf("/ClampControl/clamps/15").empty(), "a client that left has nothing");
+    return 0;
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace test_support {
+
+/// PEM files, as servers take them.
+struct Certificate {
+    std::string certificateFile;
+    std::string keyFile;
+};
+
+/// Who issues certificates for tests. Everything is made anew, in the files of a directory that outlives it.
+class CertificationAuthority {
+ public:
+    enum class Validity { Present, Past };
+
+    static constexpr const char* THIS_MACHINE = "IP:127.0.0.1,DNS:localhost";
+
+    /// @param name different for every authority and certificate of the directory
+    CertificationAuthority(std::filesystem::path directory, const std::string& name);
+
+    /// What trusts it.
+    const std::string& certificateFile() const { return itself_.certificateFile; }
+
+    /// A server's certificate.
+    /// @param hosts alternative names as OpenSSL writes them, "IP:127.0.0.1,DNS:localhost"
+    Certificate issue(const std::string& name, const std::string& hosts = THIS_MACHINE,
+                      Validity validity = Validity::Present) const;
+
+    /// A server's certificate that no authority has issued.
+    static Certificate selfSigned(const std::filesystem::path& directory, const std::string& name);
+
+ private:
+    std::filesystem::path directory_;
+    Certificate itself_;
+};
+
+}  // namespace test_support

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+/// How a child process ended, and what it said.
+struct ChildResult {
+    int exitCode = -1;  ///< -1: ended by a signal
+    int signal = 0;     ///< 0: ended by itself
+    std::string output;
+    std::string errors;
+    std::chrono::milliseconds lifetime{0};
+};
+
+/// Runs `work` in a forked child, which then leaves through std::exit(0), with all that this runs: exit
+/// handlers and the destructors of statics. For what a process has once, such as its logging.
+ChildResult runInChild(const std::function<void()>& work);
+
+/// A program that runs beside the test until the object is destroyed, which ends it.
+class ChildProgram {
+ public:
+    /// `arguments` begin with the program, looked up in PATH; `environment` holds additions, as "NAME=value".
+    /// Standard output and error go to the file.
+    ChildProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
+                 const std::string& outputFile);
+    ChildProgram(const ChildProgram&) = delete;
+    ChildProgram& operator=(const ChildProgram&) = delete;
+    ~ChildProgram();
+
+    pid_t id() const { return process_; }
+    bool isRunning();
+    /// Waits for the end; gives the exit code, or -1 after a signal.
+    int wait();
+
+ private:
+    pid_t process_;
+    int status_ = 0;
+    bool ended_ = false;
+};
+
+}  // namespace test_support

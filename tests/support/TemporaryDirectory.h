@@ -1,0 +1,25 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+
+namespace test_support {
+
+/// An empty directory of its own for one test, removed with everything in it at the end.
+class TemporaryDirectory {
+ public:
+    TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+    ~TemporaryDirectory();
+
+    const std::filesystem::path& path() const noexcept { return path_; }
+
+    /// Writes a file in the directory and gives its path.
+    std::filesystem::path write(std::string_view name, std::string_view content) const;
+
+ private:
+    std::filesystem::path path_;
+};
+
+}  // namespace test_support

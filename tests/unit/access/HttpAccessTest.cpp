@@ -1,0 +1,162 @@
+#include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/StreamSocket.h>
+#include <gtest/gtest.h>
+#include <zeb/HttpAccessFactory.h>
+#include <zebutil/PocoHttpSessionFactory.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <string>
+#include <thread>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Poco::Net::StreamSocket;
+
+/// A server that does to each connection what the test says, one after the other, until it is destroyed.
+class ScriptedServer {
+ public:
+    explicit ScriptedServer(std::function<void(StreamSocket&, const std::atomic<bool>& isEnding)> script)
+        : socket_(Poco::Net::SocketAddress("127.0.0.1", 0)), thread_([this, script] {
+              while (!isEnding_) {
+                  StreamSocket connection = socket_.acceptConnection();
+                  if (isEnding_) {
+                      return;
+                  }
+                  try {
+                      script(connection, isEnding_);
+                  } catch (const Poco::Exception&) {
+                      // The client has gone; the next one may come.
+                  }
+              }
+          }) {}
+
+    ~ScriptedServer() {
+        isEnding_ = true;
+        StreamSocket(socket_.address()).close();  // wakes the one that accepts
+        thread_.join();
+    }
+
+    ScriptedServer(const ScriptedServer&) = delete;
+    ScriptedServer& operator=(const ScriptedServer&) = delete;
+
+    std::string baseUri() const { return "http://" + socket_.address().toString(); }
+
+    static std::string readRequest(StreamSocket& connection) {
+        std::string request;
+        char character = 0;
+        while (request.find("\r\n\r\n") == std::string::npos && connection.receiveBytes(&character, 1) == 1) {
+            request.push_back(character);
+        }
+        return request;
+    }
+
+    static void send(StreamSocket& connection, const std::string& text) {
+        connection.sendBytes(text.data(), static_cast<int>(text.size()));
+    }
+
+ private:
+    Poco::Net::ServerSocket socket_;
+    std::atomic<bool> isEnding_{false};
+    std::thread thread_;
+};
+
+std::shared_ptr<zeb::ITpAccess> accessTo(const ScriptedServer& server, const std::string& separator = "") {
+    return zeb::HttpAccessFactory(std::make_shared<zebutil::PocoHttpSessionFactory>())
+        .createAccess({"ClampControl", server.baseUri(), "/bus", separator});
+}
+
+// Pieces of an answer without end, one per 10 ms, for as long as somebody takes them.
+void trickle(StreamSocket& connection, const std::string& begin, const std::string& piece,
+             const std::atomic<bool>& isEnding) {
+    ScriptedServer::readRequest(connection);
+    ScriptedServer::send(connection, begin);
+    while (!isEnding) {
+        ScriptedServer::send(connection, piece);
+        std::this_thread::sleep_for(10ms);  // this is the fault, not a wait
+    }
+}
+
+void expectAnEndBeforeFiveSeconds(const std::shared_ptr<zeb::ITpAccess>& sut) {
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THROW(sut->get("clamps", "", {}), std::exception);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+}
+
+TEST(HttpAccess, GivesUpOnAHeaderThatTricklesInWithoutEnd) {
+    const ScriptedServer server([](StreamSocket& connection, const std::atomic<bool>& isEnding) {
+        trickle(connection, "HTTP/1.1 200 OK\r\nX-Endless: ", "x", isEnding);
+    });
+    expectAnEndBeforeFiveSeconds(accessTo(server));
+}
+
+TEST(HttpAccess, GivesUpOnABodyThatTricklesInWithoutEnd) {
+    const ScriptedServer server([](StreamSocket& connection, const std::atomic<bool>& isEnding) {
+        trickle(connection, "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n", "1\r\nx\r\n", isEnding);
+    });
+    expectAnEndBeforeFiveSeconds(accessTo(server));
+}
+
+TEST(HttpAccess, RefusesAnAnswerOfMoreThan16Mebibytes) {
+    const ScriptedServer server([](StreamSocket& connection, const std::atomic<bool>&) {
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\n\r\n");
+        const std::string piece(std::size_t{1} << 20U, 'x');
+        for (int number = 0; number < 17; ++number) {
+            ScriptedServer::send(connection, piece);
+        }
+    });
+    const auto sut = accessTo(server);
+    try {
+        sut->get("clamps", "", {});
+        FAIL() << "not refused";
+    } catch (const std::exception& exception) {
+        EXPECT_NE(std::string(exception.what()).find("more than 16 MiB"), std::string::npos)
+            << exception.what();
+    }
+}
+
+TEST(HttpAccess, AsksWithBasePathServiceResourceSeparatorAndEncodedQuery) {
+    std::promise<std::string> request;
+    const ScriptedServer server([&request](StreamSocket& connection, const std::atomic<bool>&) {
+        request.set_value(ScriptedServer::readRequest(connection));
+        ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+    });
+    accessTo(server, "/")->get("clamps", "", {{"type", "Clamp15"}, {"$limit", "1"}});
+    const std::string line = request.get_future().get();
+    EXPECT_EQ(line.substr(0, line.find('\r')),
+              "GET /bus/ClampControl/clamps/?type=Clamp15&%24limit=1 HTTP/1.1");
+}
+
+TEST(HttpAccess, AsksOnceMoreWhenAKeptConnectionWasClosed) {
+    std::atomic<int> connections{0};
+    const ScriptedServer server([&connections](StreamSocket& connection, const std::atomic<bool>&) {
+        ++connections;
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+    });
+    const auto sut = accessTo(server);
+    EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
+    EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
+    EXPECT_EQ(connections, 2);
+}
+
+TEST(HttpAccess, SaysWhichRequestFailed) {
+    std::shared_ptr<zeb::ITpAccess> sut;
+    {
+        const ScriptedServer server([](StreamSocket&, const std::atomic<bool>&) {});
+        sut = accessTo(server);
+    }
+    try {
+        sut->get("clamps", "", {});
+        FAIL() << "nobody was there to answer";
+    } catch (const std::exception& exception) {
+        EXPECT_NE(std::string(exception.what()).find("/bus/ClampControl/clamps"), std::string::npos)
+            << exception.what();
+    }
+}
+
+}  // namespace

@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+#include <zeb/ZebException.h>
+
+#include <string>
+
+#include "websocket/ServerMessage.h"
+
+namespace {
+
+using zeb::ServerMessage;
+
+TEST(ServerMessage, FindsTheExtentOfTheData) {
+    const std::string text =
+        R"({"action":"subscription","subscriptionId":"12","seq":3,"data":{"id":"1","on":true},"ts":"x"})";
+    const ServerMessage sut = ServerMessage::read(text);
+    EXPECT_EQ(sut.data, R"({"id":"1","on":true})");
+}
+
+TEST(ServerMessage, ReadsWhatRoutingNeeds) {
+    const std::string text = R"({"seq":3,"subscriptionId":"12","requestId":"7","action":"subscription"})";
+    const ServerMessage sut = ServerMessage::read(text);
+    EXPECT_EQ(sut.action, "subscription");
+    EXPECT_EQ(sut.subscriptionId, "12");
+    EXPECT_EQ(sut.requestId, "7");
+    EXPECT_EQ(sut.seq, 3);
+}
+
+TEST(ServerMessage, LeavesOutWhatIsNotThere) {
+    const ServerMessage sut = ServerMessage::read("{}");
+    EXPECT_FALSE(sut.action || sut.requestId || sut.subscriptionId || sut.seq || sut.data || sut.error);
+}
+
+TEST(ServerMessage, IsNotMisledByBracketsAndQuotesInStrings) {
+    const std::string text = R"({"other":"\"}]{","data":{"name":"}\\","list":["]"]},"seq":1})";
+    const ServerMessage sut = ServerMessage::read(text);
+    EXPECT_EQ(sut.data, R"({"name":"}\\","list":["]"]})");
+    EXPECT_EQ(sut.seq, 1);
+}
+
+TEST(ServerMessage, DecodesEscapesInKeysAndTexts) {
+    const std::string text = R"({"\u0061ction":"sub\u0073cription","subscriptionId":"a\"b"})";
+    const ServerMessage sut = ServerMessage::read(text);
+    EXPECT_EQ(sut.action, "subscription");
+    EXPECT_EQ(sut.subscriptionId, "a\"b");
+}
+
+TEST(ServerMessage, KeepsTheLastOfARepeatedKey) {
+    const std::string text = R"({"seq":1,"seq":2})";
+    EXPECT_EQ(ServerMessage::read(text).seq, 2);
+}
+
+TEST(ServerMessage, AllowsWhiteSpaceAnywhere) {
+    const std::string text = " {\n\"seq\" :\t1 , \"data\" : [ 1 , 2 ] }\r\n";
+    EXPECT_EQ(ServerMessage::read(text).data, "[ 1 , 2 ]");
+}
+
+TEST(ServerMessage, TakesDataOfEveryKind) {
+    for (const std::string data : {"null", "true", "-1.5e3", "\"text\"", "[]", "{}"}) {
+        const std::string text = "{\"data\":" + data + "}";
+        EXPECT_EQ(ServerMessage::read(text).data, data);
+    }
+}
+
+class MalformedServerMessage : public testing::TestWithParam<const char*> {};
+
+TEST_P(MalformedServerMessage, IsRefused) {
+    const std::string text = GetParam();
+    EXPECT_THROW(ServerMessage::read(text), zeb::ZebException);
+}
+
+INSTANTIATE_TEST_SUITE_P(ServerMessage, MalformedServerMessage,
+                         testing::Values("", "null", "[]", "\"text\"", "{", "}", "{\"data\"}", "{\"data\":}",
+                                         "{\"data\":1,}", "{\"data\":1}x", "{\"data\":{\"a\":1}",
+                                         "{\"data\":\"open}", "{\"data\":\"open\\", "{data:1}",
+                                         "{\"seq\":\"1\"}", "{\"seq\":1.5}", "{\"seq\":99999999999999999999}",
+                                         "{\"action\":5}", "{\"requestId\":null}",
+                                         "{\"requestId\":\"\\u00d\"}", "{\"requestId\":\"\\x\"}"));
+
+TEST(ServerMessage, RefusesNestingOfMoreThan64Levels) {
+    const auto nested = [](std::size_t levels) {
+        return "{\"data\":" + std::string(levels - 1, '[') + std::string(levels - 1, ']') + "}";
+    };
+    EXPECT_NO_THROW(ServerMessage::read(nested(64)));
+    EXPECT_THROW(ServerMessage::read(nested(65)), zeb::ZebException);
+}
+
+TEST(ServerMessage, SaysWhatWasExpectedWhere) {
+    try {
+        ServerMessage::read("{\"seq\":1;");
+        FAIL() << "not refused";
+    } catch (const zeb::ZebException& exception) {
+        EXPECT_NE(std::string(exception.what()).find("at byte"), std::string::npos) << exception.what();
+    }
+}
+
+}  // namespace

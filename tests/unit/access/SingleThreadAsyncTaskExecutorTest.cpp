@@ -1,0 +1,194 @@
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <zebutil/SingleThreadAsyncTaskExecutor.h>
+
+#include <array>
+#include <atomic>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "RecordingLogger.h"
+
+namespace {
+
+using zebutil::SingleThreadAsyncTaskExecutor;
+
+class SingleThreadAsyncTaskExecutorTest : public testing::Test {
+ protected:
+    std::unique_ptr<SingleThreadAsyncTaskExecutor> createExecutor() {
+        return std::make_unique<SingleThreadAsyncTaskExecutor>(
+            "testExecutor", std::make_unique<test_support::RecordingLogger>(log, "Executor"));
+    }
+
+    // Returns when everything that was added before has run.
+    static void drain(SingleThreadAsyncTaskExecutor& executor) {
+        std::promise<void> reached;
+        executor.add([&reached] { reached.set_value(); }, "drain");
+        reached.get_future().wait();
+    }
+
+    const std::shared_ptr<test_support::RecordedLog> log = std::make_shared<test_support::RecordedLog>();
+    std::unique_ptr<SingleThreadAsyncTaskExecutor> sut = createExecutor();
+};
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, RunsTasksInTheOrderInWhichTheyWereAdded) {
+    std::vector<int> order;
+    sut->start();
+    for (int number = 0; number < 1000; ++number) {
+        sut->add([&order, number] { order.push_back(number); }, "number");
+    }
+    drain(*sut);
+    std::vector<int> expected(1000);
+    for (int number = 0; number < 1000; ++number) {
+        expected[static_cast<std::size_t>(number)] = number;
+    }
+    EXPECT_EQ(order, expected);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, KeepsTasksThatWereAddedBeforeItsStart) {
+    bool hasRun = false;
+    sut->add([&hasRun] { hasRun = true; }, "early");
+    sut->start();
+    drain(*sut);
+    EXPECT_TRUE(hasRun);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, NamesItsThread) {
+    std::array<char, 16> name{};
+    sut->start();
+    sut->add([&name] { pthread_getname_np(pthread_self(), name.data(), name.size()); }, "name");
+    drain(*sut);
+    EXPECT_STREQ(name.data(), "testExecutor");
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, NeverRunsATaskOnTheCallersThread) {
+    std::thread::id executorThread;
+    sut->start();
+    sut->add([&executorThread] { executorThread = std::this_thread::get_id(); }, "thread");
+    drain(*sut);
+    EXPECT_NE(executorThread, std::this_thread::get_id());
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, LogsATaskThatThrowsWithItsName) {
+    sut->start();
+    sut->add([] { throw std::runtime_error("no fuel"); }, "drive");
+    EXPECT_TRUE(log->waitFor("error Executor: task \"drive\" threw: no fuel"));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, LogsATaskThatThrowsNoStandardException) {
+    sut->start();
+    sut->add([] { throw 5; }, "drive");
+    EXPECT_TRUE(log->waitFor("task \"drive\" threw something that is no std::exception"));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, RunsTheNextTaskAfterOneThatThrew) {
+    bool hasRun = false;
+    sut->start();
+    sut->add([] { throw std::runtime_error("no fuel"); }, "drive");
+    sut->add([&hasRun] { hasRun = true; }, "next");
+    drain(*sut);
+    EXPECT_TRUE(hasRun);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, LetsTheRunningTaskEndWhenItIsStopped) {
+    std::promise<void> isRunning;
+    std::promise<void> mayEnd;
+    std::atomic<bool> hasEnded{false};
+    sut->start();
+    sut->add(
+        [&] {
+            isRunning.set_value();
+            mayEnd.get_future().wait();
+            hasEnded = true;
+        },
+        "long");
+    isRunning.get_future().wait();
+    std::thread stopper([this] { sut->stop(); });
+    mayEnd.set_value();
+    stopper.join();
+    EXPECT_TRUE(hasEnded);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, DropsAndCountsWhatIsQueuedWhenItIsStopped) {
+    std::atomic<bool> hasRun{false};
+    sut->add([&hasRun] { hasRun = true; }, "first");
+    sut->add([&hasRun] { hasRun = true; }, "second");
+    sut->stop();
+    sut->start();
+    EXPECT_FALSE(hasRun);
+    EXPECT_TRUE(log->contains("executor \"testExecutor\" stopped, queued tasks dropped: 2"));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, DropsWhatIsQueuedBehindATaskThatStopsIt) {
+    std::atomic<bool> hasRun{false};
+    sut->add([this] { sut->stop(); }, "stop");
+    sut->add([&hasRun] { hasRun = true; }, "never");
+    sut->start();
+    EXPECT_TRUE(log->waitFor("queued tasks dropped: 1"));
+    sut->stop();
+    EXPECT_FALSE(hasRun);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, CanBeStoppedTwice) {
+    sut->start();
+    sut->stop();
+    sut->stop();
+    SUCCEED() << "neither call hung or ended the process";
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, DropsATaskThatIsAddedAfterItWasStopped) {
+    sut->start();
+    sut->stop();
+    const auto held = std::make_shared<int>(0);
+    sut->add([held] {}, "late");
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, ReleasesWhatATaskHoldsOnceItHasRun) {
+    auto held = std::make_shared<int>(0);
+    const std::weak_ptr<int> watched = held;
+    bool wasReleased = false;
+    sut->start();
+    sut->add([held = std::move(held)] {}, "holder");
+    sut->add([&] { wasReleased = watched.expired(); }, "watcher");
+    drain(*sut);
+    EXPECT_TRUE(wasReleased);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, CanBeDestroyedByItsOwnTask) {
+    std::promise<void> isDestroyed;
+    SingleThreadAsyncTaskExecutor& executor = *sut;
+    executor.add(
+        [this, &isDestroyed] {
+            sut.reset();
+            isDestroyed.set_value();
+        },
+        "destroy");
+    executor.start();
+    EXPECT_EQ(isDestroyed.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, RunsEveryTaskOfManyThreads) {
+    constexpr int threads = 4;
+    constexpr int tasks = 2000;
+    int count = 0;  // not atomic: the executor's one thread alone touches it
+    sut->start();
+    std::vector<std::thread> adders;
+    for (int thread = 0; thread < threads; ++thread) {
+        adders.emplace_back([&] {
+            for (int task = 0; task < tasks; ++task) {
+                sut->add([&count] { ++count; }, "count");
+            }
+        });
+    }
+    for (std::thread& adder : adders) {
+        adder.join();
+    }
+    drain(*sut);
+    EXPECT_EQ(count, threads * tasks);
+}
+
+}  // namespace

@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+#include <zeb/ITpAccess.h>
+#include <zeb/XObject.h>
+#include <zeb/ZebAccessor.h>
+#include <zebutil/ITaskExecutor.h>
+#include <zebutil/JsonObject.h>
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "RecordingLogger.h"
+
+namespace {
+
+/// Keeps tasks, with their names, until the test runs them.
+class HandDrivenExecutor : public zebutil::ITaskExecutor {
+ public:
+    void add(std::function<void()> function, const char* name) override {
+        names.emplace_back(name);
+        tasks_.push_back(std::move(function));
+    }
+
+    void runAll() {
+        for (const auto& task : std::exchange(tasks_, {})) {
+            task();
+        }
+    }
+
+    std::vector<std::string> names;
+
+ private:
+    std::vector<std::function<void()>> tasks_;
+};
+
+class ScriptedAccess : public zeb::ITpAccess {
+ public:
+    zeb::ZebResponse get(const std::string&, const std::string&, const Query& query) override {
+        queries.push_back(query);
+        return answer();
+    }
+    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&) override {
+        return answer();
+    }
+
+    std::function<zeb::ZebResponse()> answer = [] {
+        return zeb::ZebResponse(200, R"({"data":[{"id":"1"}]})");
+    };
+    std::vector<Query> queries;
+};
+
+class LampDescriptor : public zeb::XObjectDescriptor {
+ public:
+    LampDescriptor() : XObjectDescriptor("Lighting", "lamps") {}
+};
+using Lamp = zeb::XObject<LampDescriptor>;
+
+class ZebAccessorTest : public testing::Test {
+ protected:
+    using Response = std::shared_ptr<const zeb::ZebResponse>;
+
+    void findFirst() {
+        sut.findFirst<Lamp>(
+            LampDescriptor(), [this](const std::shared_ptr<const Lamp>&, const Response&) { ++successes; },
+            [this](const Response& response) { errors.push_back(response); });
+    }
+
+    const std::shared_ptr<test_support::RecordedLog> log = std::make_shared<test_support::RecordedLog>();
+    const std::shared_ptr<ScriptedAccess> access = std::make_shared<ScriptedAccess>();
+    const std::shared_ptr<HandDrivenExecutor> requests = std::make_shared<HandDrivenExecutor>();
+    const std::shared_ptr<HandDrivenExecutor> callbacks = std::make_shared<HandDrivenExecutor>();
+    zeb::ZebAccessor sut{access, requests, callbacks,
+                         std::make_shared<test_support::RecordingLogger>(log, "Accessor")};
+    int successes{0};
+    std::vector<Response> errors;
+};
+
+TEST_F(ZebAccessorTest, NamesTheRequestAfterServiceAndResource) {
+    findFirst();
+    EXPECT_EQ(requests->names, std::vector<std::string>{"ZebAccessor::findFirst(): Lighting/lamps"});
+}
+
+TEST_F(ZebAccessorTest, IssuesTheRequestOnTheRequestExecutorOnly) {
+    findFirst();
+    EXPECT_TRUE(access->queries.empty());
+    requests->runAll();
+    EXPECT_EQ(access->queries.size(), 1U);
+}
+
+TEST_F(ZebAccessorTest, AsksForOneElement) {
+    findFirst();
+    requests->runAll();
+    EXPECT_EQ(access->queries.front(), (zeb::ITpAccess::Query{{"$limit", "1"}}));
+}
+
+TEST_F(ZebAccessorTest, NamesTheTaskOfASuccess) {
+    findFirst();
+    requests->runAll();
+    EXPECT_EQ(callbacks->names, std::vector<std::string>{"findFirst callbackSuccess"});
+    callbacks->runAll();
+    EXPECT_EQ(successes, 1);
+}
+
+TEST_F(ZebAccessorTest, NamesTheTaskOfAnError) {
+    access->answer = [] { return zeb::ZebResponse(404, ""); };
+    findFirst();
+    requests->runAll();
+    EXPECT_EQ(callbacks->names, std::vector<std::string>{"findFirst callbackError"});
+    callbacks->runAll();
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_EQ(errors.front()->getStatusCode(), 404);
+}
+
+TEST_F(ZebAccessorTest, GivesTheCauseOfAnException) {
+    access->answer = []() -> zeb::ZebResponse { throw std::runtime_error("no route"); };
+    findFirst();
+    requests->runAll();
+    callbacks->runAll();
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_STREQ(errors.front()->getHttpException()->what(),
+                 "ZebException: unknown find first failed reason: no route");
+}
+
+TEST_F(ZebAccessorTest, EndsInTheErrorHandlerWhateverIsThrown) {
+    access->answer = []() -> zeb::ZebResponse { throw 5; };
+    findFirst();
+    requests->runAll();
+    callbacks->runAll();
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_TRUE(errors.front()->getHttpException());
+}
+
+TEST_F(ZebAccessorTest, IssuesTheRequestEvenWithoutASuccessHandler) {
+    sut.findFirst<Lamp>(LampDescriptor(), nullptr, nullptr);
+    EXPECT_TRUE(log->contains("error Accessor: ZebAccessor::findFirst(): missing success callback"));
+    requests->runAll();
+    callbacks->runAll();
+    EXPECT_EQ(access->queries.size(), 1U);
+}
+
+}  // namespace

@@ -1,0 +1,78 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <sstream>
+#include <string>
+
+#include "EventPrinter.h"
+
+namespace {
+
+using std::chrono::microseconds;
+
+class EventPrinterTest : public testing::Test {
+ protected:
+    EventPrinterTest() {
+        setenv("TZ", "UTC-2", 1);  // two hours east, so that local time and UTC differ
+        tzset();
+    }
+
+    EventPrinter makeSut(EventPrinter::Format format) {
+        // 2026-01-31, 12:34:56.123456 UTC
+        return {stream, format, [] { return EventPrinter::Time(microseconds(1769862896123456)); },
+                [this] { ++timesLost; }};
+    }
+
+    std::ostringstream stream;
+    int timesLost = 0;
+};
+
+TEST_F(EventPrinterTest, WritesLocalTimeEventAndValueInColumns) {
+    EventPrinter sut = makeSut(EventPrinter::Format::Text);
+    sut.connection(true);
+    sut.clamp15(false);
+    EXPECT_EQ(stream.str(),
+              "14:34:56.123  connection    connected\n"
+              "14:34:56.123  clamp15       off\n");
+}
+
+TEST_F(EventPrinterTest, WritesNoBlanksAfterAnEventWithoutValue) {
+    makeSut(EventPrinter::Format::Text).notification();
+    EXPECT_EQ(stream.str(), "14:34:56.123  notification\n");
+}
+
+TEST_F(EventPrinterTest, ColoursEventAndValue) {
+    makeSut(EventPrinter::Format::ColouredText).connection(false);
+    EXPECT_EQ(stream.str(), "14:34:56.123  \033[31mconnection    disconnected\033[0m\n");
+}
+
+TEST_F(EventPrinterTest, WritesAnObjectPerLineAsJson) {
+    EventPrinter sut = makeSut(EventPrinter::Format::Json);
+    sut.connection(false);
+    sut.subscribed("1");
+    sut.notification();
+    sut.clamp15(true);
+    sut.stopped();
+    const std::string begin = "{\"ts\":\"2026-01-31T12:34:56.123456Z\",\"event\":";
+    EXPECT_EQ(stream.str(), begin + "\"connection\",\"value\":false}\n" +  //
+                                begin + "\"subscribed\",\"value\":\"1\"}\n" + begin +
+                                "\"notification\",\"value\":null}\n" + begin +
+                                "\"clamp15\",\"value\":true}\n" + begin + "\"stopped\",\"value\":null}\n");
+}
+
+TEST_F(EventPrinterTest, EscapesTheUuidInJson) {
+    makeSut(EventPrinter::Format::Json).subscribed("a\"b\\c\n");
+    EXPECT_NE(stream.str().find(R"("a\"b\\c\u000a")"), std::string::npos);
+}
+
+TEST_F(EventPrinterTest, TellsOnceThatTheOutputIsLost) {
+    EventPrinter sut = makeSut(EventPrinter::Format::Text);
+    stream.setstate(std::ios::badbit);
+    sut.notification();
+    sut.notification();
+    EXPECT_EQ(timesLost, 1);
+}
+
+}  // namespace

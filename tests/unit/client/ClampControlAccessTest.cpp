@@ -1,0 +1,697 @@
+#include <RecordingAraLog.h>
+#include <csc_logging/CSCLogging.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "ClampControlAccess.h"
+#include "FakeBus.h"
+#include "RecordingCallback.h"
+
+namespace {
+
+using clampcontrolclient::ClampControlAccess;
+using test_support::clampJson;
+using test_support::FakeBus;
+using test_support::RecordingAraLog;
+using test_support::RecordingCallback;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::UnorderedElementsAre;
+using zebobjects_ZEB::ClampcontrolService;
+
+constexpr auto error = "2 ";
+constexpr auto info = "4 ";
+
+/// The lines of subsystem and platform, each "level text"; of the client's own only what stands behind its
+/// prefix.
+std::vector<std::string> logged(bool ofClient = true) {
+    const std::string prefix = "Clamp Control Client: ";
+    std::vector<std::string> lines;
+    for (const auto& record : RecordingAraLog::records()) {
+        const bool isOfClient = record.text.rfind(prefix, 0) == 0;
+        if (isOfClient == ofClient) {
+            lines.push_back(std::to_string(static_cast<int>(record.level)) + " " +
+                            record.text.substr(isOfClient ? prefix.size() : 0));
+        }
+    }
+    return lines;
+}
+
+std::vector<std::string> loggedByPlatform() {
+    return logged(false);
+}
+
+class ClampControlAccessTest : public testing::Test {
+ protected:
+    ClampControlAccessTest() {
+        csc_logging::CSCLogging::CreateLogger("test");
+        RecordingAraLog::reset();
+    }
+
+    void create(const ClampControlAccess::TimeLimits& timeLimits = {}) {
+        sut = std::make_shared<ClampControlAccess>(bus.clientServices(), timeLimits);
+        sut->AssignCallback(&callback);
+        sut->start();
+    }
+
+    void createConnected(const ClampControlAccess::TimeLimits& timeLimits = {}) {
+        create(timeLimits);
+        bus.connectService();
+        callback.take();
+        RecordingAraLog::reset();
+    }
+
+    /// Also forgets what was told and logged on the way.
+    std::shared_ptr<FakeBus::Subscribed> createSubscribed() {
+        createConnected();
+        EXPECT_EQ(sut->SubscribeClampControl(), "c15");
+        bus.settle();
+        callback.take();
+        RecordingAraLog::reset();
+        return bus.subscriptions().back();
+    }
+
+    void destroy() {
+        sut->DetachCallback();
+        sut.reset();
+    }
+
+    RecordingCallback callback;
+    FakeBus bus;
+    std::shared_ptr<ClampControlAccess> sut;
+};
+
+// ---------------------------------------------------------------------------------------- the service comes
+// and goes
+
+TEST_F(ClampControlAccessTest, StartFollowsTheClampControlService) {
+    create();
+    EXPECT_EQ(bus.followedService(), "ClampControl");
+}
+
+TEST_F(ClampControlAccessTest, TheStartOfTheClientInterfaceDoesNothing) {
+    sut = std::make_shared<ClampControlAccess>(bus.clientServices());
+    static_cast<clampcontrolclient::ClampControlClientIf&>(*sut).Start();
+    EXPECT_EQ(bus.listeners(), 0);
+}
+
+TEST_F(ClampControlAccessTest, TheStopOfTheClientInterfaceDoesNothing) {
+    const auto subscribed = createSubscribed();
+    static_cast<clampcontrolclient::ClampControlClientIf&>(*sut).Stop();
+    EXPECT_EQ(subscribed->unsubscribes, 0);
+}
+
+TEST_F(ClampControlAccessTest, TellsTheCallbackThatTheServiceConnected) {
+    create();
+    bus.connectService();
+    EXPECT_THAT(callback.take(), ElementsAre("connection true"));
+}
+
+TEST_F(ClampControlAccessTest, LogsThatTheServiceConnectedBeforeItTells) {
+    create();
+    std::vector<std::string> before;
+    callback.inConnection = [&before] { before = logged(); };
+    bus.connectService();
+    EXPECT_THAT(before, ElementsAre(info + std::string("Service Connected")));
+}
+
+TEST_F(ClampControlAccessTest, IsReadyToSubscribeWhenItTellsThatTheServiceConnected) {
+    create();
+    std::future<std::string> uuid;
+    callback.inConnection = [this, &uuid] {
+        uuid = std::async(std::launch::async, [this] { return sut->SubscribeClampControl(); });
+    };
+    bus.connectService();
+    EXPECT_EQ(uuid.get(), "c15");
+}
+
+TEST_F(ClampControlAccessTest, ConnectsWithoutACallback) {
+    create();
+    sut->AssignCallback(nullptr);
+    bus.connectService();
+    EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "c15");
+}
+
+TEST_F(ClampControlAccessTest, TellsTheCallbackThatTheServiceDisconnected) {
+    createConnected();
+    bus.disconnectService();
+    EXPECT_THAT(callback.take(), ElementsAre("connection false"));
+}
+
+TEST_F(ClampControlAccessTest, LogsThatTheServiceDisconnectedBeforeItTells) {
+    createConnected();
+    std::vector<std::string> before;
+    callback.inConnection = [&before] { before = logged(); };
+    bus.disconnectService();
+    EXPECT_THAT(before, ElementsAre(info + std::string("Service disconnected")));
+}
+
+TEST_F(ClampControlAccessTest, DisconnectsWithoutACallback) {
+    createConnected();
+    sut->AssignCallback(nullptr);
+    bus.disconnectService();
+    EXPECT_THROW(sut->SubscribeClampControl(), std::runtime_error);
+}
+
+TEST_F(ClampControlAccessTest, DropsTheSubscriptionBeforeItTellsThatTheServiceDisconnected) {
+    const auto subscribed = createSubscribed();
+    bool released = false;
+    callback.inConnection = [&] { released = subscribed->released; };
+    bus.disconnectService();
+    EXPECT_TRUE(released);
+}
+
+TEST_F(ClampControlAccessTest, DoesNotUnsubscribeWhenTheServiceDisconnects) {
+    const auto subscribed = createSubscribed();
+    bus.disconnectService();
+    EXPECT_EQ(subscribed->unsubscribes, 0);
+}
+
+TEST_F(ClampControlAccessTest, TellsThatTheServiceIsBack) {
+    createSubscribed();
+    bus.disconnectService();
+    bus.connectService();
+    EXPECT_THAT(callback.take(), ElementsAre("connection false", "connection true"));
+}
+
+TEST_F(ClampControlAccessTest, DoesNotSubscribeByItselfWhenTheServiceIsBack) {
+    createSubscribed();
+    bus.disconnectService();
+    bus.connectService();
+    EXPECT_EQ(bus.subscriptions().size(), 1U);
+}
+
+TEST_F(ClampControlAccessTest, CanSubscribeAgainWhenTheServiceIsBack) {
+    createSubscribed();
+    bus.disconnectService();
+    bus.connectService();
+    EXPECT_EQ(sut->SubscribeClampControl(), "c15");
+}
+
+TEST_F(ClampControlAccessTest, LogsAListenerErrorWithTheTextOfTheBaseException) {
+    create();
+    bus.tellError(std::runtime_error("not this text"));
+    EXPECT_THAT(logged(), ElementsAre(error + std::string("ServiceListener Error: std::exception")));
+}
+
+// ---------------------------------------------------------------------------------------- finding the
+// element
+
+TEST_F(ClampControlAccessTest, FindsTheElementByItsType) {
+    createConnected();
+    sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::ClampS);
+    const auto request = bus.requests().at(0);
+    EXPECT_EQ(request.resource, "clamps");
+    EXPECT_EQ(request.id, "");
+    EXPECT_THAT(request.query, UnorderedElementsAre(Pair("type", "ClampS"), Pair("$limit", "1")));
+}
+
+TEST_F(ClampControlAccessTest, GivesTheIdOfTheElementThatWasFound) {
+    createConnected();
+    EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "c15");
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, CannotFindTheElementBeforeTheServiceHasConnected) {
+    create();
+    try {
+        sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15);
+        FAIL() << "did not throw";
+    } catch (const std::runtime_error& exception) {
+        EXPECT_STREQ(exception.what(), "ClampControl client not ready");
+    }
+    EXPECT_THAT(logged(), ElementsAre(error + std::string("Not ready")));
+}
+
+TEST_F(ClampControlAccessTest, GivesNoUuidWhenNoElementMatches) {
+    createConnected();
+    bus.answer = [] { return zeb::ZebResponse(200, R"({"data":[]})"); };
+    EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, GivesNoUuidForAnElementWithoutId) {
+    createConnected();
+    bus.answer = [] { return zeb::ZebResponse(200, R"({"data":[{"type":"Clamp15"}]})"); };
+    EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, LogsTheStatusOfARefusedRequest) {
+    createConnected();
+    bus.answer = [] { return zeb::ZebResponse(404, ""); };
+    EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
+    EXPECT_THAT(logged(), ElementsAre(error + std::string("ErrorCb, response status: 404")));
+}
+
+TEST_F(ClampControlAccessTest, LogsTheExceptionOfARequestThatFailed) {
+    createConnected();
+    bus.answer = []() -> zeb::ZebResponse { throw std::runtime_error("no route"); };
+    EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(error +
+                    std::string("ErrorCb: ZebException: unknown find first failed reason: no route")));
+}
+
+TEST_F(ClampControlAccessTest, LogsARequestThatCouldNotBeIssued) {
+    bus.refuseRequests();
+    createConnected();
+    EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
+    EXPECT_THAT(logged(), ElementsAre(error + std::string("readResource ZebAccess exception")));
+}
+
+/// Lets the first request wait until the end of this object; later ones find an element with id "next".
+class UnansweredRequest {
+ public:
+    explicit UnansweredRequest(FakeBus& bus) {
+        bus.answer = [whenReleased = released_.get_future().share(), isFirst = true]() mutable {
+            if (std::exchange(isFirst, false)) {
+                whenReleased.wait();
+                return zeb::ZebResponse(200, "{\"data\":[" + clampJson("Clamp15", true) + "]}");
+            }
+            return zeb::ZebResponse(200, "{\"data\":[" + clampJson("Clamp15", true, "next") + "]}");
+        };
+    }
+    ~UnansweredRequest() { released_.set_value(); }
+    UnansweredRequest(const UnansweredRequest&) = delete;
+    UnansweredRequest& operator=(const UnansweredRequest&) = delete;
+
+ private:
+    std::promise<void> released_;
+};
+
+constexpr ClampControlAccess::TimeLimits shortFindFirst{std::chrono::milliseconds(20),
+                                                        std::chrono::seconds(5)};
+constexpr ClampControlAccess::TimeLimits shortFirstNotification{std::chrono::seconds(5),
+                                                                std::chrono::milliseconds(20)};
+
+TEST_F(ClampControlAccessTest, GivesUpARequestThatIsNotAnsweredInTime) {
+    createConnected(shortFindFirst);
+    const UnansweredRequest unanswered(bus);
+    EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
+    EXPECT_THAT(logged(), ElementsAre(error + std::string("GetClampControlUuid() request timeout")));
+}
+
+TEST_F(ClampControlAccessTest, IgnoresAnAnswerThatComesTooLate) {
+    createConnected(shortFindFirst);
+    {
+        const UnansweredRequest unanswered(bus);
+        sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15);
+        RecordingAraLog::reset();
+    }
+    // Both requests run on one executor, one after the other.
+    auto patient = std::make_shared<ClampControlAccess>(bus.clientServices());
+    patient->start();
+    bus.connectService();
+    EXPECT_EQ(patient->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "next");
+    EXPECT_THAT(logged(), ElementsAre(info + std::string("Service Connected")));
+}
+
+/// How long `work` takes. Only to be compared with a time that it has to wait at least.
+std::chrono::milliseconds durationOf(const std::function<void()>& work) {
+    const auto begin = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
+}
+
+// The client's clock may be adjusted while the test runs.
+constexpr std::chrono::milliseconds fiveSeconds{4900};
+
+TEST_F(ClampControlAccessTest, WaitsFiveSecondsForAnAnswer) {
+    createConnected();
+    const UnansweredRequest unanswered(bus);
+    EXPECT_GE(durationOf([this] { sut->SubscribeClampControl(); }), fiveSeconds);
+}
+
+// ---------------------------------------------------------------------------------------- subscribing
+
+TEST_F(ClampControlAccessTest, CannotSubscribeBeforeTheServiceHasConnected) {
+    create();
+    try {
+        sut->SubscribeClampControl();
+        FAIL() << "did not throw";
+    } catch (const std::runtime_error& exception) {
+        EXPECT_STREQ(exception.what(), "ClampControl client not ready");
+    }
+    EXPECT_THAT(logged(), ElementsAre(error + std::string("Not ready")));
+}
+
+TEST_F(ClampControlAccessTest, LooksForClamp15AloneWhenItSubscribes) {
+    createSubscribed();
+    ASSERT_EQ(bus.requests().size(), 1U);
+    EXPECT_THAT(bus.requests()[0].query, testing::Contains(Pair("type", "Clamp15")));
+}
+
+TEST_F(ClampControlAccessTest, SubscribesToTheElementThatWasFound) {
+    createSubscribed();
+    ASSERT_EQ(bus.subscriptions().size(), 1U);
+    EXPECT_EQ(bus.subscriptions()[0]->path, "/ClampControl/clamps/c15");
+}
+
+TEST_F(ClampControlAccessTest, LogsNothingButTheNotificationWhenSubscribingSucceeds) {
+    createConnected();
+    sut->SubscribeClampControl();
+    EXPECT_THAT(logged(), ElementsAre(info + std::string("Subscription Callback")));
+}
+
+TEST_F(ClampControlAccessTest, DoesNotSubscribeToAnElementWithoutId) {
+    createConnected();
+    bus.answer = [] { return zeb::ZebResponse(200, R"({"data":[{"type":"Clamp15"}]})"); };
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_THAT(bus.subscriptions(), IsEmpty());
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, FailsToSubscribeWhenTheServiceIsLostAfterTheRequest) {
+    createConnected();
+    bus.answer = [this] {
+        bus.queueDisconnect();
+        return zeb::ZebResponse(200, "{\"data\":[" + clampJson("Clamp15", true) + "]}");
+    };
+    EXPECT_THROW(sut->SubscribeClampControl(), std::runtime_error);
+    EXPECT_THAT(logged(),
+                ElementsAre(info + std::string("Service disconnected"), error + std::string("Not ready")));
+}
+
+TEST_F(ClampControlAccessTest, LogsASubscriptionThatIsRefused) {
+    createConnected();
+    bus.onSubscribe = [](const auto&) { throw std::runtime_error("not open"); };
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_THAT(logged(), ElementsAre(error + std::string("Failed to Subscribe. Exception")));
+}
+
+TEST_F(ClampControlAccessTest, HoldsUpNoExecutorWhenASubscriptionIsNotifiedAndThenRefused) {
+    createConnected();
+    bus.onSubscribe = [this](const auto& subscribed) {
+        bus.notify(subscribed, clampJson("Clamp15", true));
+        throw std::runtime_error("not open");
+    };
+    sut->SubscribeClampControl();
+    bus.settle();
+    EXPECT_THAT(callback.take(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, HoldsTheFirstNotificationBackUntilTheSubscriptionIsThere) {
+    createConnected();
+    bus.onSubscribe = [this](const auto& subscribed) {
+        bus.notify(subscribed, clampJson("Clamp15", true));
+        while (logged().empty()) {  // until the handler has begun
+            std::this_thread::yield();
+        }
+        callback.note("subscription returned");
+    };
+    sut->SubscribeClampControl();
+    bus.settle();
+    EXPECT_THAT(callback.take(), ElementsAre("subscription returned", "notification", "clamp15 true"));
+}
+
+TEST_F(ClampControlAccessTest, CanUnsubscribeInsideTheFirstNotification) {
+    createConnected();
+    callback.inNotification = [this] { sut->UnsubscribeClampControl("c15"); };
+    sut->SubscribeClampControl();
+    bus.settle();
+    EXPECT_EQ(bus.subscriptions()[0]->unsubscribes, 1);
+}
+
+TEST_F(ClampControlAccessTest, GivesUpASubscriptionThatIsNotNotifiedInTime) {
+    createConnected(shortFirstNotification);
+    bus.onSubscribe = [](const auto&) {};
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_THAT(logged(), ElementsAre(error + std::string("Subscription timed out")));
+}
+
+TEST_F(ClampControlAccessTest, DropsASubscriptionThatTimedOut) {
+    createConnected(shortFirstNotification);
+    bus.onSubscribe = [](const auto&) {};
+    sut->SubscribeClampControl();
+    EXPECT_TRUE(bus.subscriptions()[0]->released);
+}
+
+TEST_F(ClampControlAccessTest, IgnoresANotificationAfterTheSubscriptionTimedOut) {
+    createConnected(shortFirstNotification);
+    bus.onSubscribe = [](const auto&) {};
+    sut->SubscribeClampControl();
+    RecordingAraLog::reset();
+    bus.notify(bus.subscriptions()[0], clampJson("Clamp15", true));
+    bus.settle();
+    EXPECT_THAT(callback.take(), IsEmpty());
+    EXPECT_THAT(logged(), ElementsAre(info + std::string("Subscription Callback")));
+}
+
+TEST_F(ClampControlAccessTest, GivesUpASubscriptionWhoseServiceIsLostWhileItWaits) {
+    createConnected(shortFirstNotification);
+    bus.onSubscribe = [this](const auto&) { bus.queueDisconnect(); };
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+}
+
+TEST_F(ClampControlAccessTest, HoldsUpNoExecutorWhenTheFirstNotificationComesAtTheTimeLimit) {
+    createConnected({std::chrono::seconds(5), std::chrono::milliseconds(0)});
+    bus.onSubscribe = [this](const auto& subscribed) {
+        bus.notify(subscribed, clampJson("Clamp15", true));
+        while (logged().empty()) {  // until the handler has begun
+            std::this_thread::yield();
+        }
+    };
+    const bool isRefused = sut->SubscribeClampControl().empty();
+    bus.settle();
+    EXPECT_EQ(callback.take().empty(), isRefused);
+}
+
+TEST_F(ClampControlAccessTest, WaitsFiveSecondsForTheFirstNotification) {
+    createConnected();
+    bus.onSubscribe = [](const auto&) {};
+    EXPECT_GE(durationOf([this] { sut->SubscribeClampControl(); }), fiveSeconds);
+}
+
+TEST_F(ClampControlAccessTest, ASecondSubscribeReplacesTheFirstSubscription) {
+    const auto first = createSubscribed();
+    sut->SubscribeClampControl();
+    EXPECT_TRUE(first->released);
+    EXPECT_FALSE(bus.subscriptions().back()->released);
+}
+
+// ---------------------------------------------------------------------------------------- notifications
+
+TEST_F(ClampControlAccessTest, TellsEachNotificationOfClamp15AndItsState) {
+    const auto subscribed = createSubscribed();
+    bus.notify(subscribed, clampJson("Clamp15", false));
+    bus.notify(subscribed, clampJson("Clamp15", true));
+    bus.notify(subscribed, clampJson("Clamp15", true));
+    bus.settle();
+    EXPECT_THAT(callback.take(), ElementsAre("notification", "clamp15 false", "notification", "clamp15 true",
+                                             "notification", "clamp15 true"));
+}
+
+TEST_F(ClampControlAccessTest, LogsEachNotification) {
+    const auto subscribed = createSubscribed();
+    bus.notify(subscribed, clampJson("Clamp15", false));
+    bus.notify(subscribed, clampJson("ClampS", false));
+    bus.settle();
+    EXPECT_THAT(logged(), ElementsAre(info + std::string("Subscription Callback"),
+                                      info + std::string("Subscription Callback")));
+}
+
+TEST_F(ClampControlAccessTest, TellsNoStateOfAnotherClamp) {
+    const auto subscribed = createSubscribed();
+    bus.notify(subscribed, clampJson("ClampS", true));
+    bus.settle();
+    EXPECT_THAT(callback.take(), ElementsAre("notification"));
+}
+
+TEST_F(ClampControlAccessTest, TellsNothingOfANotificationWithoutClamp) {
+    const auto subscribed = createSubscribed();
+    bus.notify(subscribed, "null");
+    bus.settle();
+    EXPECT_THAT(callback.take(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, LogsANotificationThatNobodyIsToldOf) {
+    const auto subscribed = createSubscribed();
+    sut->AssignCallback(nullptr);
+    bus.notify(subscribed, clampJson("Clamp15", true));
+    bus.settle();
+    EXPECT_THAT(logged(),
+                ElementsAre(info + std::string("Subscription Callback"),
+                            error + std::string("Element Subscription notification failed, nullptr error")));
+}
+
+TEST_F(ClampControlAccessTest, RefusesANotificationWithoutType) {
+    const auto subscribed = createSubscribed();
+    bus.notify(subscribed, R"({"id":"c15","isSwitchedOn":true})");
+    bus.settle();
+    EXPECT_THAT(callback.take(), IsEmpty());
+    EXPECT_THAT(loggedByPlatform(), ElementsAre(HasSubstr("getValue called on uninitialized Optional")));
+}
+
+TEST_F(ClampControlAccessTest, RefusesTheStateOfANotificationThatHasNone) {
+    const auto subscribed = createSubscribed();
+    bus.notify(subscribed, R"({"id":"c15","type":"Clamp15"})");
+    bus.settle();
+    EXPECT_THAT(callback.take(), ElementsAre("notification"));
+    EXPECT_THAT(loggedByPlatform(), ElementsAre(HasSubstr("getValue called on uninitialized Optional")));
+}
+
+// ---------------------------------------------------------------------------------------- unsubscribing
+
+TEST_F(ClampControlAccessTest, UnsubscribesTheSubscribedElement) {
+    const auto subscribed = createSubscribed();
+    sut->UnsubscribeClampControl("c15");
+    EXPECT_EQ(subscribed->unsubscribes, 1);
+    EXPECT_THAT(logged(), ElementsAre(info + std::string("Unsubscribed uuid = c15")));
+}
+
+TEST_F(ClampControlAccessTest, DoesNothingForAnotherUuid) {
+    const auto subscribed = createSubscribed();
+    sut->UnsubscribeClampControl("c1");
+    EXPECT_EQ(subscribed->unsubscribes, 0);
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, DoesNothingWithoutASubscription) {
+    createConnected();
+    sut->UnsubscribeClampControl("");
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, KeepsTheSubscriptionThatItUnsubscribed) {
+    const auto subscribed = createSubscribed();
+    sut->UnsubscribeClampControl("c15");
+    EXPECT_FALSE(subscribed->released);
+}
+
+TEST_F(ClampControlAccessTest, TellsNothingMoreOnceItHasUnsubscribed) {
+    const auto subscribed = createSubscribed();
+    callback.inNotification = [this] {
+        std::async(std::launch::async, [this] { sut->UnsubscribeClampControl("c15"); }).wait();
+    };
+    bus.notify(subscribed, clampJson("Clamp15", true));
+    bus.settle();
+    EXPECT_THAT(callback.take(), ElementsAre("notification"));
+}
+
+// ---------------------------------------------------------------------------------------- inside a callback
+
+using Hook = std::function<void()> RecordingCallback::*;
+
+class ClampControlAccessInsideACallback : public ClampControlAccessTest,
+                                          public testing::WithParamInterface<Hook> {
+ protected:
+    /// Does `work` once, inside the callback of this test.
+    void doInside(const std::function<void()>& work) {
+        const auto subscribed = createSubscribed();
+        callback.*GetParam() = [work, isFirst = true]() mutable {
+            if (std::exchange(isFirst, false)) {
+                work();
+            }
+        };
+        bus.notify(subscribed, clampJson("Clamp15", true));
+        bus.disconnectService();
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(AllCallbacks, ClampControlAccessInsideACallback,
+                         testing::Values(&RecordingCallback::inConnection, &RecordingCallback::inNotification,
+                                         &RecordingCallback::inClamp));
+
+TEST_P(ClampControlAccessInsideACallback, SubscribingIsRefused) {
+    std::string uuid = "none";
+    doInside([&] { uuid = sut->SubscribeClampControl(); });
+    EXPECT_EQ(uuid, "");
+    EXPECT_THAT(logged(), testing::Contains(
+                              error + std::string("SubscribeClampControl called from inside a callback")));
+}
+
+TEST_P(ClampControlAccessInsideACallback, UnsubscribingEndsTheNotifications) {
+    doInside([&] {
+        sut->UnsubscribeClampControl("c15");
+        callback.take();
+    });
+    bus.notify(bus.subscriptions()[0], clampJson("Clamp15", true));
+    bus.settle();
+    EXPECT_THAT(callback.take(), testing::AnyOf(IsEmpty(), ElementsAre("connection false")));
+}
+
+TEST_P(ClampControlAccessInsideACallback, DestroyingTheClientEndsAllCalls) {
+    doInside([&] {
+        destroy();
+        callback.take();
+    });
+    EXPECT_THAT(callback.take(), IsEmpty());
+}
+
+TEST_P(ClampControlAccessInsideACallback, ThrowingIsLoggedAndStopsNothing) {
+    doInside([] { throw std::runtime_error("of the application"); });
+    EXPECT_THAT(loggedByPlatform(), ElementsAre(HasSubstr("of the application")));
+    EXPECT_THAT(callback.take(), testing::Contains("connection false"));
+}
+
+TEST_F(ClampControlAccessTest, SubscribesOnAThreadThatWasStartedInsideACallback) {
+    const auto subscribed = createSubscribed();
+    std::future<std::string> uuid;
+    callback.inClamp = [this, &uuid, isFirst = true]() mutable {
+        if (std::exchange(isFirst, false)) {
+            uuid = std::async(std::launch::async, [this] { return sut->SubscribeClampControl(); });
+        }
+    };
+    bus.notify(subscribed, clampJson("Clamp15", true));
+    bus.settle();
+    EXPECT_EQ(uuid.get(), "c15");
+}
+
+// ---------------------------------------------------------------------------------------- the end
+
+TEST_F(ClampControlAccessTest, IsNotCalledAnyMoreOnceItWasDestroyed) {
+    const auto subscribed = createSubscribed();
+    destroy();
+    bus.notify(subscribed, clampJson("Clamp15", true));
+    bus.tellError(std::runtime_error("unheard"));
+    bus.disconnectService();
+    bus.connectService();
+    EXPECT_THAT(callback.take(), IsEmpty());
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, ReleasesItsSubscriptionWhenItIsDestroyed) {
+    const auto subscribed = createSubscribed();
+    destroy();
+    EXPECT_TRUE(subscribed->released);
+}
+
+TEST_F(ClampControlAccessTest, IsDestroyedOnlyAfterARunningCallback) {
+    const auto subscribed = createSubscribed();
+    std::promise<void> begun;
+    callback.inNotification = [&] {
+        begun.set_value();
+        std::this_thread::yield();
+        callback.note("callback ended");
+    };
+    bus.notify(subscribed, clampJson("ClampS", true));
+    begun.get_future().wait();
+    destroy();
+    callback.note("destroyed");
+    bus.settle();
+    EXPECT_THAT(callback.take(), ElementsAre("notification", "callback ended", "destroyed"));
+}
+
+TEST_F(ClampControlAccessTest, MayBeDestroyedWhileItSubscribes) {
+    createConnected(shortFirstNotification);
+    bus.onSubscribe = [this](const auto&) { destroy(); };
+    std::weak_ptr<ClampControlAccess> observed = sut;
+    auto* const subscriber = sut.get();
+    EXPECT_EQ(subscriber->SubscribeClampControl(), "");
+    EXPECT_TRUE(observed.expired());
+}
+
+}  // namespace

@@ -1,0 +1,298 @@
+// Clients of one process share one client-service base, so every test looks at it in a process of its own.
+// The platform's objects are fakes that say what is done with them.
+
+#include <ChildProcess.h>
+#include <RecordingAraLog.h>
+#include <clampcontrolclient/ClampControlClient.h>
+#include <csc_logging/CSCLogging.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <zeb/Service.h>
+
+#include <csignal>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "FakePlatform.h"
+#include "RecordingCallback.h"
+
+namespace {
+
+using clampcontrolclient::ClampControlClient;
+using test_support::RecordingAraLog;
+using test_support::RecordingCallback;
+using test_support::runInChild;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+void say(const std::string& text) {
+    std::puts(text.c_str());
+}
+
+void sayLog() {
+    for (const auto& record : RecordingAraLog::records()) {
+        say("log: " + std::to_string(static_cast<int>(record.level)) + " " + record.text);
+    }
+}
+
+/// What `work` says behind the line "---", in a process of its own, without what the exit says.
+std::string saidBy(const std::function<void()>& work) {
+    const auto result = runInChild([&work] {
+        csc_logging::CSCLogging::CreateLogger("test");
+        work();
+        say("===");
+    });
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    const auto begin = result.output.find("---\n");
+    const auto end = result.output.find("===\n");
+    return begin == std::string::npos ? "no mark" : result.output.substr(begin + 4, end - begin - 4);
+}
+
+void mark() {
+    RecordingAraLog::reset();
+    say("---");
+}
+
+void failConstruction() {
+    fake_platform::whenRegistryIsMade([] { throw std::runtime_error("no registry"); });
+}
+
+void connectService() {
+    auto& listener = fake_platform::lastListener();
+    listener.connected(listener.createService(nullptr, nullptr));
+}
+
+// ---------------------------------------------------------------------------------------- construction
+
+TEST(ClampControlClient, ReadsTheConfigurationOfTheVehicle) {
+    EXPECT_THAT(saidBy([] {
+                    mark();
+                    const ClampControlClient sut;
+                    sayLog();
+                }),
+                HasSubstr("/var/run/csc/config/kelo-client/ClientConfig.json"));
+}
+
+TEST(ClampControlClient, DoesNotFollowTheServiceBeforeItIsStarted) {
+    EXPECT_THAT(saidBy([] {
+                    mark();
+                    const ClampControlClient sut;
+                }),
+                Not(HasSubstr("follow")));
+}
+
+TEST(ClampControlClient, LogsTheExceptionThatItsConstructionFailedWith) {
+    EXPECT_THAT(saidBy([] {
+                    failConstruction();
+                    mark();
+                    const ClampControlClient sut;
+                    sayLog();
+                }),
+                EndsWith("log: 2  Exception: no registry\n"));
+}
+
+TEST(ClampControlClient, LogsAnUnknownExceptionThatItsConstructionFailedWith) {
+    EXPECT_THAT(saidBy([] {
+                    fake_platform::whenRegistryIsMade([] { throw 1; });
+                    mark();
+                    const ClampControlClient sut;
+                    sayLog();
+                }),
+                EndsWith("log: 2 Unknown exception \n"));
+}
+
+TEST(ClampControlClient, DoesNothingWhenItIsStartedAfterItsConstructionFailed) {
+    EXPECT_EQ(saidBy([] {
+                  failConstruction();
+                  ClampControlClient sut;
+                  mark();
+                  sut.Start();
+                  sayLog();
+              }),
+              "");
+}
+
+TEST(ClampControlClient, DoesNothingWhenItIsStoppedAfterItsConstructionFailed) {
+    EXPECT_EQ(saidBy([] {
+                  failConstruction();
+                  ClampControlClient sut;
+                  mark();
+                  sut.Stop();
+                  sayLog();
+              }),
+              "");
+}
+
+TEST(ClampControlClient, SharesItsBaseWithALaterClient) {
+    EXPECT_EQ(saidBy([] {
+                  const ClampControlClient first;
+                  mark();
+                  const ClampControlClient sut;
+                  sayLog();
+              }),
+              "");
+}
+
+#ifndef NDEBUG
+class ClampControlClientThatCouldNotBeConstructed
+    : public testing::TestWithParam<std::function<void(ClampControlClient&)>> {};
+
+INSTANTIATE_TEST_SUITE_P(RefusesEveryOtherOperation, ClampControlClientThatCouldNotBeConstructed,
+                         testing::Values([](ClampControlClient& sut) { sut.AssignCallback(nullptr); },
+                                         [](ClampControlClient& sut) { sut.SubscribeClampControl(); },
+                                         [](ClampControlClient& sut) { sut.UnsubscribeClampControl(""); }));
+
+TEST_P(ClampControlClientThatCouldNotBeConstructed, AssertsThatItIsNotUsed) {
+    const auto result = runInChild([] {
+        failConstruction();
+        ClampControlClient sut;
+        GetParam()(sut);
+    });
+    EXPECT_EQ(result.signal, SIGABRT);
+    EXPECT_THAT(result.errors, HasSubstr("the construction of this client failed; the log says why"));
+}
+#endif
+
+// ---------------------------------------------------------------------------------------- operations
+
+TEST(ClampControlClient, FollowsTheServiceOnceItIsStarted) {
+    EXPECT_EQ(saidBy([] {
+                  ClampControlClient sut;
+                  mark();
+                  sut.Start();
+              }),
+              "service registry: follow ClampControl\n");
+}
+
+TEST(ClampControlClient, TellsItsCallbackThatTheServiceConnected) {
+    EXPECT_EQ(saidBy([] {
+                  RecordingCallback callback;
+                  ClampControlClient sut;
+                  sut.AssignCallback(&callback);
+                  sut.Start();
+                  mark();
+                  connectService();
+                  for (const auto& event : callback.take()) {
+                      say(event);
+                  }
+              }),
+              "connection true\n");
+}
+
+TEST(ClampControlClient, CannotSubscribeBeforeTheServiceHasConnected) {
+    EXPECT_EQ(saidBy([] {
+                  ClampControlClient sut;
+                  sut.Start();
+                  mark();
+                  try {
+                      sut.SubscribeClampControl();
+                  } catch (const std::runtime_error& exception) {
+                      say(std::string("threw ") + exception.what());
+                  }
+              }),
+              "threw ClampControl client not ready\n");
+}
+
+TEST(ClampControlClient, DoesNothingWhenItIsToUnsubscribeWhatItNeverSubscribed) {
+    EXPECT_EQ(saidBy([] {
+                  ClampControlClient sut;
+                  mark();
+                  sut.UnsubscribeClampControl("c15");
+                  sayLog();
+              }),
+              "");
+}
+
+// ---------------------------------------------------------------------------------------- the end
+
+const std::string stopped =
+    "element registry: unsubscribeFromAll\n"
+    "zebExecutor: stop\n"
+    "httpExecutor: stop\n"
+    "service registry: stop\n"
+    "WebSocket manager factory: stopAndClearAll\n"
+    "WebSocket manager factory: removeClient ClampControl\n";
+
+TEST(ClampControlClient, TakesTheBaseDownInOrderWhenItIsStopped) {
+    EXPECT_EQ(saidBy([] {
+                  ClampControlClient sut;
+                  sut.Start();
+                  mark();
+                  sut.Stop();
+              }),
+              stopped);
+}
+
+TEST(ClampControlClient, CanBeStoppedWithoutAStart) {
+    EXPECT_EQ(saidBy([] {
+                  ClampControlClient sut;
+                  mark();
+                  sut.Stop();
+              }),
+              stopped);
+}
+
+TEST(ClampControlClient, CallsNobodyOnceItWasStoppedInsideACallback) {
+    EXPECT_THAT(saidBy([] {
+                    RecordingCallback callback;
+                    ClampControlClient sut;
+                    callback.inConnection = [&sut] { sut.Stop(); };
+                    sut.AssignCallback(&callback);
+                    sut.Start();
+                    connectService();
+                    callback.take();
+                    mark();
+                    fake_platform::lastListener().disconnected();
+                    for (const auto& event : callback.take()) {
+                        say(event);
+                    }
+                }),
+                "");
+}
+
+TEST(ClampControlClient, StopsNothingWhenItIsDestroyedWithoutStop) {
+    EXPECT_EQ(saidBy([] {
+                  std::optional<ClampControlClient> sut(std::in_place);
+                  sut->Start();
+                  mark();
+                  sut.reset();
+              }),
+              "");
+}
+
+TEST(ClampControlClient, IsNotCalledAnyMoreOnceItWasDestroyedWithoutStop) {
+    EXPECT_EQ(saidBy([] {
+                  RecordingCallback callback;
+                  std::optional<ClampControlClient> sut(std::in_place);
+                  sut->AssignCallback(&callback);
+                  sut->Start();
+                  sut.reset();
+                  mark();
+                  connectService();
+                  fake_platform::lastListener().disconnected();
+                  fake_platform::lastListener().error(std::exception());
+                  for (const auto& event : callback.take()) {
+                      say(event);
+                  }
+                  sayLog();
+              }),
+              "");
+}
+
+TEST(ClampControlClient, LeavesTheBaseToAnotherClientWhenItIsDestroyed) {
+    EXPECT_EQ(saidBy([] {
+                  std::optional<ClampControlClient> sut(std::in_place);
+                  ClampControlClient other;
+                  sut.reset();
+                  mark();
+                  other.Start();
+              }),
+              "service registry: follow ClampControl\n");
+}
+
+}  // namespace

@@ -1,0 +1,417 @@
+#include <ZebDataObjects_ZEB/Clampcontrol.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <zebutil/JsonObject.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "RecordingLoggerFactory.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+using zebobjects_ZEB::ClampcontrolService;
+using zebutil::JsonObject;
+
+using Clamp = ClampcontrolService::Clamp;
+using ClampDescriptor = ClampcontrolService::ClampDescriptor;
+using CLAMP_TYPE = ClampcontrolService::CLAMP_TYPE;
+using CLAMP_FIELDS = ClampcontrolService::CLAMP_FIELDS;
+using Notification = ClampcontrolService::Notification;
+using SpecialState = ClampcontrolService::SpecialState;
+
+constexpr auto unknownType = static_cast<CLAMP_TYPE>(7);
+
+class Clampcontrol : public test_data_objects::DataObjectTest {
+ protected:
+    std::vector<std::string> messages() const { return messagesOf("Clampcontrol"); }
+};
+
+template <typename R>
+R objectOf(const std::string& json) {
+    return R(JsonObject::parse(json));
+}
+
+std::vector<zeb::ZebFilter::Term> termsOf(const zeb::XObjectDescriptor& descriptor) {
+    return {descriptor.getFilter().begin(), descriptor.getFilter().end()};
+}
+
+std::vector<zeb::QueryOptions::Option> optionsOf(const zeb::XObjectDescriptor& descriptor) {
+    return {descriptor.getQueryOptions().begin(), descriptor.getQueryOptions().end()};
+}
+
+// Names and types
+
+TEST_F(Clampcontrol, HasItsNames) {
+    EXPECT_EQ(ClampcontrolService::getServiceName(), "ClampControl");
+    EXPECT_EQ(Clamp::getServiceName(), "ClampControl");
+    EXPECT_EQ(Clamp::getResourceName(), "clamps");
+    EXPECT_EQ(Notification::getResourceName(), "notifications");
+    EXPECT_EQ(SpecialState::getResourceName(), "specialStates");
+}
+
+TEST_F(Clampcontrol, HasTheBasesThatThePlatformKnows) {
+    EXPECT_TRUE((std::is_base_of_v<zeb::Service, ClampcontrolService>));
+    EXPECT_TRUE((std::is_base_of_v<zeb::XObject<ClampDescriptor>, Clamp>));
+    EXPECT_TRUE((std::is_base_of_v<zeb::XObjectDescriptor, ClampDescriptor>));
+    EXPECT_TRUE((std::is_same_v<Clamp::Desctype, ClampDescriptor>));
+    EXPECT_TRUE((std::is_same_v<std::underlying_type_t<CLAMP_TYPE>, std::int32_t>));
+}
+
+TEST_F(Clampcontrol, NumbersFieldsInTheirOrderBeforeTheCommonOnes) {
+    EXPECT_THAT(ClampcontrolService::mapClampFields2String,
+                ElementsAre(Pair(CLAMP_FIELDS{0}, "isSwitchedOn"), Pair(CLAMP_FIELDS{1}, "type"),
+                            Pair(CLAMP_FIELDS{2}, "id"), Pair(CLAMP_FIELDS{3}, "name"),
+                            Pair(CLAMP_FIELDS{4}, "uri")));
+}
+
+// Filling
+
+TEST_F(Clampcontrol, FillsAClamp) {
+    const auto sut = objectOf<Clamp>(R"({"id":"1","isSwitchedOn":true,"type":"ClampS"})");
+    EXPECT_EQ(sut.getId().getValue(), "1");
+    EXPECT_TRUE(sut.getIsSwitchedOn().getValue());
+    EXPECT_EQ(sut.getType().getValue(), CLAMP_TYPE::ClampS);
+    EXPECT_EQ(ClampcontrolService::to_string(sut.getType()), "ClampS(1)");
+    EXPECT_THAT(log.lines, IsEmpty());
+}
+
+TEST_F(Clampcontrol, LeavesEveryFieldEmptyWhenThereIsOnlyAnId) {
+    const auto sut = objectOf<Clamp>(R"({"id":"1"})");
+    EXPECT_EQ(sut.getId().getValue(), "1");
+    EXPECT_FALSE(sut.getIsSwitchedOn() || sut.getType());
+    EXPECT_THAT(log.lines, IsEmpty());
+}
+
+TEST_F(Clampcontrol, SaysWhyABooleanCouldNotBeRead) {
+    const auto sut = objectOf<Clamp>(R"({"isSwitchedOn":"banana","type":"Clamp15"})");
+    EXPECT_THAT(messages(),
+                ElementsAre("could not get isSwitchedOn as bool, exception=\"isSwitchedOn\": expected a "
+                            "boolean, found the string \"banana\""));
+    EXPECT_FALSE(sut.getIsSwitchedOn());
+    EXPECT_EQ(sut.getType().getValue(), CLAMP_TYPE::Clamp15);
+}
+
+TEST_F(Clampcontrol, SaysWhyANullCouldNotBeRead) {
+    objectOf<Clamp>(R"({"isSwitchedOn":null})");
+    EXPECT_THAT(messages(), ElementsAre(HasSubstr("could not get isSwitchedOn as bool, exception=")));
+}
+
+TEST_F(Clampcontrol, SaysWhyAnIntegerCouldNotBeRead) {
+    const auto sut = objectOf<Notification>(R"({"type":"DriverInfo","value":1.5})");
+    EXPECT_THAT(messages(), ElementsAre(HasSubstr("could not get value as int64_t, exception=")));
+    EXPECT_FALSE(sut.getValue());
+}
+
+TEST_F(Clampcontrol, SaysWhyAnElementIdCouldNotBeRead) {
+    objectOf<SpecialState>(R"({"elementId":"x"})");
+    EXPECT_THAT(messages(), ElementsAre(HasSubstr("could not get elementId as int64_t, exception=")));
+}
+
+TEST_F(Clampcontrol, RefusesATypeInTheWrongCase) {
+    const auto sut = objectOf<Clamp>(R"({"type":"clamp15"})");
+    EXPECT_THAT(messages(), ElementsAre("unknown enum value in type"));
+    EXPECT_FALSE(sut.getType());
+    EXPECT_EQ(ClampcontrolService::to_string(sut.getType()), "optional invalid");
+}
+
+TEST_F(Clampcontrol, NamesTheKeyOfAnUnknownLiteral) {
+    objectOf<SpecialState>(
+        R"({"functionStatus":"x","immobilizerRequest":"Init","requestingFunction":"","elementId":1})");
+    EXPECT_THAT(messages(), ElementsAre("unknown enum value in functionStatus",
+                                        "unknown enum value in immobilizerRequest",
+                                        "unknown enum value in requestingFunction"));
+}
+
+TEST_F(Clampcontrol, TakesTheTextOfANumberForALiteral) {
+    objectOf<Clamp>(R"({"type":0})");
+    EXPECT_THAT(messages(), ElementsAre("unknown enum value in type"));
+}
+
+TEST_F(Clampcontrol, EndsTheFillSilentlyWhenAnEnumerationIsNoText) {
+    const auto sut = objectOf<Notification>(R"({"id":"1","type":null,"value":3})");
+    EXPECT_THAT(log.lines, IsEmpty());
+    EXPECT_FALSE(sut.getType() || sut.getValue());
+    EXPECT_EQ(sut.getId().getValue(), "1");
+}
+
+TEST_F(Clampcontrol, EndsTheFillSilentlyWhenTheIdentityIsNoText) {
+    const auto sut = objectOf<Clamp>(R"({"id":"1","name":[],"uri":"/x/1","isSwitchedOn":true})");
+    EXPECT_THAT(log.lines, IsEmpty());
+    EXPECT_TRUE(sut.getId());
+    EXPECT_FALSE(sut.getName() || sut.getUri() || sut.getIsSwitchedOn());
+}
+
+TEST_F(Clampcontrol, ChangesNothingWhenThereIsNoJson) {
+    auto sut = objectOf<Clamp>(R"({"id":"1","isSwitchedOn":true})");
+    sut.fillFromJson(nullptr);
+    EXPECT_TRUE(sut.getIsSwitchedOn().getValue());
+    EXPECT_EQ(sut.getIsSwitchedOnAsString().getValue(), "true");
+}
+
+TEST_F(Clampcontrol, ReadsALaterJsonOverTheEarlierValues) {
+    auto sut = objectOf<Clamp>(R"({"id":"1","isSwitchedOn":true,"type":"ClampS"})");
+    sut.fillFromJson(JsonObject::parse(R"({"isSwitchedOn":false})"));
+    EXPECT_FALSE(sut.getIsSwitchedOn().getValue());
+    EXPECT_EQ(sut.getType().getValue(), CLAMP_TYPE::ClampS);
+    EXPECT_EQ(sut.getId().getValue(), "1");
+}
+
+TEST_F(Clampcontrol, KeepsAFieldWhoseLaterValueCannotBeRead) {
+    auto sut = objectOf<Clamp>(R"({"isSwitchedOn":true,"type":"ClampS"})");
+    sut.fillFromJson(JsonObject::parse(R"({"isSwitchedOn":1,"type":"?"})"));
+    EXPECT_TRUE(sut.getIsSwitchedOn().getValue());
+    EXPECT_EQ(sut.getType().getValue(), CLAMP_TYPE::ClampS);
+}
+
+TEST_F(Clampcontrol, IsFilledThroughItsInterfaceToo) {
+    Clamp clamp;
+    zeb::IXObject& sut = clamp;
+    sut.fillFromJson(JsonObject::parse(R"({"isSwitchedOn":true})"));
+    EXPECT_TRUE(clamp.getIsSwitchedOn().getValue());
+}
+
+TEST_F(Clampcontrol, MakesItsFilterFromWhatItWasFilledWith) {
+    const auto sut = objectOf<Clamp>(R"({"id":"1","isSwitchedOn":true,"type":"ClampS"})");
+    EXPECT_THAT(termsOf(sut.getDescriptor()),
+                ElementsAre(Pair("isSwitchedOn", "true"), Pair("type", "ClampS")));
+}
+
+// Logging
+
+TEST_F(Clampcontrol, PointsToTheFieldInItsSource) {
+    objectOf<SpecialState>(R"({"elementId":"x","functionStatus":"x"})");
+    ASSERT_EQ(log.lines.size(), 2U);
+    EXPECT_THAT(sourceLineOf("Clampcontrol", log.lines[0]), HasSubstr("visit(\"elementId\""));
+    EXPECT_THAT(sourceLineOf("Clampcontrol", log.lines[1]), HasSubstr("visit(\"functionStatus\""));
+}
+
+TEST_F(Clampcontrol, MakesALoggerForEachMessageAndReleasesIt) {
+    objectOf<Clamp>(R"({"isSwitchedOn":0,"type":"x"})");
+    EXPECT_THAT(log.created, ElementsAre("Clampcontrol", "Clampcontrol"));
+    EXPECT_EQ(log.released, 2U);
+}
+
+TEST_F(Clampcontrol, WritesItsMessagesWhetherWarningsAreWantedOrNot) {
+    log.warningsWanted = false;
+    objectOf<Clamp>(R"({"type":"x"})");
+    EXPECT_THAT(messages(), ElementsAre("unknown enum value in type"));
+}
+
+TEST_F(Clampcontrol, LosesNoFieldToALoggerThatThrows) {
+    log.throws = true;
+    const auto sut = objectOf<Clamp>(R"({"isSwitchedOn":0,"type":"ClampS"})");
+    EXPECT_EQ(sut.getType().getValue(), CLAMP_TYPE::ClampS);
+}
+
+// Texts of the JSON
+
+TEST_F(Clampcontrol, GivesTheTextOfAValueAsItStandsInTheJson) {
+    const auto sut = objectOf<Notification>(R"({"value":"seventeen"})");
+    EXPECT_EQ(sut.getValueAsString().getValue(), "seventeen");
+    EXPECT_FALSE(sut.getValue());
+}
+
+TEST_F(Clampcontrol, GivesNoTextWithoutJsonOrKey) {
+    EXPECT_FALSE(Clamp(ClampDescriptor()).getIsSwitchedOnAsString());
+    EXPECT_FALSE(objectOf<SpecialState>("{}").getElementIdAsString());
+}
+
+TEST_F(Clampcontrol, ThrowsWhenTheTextOfANullIsAskedFor) {
+    const auto sut = objectOf<Clamp>(R"({"isSwitchedOn":null})");
+    EXPECT_THROW(sut.getIsSwitchedOnAsString(), std::exception);
+}
+
+// Descriptor
+
+TEST_F(Clampcontrol, HasADescriptorThatIsEmptyAtFirst) {
+    const ClampDescriptor sut;
+    EXPECT_FALSE(sut.getIsSwitchedOn() || sut.getType());
+    EXPECT_EQ(sut.getServiceName(), "ClampControl");
+    EXPECT_EQ(sut.getResourceName(), "clamps");
+    EXPECT_TRUE(sut.getFilter().isEmpty());
+}
+
+TEST_F(Clampcontrol, MakesOneFilterTermPerSetter) {
+    ClampDescriptor sut;
+    sut.setType(CLAMP_TYPE::Clamp15);
+    EXPECT_THAT(termsOf(sut), ElementsAre(Pair("type", "Clamp15")));
+    sut.setIsSwitchedOn(false);
+    EXPECT_THAT(termsOf(sut), ElementsAre(Pair("type", "Clamp15"), Pair("isSwitchedOn", "false")));
+}
+
+TEST_F(Clampcontrol, ReplacesTheFilterTermWhenAFieldIsSetAgain) {
+    ClampcontrolService::NotificationDescriptor sut;
+    sut.setValue(1);
+    sut.setValue(-2);
+    EXPECT_THAT(termsOf(sut), ElementsAre(Pair("value", "-2")));
+}
+
+TEST_F(Clampcontrol, CanBeSetToTheValueThatItHas) {
+    ClampDescriptor sut;
+    sut.setIsSwitchedOn(true);
+    sut.setIsSwitchedOn(sut.getIsSwitchedOn().getValue());
+    EXPECT_TRUE(sut.getIsSwitchedOn().getValue());
+}
+
+TEST_F(Clampcontrol, StoresAnUnknownValueAndThenThrows) {
+    ClampDescriptor sut;
+    try {
+        sut.setType(unknownType);
+        FAIL() << "did not throw";
+    } catch (const std::out_of_range& error) {
+        EXPECT_STREQ(error.what(), "map::at");
+    }
+    EXPECT_EQ(sut.getType().getValue(), unknownType);
+    EXPECT_TRUE(sut.getFilter().isEmpty());
+}
+
+TEST_F(Clampcontrol, WritesItsFieldsAsJson) {
+    ClampDescriptor sut;
+    sut.setId("1");
+    sut.setIsSwitchedOn(false);
+    sut.setType(CLAMP_TYPE::Clamp75_X);
+    EXPECT_EQ(sut.getAsJson()->toString(), R"({"id":"1","isSwitchedOn":false,"type":"Clamp75_X"})");
+    EXPECT_EQ(sut.getAsZEBBody()->toString(), R"({"isSwitchedOn":false,"type":"Clamp75_X"})");
+}
+
+TEST_F(Clampcontrol, WritesThroughTheBaseToo) {
+    ClampcontrolService::NotificationDescriptor descriptor;
+    descriptor.setValue(9007199254740993);
+    const zeb::XObjectDescriptor& sut = descriptor;
+    EXPECT_EQ(sut.getAsJson()->toString(), R"({"value":9007199254740993})");
+    EXPECT_EQ(sut.getAsZEBBody()->toString(), R"({"value":9007199254740993})");
+}
+
+TEST_F(Clampcontrol, LeavesAnUnknownValueOutOfItsJson) {
+    ClampDescriptor sut;
+    EXPECT_THROW(sut.setType(unknownType), std::out_of_range);
+    sut.setIsSwitchedOn(true);
+    EXPECT_EQ(sut.getAsJson()->toString(), R"({"isSwitchedOn":true})");
+    EXPECT_THAT(log.lines, IsEmpty());
+}
+
+TEST_F(Clampcontrol, GivesACopyOfItsDescriptor) {
+    const auto sut = objectOf<Clamp>(R"({"id":"1","isSwitchedOn":true})");
+    auto copy = sut.getDescriptor();
+    copy.setIsSwitchedOn(false);
+    EXPECT_TRUE(sut.getIsSwitchedOn().getValue());
+    EXPECT_EQ(copy.getId().getValue(), "1");
+}
+
+TEST_F(Clampcontrol, IsCopiedWithIdFromUri) {
+    const auto sut = objectOf<Clamp>(R"({"id":"1","isSwitchedOn":true})");
+    const std::unique_ptr<Clamp> copy = sut.copyWithIdFromUri("/ClampControl/clamps/2");
+    EXPECT_EQ(copy->getId().getValue(), "2");
+    EXPECT_EQ(copy->getUri().getValue(), "/ClampControl/clamps/2");
+    EXPECT_TRUE(copy->getIsSwitchedOn().getValue());
+    EXPECT_FALSE(copy->getIsSwitchedOnAsString());
+}
+
+// Query options
+
+TEST_F(Clampcontrol, GivesItsFieldsAsText) {
+    EXPECT_THAT(
+        ClampDescriptor::getClampVectorAsStringVector({CLAMP_FIELDS::uri, CLAMP_FIELDS::isSwitchedOn}),
+        ElementsAre("uri", "isSwitchedOn"));
+}
+
+TEST_F(Clampcontrol, GivesItsSortKeysAsText) {
+    using Direction = zeb::QueryOptions::SORTBY_OPERATOR;
+    EXPECT_THAT(ClampDescriptor::getSortByFieldsAsStringVector(
+                    {{Direction::DESCENDING, CLAMP_FIELDS::type}, {Direction::ASCENDING, CLAMP_FIELDS::id}}),
+                ElementsAre(Pair(Direction::DESCENDING, "type"), Pair(Direction::ASCENDING, "id")));
+}
+
+class ClampcontrolQueryOptions : public testing::Test {
+ protected:
+    using Level = zeb::QueryOptions::EXPAND_LEVEL;
+
+    const std::vector<CLAMP_FIELDS> fields{CLAMP_FIELDS::isSwitchedOn, CLAMP_FIELDS::id};
+    const std::vector<CLAMP_FIELDS> expanded{CLAMP_FIELDS::type};
+    const ClampDescriptor::SortKeys sortBy{
+        {zeb::QueryOptions::SORTBY_OPERATOR::DESCENDING, CLAMP_FIELDS::name}};
+    ClampDescriptor sut;
+};
+
+TEST_F(ClampcontrolQueryOptions, TakeFieldsAndLevel) {
+    sut.setQueryOptions(fields, Level::ONE);
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$fields", "isSwitchedOn,id"), Pair("$expand", "1")));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeExpandedFieldsAndSortKeys) {
+    sut.setQueryOptions(fields, Level::ONE, expanded, sortBy);
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$fields", "isSwitchedOn,id"), Pair("$expand", "1:type"),
+                                            Pair("$sortby", "-name")));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeLimitAndOffset) {
+    sut.setQueryOptions({}, Level::NONE, {}, {}, 10, 20);
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$limit", "10"), Pair("$offset", "20")));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeLimitAndOffsetId) {
+    sut.setQueryOptions({}, Level::NONE, {}, {}, 10, "x");
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$limit", "10"), Pair("$offset", "id:x")));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeALimitAlone) {
+    sut.setQueryOptionsLimit(fields, Level::NONE, expanded, sortBy, 10);
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$fields", "isSwitchedOn,id"), Pair("$sortby", "-name"),
+                                            Pair("$limit", "10")));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeAnOffsetAlone) {
+    sut.setQueryOptionsOffset({}, Level::NONE, {}, {}, 20);
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$offset", "20")));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeAnOffsetIdAlone) {
+    sut.setQueryOptionsOffset({}, Level::NONE, {}, {}, "x");
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$offset", "id:x")));
+}
+
+// Enumerations as text
+
+TEST_F(Clampcontrol, PrintsAValueWithItsNumber) {
+    EXPECT_EQ(ClampcontrolService::to_string(CLAMP_TYPE::Clamp15), "Clamp15(0)");
+}
+
+TEST_F(Clampcontrol, PrintsTheNumberOfLiteralsForAnUnknownValue) {
+    EXPECT_EQ(ClampcontrolService::to_string(unknownType), "unknown value(3)");
+    EXPECT_EQ(ClampcontrolService::to_string(ClampcontrolService::SPECIALSTATE_REQUESTINGFUNCTION{13}),
+              "unknown value(13)");
+}
+
+TEST_F(Clampcontrol, PrintsThatAnOptionalIsEmpty) {
+    EXPECT_EQ(ClampcontrolService::to_string(zebutil::Optional<CLAMP_TYPE>()), "optional invalid");
+}
+
+// Statics
+
+struct FillsAtExit {
+    ~FillsAtExit() {
+        const Clamp clamp(JsonObject::parse(R"({"isSwitchedOn":7,"type":"ClampS"})"));
+        std::fprintf(stderr, "at exit: %s\n", ClampcontrolService::to_string(clamp.getType()).c_str());
+    }
+};
+
+TEST_F(Clampcontrol, CanBeFilledInTheDestructorOfAStatic) {
+    EXPECT_EXIT(
+        {
+            static FillsAtExit fillsAtExit;
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "at exit: ClampS\\(1\\)");
+}
+
+}  // namespace

@@ -1,0 +1,249 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <zeb/QueryOptions.h>
+#include <zeb/XObject.h>
+#include <zeb/XObjectDescriptor.h>
+#include <zeb/ZebFilter.h>
+#include <zebutil/JsonObject.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+using zeb::QueryOptions;
+using zeb::XObject;
+using zeb::XObjectDescriptor;
+using zeb::ZebFilter;
+using zebutil::JsonObject;
+
+using Level = QueryOptions::EXPAND_LEVEL;
+constexpr auto ascending = QueryOptions::SORTBY_OPERATOR::ASCENDING;
+constexpr auto descending = QueryOptions::SORTBY_OPERATOR::DESCENDING;
+
+TEST(ZebFilter, IsEmptyAtFirst) {
+    EXPECT_TRUE(ZebFilter().isEmpty());
+}
+
+TEST(ZebFilter, GivesItsTermsAsTextInTheOrderInWhichTheyWereAdded) {
+    ZebFilter sut;
+    sut.add("string", std::string("a b"));
+    sut.add("literal", "x");
+    sut.add("bool", true);
+    sut.add("integer", std::int64_t{-5});
+    EXPECT_THAT(std::vector<ZebFilter::Term>(sut.begin(), sut.end()),
+                ElementsAre(Pair("string", "a b"), Pair("literal", "x"), Pair("bool", "true"),
+                            Pair("integer", "-5")));
+}
+
+TEST(ZebFilter, ReplacesTheValueOfAKeyThatIsThere) {
+    ZebFilter sut;
+    sut.add("a", std::string("1"));
+    sut.add("b", std::string("2"));
+    sut.add("a", false);
+    EXPECT_THAT(std::vector<ZebFilter::Term>(sut.begin(), sut.end()),
+                ElementsAre(Pair("a", "false"), Pair("b", "2")));
+}
+
+std::vector<QueryOptions::Option> optionsOf(const QueryOptions& options) {
+    return {options.begin(), options.end()};
+}
+
+TEST(QueryOptions, AreNoneAtFirst) {
+    EXPECT_TRUE(QueryOptions().isEmpty());
+}
+
+TEST(QueryOptions, HaveTheirFormsOnTheWire) {
+    QueryOptions sut;
+    sut.setFields({"a", "b"});
+    sut.setExpand(Level::ONE);
+    sut.setSortBy({{ascending, "a"}, {descending, "b"}});
+    sut.setLimit(10);
+    sut.setOffset(20);
+    EXPECT_THAT(optionsOf(sut),
+                ElementsAre(Pair("$fields", "a,b"), Pair("$expand", "1"), Pair("$sortby", "+a,-b"),
+                            Pair("$limit", "10"), Pair("$offset", "20")));
+}
+
+TEST(QueryOptions, ExpandTheGivenKeysOnly) {
+    QueryOptions sut;
+    sut.setExpand(Level::ALL, {"a", "b"});
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$expand", "8:a,b")));
+}
+
+TEST(QueryOptions, CanBeginAfterAnElement) {
+    QueryOptions sut;
+    sut.setOffset("17");
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$offset", "id:17")));
+}
+
+TEST(QueryOptions, AreTakenAwayByEmptyLists) {
+    QueryOptions sut;
+    sut.setFields({"a"});
+    sut.setExpand(Level::ONE);
+    sut.setSortBy({{ascending, "a"}});
+    sut.setFields({});
+    sut.setExpand(Level::NONE, {"a"});
+    sut.setSortBy({});
+    EXPECT_TRUE(sut.isEmpty());
+}
+
+XObjectDescriptor aClamp() {
+    return XObjectDescriptor("ClampControl", "clamps");
+}
+
+TEST(XObjectDescriptor, HasTheNamesThatItWasGiven) {
+    EXPECT_EQ(aClamp().getServiceName(), "ClampControl");
+    EXPECT_EQ(aClamp().getResourceName(), "clamps");
+}
+
+TEST(XObjectDescriptor, HasNoIdentityAtFirst) {
+    const XObjectDescriptor sut;
+    EXPECT_FALSE(sut.getId() || sut.getName() || sut.getUri());
+}
+
+TEST(XObjectDescriptor, AddsNoFilterTermForItsIdentity) {
+    auto sut = aClamp();
+    sut.setId("1");
+    sut.setName("x");
+    sut.setUri("/x/1");
+    EXPECT_TRUE(sut.getFilter().isEmpty());
+}
+
+TEST(XObjectDescriptor, HasARelativeUriOfServiceResourceAndId) {
+    auto sut = aClamp();
+    sut.setId("1");
+    EXPECT_EQ(sut.getRelativeUri(), "/ClampControl/clamps/1");
+}
+
+TEST(XObjectDescriptor, LeavesOutOfTheRelativeUriWhatItDoesNotKnow) {
+    XObjectDescriptor sut;
+    sut.setId("1");
+    EXPECT_EQ(sut.getRelativeUri(), "/1");
+    EXPECT_EQ(aClamp().getRelativeUri(), "/ClampControl/clamps");
+}
+
+TEST(XObjectDescriptor, WritesWhatItHasOfItsIdentityAsJson) {
+    auto sut = aClamp();
+    sut.setId("1");
+    sut.setUri("/x/1");
+    EXPECT_EQ(sut.getAsJson()->toString(), R"({"id":"1","uri":"/x/1"})");
+}
+
+TEST(XObjectDescriptor, WritesNoIdentityIntoABody) {
+    auto sut = aClamp();
+    sut.setId("1");
+    EXPECT_EQ(sut.getAsZEBBody()->toString(), "{}");
+}
+
+TEST(XObjectDescriptor, RefersToAnElementByItsUri) {
+    auto sut = aClamp();
+    sut.setId("1");
+    sut.setName("x");
+    sut.setUri("/other/1");
+    EXPECT_EQ(sut.getAsReference()->toString(), R"({"id":"1","name":"x","uri":"/other/1"})");
+}
+
+TEST(XObjectDescriptor, RefersToAnElementWithoutUriByItsRelativeOne) {
+    auto sut = aClamp();
+    sut.setId("1");
+    sut.setName("x");
+    EXPECT_EQ(sut.getAsReference()->toString(), R"({"id":"1","name":"x","uri":"/ClampControl/clamps/1"})");
+}
+
+TEST(XObjectDescriptor, DoesNotReferToAnElementWithoutName) {
+    auto sut = aClamp();
+    sut.setId("1");
+    EXPECT_THROW(sut.getAsReference(), std::runtime_error);
+}
+
+TEST(XObjectDescriptor, ReplacesAllQueryOptionsAtOnce) {
+    auto sut = aClamp();
+    sut.setQueryOptions({"a"}, Level::ONE, {"b"}, {{descending, "c"}}, 1, 2);
+    sut.setQueryOptionsLimit({}, Level::NONE, {}, {}, 3);
+    EXPECT_THAT(optionsOf(sut.getQueryOptions()), ElementsAre(Pair("$limit", "3")));
+}
+
+TEST(XObjectDescriptor, CopiesDeeply) {
+    auto sut = aClamp();
+    sut.setId("1");
+    sut.getFilter().add("type", "Clamp15");
+    auto copy = sut;
+    copy.setId("2");
+    copy.getFilter().add("type", "ClampS");
+    EXPECT_EQ(sut.getId().getValue(), "1");
+    EXPECT_EQ(sut.getFilter().begin()->second, "Clamp15");
+}
+
+using Element = XObject<XObjectDescriptor>;
+
+TEST(XObject, IsFilledFromTheJsonThatItIsBuiltFrom) {
+    const Element sut(JsonObject::parse(R"({"id":"1","name":"x","uri":"/a/1","more":2})"));
+    EXPECT_EQ(sut.getId().getValue() + sut.getName().getValue() + sut.getUri().getValue(), "1x/a/1");
+}
+
+TEST(XObject, TakesANumberForAnId) {
+    EXPECT_EQ(Element(JsonObject::parse(R"({"id":17})")).getId().getValue(), "17");
+}
+
+TEST(XObject, DoesNotCatchWhatTheStringGetterThrows) {
+    EXPECT_THROW(Element(JsonObject::parse(R"({"id":null})")), std::exception);
+}
+
+TEST(XObject, IsLeftAsItIsByANullPointer) {
+    Element sut(JsonObject::parse(R"({"id":"1"})"));
+    sut.fillFromJson(nullptr);
+    EXPECT_EQ(sut.getId().getValue(), "1");
+}
+
+TEST(XObject, KeepsWhatALaterJsonDoesNotMention) {
+    Element sut(JsonObject::parse(R"({"id":"1"})"));
+    sut.fillFromJson(JsonObject::parse(R"({"name":"x"})"));
+    EXPECT_EQ(sut.getId().getValue(), "1");
+}
+
+std::string copiedId(const std::string& uri) {
+    return Element().copyWithIdFromUri(uri)->getId().getValue();
+}
+
+TEST(XObject, IsCopiedWithTheIdAfterTheLastSlash) {
+    EXPECT_EQ(copiedId("/a/b/17"), "17");
+}
+
+TEST(XObject, IsCopiedWithTheIdAfterTheLastBackslash) {
+    EXPECT_EQ(copiedId("/a/b\\17"), "17");
+}
+
+TEST(XObject, IsCopiedWithTheWholeUriAsIdWhenThatHasNoSeparator) {
+    EXPECT_EQ(copiedId("17"), "17");
+}
+
+TEST(XObject, IsCopiedWithAnEmptyIdWhenTheUriEndsInASeparator) {
+    EXPECT_EQ(copiedId("/a/"), "");
+}
+
+TEST(XObject, IsCopiedWithTheUri) {
+    EXPECT_EQ(Element().copyWithIdFromUri("/a/b/17")->getUri().getValue(), "/a/b/17");
+}
+
+TEST(XObject, IsNotChangedByBeingCopied) {
+    const Element sut(JsonObject::parse(R"({"id":"1"})"));
+    sut.copyWithIdFromUri("/a/2");
+    EXPECT_EQ(sut.getId().getValue(), "1");
+}
+
+TEST(XObject, SharesItsJsonAndDoesNotKeepAnEarlierOne) {
+    auto first = JsonObject::parse("{}");
+    const std::weak_ptr<JsonObject> watched = first;
+    Element sut(std::move(first));
+    EXPECT_FALSE(watched.expired());
+    sut.fillFromJson(JsonObject::parse("{}"));
+    EXPECT_TRUE(watched.expired());
+}
+
+}  // namespace

@@ -1,0 +1,256 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <zeb/ZebFilter.h>
+#include <zebutil/JsonObject.h>
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "RecordingLoggerFactory.h"
+
+/// What the tests that generate_round_trip.py writes have in common: the rules of reading, told once for each
+/// kind of field, in words of the models and independently of the units.
+namespace test_data_objects {
+
+/// What a value that cannot be read costs.
+enum class Loses { nothing, itsField, itsFieldAndTheRest };
+
+struct OddValue {
+    std::string json;
+    Loses loses;
+    /// The message, or with "exception=" at its end how it begins; empty when there is none.
+    std::string message;
+};
+
+/// One field of the resource whose object is `R`.
+template <typename R>
+struct FieldUnderTest {
+    std::string key;
+    std::string kind;
+    /// A good value.
+    std::string json;
+    bool (*isSet)(const R&);
+    void (*set)(typename R::Desctype&);
+    /// The value of the filter term that `set` makes.
+    std::optional<std::string> filterTerm;
+};
+
+constexpr const char* unknownLiteral = R"("noLiteralAtAll")";
+
+inline std::vector<OddValue> oddValues(const std::string& kind, const std::string& key,
+                                       const std::string& endOfFill) {
+    const std::string unknown = "unknown enum value in " + key;
+    const auto unreadable = [&](const std::string& type) {
+        return "could not get " + key + " as " + type + ", exception=";
+    };
+    std::vector<OddValue> values;
+    const auto add = [&](Loses loses, const std::string& message, const std::vector<std::string>& jsons) {
+        for (const std::string& json : jsons) {
+            values.push_back({json, loses, message});
+        }
+    };
+    if (kind == "bool") {
+        add(Loses::itsField, unreadable("bool"),
+            {"null", "0", "1", "1.5", R"("true")", R"("banana")", "{}", "[]", "[true]"});
+    } else if (kind == "integer") {
+        add(Loses::itsField, unreadable("int64_t"),
+            {"null", "true", "1.0", "1.5", "9223372036854775808", "-9223372036854775809", R"("1")", "{}",
+             "[]", "[1]"});
+    } else if (kind == "string") {
+        add(Loses::itsField, unreadable("std::string"), {"null", "{}", "[]", R"(["x"])"});
+        add(Loses::nothing, "", {"true", "17", "-1.5", R"("")"});
+    } else if (kind == "enumeration") {
+        add(Loses::itsField, unknown, {unknownLiteral, R"("")", "0", "true"});
+        add(Loses::itsFieldAndTheRest, endOfFill, {"null", "{}", "[]"});
+    } else if (kind == "list of strings") {
+        add(Loses::itsField, unreadable("std::string"),
+            {"null", "true", "1", R"("x")", "{}", "[null]", R"(["x",{}])", R"([[],"x"])"});
+        add(Loses::nothing, "", {"[]", R"([1,true,""])"});
+    } else if (kind == "list of enumerations") {
+        add(Loses::itsFieldAndTheRest, endOfFill,
+            {"null", "true", "1", R"("x")", "{}", "[null]", "[{}]", "[[]]"});
+        add(Loses::nothing, unknown, {std::string("[") + unknownLiteral + "]", "[0]"});
+        add(Loses::nothing, "", {"[]"});
+    } else if (kind == "reference") {
+        add(Loses::itsField, "", {"null"});
+        add(Loses::itsFieldAndTheRest, endOfFill, {"true", "1", R"("x")", "[]", "[{}]"});
+        add(Loses::nothing, "", {"{}"});
+    } else if (kind == "list of untyped references") {
+        add(Loses::itsFieldAndTheRest, endOfFill,
+            {"null", "true", "1", R"("x")", "{}", "[null]", "[1]", R"(["x"])", "[[]]",
+             R"([{},{"id":null}])"});
+        add(Loses::nothing, "", {"[]", "[{}]"});
+    } else {
+        ADD_FAILURE() << "no rules for fields of the kind " << kind;
+    }
+    return values;
+}
+
+template <typename R>
+class RoundTrip : public DataObjectTest {
+ protected:
+    RoundTrip(std::string unit, std::string endOfFill, std::vector<FieldUnderTest<R>> fieldsUnderTest)
+        : unit_(std::move(unit)), endOfFill_(std::move(endOfFill)), fields_(std::move(fieldsUnderTest)) {}
+
+    /// A document of every field, or with the value of one replaced.
+    std::string document(const std::string& key = "", const std::string& json = "") const {
+        std::string text = R"({"id":"17","name":"seventeen","uri":"/a/b/17")";
+        for (const auto& field : fields_) {
+            text += ",\"" + field.key + "\":" + (field.key == key ? json : field.json);
+        }
+        return text + "}";
+    }
+
+    static R objectOf(const std::string& json) { return R(zebutil::JsonObject::parse(json)); }
+
+    void expectEveryFieldIsFilled() const {
+        const R sut = objectOf(document());
+        EXPECT_EQ(sut.getId().getValue() + sut.getName().getValue() + sut.getUri().getValue(),
+                  "17seventeen/a/b/17");
+        for (const auto& field : fields_) {
+            EXPECT_TRUE(field.isSet(sut)) << field.key;
+        }
+        EXPECT_THAT(log.lines, testing::IsEmpty());
+    }
+
+    void expectTheDocumentIsGivenBack() const {
+        const auto parsed = zebutil::JsonObject::parse(document());
+        EXPECT_EQ(R(parsed).getDescriptor().getAsJson()->toString(), parsed->toString());
+    }
+
+    void expectTheBodyHasTheFieldsOnly() const {
+        auto keys = R(zebutil::JsonObject::parse(document())).getDescriptor().getAsZEBBody()->getKeys();
+        std::vector<std::string> expected;
+        for (const auto& field : fields_) {
+            expected.push_back(field.key);
+        }
+        EXPECT_THAT(keys, testing::UnorderedElementsAreArray(expected));
+    }
+
+    void expectEachKeyAloneFillsItsFieldAlone() const {
+        for (const auto& alone : fields_) {
+            const R sut = objectOf("{\"" + alone.key + "\":" + alone.json + "}");
+            for (const auto& field : fields_) {
+                EXPECT_EQ(field.isSet(sut), field.key == alone.key)
+                    << field.key << " of " << alone.key << " alone";
+            }
+            EXPECT_FALSE(sut.getId() || sut.getName() || sut.getUri());
+        }
+    }
+
+    void expectOddValuesCostWhatTheyMay() {
+        for (const auto& odd : fields_) {
+            for (const OddValue& value : oddValues(odd.kind, odd.key, endOfFill_)) {
+                log.lines.clear();
+                const R sut = objectOf(document(odd.key, value.json));
+                bool isBehind = false;
+                for (const auto& field : fields_) {
+                    const bool isOdd = field.key == odd.key;
+                    const bool isLost = isOdd ? value.loses != Loses::nothing
+                                              : isBehind && value.loses == Loses::itsFieldAndTheRest;
+                    EXPECT_EQ(field.isSet(sut), !isLost)
+                        << field.key << ", " << odd.key << " being " << value.json;
+                    isBehind = isBehind || isOdd;
+                }
+                expectMessage(value.message, odd.key + " being " + value.json);
+            }
+        }
+    }
+
+    void expectLaterValuesThatCannotBeReadChangeNothing() const {
+        const R before = objectOf(document());
+        for (const auto& odd : fields_) {
+            for (const OddValue& value : oddValues(odd.kind, odd.key, endOfFill_)) {
+                if (value.loses != Loses::nothing) {
+                    R sut = before;
+                    sut.fillFromJson(zebutil::JsonObject::parse("{\"" + odd.key + "\":" + value.json + "}"));
+                    EXPECT_EQ(sut.getDescriptor().getAsJson()->toString(),
+                              before.getDescriptor().getAsJson()->toString())
+                        << odd.key << " being " << value.json;
+                }
+            }
+        }
+    }
+
+    void expectEachSetterMakesItsFilterTerm() const {
+        for (const auto& field : fields_) {
+            typename R::Desctype sut;
+            field.set(sut);
+            field.set(sut);
+            std::vector<zeb::ZebFilter::Term> expected;
+            if (field.filterTerm) {
+                expected.emplace_back(field.key, *field.filterTerm);
+            }
+            EXPECT_EQ(std::vector<zeb::ZebFilter::Term>(sut.getFilter().begin(), sut.getFilter().end()),
+                      expected);
+            EXPECT_TRUE(field.isSet(R(sut))) << field.key;
+        }
+    }
+
+    void expectWhatSettersMadeIsReadBack() const {
+        typename R::Desctype written;
+        for (const auto& field : fields_) {
+            field.set(written);
+        }
+        const R read(written.getAsJson());
+        EXPECT_EQ(read.getDescriptor().getAsJson()->toString(), written.getAsJson()->toString());
+        for (const auto& field : fields_) {
+            EXPECT_TRUE(field.isSet(read)) << field.key;
+        }
+    }
+
+ private:
+    void expectMessage(const std::string& expected, const std::string& when) const {
+        const auto messages = messagesOf(unit_);
+        const std::string reason = "exception=";
+        if (expected.empty()) {
+            EXPECT_THAT(messages, testing::IsEmpty()) << when;
+        } else if (expected.size() > reason.size() &&
+                   expected.compare(expected.size() - reason.size(), reason.size(), reason) == 0) {
+            EXPECT_THAT(messages, testing::ElementsAre(
+                                      testing::AllOf(testing::StartsWith(expected), testing::Ne(expected))))
+                << when;
+        } else {
+            EXPECT_THAT(messages, testing::ElementsAre(expected)) << when;
+        }
+    }
+
+    const std::string unit_;
+    const std::string endOfFill_;
+
+    const std::vector<FieldUnderTest<R>> fields_;
+};
+
+/// Every value has its literal, in both directions and on the wire, and prints it; others print the number of
+/// literals.
+template <typename S, typename E>
+void expectLiterals(const std::vector<std::string>& literals, const std::map<E, std::string>& toText,
+                    const std::map<std::string, E>& fromText) {
+    ASSERT_EQ(toText.size(), literals.size());
+    ASSERT_EQ(fromText.size(), literals.size());
+    for (std::size_t i = 0; i < literals.size(); ++i) {
+        EXPECT_EQ(toText.at(static_cast<E>(i)), literals[i]);
+        EXPECT_EQ(fromText.at(literals[i]), static_cast<E>(i));
+    }
+}
+
+template <typename S, typename E>
+void expectPrinted(const std::vector<std::string>& literals) {
+    for (std::size_t i = 0; i < literals.size(); ++i) {
+        const std::string expected = literals[i] + "(" + std::to_string(i) + ")";
+        const auto value = static_cast<E>(i);
+        EXPECT_EQ(S::to_string(value), expected);
+        EXPECT_EQ(S::to_string(zebutil::Optional<E>(&value)), expected);
+    }
+    const std::string unknown = "unknown value(" + std::to_string(literals.size()) + ")";
+    EXPECT_EQ(S::to_string(static_cast<E>(literals.size())), unknown);
+    EXPECT_EQ(S::to_string(static_cast<E>(-1)), unknown);
+    EXPECT_EQ(S::to_string(zebutil::Optional<E>()), "optional invalid");
+}
+
+}  // namespace test_data_objects

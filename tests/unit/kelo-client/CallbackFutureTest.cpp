@@ -1,0 +1,164 @@
+#include <gtest/gtest.h>
+#include <kelo-client/CallbackFuture.h>
+#include <kelo-client/SubscribeSync.h>
+
+#include <chrono>
+#include <future>
+#include <thread>
+#include <type_traits>
+
+namespace {
+
+using kelo_client::CallbackFuture;
+using kelo_client::SubscribeSync;
+using std::chrono::milliseconds;
+using FutureValue = CallbackFuture::FutureValue;
+
+constexpr milliseconds kLong{20'000};
+
+/// Calls Get on a thread of its own, so that it has to fetch the value itself, and sets the value meanwhile.
+FutureValue getBeforeSet(CallbackFuture& sut, FutureValue value) {
+    auto reader = std::async(std::launch::async, [&sut] { return sut.Get(); });
+    // Whether Get is in time or not, it gives the value; only who waits in it makes the state go away.
+    sut.Set(value);
+    return reader.get();
+}
+
+/// Whether the future has lost its state, which takes a Get that was in time.
+bool hasNoState(CallbackFuture& sut) {
+    try {
+        sut.WaitFor(milliseconds(0));
+        return false;
+    } catch (const std::future_error& error) {
+        return error.code() == std::future_errc::no_state;
+    }
+}
+
+TEST(CallbackFuture, HasValuesOf32Bits) {
+    EXPECT_EQ(sizeof(FutureValue), 4u);
+}
+
+TEST(CallbackFuture, SaysAtOnceThatThereIsNoValueYet) {
+    CallbackFuture sut;
+    EXPECT_FALSE(sut.WaitFor(milliseconds(0)));
+}
+
+TEST(CallbackFuture, SaysAtOnceThatThereIsAValue) {
+    CallbackFuture sut;
+    sut.Set(FutureValue{1});
+    EXPECT_TRUE(sut.WaitFor(milliseconds(0)));
+}
+
+TEST(CallbackFuture, WaitsAsLongAsItWasToldForAValueThatDoesNotCome) {
+    CallbackFuture sut;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(sut.WaitFor(milliseconds(50)));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(50));
+}
+
+TEST(CallbackFuture, WakesAWaitingThreadWhenTheValueIsSet) {
+    CallbackFuture sut;
+    auto waiter = std::async(std::launch::async, [&sut] { return sut.WaitFor(kLong); });
+    sut.Set(FutureValue{1});
+    EXPECT_TRUE(waiter.get());
+}
+
+TEST(CallbackFuture, CanWaitForTheLongestTimeThereIs) {
+    CallbackFuture sut;
+    auto waiter = std::async(std::launch::async, [&sut] { return sut.WaitFor(milliseconds::max()); });
+    sut.Set(FutureValue{1});
+    EXPECT_TRUE(waiter.get());
+}
+
+TEST(CallbackFuture, DoesNotWaitForATimeBelowZero) {
+    CallbackFuture sut;
+    EXPECT_FALSE(sut.WaitFor(milliseconds::min()));
+}
+
+TEST(CallbackFuture, AnswersWithTheFirstValueThatWasSet) {
+    CallbackFuture sut;
+    sut.Set(FutureValue{1});
+    sut.Set(FutureValue{2});
+    EXPECT_EQ(sut.Get(), FutureValue{1});
+}
+
+TEST(CallbackFuture, AnswersEveryGetAlike) {
+    CallbackFuture sut;
+    sut.Set(FutureValue{7});
+    EXPECT_EQ(sut.Get(), FutureValue{7});
+    EXPECT_EQ(sut.Get(), FutureValue{7});
+}
+
+TEST(CallbackFuture, HandsTheValueToAThreadThatWaitsInGet) {
+    CallbackFuture sut;
+    EXPECT_EQ(getBeforeSet(sut, FutureValue{2}), FutureValue{2});
+}
+
+TEST(CallbackFuture, AnswersFurtherGetsAfterOneThatHadToWait) {
+    CallbackFuture sut;
+    getBeforeSet(sut, FutureValue{2});
+    EXPECT_EQ(sut.Get(), FutureValue{2});
+}
+
+TEST(CallbackFuture, IgnoresASetAfterAGetThatHadToWait) {
+    CallbackFuture sut;
+    getBeforeSet(sut, FutureValue{2});
+    sut.Set(FutureValue{3});
+    EXPECT_EQ(sut.Get(), FutureValue{2});
+}
+
+TEST(CallbackFuture, CanStillBeWaitedForAfterSetAndGet) {
+    CallbackFuture sut;
+    sut.Set(FutureValue{1});
+    sut.Get();
+    EXPECT_TRUE(sut.WaitFor(milliseconds(0)));
+}
+
+TEST(CallbackFuture, HasNoStateToWaitForAfterAGetThatHadToWait) {
+    // Get may come too late to wait, so several rounds; each ends after a bounded time either way.
+    for (int round = 0; round < 1000; ++round) {
+        CallbackFuture sut;
+        std::promise<void> ready;
+        std::thread reader([&] {
+            ready.set_value();
+            sut.Get();
+        });
+        ready.get_future().wait();
+        std::this_thread::sleep_for(milliseconds(round));
+        sut.Set(FutureValue{1});
+        reader.join();
+        if (hasNoState(sut)) return;
+    }
+    FAIL() << "no Get ever had to wait";
+}
+
+TEST(CallbackFuture, CannotBeCopied) {
+    EXPECT_FALSE(std::is_copy_constructible_v<CallbackFuture>);
+    EXPECT_FALSE(std::is_copy_assignable_v<CallbackFuture>);
+}
+
+TEST(SubscribeSync, HoldsTwoFuturesThatDoNotKnowEachOther) {
+    SubscribeSync sut;
+    sut.notified.Set(SubscribeSync::kNotified);
+    EXPECT_TRUE(sut.notified.WaitFor(milliseconds(0)));
+    EXPECT_FALSE(sut.outcome.WaitFor(milliseconds(0)));
+}
+
+TEST(SubscribeSync, NumbersItsOutcomes) {
+    EXPECT_EQ(static_cast<int>(SubscribeSync::kTimedOut), 1);
+    EXPECT_EQ(static_cast<int>(SubscribeSync::kSucceeded), 2);
+    EXPECT_EQ(static_cast<int>(SubscribeSync::kNotified), 1);
+}
+
+TEST(SubscribeSync, HoldsTheHandlerBackUntilTheOutcomeIsKnown) {
+    SubscribeSync sut;
+    auto handler = std::async(std::launch::async, [&sut] {
+        sut.notified.Set(SubscribeSync::kNotified);
+        return sut.outcome.Get();
+    });
+    EXPECT_TRUE(sut.notified.WaitFor(kLong));
+    sut.outcome.Set(SubscribeSync::kSucceeded);
+    EXPECT_EQ(handler.get(), SubscribeSync::kSucceeded);
+}
+
+}  // namespace

@@ -1,0 +1,43 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "BusModel.h"
+#include "Json.h"
+#include "Observations.h"
+#include "Subscriptions.h"
+
+namespace {
+
+/// Remembers what it was sent last.
+class LastMessage : public zebbussim::Subscriber {
+ public:
+    void send(std::string head, zebbussim::SharedText tail) override {
+        text = std::move(head) + (tail ? *tail : "");
+    }
+    void sendBytes(std::string) override {}
+    const std::string& service() const override { return name; }
+
+    std::string text;
+    std::string name = "ClampControl";
+};
+
+TEST(SubscriptionsOfTheSimulator, EndAt65536OfOneWebSocket) {
+    zebbussim::BusModel model;
+    model.addService("ClampControl", *zebbussim::parseJsonObject(R"({"clamps":[]})", "The service"));
+    zebbussim::Observations observations;
+    zebbussim::Subscriptions sut(model, observations, [](auto, const auto&) {});
+    LastMessage subscriber;
+    const auto subscribe = [&] {
+        sut.receive(subscriber, R"({"action":"subscribe","path":"/ClampControl/clamps","requestId":"1"})");
+        return subscriber.text;
+    };
+    for (int count = 1; count < 65536; ++count) {
+        subscribe();
+    }
+    EXPECT_EQ(subscribe().find("too_many_requests"), std::string::npos);
+    EXPECT_NE(subscribe().find("too_many_requests"), std::string::npos);
+    sut.leave(subscriber);
+}
+
+}  // namespace
