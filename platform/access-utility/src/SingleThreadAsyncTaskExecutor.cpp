@@ -17,9 +17,8 @@ class SingleThreadAsyncTaskExecutor::Worker {
         : name_(name), logger_(std::move(logger)) {}
 
     static void start(const std::shared_ptr<Worker>& self) {
-        const std::lock_guard<std::mutex> threadLock(self->threadMutex_);
         const std::lock_guard<std::mutex> lock(self->mutex_);
-        if (self->stopped_ || self->thread_.joinable()) {
+        if (self->stopped_ || self->threadId_ != std::thread::id()) {
             return;
         }
         self->thread_ = std::thread([self] { self->run(); });
@@ -135,7 +134,9 @@ class SingleThreadAsyncTaskExecutor::Worker {
     bool waiting_{false};
     std::thread::id threadId_;
 
+    /// Held while somebody joins, so nothing that a task may call locks it.
     std::mutex threadMutex_;
+    /// Set under mutex_ and not once stopped_ is; after that it belongs to who holds threadMutex_.
     std::thread thread_;
 };
 

@@ -4,6 +4,8 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -137,6 +139,67 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, CanBeStoppedTwice) {
     sut->stop();
     sut->stop();
     SUCCEED() << "neither call hung or ended the process";
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, LetsEachOfTwoConcurrentStopsReturnOnlyWhenTheThreadHasEnded) {
+    std::promise<void> mayEnd;
+    std::atomic<bool> hasEnded{false};
+    std::promise<void> isRunning;
+    sut->start();
+    sut->add(
+        [&, whenItMayEnd = mayEnd.get_future().share()] {
+            isRunning.set_value();
+            whenItMayEnd.wait();
+            hasEnded = true;
+        },
+        "long");
+    isRunning.get_future().wait();
+    const auto stopped = [this, &hasEnded] {
+        sut->stop();
+        return hasEnded.load();
+    };
+    auto first = std::async(std::launch::async, stopped);
+    auto second = std::async(std::launch::async, stopped);
+    EXPECT_EQ(first.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    mayEnd.set_value();
+    EXPECT_TRUE(first.get());
+    EXPECT_TRUE(second.get());
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, IsStoppedWhileItsOwnTaskStartsItAgain) {
+    std::promise<void> isRunning;
+    sut->start();
+    sut->add(
+        [&] {
+            isRunning.set_value();
+            // Dropping a task is the first thing that the stop does, and joining the next.
+            while (!log->contains("queued tasks dropped: 1")) {
+                std::this_thread::yield();
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));  // for the fault to show itself
+            sut->start();
+        },
+        "start");
+    isRunning.get_future().wait();
+    sut->add([] {}, "dropped");
+    auto stopping = std::async(std::launch::async, [this] { sut->stop(); });
+    if (stopping.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
+        ADD_FAILURE() << "dead-locked";
+        std::abort();  // or the end of this test would wait for it for ever
+    }
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, IsStartedAndStoppedByTwoThreadsAtOnce) {
+    for (int round = 0; round < 200; ++round) {
+        sut = createExecutor();
+        auto starting = std::async(std::launch::async, [this] { sut->start(); });
+        sut->stop();
+        starting.wait();
+        const auto held = std::make_shared<int>(0);
+        sut->add([held] {}, "late");
+        ASSERT_EQ(held.use_count(), 1) << "not stopped in round " << round;
+    }
 }
 
 TEST_F(SingleThreadAsyncTaskExecutorTest, DropsATaskThatIsAddedAfterItWasStopped) {
