@@ -30,6 +30,8 @@ class HandDrivenExecutor : public zebutil::ITaskExecutor {
         }
     }
 
+    void drop() { tasks_.clear(); }
+
     std::vector<std::string> names;
 
  private:
@@ -59,6 +61,10 @@ class LampDescriptor : public zeb::XObjectDescriptor {
 using Lamp = zeb::XObject<LampDescriptor>;
 
 class ZebAccessorTest : public testing::Test {
+ public:
+    // A task that no test has run holds its executor, as one of a stopped executor does not.
+    ~ZebAccessorTest() override { callbacks->drop(); }
+
  protected:
     using Response = std::shared_ptr<const zeb::ZebResponse>;
 
