@@ -1,0 +1,188 @@
+// The data objects: filling one from JSON and making JSON of one, for every resource; the tables of the
+// enumerations and their text for the log.
+
+#include <ZebDataObjects_ZEB/Authentictime.h>
+#include <ZebDataObjects_ZEB/Clampcontrol.h>
+#include <ZebDataObjects_ZEB/Immobilizer.h>
+#include <ZebDataObjects_ZEB/Servicemanagement.h>
+#include <fmt/format.h>
+#include <zebutil/JsonObject.h>
+
+#include <cstdint>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "Elements.h"
+#include "NlohmannElements.h"
+#include "Subject.h"
+
+namespace {
+
+using micro::repeat;
+using micro::Subject;
+using zebobjects_ZEB::AuthentictimeService;
+using zebobjects_ZEB::ClampcontrolService;
+using zebobjects_ZEB::ImmobilizerService;
+using zebobjects_ZEB::ServicemanagementService;
+using zebutil::JsonObject;
+namespace elements = micro::elements;
+namespace rival = micro::nlohmann_elements;
+
+/// The rival is nlohmann's library with its macros, what a developer takes who wants structures filled from
+/// JSON and no code written by hand. Both start from a tree that has been read, and end with an object whose
+/// fields are typed, each of which may be absent; in the other direction both make a tree. A data object also
+/// keeps the tree, and notes a filter term per field, which the rival has no need of.
+template <typename Ours, typename Theirs>
+void addResource(const std::string& name, std::string_view element) {
+    const std::string text(element);
+    const std::shared_ptr<JsonObject> tree = JsonObject::parse(text);
+    const auto theirTree = std::make_shared<nlohmann::json>(nlohmann::json::parse(text));
+    const auto ours = std::make_shared<typename Ours::Desctype>(Ours(tree).getDescriptor());
+    const auto theirs = std::make_shared<Theirs>(theirTree->get<Theirs>());
+    if (nlohmann::json::parse(ours->getAsJson()->toString()) != *theirTree ||
+        nlohmann::json(*theirs) != *theirTree) {
+        throw std::logic_error(name + ": something of the element was lost");
+    }
+
+    const Subject fill("Fill" + name);
+    fill.ours(repeat([tree] { return Ours(tree); }));
+    fill.reference("nlohmann", repeat([theirTree] { return theirTree->get<Theirs>(); }));
+
+    const Subject write("GetAsJson" + name);
+    write.ours(repeat([ours] { return ours->getAsJson(); }));
+    write.reference("nlohmann", repeat([theirs] { return nlohmann::json(*theirs); }));
+}
+
+void addResources() {
+    using Clampcontrol = ClampcontrolService;
+    using Servicemanagement = ServicemanagementService;
+    addResource<Clampcontrol::Clamp, rival::Clamp>("Clamp", elements::clamp);
+    addResource<Clampcontrol::Notification, rival::ClampNotification>("ClampNotification",
+                                                                      elements::clampNotification);
+    addResource<Clampcontrol::SpecialState, rival::SpecialState>("SpecialState", elements::specialState);
+    addResource<ImmobilizerService::Info, rival::ImmobilizerInfo>("ImmobilizerInfo",
+                                                                  elements::immobilizerInfo);
+    addResource<ImmobilizerService::Notification, rival::ImmobilizerNotification>(
+        "ImmobilizerNotification", elements::immobilizerNotification);
+    addResource<AuthentictimeService::Time, rival::Time>("Time", elements::time);
+    addResource<Servicemanagement::AllUsersTransactionActivationType, rival::TransactionActivationType>(
+        "AllUsersTransactionActivationType", elements::allUsersTransactionActivationType);
+    addResource<Servicemanagement::BinarySigned, rival::BinarySigned>("BinarySigned", elements::binarySigned);
+    addResource<Servicemanagement::ConnectionState, rival::ConnectionState>("ConnectionState",
+                                                                            elements::connectionState);
+    addResource<Servicemanagement::HttpOperationType, rival::HttpOperationType>("HttpOperationType",
+                                                                                elements::httpOperationType);
+    addResource<Servicemanagement::MqttOperationType, rival::MqttOperationType>("MqttOperationType",
+                                                                                elements::mqttOperationType);
+    addResource<Servicemanagement::TransactionActivationType, rival::TransactionActivationType>(
+        "TransactionActivationType", elements::transactionActivationType);
+    addResource<Servicemanagement::TransactionType, rival::TransactionType>("TransactionType",
+                                                                            elements::transactionType);
+}
+
+using Function = ClampcontrolService::SPECIALSTATE_REQUESTINGFUNCTION;
+
+/// What a developer writes by hand.
+std::string_view literalBySwitch(Function value) {
+    switch (value) {
+        case Function::init:
+            return "init";
+        case Function::remoteStart:
+            return "remoteStart";
+        case Function::remoteParkAssist:
+            return "remoteParkAssist";
+        case Function::intelligentParkAssist:
+            return "intelligentParkAssist";
+        case Function::parkingRouteMemory:
+            return "parkingRouteMemory";
+        case Function::onlineRemoteUpdate:
+            return "onlineRemoteUpdate";
+        case Function::freezeProtection:
+            return "freezeProtection";
+        case Function::clamp15Diag:
+            return "clamp15Diag";
+        case Function::rearLidSafetyPDC:
+            return "rearLidSafetyPDC";
+        case Function::autoPark:
+            return "autoPark";
+        case Function::trailerHitchAssist:
+            return "trailerHitchAssist";
+        case Function::ignitionBypass:
+            return "ignitionBypass";
+        case Function::error:
+            return "error";
+    }
+    return "unknown value";
+}
+
+/// Goes through all literals in turn, so that no branch is learnt by heart.
+template <typename Key, typename LookUp>
+auto inTurn(std::vector<Key> keys, LookUp lookUp) {
+    return [keys = std::move(keys), lookUp](benchmark::State& state) {
+        std::size_t next = 0;
+        for (auto _ : state) {
+            auto result = lookUp(keys[next]);
+            benchmark::DoNotOptimize(result);
+            next = next + 1 == keys.size() ? 0 : next + 1;
+        }
+    };
+}
+
+/// The largest enumeration of the clamp service, 13 literals. The public tables are `std::map`s; beside them
+/// what the standard library offers for speed (`std::unordered_map`, the reference), and a `switch`.
+void addEnumerations() {
+    const auto& byValue = ClampcontrolService::mapSpecialStateRequestingFunction2String;
+    const auto& byText = ClampcontrolService::mapString2SpecialStateRequestingFunction;
+    const auto hashedByText = std::make_shared<std::unordered_map<std::string, Function>>();
+    const auto hashedByValue = std::make_shared<std::unordered_map<Function, std::string>>();
+    std::vector<std::string> texts;
+    std::vector<Function> values;
+    for (const auto& [value, text] : byValue) {
+        texts.push_back(text);
+        values.push_back(value);
+        hashedByText->emplace(text, value);
+        hashedByValue->emplace(value, text);
+        if (literalBySwitch(value) != text) throw std::logic_error("the switch does not know " + text);
+    }
+
+    const Subject value("EnumerationValueOfText");
+    value.ours(inTurn(texts, [&byText](const std::string& text) { return byText.find(text)->second; }));
+    value.reference("unordered_map", inTurn(texts, [hashedByText](const std::string& text) {
+                        return hashedByText->find(text)->second;
+                    }));
+
+    const Subject text("EnumerationTextOfValue");
+    text.ours(
+        inTurn(values, [&byValue](Function key) { return std::string_view(byValue.find(key)->second); }));
+    text.reference("unordered_map", inTurn(values, [hashedByValue](Function key) {
+                       return std::string_view(hashedByValue->find(key)->second);
+                   }));
+    text.other("switch", inTurn(values, [](Function key) { return literalBySwitch(key); }));
+
+    // The rivals for text: fmt, what a developer takes today, and the stream that came before it.
+    const Subject toString("EnumerationToString");
+    toString.ours(inTurn(values, [](Function key) { return ClampcontrolService::to_string(key); }));
+    toString.reference("fmt", inTurn(values, [](Function key) {
+                           return fmt::format("{}({})", literalBySwitch(key), static_cast<std::int32_t>(key));
+                       }));
+    toString.other("ostringstream", inTurn(values, [](Function key) {
+                       std::ostringstream out;
+                       out << literalBySwitch(key) << '(' << static_cast<std::int32_t>(key) << ')';
+                       return out.str();
+                   }));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    addResources();
+    addEnumerations();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+}

@@ -1,0 +1,195 @@
+// What hands something from one thread to another: the callback future, and the executor.
+
+#include <kelo-client/CallbackFuture.h>
+#include <sched.h>
+#include <semaphore.h>
+#include <zebutil/LoggerFactory.h>
+#include <zebutil/SingleThreadAsyncTaskExecutor.h>
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <thread>
+#include <vector>
+
+#include "Subject.h"
+
+namespace {
+
+using kelo_client::CallbackFuture;
+using micro::Subject;
+using zebutil::SingleThreadAsyncTaskExecutor;
+
+constexpr CallbackFuture::FutureValue kValue{1};
+constexpr std::chrono::seconds kLimit{60};
+
+/// The rival of the callback future, and what it is made of: a promise and its future, which every developer
+/// has at hand for one value from a callback to a thread that waits.
+class PromiseAndFuture {
+ public:
+    void Set(CallbackFuture::FutureValue value) { promise_.set_value(value); }
+    bool WaitFor(std::chrono::milliseconds limit) {
+        return future_.wait_for(limit) == std::future_status::ready;
+    }
+    CallbackFuture::FutureValue Get() { return future_.get(); }
+
+ private:
+    std::promise<CallbackFuture::FutureValue> promise_;
+    std::future<CallbackFuture::FutureValue> future_{promise_.get_future()};
+};
+
+/// One life of a future whose value is there before anyone waits: no thread has to be woken.
+template <typename Future>
+void setThenGet(benchmark::State& state) {
+    for (auto _ : state) {
+        Future future;
+        future.Set(kValue);
+        bool ready = future.WaitFor(kLimit);
+        auto value = future.Get();
+        benchmark::DoNotOptimize(ready);
+        benchmark::DoNotOptimize(value);
+    }
+}
+
+/// Two threads that hand a value to and fro, each waiting for the other: time per round. The futures are made
+/// beforehand, and only the rounds are timed.
+template <typename Future>
+void thereAndBack(benchmark::State& state) {
+    constexpr std::size_t rounds = 256;
+    for (auto _ : state) {
+        std::vector<Future> there(rounds);
+        std::vector<Future> back(rounds);
+        Future begun;
+        std::thread other([&] {
+            begun.Set(kValue);
+            for (std::size_t round = 0; round < rounds; ++round) {
+                if (there[round].WaitFor(kLimit)) back[round].Set(there[round].Get());
+            }
+        });
+        begun.WaitFor(kLimit);
+        const auto start = std::chrono::steady_clock::now();
+        for (std::size_t round = 0; round < rounds; ++round) {
+            there[round].Set(kValue);
+            if (back[round].WaitFor(kLimit)) benchmark::DoNotOptimize(back[round].Get());
+        }
+        const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+        other.join();
+        state.SetIterationTime(taken.count() / rounds);
+    }
+}
+
+void addCallbackFuture() {
+    const Subject alone("CallbackFuture");
+    alone.ours(setThenGet<CallbackFuture>);
+    alone.reference("std_future", setThenGet<PromiseAndFuture>);
+
+    const Subject across("CallbackFutureThereAndBack");
+    across.ours(thereAndBack<CallbackFuture>)->UseManualTime()->Iterations(8);
+    across.reference("std_future", thereAndBack<PromiseAndFuture>)->UseManualTime()->Iterations(8);
+}
+
+class Semaphore {
+ public:
+    Semaphore() { ::sem_init(&semaphore_, 0, 0); }
+    Semaphore(const Semaphore&) = delete;
+    Semaphore& operator=(const Semaphore&) = delete;
+    ~Semaphore() { ::sem_destroy(&semaphore_); }
+
+    void signal() { ::sem_post(&semaphore_); }
+    void wait() {
+        while (::sem_wait(&semaphore_) != 0) {
+        }
+    }
+
+ private:
+    sem_t semaphore_{};
+};
+
+class Executor {
+ public:
+    Executor()
+        : executor_("benchmark",
+                    zebutil::LoggerFactory::getDefaultLoggerFactory()->createLogger("benchmark")) {
+        executor_.start();
+    }
+    void post(std::function<void()> task) { executor_.add(std::move(task), "task"); }
+
+ private:
+    SingleThreadAsyncTaskExecutor executor_;
+};
+
+/// The rival of the executor: Boost.Asio's thread pool with one thread, what a developer takes who has Boost
+/// and wants tasks run one after another on another thread. It, too, is handed a `std::function`, as an
+/// interface would have it.
+class AsioPool {
+ public:
+    void post(std::function<void()> task) { boost::asio::post(pool_, std::move(task)); }
+
+ private:
+    boost::asio::thread_pool pool_{1};
+};
+
+/// One task, and back: the time until an idle executor has run it and the caller has been woken.
+template <typename Pool>
+void oneTask(benchmark::State& state) {
+    Pool pool;
+    Semaphore done;
+    for (auto _ : state) {
+        pool.post([&done] { done.signal(); });
+        done.wait();
+    }
+}
+
+/// Many tasks at once: per task. This is what a burst of notifications does.
+template <typename Pool>
+void burst(benchmark::State& state) {
+    constexpr int tasks = 1000;
+    Pool pool;
+    Semaphore done;
+    int run = 0;
+    for (auto _ : state) {
+        for (int task = 1; task < tasks; ++task) pool.post([&run] { ++run; });
+        pool.post([&done] { done.signal(); });
+        done.wait();
+    }
+    benchmark::DoNotOptimize(run);
+    state.SetItemsProcessed(state.iterations() * tasks);
+}
+
+void addExecutor() {
+    const Subject hop("ExecutorHop");
+    hop.ours(oneTask<Executor>)->UseRealTime();
+    hop.reference("boost_asio", oneTask<AsioPool>)->UseRealTime();
+
+    const Subject thousand("ExecutorBurstOf1000");
+    thousand.ours(burst<Executor>)->UseRealTime();
+    thousand.reference("boost_asio", burst<AsioPool>)->UseRealTime();
+}
+
+/// Keeps the process on one processor. Where the scheduler puts two threads decides more than what either
+/// contender does: a wake-up costs ten times as much when it goes to another, sleeping processor.
+void stayOnOneProcessor() {
+    cpu_set_t allowed;
+    if (::sched_getaffinity(0, sizeof allowed, &allowed) != 0) return;
+    for (int processor = CPU_SETSIZE - 1; processor >= 0; --processor) {
+        if (!CPU_ISSET(processor, &allowed)) continue;
+        CPU_ZERO(&allowed);
+        CPU_SET(processor, &allowed);
+        static_cast<void>(::sched_setaffinity(0, sizeof allowed, &allowed));
+        return;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    stayOnOneProcessor();
+    addCallbackFuture();
+    addExecutor();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+}
