@@ -1,0 +1,26 @@
+#pragma once
+
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <cstddef>
+
+namespace bench {
+
+/// What the bus says over HTTP: the collection of clamps, whole or those of type Clamp15, and each of its
+/// elements. Clients that are measured need no more of it.
+class HttpAnswers {
+ public:
+    using Request = boost::beast::http::request<boost::beast::http::string_body>;
+    using Response = boost::beast::http::response<boost::beast::http::string_body>;
+
+    HttpAnswers(std::size_t elements, std::size_t elementSize)
+        : elements_(elements), elementSize_(elementSize) {}
+
+    Response answer(const Request& request) const;
+
+ private:
+    const std::size_t elements_;
+    const std::size_t elementSize_;
+};
+
+}  // namespace bench

@@ -1,0 +1,63 @@
+// road-clamp: the library as an application uses it. The callback does nothing but note the time. Runs under
+// scripts/with-client-config, since the path of the library's configuration is fixed.
+
+#include <clampcontrolclient/ClampControlCallbackIf.h>
+#include <clampcontrolclient/ClampControlClient.h>
+#include <csc_logging/CSCLogging.h>
+
+#include <exception>
+#include <future>
+#include <iostream>
+#include <utility>
+
+#include "Arrivals.h"
+
+namespace {
+
+class TimingCallback : public clampcontrolclient::ClampControlCallbackIf {
+ public:
+    explicit TimingCallback(bench::Arrivals& arrivals) : arrivals_(arrivals) {}
+
+    void OnConnectionStateChanged(bool connected) override {
+        if (!std::exchange(wasConnected_, connected)) isConnected.set_value();
+        if (!connected) std::cerr << "the connection was lost" << std::endl;
+    }
+    void OnClampNotification() override {}
+    void OnClampStateChanged(bool switchedOn) override {
+        if (arrivals_.hasPresent()) {
+            arrivals_.arrived(switchedOn);
+        } else {
+            arrivals_.present();
+        }
+    }
+
+    std::promise<void> isConnected;
+
+ private:
+    bench::Arrivals& arrivals_;
+    bool wasConnected_ = false;
+};
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    try {
+        bench::Arrivals arrivals(bench::Arguments(count, arguments, bench::Arrivals::arguments({})));
+        csc_logging::CSCLogging::InitLogging("road-clamp");
+        TimingCallback callback(arrivals);
+        clampcontrolclient::ClampControlClient client;
+        client.AssignCallback(&callback);
+        client.Start();
+        callback.isConnected.get_future().wait();
+        if (client.SubscribeClampControl().empty()) {
+            std::cerr << arguments[0] << ": the subscription has failed" << std::endl;
+            return 1;
+        }
+        const bool isRight = arrivals.waitAndTell();
+        client.Stop();
+        return isRight ? 0 : 1;
+    } catch (const std::exception& exception) {
+        std::cerr << arguments[0] << ": " << exception.what() << std::endl;
+        return 1;
+    }
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+namespace bench {
+
+/// When each message is due. Every time is reckoned from the first one, so that nothing adds up; one that is
+/// late is sent at once.
+class Pace {
+ public:
+    /// @param rate messages per second; 0: all of them at once
+    Pace(std::int64_t begin, std::int64_t rate) : begin_(begin), rate_(rate) {}
+
+    bool isFlood() const { return rate_ == 0; }
+
+    /// In nanoseconds of CLOCK_MONOTONIC.
+    std::int64_t due(std::int64_t number) const {
+        return isFlood() ? begin_ : begin_ + number * 1'000'000'000 / rate_;
+    }
+
+    /// Blocks until the message is due.
+    void waitFor(std::int64_t number) const {
+        if (isFlood()) return;
+        const std::int64_t time = due(number);
+        const timespec until{static_cast<std::time_t>(time / 1'000'000'000),
+                             static_cast<long>(time % 1'000'000'000)};
+        while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) != 0) {
+        }
+    }
+
+ private:
+    std::int64_t begin_;
+    std::int64_t rate_;
+};
+
+}  // namespace bench
