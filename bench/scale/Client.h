@@ -1,0 +1,50 @@
+#pragma once
+
+#include <ZebDataObjects_ZEB/Clampcontrol.h>
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace zeb {
+class DefaultWebsocketManagerFactory;
+class IServiceRegistry;
+class Subscription;
+}  // namespace zeb
+namespace zebutil {
+class SingleThreadAsyncTaskExecutor;
+}
+
+namespace scale {
+
+/// A client that follows any number of elements of the clamp service, over one WebSocket: the platform, put
+/// together as the client framework does it, and typed data objects on top. Owned by main(), whose thread
+/// calls it.
+class Client {
+ public:
+    using Clamp = zebobjects_ZEB::ClampcontrolService::Clamp;
+    /// Called with the number of the subscription, always on the same thread of the platform.
+    using Handler = std::function<void(std::size_t subscription, const Clamp& clamp)>;
+
+    /// Returns once the service is connected.
+    explicit Client(const std::string& serverBaseUri);
+    /// When it has returned no handler runs or will run.
+    ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    /// Asks for the elements "1" to `count`; does not wait for their states.
+    void subscribe(std::size_t count, const Handler& handler);
+
+ private:
+    const std::shared_ptr<zeb::DefaultWebsocketManagerFactory> websockets_;
+    const std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> zebExecutor_;
+    const std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> httpExecutor_;
+    std::shared_ptr<zeb::IServiceRegistry> registry_;
+    std::shared_ptr<zebobjects_ZEB::ClampcontrolService> service_;
+    std::vector<std::shared_ptr<zeb::Subscription>> subscriptions_;
+};
+
+}  // namespace scale

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <JsonText.h>
+#include <MonotonicClock.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+namespace start {
+
+/// What a contestant reached when, in nanoseconds since it was started: the launcher's time, which is the
+/// first argument of every contestant.
+class StartMarks {
+ public:
+    explicit StartMarks(const char* launchedAt) : launchedAt_(std::strtoll(launchedAt, nullptr, 10)) {}
+
+    /// @param time of bench::monotonicNanoseconds()
+    void add(const std::string& name, std::int64_t time) { marks_.add(name, time - launchedAt_); }
+    void print() const { bench::tell("marks", marks_); }
+
+ private:
+    const std::int64_t launchedAt_;
+    bench::JsonText marks_;
+};
+
+}  // namespace start

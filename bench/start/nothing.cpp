@@ -1,0 +1,14 @@
+// How long it takes to get to main() of a program that is linked to what the others are linked to.
+
+#include "StartMarks.h"
+
+int main(int count, char** arguments) {
+    const auto entered = bench::monotonicNanoseconds();
+    if (count < 2) {
+        return 2;
+    }
+    start::StartMarks marks(arguments[1]);
+    marks.add("main", entered);
+    marks.print();
+    return 0;
+}
