@@ -1,27 +1,18 @@
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
+#include <kelo-client/CallbackFuture.h>
 
-#include <future>
 #include <iostream>
-#include <utility>
 
-class Printer : public clampcontrolclient::ClampControlCallbackIf {
- public:
-    std::promise<void> connectedOnce;
-
+struct Printer : clampcontrolclient::ClampControlCallbackIf {
+    kelo_client::CallbackFuture connectedOnce;  // keeps what is set first
     void OnConnectionStateChanged(bool connected) override {
-        std::cout << (connected ? "service connected" : "service gone: subscribe again once it is back")
-                  << std::endl;
-        if (connected && !std::exchange(wasConnected_, true)) connectedOnce.set_value();
+        std::cout << (connected ? "service connected" : "service gone, clamp unknown") << std::endl;
+        if (connected) connectedOnce.Set(kelo_client::CallbackFuture::FutureValue{1});
     }
     void OnClampNotification() override {}
-    void OnClampStateChanged(bool switchedOn) override {
-        std::cout << "terminal 15 is " << (switchedOn ? "on" : "off") << std::endl;
-    }
-
- private:
-    bool wasConnected_ = false;
+    void OnClampStateChanged(bool on) override { std::cout << "terminal 15 on: " << on << std::endl; }
 };
 
 int main() {
@@ -30,10 +21,8 @@ int main() {
     clampcontrolclient::ClampControlClient client;
     client.AssignCallback(&printer);
     client.Start();
-    printer.connectedOnce.get_future().wait();         // for as long as it takes the service to be there
-    const auto uuid = client.SubscribeClampControl();  // here, never inside a callback
-    if (uuid.empty()) return 1;                        // the log says why
-    std::cin.get();                                    // until Enter is pressed
-    client.UnsubscribeClampControl(uuid);
+    printer.connectedOnce.Get();                           // for as long as it takes the service to be there
+    if (client.SubscribeClampControl().empty()) return 1;  // the log says why
+    std::cin.get();                                        // until Enter is pressed
     client.Stop();
 }
