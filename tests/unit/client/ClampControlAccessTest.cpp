@@ -1,4 +1,5 @@
 #include <RecordingAraLog.h>
+#include <SettableClock.h>
 #include <csc_logging/CSCLogging.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -73,8 +74,9 @@ class ClampControlAccessTest : public testing::Test {
     }
 
     /// Also forgets what was told and logged on the way.
-    std::shared_ptr<FakeBus::Subscribed> createSubscribed() {
-        createConnected();
+    std::shared_ptr<FakeBus::Subscribed> createSubscribed(
+        const ClampControlAccess::TimeLimits& timeLimits = {}) {
+        createConnected(timeLimits);
         EXPECT_EQ(sut->SubscribeClampControl(), "c15");
         bus.settle();
         callback.take();
@@ -110,6 +112,7 @@ TEST_F(ClampControlAccessTest, TheStopOfTheClientInterfaceDoesNothing) {
     const auto subscribed = createSubscribed();
     static_cast<clampcontrolclient::ClampControlClientIf&>(*sut).Stop();
     EXPECT_EQ(subscribed->unsubscribes, 0);
+    EXPECT_FALSE(subscribed->released);
 }
 
 TEST_F(ClampControlAccessTest, TellsTheCallbackThatTheServiceConnected) {
@@ -162,6 +165,20 @@ TEST_F(ClampControlAccessTest, DisconnectsWithoutACallback) {
     sut->AssignCallback(nullptr);
     bus.disconnectService();
     EXPECT_THROW(sut->SubscribeClampControl(), std::runtime_error);
+}
+
+TEST_F(ClampControlAccessTest, IsNotReadyAnyMoreWhenItTellsThatTheServiceDisconnected) {
+    createConnected();
+    bool isReady = true;
+    callback.inConnection = [this, &isReady] {
+        try {
+            sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15);
+        } catch (const std::runtime_error&) {
+            isReady = false;
+        }
+    };
+    bus.disconnectService();
+    EXPECT_FALSE(isReady);
 }
 
 TEST_F(ClampControlAccessTest, DropsTheSubscriptionBeforeItTellsThatTheServiceDisconnected) {
@@ -319,20 +336,37 @@ TEST_F(ClampControlAccessTest, IgnoresAnAnswerThatComesTooLate) {
     EXPECT_THAT(logged(), ElementsAre(info + std::string("Service Connected")));
 }
 
-/// How long `work` takes. Only to be compared with a time that it has to wait at least.
-std::chrono::milliseconds durationOf(const std::function<void()>& work) {
-    const auto begin = std::chrono::steady_clock::now();
+/// How long `work` takes on a clock. Only to be compared with a time that it has to wait at least, or with
+/// one that it must not wait at all.
+template <class Clock>
+typename Clock::duration durationOf(const std::function<void()>& work) {
+    const auto begin = Clock::now();
     work();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
+    return Clock::now() - begin;
 }
 
-// The client's clock may be adjusted while the test runs.
-constexpr std::chrono::milliseconds fiveSeconds{4900};
+constexpr std::chrono::seconds fiveSeconds{5};
 
-TEST_F(ClampControlAccessTest, WaitsFiveSecondsForAnAnswer) {
+TEST_F(ClampControlAccessTest, GivesUpAfterFiveSecondsWhenNobodyAnswers) {
     createConnected();
     const UnansweredRequest unanswered(bus);
-    EXPECT_GE(durationOf([this] { sut->SubscribeClampControl(); }), fiveSeconds);
+    std::string uuid = "none";
+    EXPECT_GE(durationOf<std::chrono::system_clock>([&] { uuid = sut->SubscribeClampControl(); }),
+              fiveSeconds);
+    EXPECT_EQ(uuid, "");
+    EXPECT_THAT(logged(), ElementsAre(error + std::string("GetClampControlUuid() request timeout")));
+    EXPECT_THAT(bus.subscriptions(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, WaitsForAnAnswerUntilATimeOfTheSystemClock) {
+    createConnected();
+    const UnansweredRequest unanswered(bus);
+    // Seen from the kernel, which waits, the deadline has passed when it is set.
+    e2e::setSystemClock(std::chrono::hours(-1));
+    const auto lasted = durationOf<std::chrono::steady_clock>([this] { sut->SubscribeClampControl(); });
+    e2e::setSystemClock(std::chrono::seconds(0));
+    EXPECT_LT(lasted, fiveSeconds);
+    EXPECT_THAT(logged(), ElementsAre(error + std::string("GetClampControlUuid() request timeout")));
 }
 
 // ---------------------------------------------------------------------------------------- subscribing
@@ -439,6 +473,25 @@ TEST_F(ClampControlAccessTest, DropsASubscriptionThatTimedOut) {
     EXPECT_TRUE(bus.subscriptions()[0]->released);
 }
 
+TEST_F(ClampControlAccessTest, LogsThatASubscriptionTimedOutThenDropsItThenDecidesItsOutcome) {
+    createConnected(shortFirstNotification);
+    std::vector<std::string> before;
+    bool isDecided = true;
+    bus.onSubscribe = [&](const auto& subscribed) {
+        subscribed->inRelease = [&, watched = std::weak_ptr<FakeBus::Subscribed>(subscribed)] {
+            before = logged();
+            bus.notify(watched.lock(), clampJson("Clamp15", true));
+            // The handler ends when the outcome is decided, which must not come to pass before this returns.
+            isDecided = bus.settlesWithin(std::chrono::milliseconds(100));
+        };
+    };
+    sut->SubscribeClampControl();
+    EXPECT_THAT(before, ElementsAre(error + std::string("Subscription timed out")));
+    EXPECT_FALSE(isDecided);
+    bus.settle();
+    EXPECT_THAT(callback.take(), IsEmpty());
+}
+
 TEST_F(ClampControlAccessTest, IgnoresANotificationAfterTheSubscriptionTimedOut) {
     createConnected(shortFirstNotification);
     bus.onSubscribe = [](const auto&) {};
@@ -472,7 +525,7 @@ TEST_F(ClampControlAccessTest, HoldsUpNoExecutorWhenTheFirstNotificationComesAtT
 TEST_F(ClampControlAccessTest, WaitsFiveSecondsForTheFirstNotification) {
     createConnected();
     bus.onSubscribe = [](const auto&) {};
-    EXPECT_GE(durationOf([this] { sut->SubscribeClampControl(); }), fiveSeconds);
+    EXPECT_GE(durationOf<std::chrono::steady_clock>([this] { sut->SubscribeClampControl(); }), fiveSeconds);
 }
 
 TEST_F(ClampControlAccessTest, ASecondSubscribeReplacesTheFirstSubscription) {
@@ -480,6 +533,39 @@ TEST_F(ClampControlAccessTest, ASecondSubscribeReplacesTheFirstSubscription) {
     sut->SubscribeClampControl();
     EXPECT_TRUE(first->released);
     EXPECT_FALSE(bus.subscriptions().back()->released);
+}
+
+/// Whether notifications of the first subscription still reach the callback, and uuid "c15" still means it.
+void expectKept(FakeBus& bus, ClampControlAccess& sut, RecordingCallback& callback,
+                const std::shared_ptr<FakeBus::Subscribed>& first) {
+    EXPECT_FALSE(first->released);
+    bus.notify(first, clampJson("Clamp15", false));
+    bus.settle();
+    EXPECT_THAT(callback.take(), ElementsAre("notification", "clamp15 false"));
+    sut.UnsubscribeClampControl("c15");
+    EXPECT_EQ(first->unsubscribes, 1);
+}
+
+TEST_F(ClampControlAccessTest, ASecondSubscribeThatFindsNoElementKeepsTheFirstSubscription) {
+    const auto first = createSubscribed();
+    bus.answer = [] { return zeb::ZebResponse(404, ""); };
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    expectKept(bus, *sut, callback, first);
+}
+
+TEST_F(ClampControlAccessTest, ASecondSubscribeThatIsRefusedKeepsTheFirstSubscription) {
+    const auto first = createSubscribed();
+    bus.onSubscribe = [](const auto&) { throw std::runtime_error("not open"); };
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    expectKept(bus, *sut, callback, first);
+}
+
+TEST_F(ClampControlAccessTest, ASecondSubscribeThatTimesOutKeepsNeitherSubscription) {
+    const auto first = createSubscribed({std::chrono::seconds(5), std::chrono::seconds(1)});
+    bus.onSubscribe = [](const auto&) {};
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_TRUE(first->released);
+    EXPECT_TRUE(bus.subscriptions().back()->released);
 }
 
 // ---------------------------------------------------------------------------------------- notifications
@@ -563,6 +649,15 @@ TEST_F(ClampControlAccessTest, DoesNothingWithoutASubscription) {
     createConnected();
     sut->UnsubscribeClampControl("");
     EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(ClampControlAccessTest, UnsubscribesAndLogsAgainWhenItIsToldToAgain) {
+    const auto subscribed = createSubscribed();
+    sut->UnsubscribeClampControl("c15");
+    sut->UnsubscribeClampControl("c15");
+    EXPECT_EQ(subscribed->unsubscribes, 2);
+    EXPECT_THAT(logged(), ElementsAre(info + std::string("Unsubscribed uuid = c15"),
+                                      info + std::string("Unsubscribed uuid = c15")));
 }
 
 TEST_F(ClampControlAccessTest, KeepsTheSubscriptionThatItUnsubscribed) {

@@ -7,15 +7,20 @@
 #include <csc_logging/CSCLogging.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <zeb/IWebsocketManager.h>
 #include <zeb/Service.h>
+#include <zeb/Subscription.h>
+#include <zeb/ZebAccessor.h>
 
 #include <csignal>
 #include <cstdio>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "FakePlatform.h"
 #include "RecordingCallback.h"
@@ -62,9 +67,50 @@ void failConstruction() {
     fake_platform::whenRegistryIsMade([] { throw std::runtime_error("no registry"); });
 }
 
-void connectService() {
+constexpr auto clamp = R"({"id":"c15","type":"Clamp15","isSwitchedOn":true})";
+
+class SayingSubscription : public zeb::Subscription {
+ public:
+    ~SayingSubscription() override { say("subscription: released"); }
+    std::string getUuidOfElement() const override { return "c15"; }
+    void unsubscribe() override { say("subscription: unsubscribe"); }
+};
+
+/// Notifies each subscription once, on a thread of its own.
+class SayingWebsocket : public zeb::IWebsocketManager {
+ public:
+    std::shared_ptr<zeb::Subscription> subscribe(const std::string& /*path*/, const std::string& /*uuid*/,
+                                                 DataHandler handler, EndedHandler /*ended*/) override {
+        notification_ = std::async(std::launch::async, [handler = std::move(handler)] { handler(clamp); });
+        return std::make_shared<SayingSubscription>();
+    }
+    void unsubscribeFromAll() override {}
+    void close(const std::string& /*reason*/) override {}
+    void stop() override {}
+
+    void awaitEndOfNotification() { notification_.get(); }
+
+ private:
+    std::future<void> notification_;
+};
+
+void connectService(std::shared_ptr<SayingWebsocket> websocket = std::make_shared<SayingWebsocket>()) {
     auto& listener = fake_platform::lastListener();
-    listener.connected(listener.createService(nullptr, nullptr));
+    listener.connected(listener.createService(
+        std::make_shared<zeb::ZebAccessor>(nullptr, nullptr, nullptr, nullptr), std::move(websocket)));
+}
+
+/// A client that has told `callback` of its first notification.
+std::unique_ptr<ClampControlClient> subscribedClient(RecordingCallback& callback) {
+    fake_platform::whenFindFirst([](const auto& request) { request.success(clamp); });
+    auto client = std::make_unique<ClampControlClient>();
+    client->AssignCallback(&callback);
+    client->Start();
+    const auto websocket = std::make_shared<SayingWebsocket>();
+    connectService(websocket);
+    say("subscribed " + client->SubscribeClampControl());
+    websocket->awaitEndOfNotification();
+    return client;
 }
 
 // ---------------------------------------------------------------------------------------- construction
@@ -135,7 +181,16 @@ TEST(ClampControlClient, SharesItsBaseWithALaterClient) {
                   const ClampControlClient sut;
                   sayLog();
               }),
-              "");
+              "client services: made for \"ClampControl client\"\n");
+}
+
+TEST(ClampControlClient, DescribesItselfToThePlatform) {
+    EXPECT_THAT(saidBy([] {
+                    mark();
+                    const ClampControlClient sut;
+                }),
+                EndsWith("element registry: made\n"
+                         "client services: made for \"ClampControl client\"\n"));
 }
 
 #ifndef NDEBUG
@@ -198,6 +253,28 @@ TEST(ClampControlClient, CannotSubscribeBeforeTheServiceHasConnected) {
               "threw ClampControl client not ready\n");
 }
 
+TEST(ClampControlClient, SubscribesToTheElementThatIsFound) {
+    EXPECT_THAT(saidBy([] {
+                    RecordingCallback callback;
+                    mark();
+                    const auto sut = subscribedClient(callback);
+                }),
+                HasSubstr("subscribed c15\n"));
+}
+
+TEST(ClampControlClient, LogsNothingOfAnErrorWithoutResponse) {
+    EXPECT_EQ(saidBy([] {
+                  fake_platform::whenFindFirst([](const auto& request) { request.error(nullptr); });
+                  ClampControlClient sut;
+                  sut.Start();
+                  connectService();
+                  mark();
+                  say("subscribed \"" + sut.SubscribeClampControl() + "\"");
+                  sayLog();
+              }),
+              "subscribed \"\"\n");
+}
+
 TEST(ClampControlClient, DoesNothingWhenItIsToUnsubscribeWhatItNeverSubscribed) {
     EXPECT_EQ(saidBy([] {
                   ClampControlClient sut;
@@ -253,6 +330,31 @@ TEST(ClampControlClient, CallsNobodyOnceItWasStoppedInsideACallback) {
                     }
                 }),
                 "");
+}
+
+TEST(ClampControlClient, KeepsItsSubscriptionWhenItIsStopped) {
+    EXPECT_EQ(saidBy([] {
+                  RecordingCallback callback;
+                  auto sut = subscribedClient(callback);
+                  mark();
+                  sut->Stop();
+                  say("returned");
+                  sut.reset();
+              }),
+              stopped + "returned\nsubscription: released\n");
+}
+
+TEST(ClampControlClient, KeepsItsListenerWhenItIsStopped) {
+    EXPECT_EQ(saidBy([] {
+                  RecordingCallback callback;
+                  const auto sut = subscribedClient(callback);
+                  sut->Stop();
+                  mark();
+                  fake_platform::lastListener().disconnected();
+                  sayLog();
+              }),
+              "subscription: released\n"
+              "log: 4 Clamp Control Client: Service disconnected\n");
 }
 
 TEST(ClampControlClient, StopsNothingWhenItIsDestroyedWithoutStop) {

@@ -27,7 +27,10 @@ class FakeSubscription : public zeb::Subscription {
  public:
     explicit FakeSubscription(std::shared_ptr<FakeBus::Subscribed> subscribed)
         : subscribed_(std::move(subscribed)) {}
-    ~FakeSubscription() override { subscribed_->released = true; }
+    ~FakeSubscription() override {
+        subscribed_->released = true;
+        subscribed_->inRelease();
+    }
 
     std::string getUuidOfElement() const override { return subscribed_->uuid; }
     void unsubscribe() override { ++subscribed_->unsubscribes; }
@@ -158,9 +161,14 @@ void FakeBus::notify(const std::shared_ptr<Subscribed>& subscription, const std:
 }
 
 void FakeBus::settle() {
+    while (!settlesWithin(std::chrono::hours(1))) {
+    }
+}
+
+bool FakeBus::settlesWithin(std::chrono::milliseconds limit) {
     const auto reached = std::make_shared<std::promise<void>>();
     zebExecutor_->add([reached] { reached->set_value(); }, "settle");
-    reached->get_future().wait();
+    return reached->get_future().wait_for(limit) == std::future_status::ready;
 }
 
 void FakeBus::refuseRequests() {

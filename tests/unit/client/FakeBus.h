@@ -7,6 +7,7 @@
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -32,6 +33,9 @@ class FakeBus {
         zeb::IWebsocketManager::DataHandler handler;
         std::atomic<int> unsubscribes{0};
         std::atomic<bool> released{false};
+        /// Called when it is released, on the thread that does. Set it while the subscription is in the
+        /// making.
+        std::function<void()> inRelease = [] {};
     };
 
     FakeBus();
@@ -61,6 +65,8 @@ class FakeBus {
 
     /// Returns when all that was queued for the client has run.
     void settle();
+    /// As settle(), but no longer than this; gives whether it has run.
+    bool settlesWithin(std::chrono::milliseconds limit);
 
     /// Makes requests fail where they are issued.
     void refuseRequests();

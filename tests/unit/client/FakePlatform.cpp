@@ -3,7 +3,9 @@
 #include <zeb/DefaultWebsocketManagerFactory.h>
 #include <zeb/ElementRegistry.h>
 #include <zeb/HttpAccessFactory.h>
+#include <zeb/ZebClientServices.h>
 #include <zebutil/ILogger.h>
+#include <zebutil/JsonObject.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
 #include <cstdio>
@@ -23,6 +25,8 @@ T& immortal() {
 }
 
 struct Actions {
+    std::function<void()> whenAccessFactoryIsMade = [] {};
+    std::function<void(const fake_platform::FindFirst&)> whenFindFirst = [](const auto&) {};
     std::function<void()> whenRegistryIsMade = [] {};
     std::function<void()> whenExecutorStops = [] {};
 };
@@ -33,6 +37,14 @@ namespace fake_platform {
 
 RegistryArguments takeRegistryArguments() {
     return std::exchange(immortal<RegistryArguments>(), {});
+}
+
+void whenAccessFactoryIsMade(std::function<void()> action) {
+    immortal<Actions>().whenAccessFactoryIsMade = std::move(action);
+}
+
+void whenFindFirst(std::function<void(const FindFirst&)> action) {
+    immortal<Actions>().whenFindFirst = std::move(action);
 }
 
 void whenRegistryIsMade(std::function<void()> action) {
@@ -79,10 +91,35 @@ void DefaultWebsocketManagerFactory::removeClient(const std::string& clientName)
 HttpAccessFactory::HttpAccessFactory(std::shared_ptr<zebutil::PocoHttpSessionFactory> sessionFactory)
     : sessionFactory_(std::move(sessionFactory)) {
     say(sessionFactory_ ? "HTTP access factory: made" : "HTTP access factory: made without session factory");
+    immortal<Actions>().whenAccessFactoryIsMade();
 }
 
 std::shared_ptr<ITpAccess> HttpAccessFactory::createAccess(const TpEndpoint& /*endpoint*/) {
     return nullptr;
+}
+
+void ZebAccessor::findFirstUntyped(XObjectDescriptor /*descriptor*/, ElementFactory elementFactory,
+                                   UntypedSuccessHandler success, ErrorHandler error) {
+    const auto found = [elementFactory = std::move(elementFactory),
+                        success = std::move(success)](const std::string& json) {
+        success(elementFactory(zebutil::JsonObject::parse(json)), std::make_shared<ZebResponse>(200, json));
+    };
+    immortal<Actions>().whenFindFirst({found, std::move(error)});
+}
+
+ZebClientServices::ZebClientServices(std::string clientName,
+                                     std::shared_ptr<IServiceRegistry> serviceRegistry,
+                                     std::shared_ptr<zebutil::LoggerFactory> loggerFactory,
+                                     std::shared_ptr<ElementRegistry> elementRegistry,
+                                     std::shared_ptr<Properties> properties,
+                                     std::shared_ptr<zebutil::JsonObject> valueDictionary)
+    : clientName_(std::move(clientName)),
+      serviceRegistry_(std::move(serviceRegistry)),
+      loggerFactory_(std::move(loggerFactory)),
+      elementRegistry_(std::move(elementRegistry)),
+      properties_(std::move(properties)),
+      valueDictionary_(std::move(valueDictionary)) {
+    say("client services: made for \"" + clientName_ + "\"");
 }
 
 class ZebServiceRegistry::Impl {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <zeb/UntypedServiceListener.h>
+#include <zeb/ZebAccessor.h>
 #include <zeb/ZebServiceRegistry.h>
 
 #include <functional>
@@ -27,6 +28,19 @@ struct RegistryArguments {
 
 /// Of the last registry. Holds what it names, so take() it.
 RegistryArguments takeRegistryArguments();
+
+/// Called when an access factory is made.
+void whenAccessFactoryIsMade(std::function<void()> action);
+
+/// A find-first request, to be answered by the test.
+struct FindFirst {
+    /// Given the JSON text of the element.
+    std::function<void(const std::string& json)> success;
+    zeb::ZebAccessor::ErrorHandler error;
+};
+
+/// Called when an element is looked for, on the thread that does.
+void whenFindFirst(std::function<void(const FindFirst&)> action);
 
 /// Called when a registry is made, before anything else; may throw.
 void whenRegistryIsMade(std::function<void()> action);

@@ -132,6 +132,18 @@ TEST(CallbackFuture, HasNoStateToWaitForAfterAGetThatHadToWait) {
     FAIL() << "no Get ever had to wait";
 }
 
+TEST(CallbackFuture, HasNoStateToGetOnceAValueThatIsNoneWasFetched) {
+    CallbackFuture sut;
+    sut.Set(FutureValue::Unknown);
+    sut.Get();
+    try {
+        sut.Get();
+        FAIL() << "did not throw";
+    } catch (const std::future_error& error) {
+        EXPECT_EQ(error.code(), std::future_errc::no_state);
+    }
+}
+
 TEST(CallbackFuture, CannotBeCopied) {
     EXPECT_FALSE(std::is_copy_constructible_v<CallbackFuture>);
     EXPECT_FALSE(std::is_copy_assignable_v<CallbackFuture>);

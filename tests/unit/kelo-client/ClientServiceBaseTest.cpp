@@ -152,6 +152,18 @@ TEST(ClientServiceBase, LoadsTheConfiguration) {
                 HasSubstr("log: Config file does not exist: /nowhere/at/all.json\n"));
 }
 
+TEST(ClientServiceBase, LoadsTheConfigurationAfterTheAccessFactoryAndBeforeTheExecutors) {
+    EXPECT_THAT(saidBy([] {
+                    fake_platform::whenAccessFactoryIsMade(
+                        [] { csc_logging::CSCLogging::LogInfo("access factory: made"); });
+                    filledBase("/nowhere/at/all.json");
+                    sayLog();
+                }),
+                HasSubstr("log: access factory: made\n"
+                          "log: Config file does not exist: /nowhere/at/all.json\n"
+                          "log: ***ZebExecutor: made\n"));
+}
+
 TEST(ClientServiceBase, IsFilledOnce) {
     EXPECT_THAT(saidBy([] {
                     const auto first = filledBase();

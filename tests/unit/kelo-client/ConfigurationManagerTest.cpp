@@ -12,6 +12,8 @@
 #include <memory>
 #include <string>
 
+#include "LimitedAllocation.h"
+
 namespace {
 
 using ara::log::LogLevel;
@@ -143,6 +145,30 @@ TEST_F(ConfigurationManagerTest, LogsARootThatIsNotAnObject) {
                 isRecord(LogLevel::kError,
                          testing::MatchesRegex("Loading config file failed, error: .*Can not convert .* "
                                                "to .*\\.")));
+    expectDefaults(sut);
+}
+
+TEST_F(ConfigurationManagerTest, LogsARootThatIsNullOrAnotherScalar) {
+    for (const char* const content : {"null", "true", "5", R"("services")"}) {
+        const ConfigurationManager sut = loaded(content);
+        EXPECT_THAT(RecordingAraLog::records().back(),
+                    isRecord(LogLevel::kError, StartsWith("Loading config file failed, error: ")))
+            << content;
+        expectDefaults(sut);
+    }
+}
+
+TEST_F(ConfigurationManagerTest, LogsAnExceptionThatIsNotOfTheJsonLibrary) {
+    const auto file = directory.write("config.json", R"({"services": {"ClampControl": {"serverBaseUri": ")" +
+                                                         std::string(2'000'000, 'x') + "\"}}}");
+    ConfigurationManager sut(file.string());
+    {
+        const test_support::LimitedAllocation limited(1'000'000);
+        sut.load();
+    }
+    EXPECT_THAT(RecordingAraLog::records(),
+                ElementsAre(isRecord(LogLevel::kInfo, StartsWith("Found config file: ")),
+                            isRecord(LogLevel::kError, "Unknown exception when loading config file ")));
     expectDefaults(sut);
 }
 
