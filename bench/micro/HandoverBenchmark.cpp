@@ -1,7 +1,6 @@
 // What hands something from one thread to another: the callback future, and the executor.
 
 #include <kelo-client/CallbackFuture.h>
-#include <sched.h>
 #include <semaphore.h>
 #include <zebutil/LoggerFactory.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
@@ -14,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "OneProcessor.h"
 #include "Subject.h"
 
 namespace {
@@ -168,24 +168,10 @@ void addExecutor() {
     thousand.reference("boost_asio", burst<AsioPool>)->UseRealTime();
 }
 
-/// Keeps the process on one processor. Where the scheduler puts two threads decides more than what either
-/// contender does: a wake-up costs ten times as much when it goes to another, sleeping processor.
-void stayOnOneProcessor() {
-    cpu_set_t allowed;
-    if (::sched_getaffinity(0, sizeof allowed, &allowed) != 0) return;
-    for (int processor = CPU_SETSIZE - 1; processor >= 0; --processor) {
-        if (!CPU_ISSET(processor, &allowed)) continue;
-        CPU_ZERO(&allowed);
-        CPU_SET(processor, &allowed);
-        static_cast<void>(::sched_setaffinity(0, sizeof allowed, &allowed));
-        return;
-    }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-    stayOnOneProcessor();
+    micro::stayOnOneProcessor();
     addCallbackFuture();
     addExecutor();
     benchmark::Initialize(&argc, argv);

@@ -22,6 +22,7 @@
 #include <thread>
 
 #include "DrainedPipe.h"
+#include "OneProcessor.h"
 #include "Subject.h"
 
 namespace {
@@ -188,6 +189,7 @@ bool reaches(const micro::DrainedPipe& pipe, Log log) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    micro::stayOnOneProcessor();  // with the threads that empty the pipes
     std::string directory = std::filesystem::temp_directory_path() / "micro-logging-XXXXXX";
     if (::mkdtemp(directory.data()) == nullptr) throw std::runtime_error("no temporary directory");
     int result = 0;
