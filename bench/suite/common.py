@@ -257,6 +257,12 @@ def markdown_table(head, rows):
     return "".join("| " + " | ".join(str(cell) for cell in line) + " |\n" for line in lines)
 
 
+def goal_table(goals):
+    """Of a list of {"goal": text, "measured": text, "met": bool}."""
+    rows = [[goal["goal"], goal["measured"], "met" if goal["met"] else "missed"] for goal in goals]
+    return markdown_table(["goal", "measured", ""], rows)
+
+
 def machine():
     """What the figures were measured on."""
     model = "unknown"
