@@ -4,7 +4,9 @@
 #include <ZebDataObjects_ZEB/Immobilizer.h>
 #include <ZebDataObjects_ZEB/Servicemanagement.h>
 #include <zebutil/JsonObject.h>
+#include <zebutil/Optional.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +15,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Require.h"
 #include "SilentLogger.h"
@@ -37,26 +40,67 @@ bool isOfTheTable(const std::string& printed) {
     return printed.rfind("unknown value", 0) != 0;
 }
 
+template <typename S, typename E>
+bool hasLiterals(const zebutil::Optional<E>& value) {
+    return isOfTheTable(S::to_string(value));
+}
+
+template <typename S, typename E>
+bool hasLiterals(const zebutil::Optional<std::vector<E>>& values) {
+    return !values || std::all_of(values.getValue().begin(), values.getValue().end(),
+                                  [](E value) { return isOfTheTable(S::to_string(value)); });
+}
+
+/// Every enumeration value that a fill has kept is one of its table.
+template <typename S, typename... Values>
+void requireLiteralsOf(const Values&... values) {
+    require((hasLiterals<S>(values) && ...), "a kept value has a literal");
+}
+
 template <typename R>
 void requireLiterals(const R&) {}
 
 void requireLiterals(const ClampcontrolService::Clamp& element) {
-    require(isOfTheTable(ClampcontrolService::to_string(element.getType())), "a kept type has a literal");
+    requireLiteralsOf<ClampcontrolService>(element.getType());
 }
 
 void requireLiterals(const ClampcontrolService::Notification& element) {
-    require(isOfTheTable(ClampcontrolService::to_string(element.getType())), "a kept type has a literal");
+    requireLiteralsOf<ClampcontrolService>(element.getType());
 }
 
 void requireLiterals(const ClampcontrolService::SpecialState& element) {
-    require(isOfTheTable(ClampcontrolService::to_string(element.getFunctionStatus())) &&
-                isOfTheTable(ClampcontrolService::to_string(element.getImmobilizerRequest())) &&
-                isOfTheTable(ClampcontrolService::to_string(element.getRequestingFunction())),
-            "a kept value has a literal");
+    requireLiteralsOf<ClampcontrolService>(element.getFunctionStatus(), element.getImmobilizerRequest(),
+                                           element.getRequestingFunction());
 }
 
 void requireLiterals(const ImmobilizerService::Notification& element) {
-    require(isOfTheTable(ImmobilizerService::to_string(element.getType())), "a kept type has a literal");
+    requireLiteralsOf<ImmobilizerService>(element.getType());
+}
+
+void requireLiterals(const ServicemanagementService::AllUsersTransactionActivationType& element) {
+    requireLiteralsOf<ServicemanagementService>(element.getDisabledReason());
+}
+
+void requireLiterals(const ServicemanagementService::ConnectionState& element) {
+    requireLiteralsOf<ServicemanagementService>(element.getConnectionState());
+}
+
+void requireLiterals(const ServicemanagementService::HttpOperationType& element) {
+    requireLiteralsOf<ServicemanagementService>(
+        element.getAuthorizationLevel(), element.getTlsClientKeyIdType(),
+        element.getTlsServerTimeTrustLevel(), element.getVehicleIntegrationTlsMode());
+}
+
+void requireLiterals(const ServicemanagementService::MqttOperationType& element) {
+    requireLiteralsOf<ServicemanagementService>(element.getPayloadSecurityLevel());
+}
+
+void requireLiterals(const ServicemanagementService::TransactionActivationType& element) {
+    requireLiteralsOf<ServicemanagementService>(element.getDisabledReason());
+}
+
+void requireLiterals(const ServicemanagementService::TransactionType& element) {
+    requireLiteralsOf<ServicemanagementService>(element.getPrivacyGroups());
 }
 
 template <typename R>
