@@ -29,7 +29,6 @@ namespace {
 
 using csc_logging::CSCLogEntry;
 using csc_logging::CSCLogging;
-using micro::repeat;
 using micro::Subject;
 
 /// What the four kinds of pieces are made of; kept from the optimiser, which would make the text beforehand.
