@@ -111,29 +111,53 @@ class Scanner {
     }
 
     void skipString() {
-        ++position_;
-        while (true) {
-            position_ = text_.find_first_of("\"\\", position_);
-            if (position_ == std::string_view::npos || position_ + 1 > text_.size()) {
+        const std::size_t begin = ++position_;
+        do {
+            position_ = text_.find('"', position_);
+            if (position_ == std::string_view::npos) {
                 position_ = text_.size();
                 refuse("the end of a string");
             }
-            if (text_[position_] == '"') {
-                ++position_;
-                return;
-            }
-            position_ += 2;  // a backslash and what it escapes
+            ++position_;
+        } while (isEscaped(begin, position_ - 1));
+    }
+
+    // Whether an odd number of backslashes stands before it; the text begins at `begin`.
+    bool isEscaped(std::size_t begin, std::size_t position) const {
+        std::size_t unescaped = position;
+        while (unescaped > begin && text_[unescaped - 1] == '\\') {
+            --unescaped;
         }
+        return (position - unescaped) % 2 == 1;
     }
 
     void skipScalar() {
         const std::size_t begin = position_;
-        position_ = text_.find_first_of(",:[]{}\" \t\r\n", position_);
-        if (position_ == std::string_view::npos) {
-            position_ = text_.size();
+        while (position_ < text_.size() && !endsScalar(text_[position_])) {
+            ++position_;
         }
         if (position_ == begin) {
             refuse("a value");
+        }
+    }
+
+    // Not find_first_of(), here and for strings: that is a call of memchr() for each byte of the text.
+    static bool endsScalar(char character) {
+        switch (character) {
+            case ',':
+            case ':':
+            case '[':
+            case ']':
+            case '{':
+            case '}':
+            case '"':
+            case ' ':
+            case '\t':
+            case '\r':
+            case '\n':
+                return true;
+            default:
+                return false;
         }
     }
 
