@@ -2,6 +2,7 @@
 
 #include <boost/beast/http/field.hpp>
 #include <boost/beast/http/status.hpp>
+#include <charconv>
 #include <string>
 
 #include "ElementText.h"
@@ -23,10 +24,8 @@ HttpAnswers::Response HttpAnswers::answer(const Request& request) const {
             data += (id == 1 ? "[" : ",") + elementText(id, false, elementSize_);
         }
         data += ']';
-    } else {
-        for (std::size_t id = 1; id <= elements_; ++id) {
-            if (path == elementUri(id)) data = elementText(id, false, elementSize_);
-        }
+    } else if (const std::size_t id = elementAt(path); id != 0) {
+        data = elementText(id, false, elementSize_);
     }
     Response response;
     response.version(request.version());
@@ -41,6 +40,13 @@ HttpAnswers::Response HttpAnswers::answer(const Request& request) const {
     }
     response.prepare_payload();
     return response;
+}
+
+std::size_t HttpAnswers::elementAt(const std::string& path) const {
+    std::size_t id = 0;
+    const std::size_t begin = path.rfind('/') + 1;
+    std::from_chars(path.data() + begin, path.data() + path.size(), id);
+    return id >= 1 && path == elementUri(id) ? id : 0;
 }
 
 }  // namespace bench

@@ -3,6 +3,7 @@
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <cstddef>
+#include <string>
 
 namespace bench {
 
@@ -17,6 +18,9 @@ class HttpAnswers {
         : elements_(elements), elementSize_(elementSize) {}
 
     Response answer(const Request& request) const;
+
+    /// The id of the element with that bus path, 0 when it is none of this collection.
+    std::size_t elementAt(const std::string& path) const;
 
  private:
     const std::size_t elements_;

@@ -105,8 +105,15 @@ void Peer::onText(const std::string& text) {
     const std::string requestId = member(text, "requestId");
     std::string subscriptionId = member(text, "subscriptionId");
     if (action == "subscribe") {
-        const std::string path = member(text, "path");
-        const std::size_t element = std::stoul(path.substr(path.rfind('/') + 1));
+        const std::size_t element = bus_.answers().elementAt(member(text, "path"));
+        if (element == 0) {
+            waiting_ += frame(
+                FrameReader::TEXT,
+                R"({"action":"subscribe","requestId":")" + requestId +
+                    R"(","error":{"number":404,"reason":"unavailable_data","message":"no such element"},)"
+                    R"("ts":"2026-01-31T12:34:56.123456Z"})");
+            return;
+        }
         subscriptionId = std::to_string(frames_.size() + 1);
         frames_.emplace_back(element, bus_.elementSize(), subscriptionId);
     }

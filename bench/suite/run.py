@@ -12,6 +12,7 @@ import pathlib
 import subprocess
 import sys
 import time
+import traceback
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE))
@@ -57,7 +58,9 @@ def main():
         started = time.monotonic()
         try:
             results = group.run(options)
-        except (common.Failure, OSError, subprocess.SubprocessError) as failure:
+        except Exception as failure:  # the other groups have their turn all the same
+            if not isinstance(failure, (common.Failure, subprocess.SubprocessError)):
+                traceback.print_exc()
             print(f"{group.NAME} has failed: {failure}", file=sys.stderr, flush=True)
             failed.append(group.NAME)
             continue
