@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <limits>
 #include <utility>
 
@@ -16,7 +17,7 @@ void appendNumber(std::string& text, Integer value, int base = 10) {
         digits;  // a minus sign and one digit more than fit
     static_assert(sizeof(Integer) <= sizeof(long));
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, base).ptr;
-    text.append(digits.data(), end);
+    text.append(digits.data(), static_cast<std::size_t>(end - digits.data()));
 }
 
 }  // namespace
