@@ -196,6 +196,106 @@ TEST_F(ServiceRegistryContract, AsksForTheServicesAgainWhenTheRegistryServiceEnd
     EXPECT_EQ(states.next(), "disconnected");
 }
 
+/// A registry service that says what the test wants it to, and a second place where the service is too.
+class RegistryEntriesContract : public ServiceRegistryContract {
+ protected:
+    RegistryEntriesContract() {
+        other.loadText(R"({"services":{"Lighting":{"lamps":[{"id":"1","level":77}]}}})");
+        other.start();
+    }
+
+    void TearDown() override { stop(); }
+
+    void connectInDynamicMode() {
+        createRegistry(Mode::DynamicOnly);
+        listen();
+        ASSERT_EQ(states.next(), "connected");
+    }
+
+    static std::string entryAt(const zebbussim::BusSimulator& place) {
+        return R"({"id":"Lighting","name":"Lighting","uri":"/serviceregistry/services/Lighting",)"
+               R"("serverBaseUri":")" +
+               place.baseUri() + R"(","serverBasePath":")" + place.basePath() + "\"}";
+    }
+
+    // The next notification of the list, after `number` - 1 others.
+    void tellServices(const std::string& list, int number = 1) {
+        bus.sendText("/serviceregistry/services", R"({"action":"subscription","subscriptionId":"1","seq":)" +
+                                                      std::to_string(number) + ",\"data\":" + list + "}");
+    }
+
+    zebbussim::BusSimulator other;
+};
+
+// P11, P12
+TEST_F(RegistryEntriesContract, FollowsAServiceThatMoves) {
+    connectInDynamicMode();
+    tellServices("[" + entryAt(other) + "]");
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_EQ(states.next(), "connected");
+    const auto subscription = subscribe(service());
+    EXPECT_EQ(levels.next(), 77);
+    EXPECT_TRUE(bus.waitForWebSockets("Lighting", 0, LIMIT)) << "still connected at the old place";
+}
+
+// P11
+TEST_F(RegistryEntriesContract, LooksForElementsWhereAServiceHasMovedTo) {
+    connectInDynamicMode();
+    tellServices("[" + entryAt(other) + "]");
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_EQ(states.next(), "connected");
+    contract::Received<std::int64_t> found;
+    service()->getAccessor()->findFirst<contract::Lamp>(
+        contract::LampDescriptor(),
+        [&found](const auto& lamp, const auto&) { found.push(lamp ? lamp->level() : -1); },
+        [&found](const auto&) { found.push(-2); });
+    EXPECT_EQ(found.next(), 77);
+}
+
+// P11
+TEST_F(RegistryEntriesContract, StaysConnectedWhenTheSameAddressIsToldAgain) {
+    connectInDynamicMode();
+    tellServices("[" + entryAt(bus) + "]", 1);
+    tellServices("[" + entryAt(other) + "]", 2);
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_EQ(states.next(), "connected");
+    EXPECT_EQ(bus.handshakeCount("Lighting"), 1U);
+}
+
+// P11
+TEST_F(RegistryEntriesContract, TakesTheFirstOfTwoEntriesOfOneName) {
+    connectInDynamicMode();
+    tellServices("[" + entryAt(other) + "," + entryAt(bus) + "]");
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_EQ(states.next(), "connected");
+    const auto subscription = subscribe(service());
+    EXPECT_EQ(levels.next(), 77);
+}
+
+// P11
+TEST_F(RegistryEntriesContract, IgnoresAndLogsBrokenEntries) {
+    connectInDynamicMode();
+    tellServices(R"([5,null,{},{"name":"Lighting"},
+        {"name":"Lighting","serverBaseUri":"nowhere","serverBasePath":"/"},
+        {"name":null,"serverBaseUri":"http://127.0.0.1:1","serverBasePath":"/"},)" +
+                 entryAt(bus) + "]");
+    EXPECT_TRUE(log->waitFor(" of the service registry ignored: ", LIMIT, 6));
+    EXPECT_TRUE(log->contains("entry 5 of the service registry ignored: "));
+    drainExecutor();
+    EXPECT_EQ(states.size(), 0U);
+}
+
+// P3, P11
+TEST_F(RegistryEntriesContract, KeepsWhatItKnowsWhenToldSomethingThatIsNoList) {
+    connectInDynamicMode();
+    tellServices(R"({"Lighting":1})", 1);
+    EXPECT_TRUE(log->waitFor("task \"notification of /serviceregistry/services\" threw: "));
+    drainExecutor();
+    EXPECT_EQ(states.size(), 0U);
+    tellServices("[]", 2);
+    EXPECT_EQ(states.next(), "disconnected");
+}
+
 // P17
 TEST_F(ServiceRegistryContract, AsksNoRegistryServiceWhenTheConfigurationKnowsEverything) {
     createRegistry(Mode::StaticBeforeDynamic);

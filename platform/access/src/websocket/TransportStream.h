@@ -5,9 +5,12 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/stream.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/role.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/teardown.hpp>
+#include <chrono>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -61,14 +64,38 @@ inline void beast_close_socket(TransportStream& stream) {
 }
 
 /// How the WebSocket ends its transport after the closing handshake. The WebSocket manager closes the socket
-/// right after, so there is nothing to wait for; a TLS peer has been told by the WebSocket's own close frame.
+/// right after; a TLS peer has been told by the WebSocket's own close frame.
 inline void teardown(boost::beast::role_type role, TransportStream& stream, boost::beast::error_code& error) {
     boost::beast::websocket::teardown(role, stream.socket(), error);
 }
 
+/// Waits for the peer to end the connection, so that what was sent last arrives, but not longer than this:
+/// the WebSocket has no limit of its own when the peer's close frame or its breach of the protocol is what
+/// ends it.
+constexpr std::chrono::seconds TEARDOWN_TIME_LIMIT{1};
+
 template <class Handler>
 void async_teardown(boost::beast::role_type role, TransportStream& stream, Handler&& handler) {
-    boost::beast::websocket::async_teardown(role, stream.socket(), std::forward<Handler>(handler));
+    enum class State { Waiting, Late, Over };
+    const auto state = std::make_shared<State>(State::Waiting);
+    const auto timer =
+        std::make_shared<boost::asio::steady_timer>(stream.get_executor(), TEARDOWN_TIME_LIMIT);
+    timer->async_wait([state, &stream](const boost::beast::error_code& error) {
+        // Until it is over, who waits for it keeps the stream.
+        if (!error && *state == State::Waiting) {
+            *state = State::Late;
+            beast_close_socket(stream);
+        }
+    });
+    boost::beast::websocket::async_teardown(
+        role, stream.socket(),
+        [state, timer, handler = std::forward<Handler>(handler)](boost::beast::error_code error) mutable {
+            timer->cancel();
+            if (std::exchange(*state, State::Over) == State::Late) {
+                error = {};  // why the WebSocket ends is known, and more to the point
+            }
+            handler(error);
+        });
 }
 
 }  // namespace zeb
