@@ -138,6 +138,7 @@ void Peer::sendChange(bool isSwitchedOn) {
 }
 
 void Peer::flood(std::int64_t count, std::function<void()> done) {
+    floodNext_ = 0;
     floodEnd_ = count;
     floodDone_ = std::move(done);
     fillFromFlood();
