@@ -81,11 +81,17 @@ ZebResponse HttpAccess::exchange(const std::string& method, const std::string& t
         if (isKeptSession) {
             try {
                 return exchangeOnce(method, target, body, deadline);
+            } catch (const Poco::Net::NoMessageException&) {
+                // The server may close a kept connection at any time, and then not a byte of an answer comes
+                // on it.
+                session_->reset();
             } catch (const Poco::Net::MessageException&) {
                 throw;  // an answer had begun: asking again could do twice what was asked
             } catch (const Poco::Net::NetException&) {
-                // The server may close a kept connection at any time, and then not a byte of an answer comes
-                // on it.
+                // Nobody knows whether an answer had begun.
+                if (method != Poco::Net::HTTPRequest::HTTP_GET) {
+                    throw;
+                }
                 session_->reset();
             }
         }

@@ -8,8 +8,11 @@
 #include <chrono>
 #include <functional>
 #include <future>
+#include <memory>
+#include <ostream>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -142,6 +145,102 @@ TEST(HttpAccess, AsksOnceMoreWhenAKeptConnectionWasClosed) {
     EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
     EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
     EXPECT_EQ(connections, 2);
+}
+
+// ------------------------------------------------------------------ answers that break off on a kept
+// connection
+
+struct BrokenAnswer {
+    const char* name;
+    std::string begin;
+    bool isReset;
+};
+
+void PrintTo(const BrokenAnswer& answer, std::ostream* stream) {
+    *stream << answer.name;
+}
+
+class HttpAccessOnAKeptConnection : public testing::TestWithParam<BrokenAnswer> {
+ protected:
+    // Answers the first request of each connection, and begins to answer the second.
+    void serve(StreamSocket& connection) {
+        readRequest(connection);
+        ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+        readRequest(connection);
+        ScriptedServer::send(connection, GetParam().begin);
+        if (GetParam().isReset) {
+            connection.setLinger(true, 0);
+            connection.close();
+        }
+    }
+
+    // With the body that a POST of these tests has.
+    void readRequest(StreamSocket& connection) {
+        const std::string head = ScriptedServer::readRequest(connection);
+        requests += head.empty() ? 0 : 1;
+        if (head.rfind("POST", 0) == 0) {
+            char body[2] = {};
+            connection.receiveBytes(body, sizeof body, MSG_WAITALL);
+        }
+    }
+
+    std::atomic<int> requests{0};
+    ScriptedServer server{[this](StreamSocket& connection, const std::atomic<bool>&) { serve(connection); }};
+    const std::shared_ptr<zeb::ITpAccess> sut = accessTo(server);
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    BreaksOff, HttpAccessOnAKeptConnection,
+    testing::Values(BrokenAnswer{"WithinTheStatusLine", "HTTP/1.1 20", false},
+                    BrokenAnswer{"WithinTheHeader", "HTTP/1.1 200 OK\r\nContent-Le", false},
+                    BrokenAnswer{"BeforeTheBody", "HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n", false},
+                    BrokenAnswer{"WithinTheBody", "HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n{", false},
+                    BrokenAnswer{"WithinTheStatusLineByReset", "HTTP/1.1 20", true},
+                    BrokenAnswer{"WithinTheHeaderByReset", "HTTP/1.1 200 OK\r\nContent-Le", true},
+                    BrokenAnswer{"WithinTheBodyByReset", "HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n{",
+                                 true}),
+    [](const auto& testCase) { return testCase.param.name; });
+
+TEST_P(HttpAccessOnAKeptConnection, EndsAPostInAnErrorAndDoesNotRepeatIt) {
+    sut->post("clamps", "1", "{}");
+    EXPECT_THROW(sut->post("clamps", "1", "{}"), std::exception);
+    EXPECT_EQ(requests, 2);
+}
+
+TEST_P(HttpAccessOnAKeptConnection, IsAsGoodAsNewAfterwards) {
+    sut->post("clamps", "1", "{}");
+    EXPECT_THROW(sut->post("clamps", "1", "{}"), std::exception);
+    EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
+}
+
+TEST(HttpAccess, AsksOnceMoreWhenAKeptConnectionIsResetBeforeTheAnswerToAGet) {
+    const ScriptedServer server([isFirst = true](StreamSocket& connection, const std::atomic<bool>&) mutable {
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+        if (std::exchange(isFirst, false)) {
+            ScriptedServer::readRequest(connection);
+            connection.setLinger(true, 0);
+        }
+    });
+    const auto sut = accessTo(server);
+    sut->get("clamps", "", {});
+    EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
+}
+
+TEST(HttpAccess, EndsAGetInAnErrorWhenItsAnswerBreaksOffOnAKeptConnection) {
+    std::atomic<int> requests{0};
+    const ScriptedServer server([&requests](StreamSocket& connection, const std::atomic<bool>&) {
+        ScriptedServer::readRequest(connection);
+        ++requests;
+        ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+        ScriptedServer::readRequest(connection);
+        ++requests;
+        ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Le");
+    });
+    const auto sut = accessTo(server);
+    sut->get("clamps", "", {});
+    EXPECT_THROW(sut->get("clamps", "", {}), std::exception);
+    EXPECT_EQ(requests, 2);
 }
 
 TEST(HttpAccess, SaysWhichRequestFailed) {
