@@ -214,7 +214,37 @@ TEST_F(FindFirstContract, LogsAHandlerThatThrowsWithTheTasksName) {
     EXPECT_TRUE(log->waitFor("task \"findFirst callbackSuccess\" threw: mine"));
 }
 
-class SubscriptionContract : public contract::PlatformFixture {};
+class SubscriptionContract : public contract::PlatformFixture {
+ protected:
+    // A subscription of lamp 1 whose handler does nothing, the first time, until `go` or until the limit.
+    std::shared_ptr<zeb::Subscription> subscribeSlowly(std::chrono::milliseconds limit = LIMIT) {
+        LampDescriptor descriptor;
+        descriptor.setId("1");
+        auto subscription = service()->subscribeElement<Lamp>(
+            descriptor, [this, limit, isFirst = true](const std::shared_ptr<const Lamp>& lamp) mutable {
+                if (std::exchange(isFirst, false)) {
+                    go.next(limit);
+                }
+                levels.push(lamp->level());
+            });
+        EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 1, LIMIT));
+        return subscription;
+    }
+
+    // Levels 0, 1, 2 and so on.
+    void setLevels(int count) {
+        for (int level = 0; level < count; ++level) {
+            setLevel(level);
+        }
+    }
+    void expectLevels(int count) {
+        for (int level = 0; level < count; ++level) {
+            ASSERT_EQ(levels.next(), level);
+        }
+    }
+
+    contract::Received<bool> go;
+};
 
 // P26
 TEST_F(SubscriptionContract, TellsThePresentStateAtOnce) {
@@ -226,12 +256,8 @@ TEST_F(SubscriptionContract, TellsThePresentStateAtOnce) {
 TEST_F(SubscriptionContract, TellsEveryChangeInOrder) {
     const auto subscription = subscribe(connect());
     EXPECT_EQ(levels.next(), 10);
-    for (int level = 0; level < 500; ++level) {
-        setLevel(level);
-    }
-    for (int level = 0; level < 500; ++level) {
-        ASSERT_EQ(levels.next(), level);
-    }
+    setLevels(500);
+    expectLevels(500);
 }
 
 // P27
@@ -373,54 +399,25 @@ TEST_F(SubscriptionContract, GoesOnAfterAHandlerThatThrows) {
 
 // P32
 TEST_F(SubscriptionContract, LosesNothingWhenItsHandlerIsSlowAndTheServerFloods) {
-    const auto connected = connect();
-    LampDescriptor descriptor;
-    descriptor.setId("1");
-    contract::Received<bool> go;
-    bool isFirst = true;
-    const auto subscription =
-        connected->subscribeElement<Lamp>(descriptor, [&](const std::shared_ptr<const Lamp>& lamp) {
-            if (std::exchange(isFirst, false)) {
-                go.next();
-            }
-            levels.push(lamp->level());
-        });
-    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 1, LIMIT));
+    connect();
+    const auto subscription = subscribeSlowly();
     constexpr int changes = 20'000;
-    for (int level = 0; level < changes; ++level) {
-        setLevel(level);
-    }
+    setLevels(changes);
     go.push(true);
     EXPECT_EQ(levels.next(), 10);
-    for (int level = 0; level < changes; ++level) {
-        ASSERT_EQ(levels.next(), level);
-    }
+    expectLevels(changes);
 }
 
 // P32
 TEST_F(SubscriptionContract, DoesNotTakeAPausedConnectionForADeadOne) {
     configuration->known.watchdogPingInterval = 20ms;
     configuration->known.watchdogPongTimeout = 60ms;
-    const auto connected = connect();
-    LampDescriptor descriptor;
-    descriptor.setId("1");
-    contract::Received<bool> go;
-    bool isFirst = true;
-    const auto subscription =
-        connected->subscribeElement<Lamp>(descriptor, [&](const std::shared_ptr<const Lamp>& lamp) {
-            if (std::exchange(isFirst, false)) {
-                go.next(600ms);  // ten pong time-outs
-            }
-            levels.push(lamp->level());
-        });
-    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 1, LIMIT));
-    for (int level = 0; level < 2000; ++level) {
-        setLevel(level);
-    }
+    connect();
+    const auto subscription = subscribeSlowly(600ms);  // ten pong time-outs
+    constexpr int changes = 2000;
+    setLevels(changes);
     EXPECT_EQ(levels.next(), 10);
-    for (int level = 0; level < 2000; ++level) {
-        ASSERT_EQ(levels.next(), level);
-    }
+    expectLevels(changes);
     EXPECT_EQ(states.size(), 0U);
 }
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <future>
+#include <map>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -573,6 +574,19 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         }
     }
 
+    void runMoment() {
+        static const std::map<Moment, void (FaultMatrix::*)()> moments{
+            {Moment::BeforeConnect, &FaultMatrix::beforeConnect},
+            {Moment::Handshake, &FaultMatrix::duringHandshake},
+            {Moment::Idle, &FaultMatrix::connectedAndIdle},
+            {Moment::FindFirst, &FaultMatrix::duringFindFirst},
+            {Moment::FirstNotification, &FaultMatrix::beforeFirstNotification},
+            {Moment::Stream, &FaultMatrix::inTheMiddleOfAStream},
+            {Moment::Unsubscribe, &FaultMatrix::duringUnsubscribe},
+            {Moment::Stop, &FaultMatrix::duringStop}};
+        (this->*moments.at(moment()))();
+    }
+
  private:
     FaultProxy proxy_{bus.port()};
     std::unique_ptr<e2e::FarServer> far_;
@@ -585,33 +599,8 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
 };
 
 TEST_P(FaultMatrix, KeepsItsPromises) {
-    switch (moment()) {
-        case Moment::BeforeConnect:
-            beforeConnect();
-            break;
-        case Moment::Handshake:
-            duringHandshake();
-            break;
-        case Moment::Idle:
-            connectedAndIdle();
-            break;
-        case Moment::FindFirst:
-            duringFindFirst();
-            break;
-        case Moment::FirstNotification:
-            beforeFirstNotification();
-            break;
-        case Moment::Stream:
-            inTheMiddleOfAStream();
-            break;
-        case Moment::Unsubscribe:
-            duringUnsubscribe();
-            break;
-        case Moment::Stop:
-            duringStop();
-            return;
-    }
-    if (!HasFatalFailure()) {
+    runMoment();
+    if (moment() != Moment::Stop && !HasFatalFailure()) {
         expectUsable();
     }
 }
