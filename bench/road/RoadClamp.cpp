@@ -1,5 +1,6 @@
 // road-clamp: the library as an application uses it. The callback does nothing but note the time. Runs under
-// scripts/with-client-config, since the path of the library's configuration is fixed.
+// scripts/with-client-config, since the path of the library's configuration is fixed. --log-level is a number
+// of ECSCLogLevel: from 4, "info", on there is a line for every notification.
 
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <clampcontrolclient/ClampControlClient.h>
@@ -42,8 +43,11 @@ class TimingCallback : public clampcontrolclient::ClampControlCallbackIf {
 
 int main(int count, char** arguments) {
     try {
-        bench::Arrivals arrivals(bench::Arguments(count, arguments, bench::Arrivals::arguments({})));
-        csc_logging::CSCLogging::InitLogging("road-clamp");
+        const bench::Arguments options(count, arguments,
+                                       bench::Arrivals::arguments({{"log-level", "", true}}));
+        bench::Arrivals arrivals(options);
+        csc_logging::CSCLogging::InitLogging(
+            "road-clamp", static_cast<csc_logging::ECSCLogLevel>(options.number("log-level")));
         TimingCallback callback(arrivals);
         clampcontrolclient::ClampControlClient client;
         client.AssignCallback(&callback);

@@ -8,6 +8,10 @@ import common
 
 FLOOR = "floor"
 
+# Log levels of the library.
+WARNING = 3
+INFO = 4
+
 
 class Session:
     """The commands of one run, and the broker that runs meanwhile."""
@@ -26,22 +30,30 @@ class Contestant:
         self.session = session  # context manager: (options, place, log) -> Session
 
 
-@contextlib.contextmanager
-def floor(options, place, log):
-    yield Session(
-        lambda arguments: [options.program("bus/bench-bus"), *arguments],
-        lambda arguments, address: [options.program("road/road-floor"), "--address", address, *arguments],
-    )
+def floor(hop):
+    @contextlib.contextmanager
+    def session(options, place, log):
+        yield Session(
+            lambda arguments: [options.program("bus/bench-bus"), *arguments],
+            lambda arguments, address: [
+                options.program("road/road-floor"), "--address", address, "--hop", hop, *arguments,
+            ],
+        )
+
+    return session
 
 
-@contextlib.contextmanager
-def clamp(options, place, log):
-    yield Session(
-        lambda arguments: [options.program("bus/bench-bus"), *arguments],
-        lambda arguments, address: common.client_command(
-            place, address, [options.program("road/road-clamp"), *arguments]
-        ),
-    )
+def clamp(log_level):
+    @contextlib.contextmanager
+    def session(options, place, log):
+        yield Session(
+            lambda arguments: [options.program("bus/bench-bus"), *arguments],
+            lambda arguments, address: common.client_command(
+                place, address, [options.program("road/road-clamp"), "--log-level", log_level, *arguments]
+            ),
+        )
+
+    return session
 
 
 @contextlib.contextmanager
@@ -108,8 +120,11 @@ def dbus(options, place, log):
 def field(options):
     """All that take part, the reference first. A peer that was asked for and not built is a mistake."""
     result = [
-        Contestant(FLOOR, "floor: bare Beast client", 500_000, floor),
-        Contestant("clamp", "ClampControlClient", 200_000, clamp),
+        Contestant(FLOOR, "floor: bare Beast client", 500_000, floor(hop=0)),
+        Contestant("floor-hop", "floor with one hand-over", 500_000, floor(hop=1)),
+        # The peers log nothing, and neither does an application in a vehicle, at this level.
+        Contestant("clamp", "ClampControlClient", 200_000, clamp(WARNING)),
+        Contestant("clamp-logging", "the same, a log line for each", 200_000, clamp(INFO)),
     ]
     if options.peers:
         peers = [

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <boost/asio/basic_stream_socket.hpp>
 #include <boost/asio/error.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/ssl/context.hpp>
@@ -20,7 +22,9 @@ namespace zeb {
 /// not know. Confined to the I/O thread.
 class TransportStream {
  public:
-    using Socket = boost::asio::ip::tcp::socket;
+    // Not tcp::socket, whose executor may be any: it is copied and destroyed at every step of every read.
+    using Socket =
+        boost::asio::basic_stream_socket<boost::asio::ip::tcp, boost::asio::io_context::executor_type>;
     using TlsStream = boost::asio::ssl::stream<Socket&>;
     using executor_type = Socket::executor_type;
 

@@ -38,7 +38,7 @@ constexpr int KEEP_ALIVE_INTERVAL_SECONDS = 5;
 constexpr int KEEP_ALIVE_PROBES = 5;
 constexpr int UNACKNOWLEDGED_MILLISECONDS = 30'000;
 
-void setSocketOptions(tcp::socket& socket) {
+void setSocketOptions(TransportStream::Socket& socket) {
     // A connection without one of these still works.
     const auto set = [&socket](int level, int name, int value) {
         static_cast<void>(::setsockopt(socket.native_handle(), level, name, &value, sizeof value));
