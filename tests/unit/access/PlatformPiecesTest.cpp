@@ -7,6 +7,7 @@
 #include "PercentEncoding.h"
 #include "ReconnectBackoff.h"
 #include "ServiceEndpoint.h"
+#include "websocket/NotificationBatch.h"
 #include "websocket/NotificationQueue.h"
 #include "websocket/WebsocketAddress.h"
 
@@ -111,23 +112,114 @@ TEST(ZebException, AppendsItsCause) {
                  "ZebException: unknown find first failed reason: no route");
 }
 
+std::shared_ptr<zeb::SubscriptionRecord> subscription(const std::string& path) {
+    return std::make_shared<zeb::SubscriptionRecord>(path, "1", nullptr, nullptr);
+}
+
+/// Path and payload of each notification, in the order of delivery.
+std::vector<std::string> deliver(zeb::NotificationBatch& batch) {
+    std::vector<std::string> delivered;
+    batch.deliverAll([&](const zeb::SubscriptionRecord& record, std::string_view data) {
+        delivered.push_back(record.path + " " + std::string(data));
+    });
+    return delivered;
+}
+
+class NotificationBatchTest : public testing::Test {
+ protected:
+    const std::shared_ptr<zeb::SubscriptionRecord> lamp = subscription("lamp");
+    const std::shared_ptr<zeb::SubscriptionRecord> horn = subscription("horn");
+    zeb::NotificationBatch sut;
+};
+
+TEST_F(NotificationBatchTest, DeliversInTheOrderInWhichItWasFilled) {
+    sut.push(lamp, "on");
+    sut.push(lamp, "");
+    sut.push(horn, "loud");
+    sut.push(lamp, "off");
+    EXPECT_EQ(deliver(sut), (std::vector<std::string>{"lamp on", "lamp ", "horn loud", "lamp off"}));
+}
+
+TEST_F(NotificationBatchTest, DeliversNothingTwice) {
+    sut.push(lamp, "on");
+    deliver(sut);
+    EXPECT_TRUE(sut.isEmpty());
+    sut.push(horn, "loud");
+    EXPECT_EQ(deliver(sut), std::vector<std::string>{"horn loud"});
+}
+
+TEST_F(NotificationBatchTest, PutsWhatIsAppendedBehindItsOwn) {
+    sut.push(lamp, "on");
+    zeb::NotificationBatch later;
+    later.push(lamp, "off");
+    later.push(horn, "loud");
+    sut.append(later);
+    EXPECT_TRUE(later.isEmpty());
+    EXPECT_EQ(deliver(sut), (std::vector<std::string>{"lamp on", "lamp off", "horn loud"}));
+}
+
+TEST_F(NotificationBatchTest, LetsGoOfASubscriptionBeforeAnotherOnesHandlerRuns) {
+    std::weak_ptr<zeb::SubscriptionRecord> ended;
+    {
+        const auto last = subscription("lamp");
+        ended = last;
+        sut.push(last, "on");
+    }
+    sut.push(horn, "loud");
+    std::vector<bool> isHeld;
+    sut.deliverAll(
+        [&](const zeb::SubscriptionRecord&, std::string_view) { isHeld.push_back(!ended.expired()); });
+    EXPECT_EQ(isHeld, (std::vector<bool>{true, false}));
+}
+
 class NotificationQueueTest : public testing::Test {
  protected:
     void push(std::size_t count, std::size_t size) {
         for (std::size_t number = 0; number < count; ++number) {
-            sut.push({nullptr, std::string(size, 'x')});
+            sut.push(lamp, std::string(size, 'x'));
         }
     }
 
+    void deliver(std::size_t count, std::size_t size) {
+        for (std::size_t number = 0; number < count; ++number) {
+            sut.delivered(size);
+        }
+    }
+
+    const std::shared_ptr<zeb::SubscriptionRecord> lamp = subscription("lamp");
     zeb::NotificationQueue sut;
 };
 
-TEST_F(NotificationQueueTest, WantsTheExecutorToldOnlyWhenItWasEmpty) {
-    EXPECT_TRUE(sut.push({nullptr, "a"}));
-    EXPECT_FALSE(sut.push({nullptr, "b"}));
-    std::vector<zeb::NotificationQueue::Notification> batch;
+TEST_F(NotificationQueueTest, WantsTheExecutorToldOnlyWhenNothingWaitedForIt) {
+    push(1, 1);
+    EXPECT_TRUE(sut.handOver());
+    push(1, 1);
+    EXPECT_FALSE(sut.handOver());
+    zeb::NotificationBatch batch;
     sut.takeAll(batch);
-    EXPECT_TRUE(sut.push({nullptr, "c"}));
+    push(1, 1);
+    EXPECT_TRUE(sut.handOver());
+}
+
+TEST_F(NotificationQueueTest, HasNothingToTellWhenNothingWasPushed) {
+    EXPECT_FALSE(sut.handOver());
+}
+
+TEST_F(NotificationQueueTest, GivesWhatSeveralHandOversBroughtAtOnceAndInOrder) {
+    sut.push(lamp, "on");
+    sut.handOver();
+    sut.push(lamp, "off");
+    sut.handOver();
+    zeb::NotificationBatch batch;
+    sut.takeAll(batch);
+    EXPECT_EQ(::deliver(batch), (std::vector<std::string>{"lamp on", "lamp off"}));
+}
+
+TEST_F(NotificationQueueTest, KeepsBackWhatWasNotHandedOver) {
+    push(1, 1);
+    zeb::NotificationBatch batch;
+    sut.takeAll(batch);
+    EXPECT_TRUE(batch.isEmpty());
 }
 
 TEST_F(NotificationQueueTest, IsFullWithMoreThan1024Notifications) {
@@ -137,13 +229,30 @@ TEST_F(NotificationQueueTest, IsFullWithMoreThan1024Notifications) {
     EXPECT_TRUE(sut.isFull());
 }
 
+TEST_F(NotificationQueueTest, IsNotFullOfWhatWasDelivered) {
+    push(1025, 1);
+    sut.handOver();
+    deliver(1, 1);
+    EXPECT_FALSE(sut.isFull());
+    push(1, 1);
+    EXPECT_TRUE(sut.isFull());
+}
+
 TEST_F(NotificationQueueTest, HasRoomAgainBelow256Undelivered) {
     push(1025, 1);
-    for (int number = 0; number < 1025 - 256; ++number) {
-        sut.delivered(1);
-    }
+    sut.handOver();
+    deliver(1025 - 256, 1);
     EXPECT_FALSE(sut.hasRoom());
-    sut.delivered(1);
+    deliver(1, 1);
+    EXPECT_TRUE(sut.hasRoom());
+}
+
+TEST_F(NotificationQueueTest, HasRoomAgainBelowOneMebibyteUndelivered) {
+    push(5, std::size_t{1024} * 1024);
+    sut.handOver();
+    deliver(4, std::size_t{1024} * 1024);
+    EXPECT_FALSE(sut.hasRoom());
+    deliver(1, std::size_t{1024} * 1024);
     EXPECT_TRUE(sut.hasRoom());
 }
 

@@ -4,45 +4,71 @@
 #include <cstddef>
 #include <memory>
 #include <mutex>
-#include <string>
+#include <string_view>
 #include <utility>
-#include <vector>
 
-#include "SubscriptionRecord.h"
+#include "NotificationBatch.h"
 
 namespace zeb {
 
-/// What one WebSocket has received and its executor has not delivered yet. Filled on the I/O thread, emptied
-/// in batches on the executor thread. It never refuses: whoever fills it stops reading when it is full.
+/// What one WebSocket has received and its executor has not delivered yet. The I/O thread pushes, and hands
+/// over what one read has brought at once; the executor takes all that was handed over at once. In between
+/// the two threads share nothing that either writes for each notification: fetching that from the other
+/// processor costs more than a notification does. It never refuses: whoever fills it stops reading when it is
+/// full.
 class NotificationQueue {
  public:
-    struct Notification {
-        std::shared_ptr<SubscriptionRecord> subscription;
-        std::string data;
-    };
+    // On the I/O thread.
 
-    /// @return whether the executor has to be told, since the queue was empty
-    bool push(Notification notification) {
-        count_.fetch_add(1);
-        bytes_.fetch_add(notification.data.size());
-        const std::lock_guard<std::mutex> lock(mutex_);
-        waiting_.push_back(std::move(notification));
-        return waiting_.size() == 1;
+    void push(const std::shared_ptr<SubscriptionRecord>& subscription, std::string_view data) {
+        incoming_.push(subscription, data);
+        ++mostCount_;
+        mostBytes_ += data.size();
     }
 
-    /// Everything that waits, in order. `batch` has to be empty; its storage is used again.
-    void takeAll(std::vector<Notification>& batch) {
+    /// Puts what was pushed within the executor's reach.
+    /// @return whether the executor has to be told, since nothing waited for it
+    bool handOver() {
+        if (incoming_.isEmpty()) {
+            return false;
+        }
+        count_ += incoming_.count();
+        bytes_ += incoming_.bytes();
         const std::lock_guard<std::mutex> lock(mutex_);
-        batch.swap(waiting_);
+        const bool nothingWaited = waiting_.isEmpty();
+        if (nothingWaited) {
+            std::swap(waiting_, incoming_);
+        } else {
+            waiting_.append(incoming_);
+        }
+        return nothingWaited;
+    }
+
+    bool isFull() {
+        if (isTooMuch()) {
+            // That is without what was delivered since.
+            mostCount_ = count_ + incoming_.count();
+            mostBytes_ = bytes_ + incoming_.bytes();
+        }
+        return isTooMuch();
+    }
+
+    // On the executor thread.
+
+    /// Everything that was handed over, in order. `batch` has to be empty; its storage is used again.
+    void takeAll(NotificationBatch& batch) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        std::swap(batch, waiting_);
     }
 
     /// One notification of `size` bytes that was taken has been dealt with.
     void delivered(std::size_t size) {
-        count_.fetch_sub(1);
-        bytes_.fetch_sub(size);
+        --count_;
+        bytes_ -= size;
     }
 
-    bool isFull() const { return count_ > HIGH_COUNT || bytes_ > HIGH_BYTES; }
+    // On both; of what was handed over.
+
     bool hasRoom() const { return count_ < LOW_COUNT && bytes_ < LOW_BYTES; }
 
  private:
@@ -52,9 +78,16 @@ class NotificationQueue {
     static constexpr std::size_t HIGH_BYTES = std::size_t{4} * 1024 * 1024;
     static constexpr std::size_t LOW_BYTES = std::size_t{1} * 1024 * 1024;
 
+    bool isTooMuch() const { return mostCount_ > HIGH_COUNT || mostBytes_ > HIGH_BYTES; }
+
+    // Of the I/O thread alone: what was pushed and not handed over, and what is undelivered at most.
+    NotificationBatch incoming_;
+    std::size_t mostCount_{0};
+    std::size_t mostBytes_{0};
+
     std::mutex mutex_;
-    std::vector<Notification> waiting_;
-    // Both count what was pushed and not yet delivered, taken or not.
+    NotificationBatch waiting_;
+    // What was handed over and not yet delivered, taken or not.
     std::atomic<std::size_t> count_{0};
     std::atomic<std::size_t> bytes_{0};
 };

@@ -26,8 +26,8 @@ struct SubscriptionRecord {
     const IWebsocketManager::EndedHandler ended;   ///< likewise; may be empty
     std::atomic<bool> active{true};                ///< whether a new call of the handler may begin
 
-    // Of the I/O thread alone.
-    std::string subscriptionId;  ///< empty until the server has accepted
+    // Of the I/O thread alone, and not in one cache line with what the executor reads.
+    alignas(64) std::string subscriptionId;  ///< empty until the server has accepted
     std::int64_t nextSeq{0};
 };
 

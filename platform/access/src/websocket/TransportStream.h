@@ -12,6 +12,7 @@
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/teardown.hpp>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -28,7 +29,9 @@ class TransportStream {
     using TlsStream = boost::asio::ssl::stream<Socket&>;
     using executor_type = Socket::executor_type;
 
-    explicit TransportStream(boost::asio::io_context& context) : socket_(context) {}
+    /// `exhausted` is called when all that was read has been used, before more is waited for.
+    TransportStream(boost::asio::io_context& context, std::function<void()> exhausted)
+        : exhausted_(std::move(exhausted)), socket_(context) {}
 
     /// Puts TLS between; before the connection is used.
     void useTls(boost::asio::ssl::context& context) { tls_.emplace(socket_, context); }
@@ -40,6 +43,7 @@ class TransportStream {
 
     template <class Buffers, class Handler>
     void async_read_some(const Buffers& buffers, Handler&& handler) {
+        exhausted_();
         if (tls_) {
             tls_->async_read_some(buffers, std::forward<Handler>(handler));
         } else {
@@ -57,6 +61,7 @@ class TransportStream {
     }
 
  private:
+    const std::function<void()> exhausted_;
     Socket socket_;
     std::optional<TlsStream> tls_;
 };

@@ -86,7 +86,7 @@ WebsocketManager::WebsocketManager(std::shared_ptr<IoThread> ioThread, const Web
       logger_(std::move(logger)),
       observer_(std::move(observer)),
       router_(settings.uri, logger_, *this),
-      stream_(ioThread_->context()),
+      stream_(ioThread_->context(), [this] { onAllReadUsed(); }),
       resolver_(ioThread_->context()),
       timer_(ioThread_->context()) {}
 
@@ -144,6 +144,11 @@ void WebsocketManager::post(Function function) {
 }
 
 void WebsocketManager::execute(std::function<void()> function, const char* name) {
+    announce();  // what was received before comes before
+    addTask(std::move(function), name);
+}
+
+void WebsocketManager::addTask(std::function<void()> function, const char* name) {
     if (const auto executor = executor_.lock()) {
         executor->add(std::move(function), name);
     }
@@ -198,7 +203,7 @@ void WebsocketManager::connect(const tcp::resolver::results_type& endpoints) {
     if (hasEnded_) {
         return;
     }
-    asio::async_connect(stream_.next_layer().socket(), endpoints,
+    asio::async_connect(transport().socket(), endpoints,
                         [self = shared_from_this()](const ErrorCode& error, const tcp::endpoint&) {
                             self->onConnected(error);
                         });
@@ -212,7 +217,7 @@ void WebsocketManager::onConnected(const ErrorCode& error) {
     if (hasEnded_) {
         return;
     }
-    setSocketOptions(stream_.next_layer().socket());
+    setSocketOptions(transport().socket());
     if (address_.isSecure) {
         shakeHandsForTls();
     } else {
@@ -229,14 +234,13 @@ void WebsocketManager::shakeHandsForTls() {
         fail(std::string("TLS: ") + exception.what());
         return;
     }
-    TransportStream& transport = stream_.next_layer();
-    transport.useTls(*tlsContext_);
+    transport().useTls(*tlsContext_);
     ErrorCode isName;
     asio::ip::make_address(address_.host, isName);
     if (isName) {
-        SSL_set_tlsext_host_name(transport.tls()->native_handle(), address_.host.c_str());
+        SSL_set_tlsext_host_name(transport().tls()->native_handle(), address_.host.c_str());
     }
-    transport.tls()->async_handshake(
+    transport().tls()->async_handshake(
         asio::ssl::stream_base::client,
         [self = shared_from_this()](const ErrorCode& error) { self->onTlsHandshake(error); });
 }
@@ -268,8 +272,6 @@ void WebsocketManager::upgrade() {
         request.set(boost::beast::http::field::sec_websocket_protocol, SUB_PROTOCOL);
     }));
     stream_.read_message_max(MAXIMUM_MESSAGE_SIZE);
-    stream_.control_callback(
-        [this](websocket::frame_type, boost::beast::string_view) { lastInbound_ = Clock::now(); });
     stream_.async_handshake(
         handshakeResponse_, address_.hostHeader, address_.target,
         [self = shared_from_this()](const ErrorCode& result) { self->onHandshake(result); });
@@ -331,7 +333,6 @@ void WebsocketManager::onRead(const ErrorCode& error) {
         }
         return;
     }
-    lastInbound_ = Clock::now();
     if (stream_.is_message_done()) {
         if (!stream_.got_text()) {
             closeWith(CloseCode::unknown_data, "the server sent a binary message");
@@ -356,6 +357,7 @@ void WebsocketManager::onRead(const ErrorCode& error) {
     if (queue_.isFull()) {
         // TCP slows the sender until the executor has caught up.
         isPaused_ = true;
+        announce();
         if (!queue_.hasRoom()) {
             return;  // deliver() reads on
         }
@@ -365,8 +367,18 @@ void WebsocketManager::onRead(const ErrorCode& error) {
 }
 
 void WebsocketManager::enqueue(const std::shared_ptr<SubscriptionRecord>& record, std::string_view data) {
-    if (queue_.push({record, std::string(data)})) {
-        execute([self = shared_from_this()] { self->deliver(); }, "notifications");
+    queue_.push(record, data);
+}
+
+void WebsocketManager::onAllReadUsed() {
+    lastInbound_ = Clock::now();
+    announce();
+}
+
+// One wake-up for all that a read has brought: it costs more than the work on several notifications.
+void WebsocketManager::announce() {
+    if (queue_.handOver()) {
+        addTask([self = shared_from_this()] { self->deliver(); }, "notifications");
     }
 }
 
@@ -383,25 +395,21 @@ void WebsocketManager::resumeReading() {
 
 void WebsocketManager::deliver() {
     queue_.takeAll(batch_);
-    for (NotificationQueue::Notification& notification : batch_) {
-        deliverOne(notification);
-        const std::size_t size = notification.data.size();
-        notification = {};  // what a handler holds is released before the next one runs
-        queue_.delivered(size);
+    batch_.deliverAll([this](const SubscriptionRecord& subscription, std::string_view data) {
+        deliverOne(subscription, data);
+        queue_.delivered(data.size());
         if (isPaused_ && queue_.hasRoom()) {
             post([](WebsocketManager& self) { self.resumeReading(); });
         }
-    }
-    batch_.clear();
+    });
 }
 
-void WebsocketManager::deliverOne(const NotificationQueue::Notification& notification) {
-    const SubscriptionRecord& subscription = *notification.subscription;
+void WebsocketManager::deliverOne(const SubscriptionRecord& subscription, std::string_view data) {
     if (!subscription.active || isStopped_) {
         return;
     }
     try {
-        subscription.handler(notification.data);
+        subscription.handler(data);
     } catch (const std::exception& exception) {
         logger_->error("task \"notification of " + subscription.path + "\" threw: " + exception.what());
     } catch (...) {
@@ -495,7 +503,7 @@ void WebsocketManager::closeWith(CloseCode code, const std::string& reason) {
 
 void WebsocketManager::closeSocket() {
     ErrorCode ignored;
-    stream_.next_layer().socket().close(ignored);
+    transport().socket().close(ignored);
 }
 
 void WebsocketManager::end(const WebsocketEnd& reason) {

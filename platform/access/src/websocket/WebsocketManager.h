@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "IoThread.h"
+#include "NotificationBatch.h"
 #include "NotificationQueue.h"
 #include "SubscriptionRecord.h"
 #include "SubscriptionRouter.h"
@@ -34,8 +35,8 @@ namespace zeb {
 /// Keeps itself alive while an operation of its socket is under way.
 ///
 /// The road of a notification: onRead() takes the frame from the socket, the router finds its subscription in
-/// the envelope, enqueue() queues the payload, deliver() hands it to the subscription's handler, one thread
-/// hop later.
+/// the envelope, enqueue() queues the payload, announce() wakes the executor up when the burst is over, and
+/// deliver() hands the payload to the subscription's handler.
 class WebsocketManager : public IWebsocketManager,
                          public std::enable_shared_from_this<WebsocketManager>,
                          private SubscriptionRouter::Connection {
@@ -79,11 +80,13 @@ class WebsocketManager : public IWebsocketManager,
     void readNext();
     void onRead(const ErrorCode& error);
     void enqueue(const std::shared_ptr<SubscriptionRecord>& record, std::string_view data) override;
+    void onAllReadUsed();
+    void announce();
     void resumeReading();
 
     // Delivering, on the executor thread.
     void deliver();
-    void deliverOne(const NotificationQueue::Notification& notification);
+    void deliverOne(const SubscriptionRecord& subscription, std::string_view data);
 
     // Sending.
     void send(std::string message) override;
@@ -99,12 +102,14 @@ class WebsocketManager : public IWebsocketManager,
     void closeWith(CloseCode code, const std::string& reason);
     void end(const WebsocketEnd& reason);
     void closeSocket();
+    TransportStream& transport() { return stream_.next_layer(); }
     void tellEnded(const std::shared_ptr<SubscriptionRecord>& record, const std::string& reason) override;
     void release(std::vector<std::shared_ptr<SubscriptionRecord>> records) override;
 
     template <class Function>
     void post(Function function);
     void execute(std::function<void()> function, const char* name);
+    void addTask(std::function<void()> function, const char* name);
 
     const std::shared_ptr<IoThread> ioThread_;
     const WebsocketSettings settings_;
@@ -120,7 +125,7 @@ class WebsocketManager : public IWebsocketManager,
     NotificationQueue queue_;
 
     // Of the executor thread alone.
-    std::vector<NotificationQueue::Notification> batch_;
+    NotificationBatch batch_;
 
     // Of the I/O thread alone.
     WebsocketObserver observer_;
