@@ -1,6 +1,7 @@
 // How the platform closes a WebSocket: the codes of section 4.5 of docs/wire-protocol.md, as a server sees
 // them. Numbers are those of the promises in docs/platform-contract.md.
 
+#include <chrono>
 #include <ostream>
 #include <string>
 
@@ -130,6 +131,28 @@ TEST_F(CloseContract, AnswersAndTellsACloseOfTheServerThatKeepsItsConnection) {
     EXPECT_EQ(server.receiveClose(), 1001);
     EXPECT_EQ(states.next(), "disconnected");
     EXPECT_TRUE(log->contains("closed by the server with code 1001"));
+}
+
+// P11, P26
+TEST_F(CloseContract, DeliversWhatCameBeforeAnEndWithoutWaitingForTheServerToLeave) {
+    const std::string closeFrame = bytes({0x88, 2, 0x03, 0xE9});
+    const std::string reservedBit = bytes({0xC1, 2}, "{}");
+    connectToServer();
+    for (const std::string& end : {closeFrame, reservedBit}) {
+        const auto subscription = subscribe(service(), "1");
+        acceptSubscription("12");
+        server.sendBytes(
+            contract::BareServer::textFrame(
+                R"({"action":"subscription","subscriptionId":"12","seq":0,"data":{"level":10}})") +
+            end);
+        EXPECT_EQ(levels.next(), 10);
+        const auto delivered = std::chrono::steady_clock::now();
+        EXPECT_EQ(states.next(), "disconnected");
+        // The server keeps its connection, which the platform bears for a second.
+        EXPECT_GT(std::chrono::steady_clock::now() - delivered, std::chrono::milliseconds(500));
+        server.accept();
+        ASSERT_EQ(states.next(), "connected");
+    }
 }
 
 // P11

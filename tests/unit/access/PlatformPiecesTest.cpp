@@ -172,6 +172,15 @@ TEST_F(NotificationBatchTest, LetsGoOfASubscriptionBeforeAnotherOnesHandlerRuns)
     EXPECT_EQ(isHeld, (std::vector<bool>{true, false}));
 }
 
+TEST_F(NotificationBatchTest, IsEmptyAfterADeliveryThatThrew) {
+    sut.push(lamp, "on");
+    EXPECT_THROW(sut.deliverAll([](const zeb::SubscriptionRecord&, std::string_view) {
+        throw std::runtime_error("no");
+    }),
+                 std::runtime_error);
+    EXPECT_TRUE(sut.isEmpty());
+}
+
 class NotificationQueueTest : public testing::Test {
  protected:
     void push(std::size_t count, std::size_t size) {
@@ -180,9 +189,9 @@ class NotificationQueueTest : public testing::Test {
         }
     }
 
-    void deliver(std::size_t count, std::size_t size) {
+    void deliver(std::size_t count) {
         for (std::size_t number = 0; number < count; ++number) {
-            sut.delivered(size);
+            sut.delivered();
         }
     }
 
@@ -232,7 +241,7 @@ TEST_F(NotificationQueueTest, IsFullWithMoreThan1024Notifications) {
 TEST_F(NotificationQueueTest, IsNotFullOfWhatWasDelivered) {
     push(1025, 1);
     sut.handOver();
-    deliver(1, 1);
+    deliver(1);
     EXPECT_FALSE(sut.isFull());
     push(1, 1);
     EXPECT_TRUE(sut.isFull());
@@ -241,18 +250,19 @@ TEST_F(NotificationQueueTest, IsNotFullOfWhatWasDelivered) {
 TEST_F(NotificationQueueTest, HasRoomAgainBelow256Undelivered) {
     push(1025, 1);
     sut.handOver();
-    deliver(1025 - 256, 1);
+    deliver(1025 - 256);
     EXPECT_FALSE(sut.hasRoom());
-    deliver(1, 1);
+    deliver(1);
     EXPECT_TRUE(sut.hasRoom());
 }
 
-TEST_F(NotificationQueueTest, HasRoomAgainBelowOneMebibyteUndelivered) {
+TEST_F(NotificationQueueTest, HasRoomAgainBelowOneMebibyteThatIsStillHeld) {
     push(5, std::size_t{1024} * 1024);
     sut.handOver();
-    deliver(4, std::size_t{1024} * 1024);
+    deliver(5);
+    sut.released(std::size_t{4} * 1024 * 1024);
     EXPECT_FALSE(sut.hasRoom());
-    deliver(1, std::size_t{1024} * 1024);
+    sut.released(1);
     EXPECT_TRUE(sut.hasRoom());
 }
 

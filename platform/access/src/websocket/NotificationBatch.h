@@ -16,12 +16,14 @@ namespace zeb {
 class NotificationBatch {
  public:
     void push(const std::shared_ptr<SubscriptionRecord>& subscription, std::string_view data) {
-        if (runs_.empty() || runs_.back().subscription != subscription) {
-            runs_.push_back({subscription, 0});
-        }
-        ++runs_.back().count;
-        sizes_.push_back(data.size());
+        // In this order: when memory runs out, there is nothing behind what the last run counts.
         text_ += data;
+        sizes_.push_back(data.size());
+        if (runs_.empty() || runs_.back().subscription != subscription) {
+            runs_.push_back({subscription, 1});
+        } else {
+            ++runs_.back().count;
+        }
     }
 
     /// Takes over what `later` has, and leaves it empty.
@@ -42,6 +44,7 @@ class NotificationBatch {
     /// subscription's handler holds is released before that of another one runs.
     template <class Deliver>
     void deliverAll(const Deliver& deliver) {
+        const Clearing atTheEnd{*this};
         std::string_view rest = text_;
         auto size = sizes_.begin();
         for (Run& run : runs_) {
@@ -52,7 +55,6 @@ class NotificationBatch {
             }
             run.subscription = nullptr;
         }
-        clear();
     }
 
  private:
@@ -60,6 +62,11 @@ class NotificationBatch {
     struct Run {
         std::shared_ptr<SubscriptionRecord> subscription;
         std::size_t count;
+    };
+
+    struct Clearing {
+        NotificationBatch& batch;
+        ~Clearing() { batch.clear(); }
     };
 
     void clear() {

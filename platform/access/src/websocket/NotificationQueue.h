@@ -32,9 +32,9 @@ class NotificationQueue {
         if (incoming_.isEmpty()) {
             return false;
         }
+        const std::lock_guard<std::mutex> lock(mutex_);
         count_ += incoming_.count();
         bytes_ += incoming_.bytes();
-        const std::lock_guard<std::mutex> lock(mutex_);
         const bool nothingWaited = waiting_.isEmpty();
         if (nothingWaited) {
             std::swap(waiting_, incoming_);
@@ -61,11 +61,11 @@ class NotificationQueue {
         std::swap(batch, waiting_);
     }
 
-    /// One notification of `size` bytes that was taken has been dealt with.
-    void delivered(std::size_t size) {
-        --count_;
-        bytes_ -= size;
-    }
+    /// One notification that was taken has been dealt with.
+    void delivered() { --count_; }
+
+    /// A batch that was taken, of so many bytes, is no more.
+    void released(std::size_t bytes) { bytes_ -= bytes; }
 
     // On both; of what was handed over.
 
@@ -80,14 +80,17 @@ class NotificationQueue {
 
     bool isTooMuch() const { return mostCount_ > HIGH_COUNT || mostBytes_ > HIGH_BYTES; }
 
+    // Whatever else stands around, each half has cache lines of its own.
+    static constexpr std::size_t CACHE_LINE_SIZE = 64;
+
     // Of the I/O thread alone: what was pushed and not handed over, and what is undelivered at most.
-    NotificationBatch incoming_;
+    alignas(CACHE_LINE_SIZE) NotificationBatch incoming_;
     std::size_t mostCount_{0};
     std::size_t mostBytes_{0};
 
-    std::mutex mutex_;
+    alignas(CACHE_LINE_SIZE) std::mutex mutex_;
     NotificationBatch waiting_;
-    // What was handed over and not yet delivered, taken or not.
+    // What was handed over and not yet delivered or released, taken or not.
     std::atomic<std::size_t> count_{0};
     std::atomic<std::size_t> bytes_{0};
 };

@@ -29,12 +29,16 @@ class TransportStream {
     using TlsStream = boost::asio::ssl::stream<Socket&>;
     using executor_type = Socket::executor_type;
 
-    /// `exhausted` is called when all that was read has been used, before more is waited for.
+    /// `exhausted` is called when what the WebSocket was given to read has been used, before it is given more
+    /// or waits for more.
     TransportStream(boost::asio::io_context& context, std::function<void()> exhausted)
         : exhausted_(std::move(exhausted)), socket_(context) {}
 
     /// Puts TLS between; before the connection is used.
     void useTls(boost::asio::ssl::context& context) { tls_.emplace(socket_, context); }
+
+    /// Has `exhausted` called where the WebSocket gives up reading.
+    void giveUp() { exhausted_(); }
 
     Socket& socket() { return socket_; }
     /// Null when there is no TLS.
@@ -85,6 +89,7 @@ constexpr std::chrono::seconds TEARDOWN_TIME_LIMIT{1};
 
 template <class Handler>
 void async_teardown(boost::beast::role_type role, TransportStream& stream, Handler&& handler) {
+    stream.giveUp();
     enum class State { Waiting, Late, Over };
     const auto state = std::make_shared<State>(State::Waiting);
     const auto timer =

@@ -272,6 +272,8 @@ void WebsocketManager::upgrade() {
         request.set(boost::beast::http::field::sec_websocket_protocol, SUB_PROTOCOL);
     }));
     stream_.read_message_max(MAXIMUM_MESSAGE_SIZE);
+    // What came before a ping or close does not wait until the answer to it has been taken.
+    stream_.control_callback([this](websocket::frame_type, boost::beast::string_view) { announce(); });
     stream_.async_handshake(
         handshakeResponse_, address_.hostHeader, address_.target,
         [self = shared_from_this()](const ErrorCode& result) { self->onHandshake(result); });
@@ -395,13 +397,20 @@ void WebsocketManager::resumeReading() {
 
 void WebsocketManager::deliver() {
     queue_.takeAll(batch_);
+    const std::size_t bytes = batch_.bytes();
     batch_.deliverAll([this](const SubscriptionRecord& subscription, std::string_view data) {
         deliverOne(subscription, data);
-        queue_.delivered(data.size());
-        if (isPaused_ && queue_.hasRoom()) {
-            post([](WebsocketManager& self) { self.resumeReading(); });
-        }
+        queue_.delivered();
+        askToResumeReading();
     });
+    queue_.released(bytes);
+    askToResumeReading();
+}
+
+void WebsocketManager::askToResumeReading() {
+    if (isPaused_ && queue_.hasRoom()) {
+        post([](WebsocketManager& self) { self.resumeReading(); });
+    }
 }
 
 void WebsocketManager::deliverOne(const SubscriptionRecord& subscription, std::string_view data) {

@@ -86,6 +86,7 @@ class WebsocketManager : public IWebsocketManager,
 
     // Delivering, on the executor thread.
     void deliver();
+    void askToResumeReading();
     void deliverOne(const SubscriptionRecord& subscription, std::string_view data);
 
     // Sending.
