@@ -17,8 +17,11 @@
 #include <unordered_map>
 
 #include "Elements.h"
-#include "NlohmannElements.h"
 #include "Subject.h"
+#include "nlohmann_elements/authentictime.h"
+#include "nlohmann_elements/clampcontrol.h"
+#include "nlohmann_elements/immobilizer.h"
+#include "nlohmann_elements/servicemanagement.h"
 
 namespace {
 
@@ -43,9 +46,11 @@ void addResource(const std::string& name, std::string_view element) {
     const auto theirTree = std::make_shared<nlohmann::json>(nlohmann::json::parse(text));
     const auto ours = std::make_shared<typename Ours::Desctype>(Ours(tree).getDescriptor());
     const auto theirs = std::make_shared<Theirs>(theirTree->get<Theirs>());
+    // The rival writes null for an absent field, so that an element which lacks a field of the model fails
+    // here too.
     if (nlohmann::json::parse(ours->getAsJson()->toString()) != *theirTree ||
         nlohmann::json(*theirs) != *theirTree) {
-        throw std::logic_error(name + ": something of the element was lost");
+        throw std::logic_error(name + ": the element is not what the model says");
     }
 
     const Subject fill("Fill" + name);
@@ -60,63 +65,39 @@ void addResource(const std::string& name, std::string_view element) {
 void addResources() {
     using Clampcontrol = ClampcontrolService;
     using Servicemanagement = ServicemanagementService;
-    addResource<Clampcontrol::Clamp, rival::Clamp>("Clamp", elements::clamp);
-    addResource<Clampcontrol::Notification, rival::ClampNotification>("ClampNotification",
-                                                                      elements::clampNotification);
-    addResource<Clampcontrol::SpecialState, rival::SpecialState>("SpecialState", elements::specialState);
-    addResource<ImmobilizerService::Info, rival::ImmobilizerInfo>("ImmobilizerInfo",
-                                                                  elements::immobilizerInfo);
-    addResource<ImmobilizerService::Notification, rival::ImmobilizerNotification>(
+    addResource<Clampcontrol::Clamp, rival::clampcontrol::Clamp>("Clamp", elements::clamp);
+    addResource<Clampcontrol::Notification, rival::clampcontrol::Notification>("ClampNotification",
+                                                                               elements::clampNotification);
+    addResource<Clampcontrol::SpecialState, rival::clampcontrol::SpecialState>("SpecialState",
+                                                                               elements::specialState);
+    addResource<ImmobilizerService::Info, rival::immobilizer::Info>("ImmobilizerInfo",
+                                                                    elements::immobilizerInfo);
+    addResource<ImmobilizerService::Notification, rival::immobilizer::Notification>(
         "ImmobilizerNotification", elements::immobilizerNotification);
-    addResource<AuthentictimeService::Time, rival::Time>("Time", elements::time);
-    addResource<Servicemanagement::AllUsersTransactionActivationType, rival::TransactionActivationType>(
+    addResource<AuthentictimeService::Time, rival::authentictime::Time>("Time", elements::time);
+    addResource<Servicemanagement::AllUsersTransactionActivationType,
+                rival::servicemanagement::AllUsersTransactionActivationType>(
         "AllUsersTransactionActivationType", elements::allUsersTransactionActivationType);
-    addResource<Servicemanagement::BinarySigned, rival::BinarySigned>("BinarySigned", elements::binarySigned);
-    addResource<Servicemanagement::ConnectionState, rival::ConnectionState>("ConnectionState",
-                                                                            elements::connectionState);
-    addResource<Servicemanagement::HttpOperationType, rival::HttpOperationType>("HttpOperationType",
-                                                                                elements::httpOperationType);
-    addResource<Servicemanagement::MqttOperationType, rival::MqttOperationType>("MqttOperationType",
-                                                                                elements::mqttOperationType);
-    addResource<Servicemanagement::TransactionActivationType, rival::TransactionActivationType>(
-        "TransactionActivationType", elements::transactionActivationType);
-    addResource<Servicemanagement::TransactionType, rival::TransactionType>("TransactionType",
-                                                                            elements::transactionType);
+    addResource<Servicemanagement::BinarySigned, rival::servicemanagement::BinarySigned>(
+        "BinarySigned", elements::binarySigned);
+    addResource<Servicemanagement::ConnectionState, rival::servicemanagement::ConnectionState>(
+        "ConnectionState", elements::connectionState);
+    addResource<Servicemanagement::HttpOperationType, rival::servicemanagement::HttpOperationType>(
+        "HttpOperationType", elements::httpOperationType);
+    addResource<Servicemanagement::MqttOperationType, rival::servicemanagement::MqttOperationType>(
+        "MqttOperationType", elements::mqttOperationType);
+    addResource<Servicemanagement::TransactionActivationType,
+                rival::servicemanagement::TransactionActivationType>("TransactionActivationType",
+                                                                     elements::transactionActivationType);
+    addResource<Servicemanagement::TransactionType, rival::servicemanagement::TransactionType>(
+        "TransactionType", elements::transactionType);
 }
 
 using Function = ClampcontrolService::SPECIALSTATE_REQUESTINGFUNCTION;
 
-/// What a developer writes by hand.
+/// What a developer writes by hand; both enumerations are numbered as in the model.
 std::string_view literalBySwitch(Function value) {
-    switch (value) {
-        case Function::init:
-            return "init";
-        case Function::remoteStart:
-            return "remoteStart";
-        case Function::remoteParkAssist:
-            return "remoteParkAssist";
-        case Function::intelligentParkAssist:
-            return "intelligentParkAssist";
-        case Function::parkingRouteMemory:
-            return "parkingRouteMemory";
-        case Function::onlineRemoteUpdate:
-            return "onlineRemoteUpdate";
-        case Function::freezeProtection:
-            return "freezeProtection";
-        case Function::clamp15Diag:
-            return "clamp15Diag";
-        case Function::rearLidSafetyPDC:
-            return "rearLidSafetyPDC";
-        case Function::autoPark:
-            return "autoPark";
-        case Function::trailerHitchAssist:
-            return "trailerHitchAssist";
-        case Function::ignitionBypass:
-            return "ignitionBypass";
-        case Function::error:
-            return "error";
-    }
-    return "unknown value";
+    return literalBySwitch(static_cast<rival::clampcontrol::SPECIALSTATE_REQUESTINGFUNCTION>(value));
 }
 
 /// Goes through all literals in turn, so that no branch is learnt by heart.
