@@ -173,6 +173,9 @@ def plot(figures, key, x_title, y_title, path, is_proportional=False):
         axes.set_xscale("log" if min(places) > 0 else "symlog")
         if is_proportional:
             axes.set_yscale("log")
+            least, greatest = min(medians), max(medians)
+            marks = [mark for mark in (1, 2, 5, 10, 20, 50, 100, 200, 500) if least / 2 <= mark <= greatest * 2]
+            axes.set_yticks(marks, [f"{mark:,}" for mark in marks])
         else:
             axes.set_ylim(bottom=0)
         axes.set_xticks(places, [f"{place:,}" for place in places])
@@ -218,7 +221,7 @@ def run(options):
         ("subscriptions", "residentBefore", "subscriptions", "resident memory, MiB", False),
         ("clients", "cpu", "clients on the bus", "µs of CPU per notification", False),
         ("sizes", "cpu", "bytes of the document", "µs of CPU per notification", True),
-        ("handlers", "cpu", "ns that the handler takes", "µs of CPU per notification, without the handler's", False),
+        ("handlers", "cpu", "ns that the handler takes", "µs of CPU, without the handler's", False),
     ]:
         name = f"scale-{key}.svg" if figure == "cpu" else f"scale-{key}-memory.svg"
         plot(results[key], figure, x_title, y_title, options.out / name, is_proportional)

@@ -1,11 +1,14 @@
 #include <csc_logging/CSCLogging.h>
 #include <kelo-client/ClientServiceBase.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdlib>
+#include <fstream>
 #include <future>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 #include "ClientFixture.h"
@@ -22,6 +25,16 @@ ClampControlClient* survivingClient = nullptr;
 e2e::Application& survivingApplication = *new e2e::Application();
 
 class Client : public e2e::ClientFixture {};
+
+// Nobody tells when a thread has gone to sleep; the kernel can be asked.
+void waitUntilAsleep(pid_t thread) {
+    std::string status;
+    do {
+        std::this_thread::yield();
+        std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+        std::getline(file, status);
+    } while (status.find(") S ") == std::string::npos);
+}
 
 TEST_F(Client, TellsThatTheServiceIsConnected) {
     startClient();
@@ -259,8 +272,13 @@ TEST_F(Client, CanSubscribeAfterASubscribeThatTimedOut) {
 TEST_F(Client, KeepsTheSubscriptionOfOneThreadWhenThatOfAnotherTimesOut) {
     connectClient();
     bus.withholdFirstNotifications();
-    std::thread other([this] { EXPECT_EQ(client->SubscribeClampControl(), ""); });
+    std::promise<pid_t> otherId;
+    std::thread other([this, &otherId] {
+        otherId.set_value(gettid());
+        EXPECT_EQ(client->SubscribeClampControl(), "");
+    });
     EXPECT_TRUE(bus.waitForSubscribers(CLAMP_15, 1, LIMIT));
+    waitUntilAsleep(otherId.get_future().get());  // for its first notification: that is all that it has left
     bus.delayFirstNotification(0ms);
     EXPECT_EQ(client->SubscribeClampControl(), "1");
     other.join();

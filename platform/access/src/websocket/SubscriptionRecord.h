@@ -11,7 +11,8 @@
 namespace zeb {
 
 /// One subscription, as its WebSocket, its queued notifications and its user share it.
-struct SubscriptionRecord {
+// The padding is meant: see its end.
+struct SubscriptionRecord {  // NOLINT(clang-analyzer-optin.performance.Padding)
     SubscriptionRecord(std::string subscribedPath, std::string elementUuid,
                        IWebsocketManager::DataHandler dataHandler,
                        IWebsocketManager::EndedHandler endedHandler)
