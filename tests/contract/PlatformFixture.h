@@ -18,10 +18,13 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -120,6 +123,37 @@ class TestConfiguration : public zeb::IConfigManager {
     mutable std::mutex mutex_;
 };
 
+/// Waits at its end until the process has no thread of a name any more. The platform's thread of the sockets
+/// ends by itself, a moment after the last connection has said goodbye; a process that ends in that moment
+/// leaves behind what the thread would have freed, which the leak checker reports.
+class ThreadHasEnded {
+ public:
+    explicit ThreadHasEnded(std::string name) : name_(std::move(name)) {}
+    ~ThreadHasEnded() {
+        const auto limit = std::chrono::steady_clock::now() + LIMIT;
+        while (isThere() && std::chrono::steady_clock::now() < limit) {
+            std::this_thread::yield();  // nobody tells of it; the kernel can be asked
+        }
+    }
+    ThreadHasEnded(const ThreadHasEnded&) = delete;
+    ThreadHasEnded& operator=(const ThreadHasEnded&) = delete;
+
+ private:
+    bool isThere() const {
+        std::error_code ended;  // a thread between the listing and the look at it
+        for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task", ended)) {
+            std::string name;
+            std::getline(std::ifstream(thread.path() / "comm"), name);
+            if (name == name_) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    const std::string name_;
+};
+
 /// A platform built as the client framework builds it, and a bus for it to talk to.
 class PlatformFixture : public testing::Test {
  protected:
@@ -214,6 +248,7 @@ class PlatformFixture : public testing::Test {
         return executor;
     }
 
+    const ThreadHasEnded afterAllElse{"zebIo"};
     zebbussim::BusSimulator bus;
     const std::shared_ptr<test_support::RecordedLog> log = std::make_shared<test_support::RecordedLog>();
     const std::shared_ptr<zebutil::LoggerFactory> loggers =
