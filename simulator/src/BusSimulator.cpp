@@ -8,6 +8,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <cstdio>
+#include <exception>
 #include <fstream>
 #include <future>
 #include <iterator>
@@ -15,7 +16,9 @@
 #include <optional>
 #include <stdexcept>
 #include <thread>
+#include <type_traits>
 #include <utility>
+#include <variant>
 
 #include "BusContext.h"
 #include "BusError.h"
@@ -133,6 +136,14 @@ class BusSimulator::Impl : private BusListener {
         return (hasTls() ? "https://" : "http://") + host + ":" + std::to_string(options.port);
     }
 
+    /// What a function that runs on the bus's thread has come to.
+    template <typename Result>
+    struct Outcome {
+        std::conditional_t<std::is_void_v<Result>, std::monostate, std::optional<Result>> value;
+        std::exception_ptr error;
+        std::promise<void> decided;
+    };
+
     /// Runs a function on the bus's thread and gives its result; on the caller's while the bus does not run.
     template <typename Function>
     auto invoke(Function function) {
@@ -141,11 +152,28 @@ class BusSimulator::Impl : private BusListener {
             const std::lock_guard<std::mutex> lock(idleMutex_);
             return translated(function);
         }
-        const auto task =
-            std::make_shared<std::packaged_task<Result()>>([&] { return translated(function); });
-        std::future<Result> result = task->get_future();
-        asio::post(*ioContext, [task] { (*task)(); });
-        return result.get();
+        const auto outcome = std::make_shared<Outcome<Result>>();
+        std::future<void> decided = outcome->decided.get_future();
+        asio::post(*ioContext, [&, outcome] {
+            try {
+                if constexpr (std::is_void_v<Result>) {
+                    translated(function);
+                } else {
+                    outcome->value = translated(function);
+                }
+            } catch (...) {
+                outcome->error = std::current_exception();
+            }
+            outcome->decided.set_value();
+        });
+        decided.get();
+        if (outcome->error) {
+            // Taken out, so that the bus's thread does not release what the caller still reads.
+            std::rethrow_exception(std::exchange(outcome->error, nullptr));
+        }
+        if constexpr (!std::is_void_v<Result>) {
+            return std::move(*outcome->value);
+        }
     }
 
     void load(const std::string& json, const std::string& what) {
