@@ -365,21 +365,6 @@ TEST_F(Client, NoticesADeadServiceByItsWatchdog) {
     EXPECT_EQ(application.next(), "disconnected");
 }
 
-TEST_F(Client, IsBuiltWithoutAConfigurationFile) {
-    client = std::make_unique<ClampControlClient>();
-    client->AssignCallback(&application);
-    client->Start();
-    EXPECT_FALSE(application.next(200ms));
-    client->Stop();
-}
-
-TEST_F(Client, IsBuiltWithABrokenConfigurationFile) {
-    writeConfiguration("{\"services\":");
-    startClient();
-    EXPECT_FALSE(application.next(200ms));
-    client->Stop();
-}
-
 TEST_F(Client, TellsNothingWhenAnAddressInTheConfigurationIsNoText) {
     writeConfiguration(
         R"({"serviceRegistrySettings":{"mode":"staticOnly"},"services":{"ClampControl":{"serverBaseUri":5}}})");
@@ -412,6 +397,17 @@ TEST_F(Client, SaysInTheLogWhatHappened) {
     }
     EXPECT_NE(daemon.received().find(" CSC"), std::string::npos) << daemon.received();
     client->Stop();
+}
+
+TEST_F(Client, SaysInTheLogAsAnErrorThatThereIsNoConfigurationFile) {
+    test_support::DltDaemon daemon;
+    setenv("DLT_PIPE_DIR", daemon.pipeDirectory().c_str(), 1);
+    csc_logging::CSCLogging::InitLogging("E2E");
+    client = std::make_unique<ClampControlClient>();
+    EXPECT_TRUE(
+        daemon.receives("log error V 1 [Config file does not exist: "
+                        "/var/run/csc/config/kelo-client/ClientConfig.json]"))
+        << daemon.received();
 }
 
 }  // namespace

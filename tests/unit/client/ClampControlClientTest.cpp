@@ -7,6 +7,7 @@
 #include <csc_logging/CSCLogging.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <kelo-client/ClientServiceBase.h>
 #include <zeb/IWebsocketManager.h>
 #include <zeb/Service.h>
 #include <zeb/Subscription.h>
@@ -114,15 +115,6 @@ std::unique_ptr<ClampControlClient> subscribedClient(RecordingCallback& callback
 }
 
 // ---------------------------------------------------------------------------------------- construction
-
-TEST(ClampControlClient, ReadsTheConfigurationOfTheVehicle) {
-    EXPECT_THAT(saidBy([] {
-                    mark();
-                    const ClampControlClient sut;
-                    sayLog();
-                }),
-                HasSubstr("/var/run/csc/config/kelo-client/ClientConfig.json"));
-}
 
 TEST(ClampControlClient, DoesNotFollowTheServiceBeforeItIsStarted) {
     EXPECT_THAT(saidBy([] {
@@ -365,6 +357,40 @@ TEST(ClampControlClient, StopsNothingWhenItIsDestroyedWithoutStop) {
                   sut.reset();
               }),
               "");
+}
+
+TEST(ClampControlClient, ReleasesTheBaseWhenItIsDestroyedWithoutStop) {
+    EXPECT_EQ(saidBy([] {
+                  std::optional<ClampControlClient> sut(std::in_place);
+                  sut->Start();
+                  const auto base = kelo_client::ClientServiceBase::getInstance();
+                  mark();
+                  say("held by " + std::to_string(base.use_count()));
+                  sut.reset();
+                  say("held by " + std::to_string(base.use_count()));
+              }),
+              "held by 3\nheld by 2\n");  // by the process and this test, before also by the client
+}
+
+TEST(ClampControlClient, LeavesTheBaseToBeDestroyedAtExitWhenItIsDestroyedWithoutStop) {
+    const auto result = runInChild([] {
+        std::optional<ClampControlClient> sut(std::in_place);
+        sut->Start();
+        fake_platform::takeRegistryArguments();
+        sut.reset();
+        say("---");
+    });
+    EXPECT_THAT(result.output, EndsWith("---\n"
+                                        "element registry: unsubscribeFromAll\n"
+                                        "zebExecutor: stop\n"
+                                        "httpExecutor: stop\n"
+                                        "service registry: stop\n"
+                                        "WebSocket manager factory: stopAndClearAll\n"
+                                        "element registry: destroyed\n"
+                                        "service registry: destroyed\n"
+                                        "httpExecutor: destroyed\n"
+                                        "zebExecutor: destroyed\n"
+                                        "WebSocket manager factory: destroyed\n"));
 }
 
 TEST(ClampControlClient, IsNotCalledAnyMoreOnceItWasDestroyedWithoutStop) {

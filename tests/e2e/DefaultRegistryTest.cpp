@@ -1,0 +1,106 @@
+// Without a configuration that can be used a client asks the service registry at http://[::1]:80, which these
+// tests can only offer in a network of their own.
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "ClientFixture.h"
+
+namespace {
+
+using clampcontrolclient::ClampControlClient;
+
+void require(bool isDone, const char* what) {
+    if (!isDone) throw std::system_error(errno, std::system_category(), what);
+}
+
+class Socket {
+ public:
+    Socket(int family, int type) : descriptor(::socket(family, type | SOCK_CLOEXEC, 0)) {
+        require(descriptor >= 0, "socket");
+    }
+    ~Socket() { ::close(descriptor); }
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
+
+    const int descriptor;
+};
+
+/// For this thread and all that it starts from now on: a network with nothing but the loopback device.
+void enterOwnNetwork() {
+    if (::unshare(CLONE_NEWNET) != 0) {
+        require(::unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0, "unshare");
+    }
+    const Socket control(AF_INET, SOCK_DGRAM);
+    ifreq loopback{};
+    std::string("lo").copy(loopback.ifr_name, IFNAMSIZ - 1);
+    loopback.ifr_flags = IFF_UP;
+    require(::ioctl(control.descriptor, SIOCSIFFLAGS, &loopback) == 0, "the loopback device");
+
+    const Socket probe(AF_INET6, SOCK_STREAM);
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    address.sin6_port = htons(80);
+    require(::bind(probe.descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
+            "[::1]:80");
+}
+
+class ClientAtTheDefaultRegistry : public e2e::ClientFixture {
+ protected:
+    ClientAtTheDefaultRegistry() : ClientFixture(busAtTheDefaultAddress()) {}
+
+    void SetUp() override {
+        if (!obstacle().empty()) {
+            GTEST_SKIP() << "needs a network namespace with IPv6: " << obstacle();
+        }
+    }
+
+    void start() {
+        client = std::make_unique<ClampControlClient>();
+        client->AssignCallback(&application);
+        client->Start();
+    }
+
+ private:
+    static std::string& obstacle() {
+        static std::string reason;
+        return reason;
+    }
+
+    static zebbussim::BusSimulator::Options busAtTheDefaultAddress() {
+        zebbussim::BusSimulator::Options options;
+        try {
+            enterOwnNetwork();
+            options.address = "::1";
+            options.port = 80;
+        } catch (const std::system_error& error) {
+            obstacle() = error.what();
+        }
+        return options;
+    }
+};
+
+TEST_F(ClientAtTheDefaultRegistry, FindsTheServiceWithoutAConfigurationFile) {
+    start();
+    EXPECT_EQ(application.next(), "connected");
+}
+
+TEST_F(ClientAtTheDefaultRegistry, FindsTheServiceWithABrokenConfigurationFile) {
+    writeConfiguration("{\"services\":");
+    start();
+    EXPECT_EQ(application.next(), "connected");
+}
+
+}  // namespace
