@@ -2,14 +2,16 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <functional>
+#include <iomanip>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 
 namespace test_support {
@@ -26,24 +28,58 @@ sockaddr_in loopback(std::uint16_t port) {
     return address;
 }
 
-/// A port that is free now. The daemon cannot be told to pick one, so somebody else may be faster.
-std::uint16_t freePort() {
-    const int probe = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t length = sizeof address;
-    const bool known = ::bind(probe, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-                       ::getsockname(probe, reinterpret_cast<sockaddr*>(&address), &length) == 0;
-    ::close(probe);
-    if (!known) throw std::runtime_error("no free port on loopback");
-    return ntohs(address.sin_port);
-}
+/// A port of loopback that nobody else is given while this object lives. The daemon cannot be told to pick a
+/// port, but it binds with SO_REUSEADDR, which shares a port with another socket that says so and does not
+/// listen.
+class HeldPort {
+ public:
+    HeldPort() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address = loopback(0);
+        socklen_t length = sizeof address;
+        const int yes = 1;
+        // Not before the bind: that would share a port that another daemon is to be started on.
+        const bool held = ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+                          ::setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0 &&
+                          ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length) == 0;
+        if (!held) {
+            ::close(socket_);
+            throw std::runtime_error("no free port on loopback");
+        }
+        number_ = ntohs(address.sin_port);
+    }
+    HeldPort(const HeldPort&) = delete;
+    HeldPort& operator=(const HeldPort&) = delete;
+    ~HeldPort() { ::close(socket_); }
 
-bool accepts(std::uint16_t port) {
-    const int probe = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = loopback(port);
-    const bool connected = ::connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    ::close(probe);
-    return connected;
+    std::uint16_t number() const { return number_; }
+
+ private:
+    int socket_;
+    std::uint16_t number_ = 0;
+};
+
+/// Whether somebody listens on the port. Connecting would tell as well, but the daemon would give this first
+/// client, which does not read them, the lines that it has kept for one.
+bool isListened(std::uint16_t port) {
+    constexpr char listening[] = "0A";
+    std::ostringstream suffix;
+    suffix << ':' << std::hex << std::uppercase << std::setw(4) << std::setfill('0') << port;
+    for (const char* const table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
+        std::ifstream lines(table);
+        for (std::string line; std::getline(lines, line);) {
+            std::istringstream fields(line);
+            std::string number;
+            std::string local;
+            std::string remote;
+            std::string state;
+            fields >> number >> local >> remote >> state;
+            const std::string end = suffix.str();
+            if (state == listening && local.size() > end.size() &&
+                local.compare(local.size() - end.size(), end.size(), end) == 0)
+                return true;
+        }
+    }
+    return false;
 }
 
 bool becomesTrue(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
@@ -63,16 +99,9 @@ std::string contentOf(const std::filesystem::path& file) {
 }  // namespace
 
 DltDaemon::DltDaemon() {
-    for (int attempt = 0; attempt < 5; ++attempt) {
-        if (start()) return;
-    }
-    throw std::runtime_error("dlt-daemon does not start: " + contentOf(directory_.path() / "daemon.txt"));
-}
-
-bool DltDaemon::start() {
+    const HeldPort port;
+    port_ = std::to_string(port.number());
     const std::string directory = pipeDirectory();
-    const std::uint16_t port = freePort();
-    port_ = std::to_string(port);
     const auto configuration = directory_.write("dlt.conf",
                                                 "BindAddress = ::ffff:127.0.0.1\n"
                                                 "ECUId = ECU1\n"
@@ -91,14 +120,26 @@ bool DltDaemon::start() {
     daemon_ = std::make_unique<ChildProgram>(
         std::vector<std::string>{"dlt-daemon", "-c", configuration.string(), "-t", directory, "-p", port_},
         std::vector<std::string>{"DLT_PIPE_DIR=" + directory}, (directory_.path() / "daemon.txt").string());
-    const bool listening = becomesTrue([&] { return !daemon_->isRunning() || accepts(port); }, kLimit);
-    if (!listening || !daemon_->isRunning()) return false;
+    const bool listening =
+        becomesTrue([&] { return !daemon_->isRunning() || isListened(port.number()); }, kLimit);
+    if (!listening || !daemon_->isRunning())
+        throw std::runtime_error("dlt-daemon does not start: " + contentOf(directory_.path() / "daemon.txt"));
 
     // stdbuf: dlt-receive would keep its lines to itself until it ends.
     receiver_ = std::make_unique<ChildProgram>(
         std::vector<std::string>{"stdbuf", "-oL", "dlt-receive", "-a", "-p", port_, "127.0.0.1"},
         std::vector<std::string>{}, (directory_.path() / "received.txt").string());
-    return receives("Daemon launched");
+    if (!receives("Daemon launched"))
+        throw std::runtime_error("dlt-receive is not connected: " +
+                                 contentOf(directory_.path() / "received.txt"));
+}
+
+void DltDaemon::pause() {
+    ::kill(daemon_->id(), SIGSTOP);
+}
+
+void DltDaemon::resume() {
+    ::kill(daemon_->id(), SIGCONT);
 }
 
 std::string DltDaemon::received() const {

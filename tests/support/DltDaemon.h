@@ -30,9 +30,11 @@ class DltDaemon {
     /// Sets the level of one context from outside, 0 (off) to 6 (verbose), as dlt-control does.
     void setLevel(const std::string& application, const std::string& context, int level);
 
- private:
-    bool start();
+    /// Makes the daemon slow: it reads and answers nothing until it is resumed.
+    void pause();
+    void resume();
 
+ private:
     TemporaryDirectory directory_;
     std::string port_;
     std::unique_ptr<ChildProgram> daemon_;

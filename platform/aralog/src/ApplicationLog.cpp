@@ -218,6 +218,7 @@ void ApplicationLog::updateMostTalkative() noexcept {
 }
 
 void ApplicationLog::shutRemote() noexcept {
+    if (!remoteShut_.load()) dlt_output::waitForAnswers();
     remoteShut_.store(true);
     const auto limit = std::chrono::steady_clock::now() + kExitLimit;
     while (std::chrono::steady_clock::now() < limit) {

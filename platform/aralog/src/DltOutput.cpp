@@ -5,7 +5,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
+#include <set>
 
 #include "DltIds.h"
 #include "TextOutput.h"
@@ -17,6 +21,10 @@ namespace {
 /// How long libdlt may try at the end of the process to get rid of what is still in its buffer; without a
 /// daemon it tries in vain, for 10 s unless told otherwise.
 constexpr std::uint32_t kExitTimeoutMilliseconds = 100;
+
+/// How long the answer to a registration is waited for, when the process ends that soon after it. libdlt's
+/// thread looks for answers every half a second.
+constexpr std::chrono::seconds kAnswerLimit{1};
 
 /// Leaves the trace status, which concerns recorded bus traffic, to the daemon.
 constexpr int kTraceStatusNotSet = -2;
@@ -34,13 +42,58 @@ bool isLevel(int level) noexcept {
     return level >= DLT_LOG_OFF && level <= DLT_LOG_VERBOSE;
 }
 
+/// Whether records go straight to a daemon: without one they stay in libdlt's buffer, the registration first.
+bool hasDaemon() {
+    int total = 0;
+    int used = 0;
+    return dlt_user_check_buffer(&total, &used) >= DLT_RETURN_OK && used == 0;
+}
+
+/// The contexts whose registration the daemon has not answered yet; it answers with the level that is in
+/// force.
+class UnansweredContexts {
+ public:
+    static UnansweredContexts& instance() {
+        static auto& contexts = *new UnansweredContexts;  // libdlt's thread may outlive the statics
+        return contexts;
+    }
+
+    void add(const std::string& id) {
+        const std::lock_guard lock(mutex_);
+        ids_.insert(id);
+        limit_ = std::chrono::steady_clock::now() + kAnswerLimit;
+    }
+
+    void remove(std::string_view id) {
+        const std::lock_guard lock(mutex_);
+        if (const auto answered = ids_.find(id); answered != ids_.end()) ids_.erase(answered);
+        if (ids_.empty()) noneLeft_.notify_all();
+    }
+
+    bool empty() {
+        const std::lock_guard lock(mutex_);
+        return ids_.empty();
+    }
+
+    void waitUntilEmpty() {
+        std::unique_lock lock(mutex_);
+        noneLeft_.wait_until(lock, limit_, [this] { return ids_.empty(); });
+    }
+
+ private:
+    std::mutex mutex_;
+    std::condition_variable noneLeft_;
+    std::set<std::string, std::less<>> ids_;
+    std::chrono::steady_clock::time_point limit_;
+};
+
 std::atomic<LevelChanged> listener{nullptr};
 
 extern "C" void onLevelChanged(char* contextId, std::uint8_t level, std::uint8_t /*traceStatus*/) {
-    if (!isLevel(level)) return;
     const char* const end = std::find(contextId, contextId + DLT_ID_SIZE, '\0');
-    listener.load()(std::string_view(contextId, static_cast<std::size_t>(end - contextId)),
-                    static_cast<LogLevel>(level));
+    const std::string_view id(contextId, static_cast<std::size_t>(end - contextId));
+    UnansweredContexts::instance().remove(id);
+    if (isLevel(level)) listener.load()(id, static_cast<LogLevel>(level));
 }
 
 }  // namespace
@@ -68,11 +121,13 @@ void registerApplication(const std::string& name, const std::string& description
 void registerContext(Logger::State& state, LevelChanged levelChanged) {
     listener.store(levelChanged);
     const std::string description = dltDescription(state.name, state.dltId, state.description);
+    UnansweredContexts::instance().add(state.dltId);
     const auto result =
         dlt_register_context_ll_ts(&state.dltContext, state.dltId.c_str(), description.c_str(),
                                    static_cast<int>(state.level.load()), kTraceStatusNotSet);
     if (result < DLT_RETURN_OK || state.dltContext.log_level_ptr == nullptr) {
         complain("the context \"" + state.name + "\" cannot be registered with DLT; its records may be lost");
+        UnansweredContexts::instance().remove(state.dltId);
         return;
     }
     dlt_register_log_level_changed_callback(&state.dltContext, &onLevelChanged);
@@ -82,7 +137,14 @@ void registerContext(Logger::State& state, LevelChanged levelChanged) {
 }
 
 void unregisterContext(Logger::State& state) {
-    if (state.dltContext.log_level_ptr != nullptr) dlt_unregister_context(&state.dltContext);
+    if (state.dltContext.log_level_ptr == nullptr) return;
+    UnansweredContexts::instance().remove(state.dltId);
+    dlt_unregister_context(&state.dltContext);
+}
+
+void waitForAnswers() noexcept {
+    UnansweredContexts& unanswered = UnansweredContexts::instance();
+    if (!unanswered.empty() && hasDaemon()) unanswered.waitUntilEmpty();
 }
 
 void write(Logger::State& state, LogLevel level, const std::string& text) noexcept {

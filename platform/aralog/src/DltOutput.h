@@ -31,6 +31,13 @@ void registerContext(Logger::State& state, LevelChanged levelChanged);
 /// Takes the registration back, if there is one.
 void unregisterContext(Logger::State& state);
 
+/// Waits until the daemon has answered the registration of every context, for at most a second after the last
+/// one; not at all without a daemon. To be called once, while the process ends.
+///
+/// A daemon that finds the process gone when it answers a registration drops all that it has read behind it:
+/// the only words of a process that says why it cannot start, and ends.
+void waitForAnswers() noexcept;
+
 /// Sends one record of one text, which libdlt cuts, and marks as cut, when it is too long.
 void write(Logger::State& state, LogLevel level, const std::string& text) noexcept;
 

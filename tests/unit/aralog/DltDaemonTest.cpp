@@ -140,6 +140,33 @@ TEST_F(DltDaemonTest, LetsAProcessEndWhoseThreadsLogToTheLast) {
     EXPECT_LT(result.lifetime, std::chrono::seconds(5));
 }
 
+TEST_F(DltDaemonTest, ReceivesTheOnlyLineOfAProcessThatEndsAtOnce) {
+    const ChildResult result = runLogging([this] {
+        CSCLogging::InitLogging("Clamp");
+        daemon.pause();
+        CSCLogging::LogFatal("cannot start");
+        std::thread([this] {
+            // Long enough for the process to have ended by then, if nothing held it back.
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            daemon.resume();
+        }).detach();
+    });
+    daemon.resume();
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    EXPECT_TRUE(daemon.receives("[cannot start]"));
+}
+
+TEST_F(DltDaemonTest, HoldsUpTheEndOfAProcessForASecondAtMostWhenItHangs) {
+    const ChildResult result = runLogging([this] {
+        daemon.pause();
+        CSCLogging::InitLogging("Clamp");
+        CSCLogging::LogFatal("cannot start");
+    });
+    daemon.resume();
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+    EXPECT_LT(result.lifetime, std::chrono::seconds(3));
+}
+
 TEST_F(DltDaemonTest, EndsWithNothingLostThatWasLoggedLast) {
     const ChildResult result = runLogging([] {
         CSCLogging::InitLogging("Clamp");
