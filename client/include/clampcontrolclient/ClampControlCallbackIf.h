@@ -20,7 +20,8 @@ namespace clampcontrolclient {
 /// SubscribeClampControl() is not: it would wait for an answer that comes on this very thread. It is refused,
 /// and belongs on a thread of the application.
 ///
-/// Exceptions: one that leaves a call is logged and changes nothing else.
+/// Exceptions: one that leaves a call is logged and stops nothing. Out of OnClampNotification() it leaves out
+/// the OnClampStateChanged() of that notification.
 class CLAMPCONTROL_EXPORT ClampControlCallbackIf {
  public:
     virtual ~ClampControlCallbackIf() = default;

@@ -34,8 +34,8 @@ using zebobjects_ZEB::ClampcontrolService;
 constexpr auto error = "2 ";
 constexpr auto info = "4 ";
 
-/// The lines of subsystem and platform, each "level text"; of the client's own only what stands behind its
-/// prefix.
+/// The lines of the client, or of the platform, each "level text"; of the client's only what stands behind
+/// its prefix.
 std::vector<std::string> logged(bool ofClient = true) {
     const std::string prefix = "Clamp Control Client: ";
     std::vector<std::string> lines;
@@ -94,8 +94,7 @@ class ClampControlAccessTest : public testing::Test {
     std::shared_ptr<ClampControlAccess> sut;
 };
 
-// ---------------------------------------------------------------------------------------- the service comes
-// and goes
+// ---------------------------------------------------------------------------------------- connecting
 
 TEST_F(ClampControlAccessTest, StartFollowsTheClampControlService) {
     create();
@@ -222,8 +221,7 @@ TEST_F(ClampControlAccessTest, LogsAListenerErrorWithTheTextOfTheBaseException) 
     EXPECT_THAT(logged(), ElementsAre(error + std::string("ServiceListener Error: std::exception")));
 }
 
-// ---------------------------------------------------------------------------------------- finding the
-// element
+// ---------------------------------------------------------------------------------------- the element
 
 TEST_F(ClampControlAccessTest, FindsTheElementByItsType) {
     createConnected();
@@ -346,6 +344,15 @@ typename Clock::duration durationOf(const std::function<void()>& work) {
 }
 
 constexpr std::chrono::seconds fiveSeconds{5};
+
+// Only that it does not wait less can be seen by waiting; that it does not wait more, here.
+TEST(ClampControlAccessTimeLimits, GiveAnAnswerFiveSeconds) {
+    EXPECT_EQ(ClampControlAccess::TimeLimits().findFirst, fiveSeconds);
+}
+
+TEST(ClampControlAccessTimeLimits, GiveTheFirstNotificationFiveSeconds) {
+    EXPECT_EQ(ClampControlAccess::TimeLimits().firstNotification, fiveSeconds);
+}
 
 TEST_F(ClampControlAccessTest, GivesUpAfterFiveSecondsWhenNobodyAnswers) {
     createConnected();
@@ -730,6 +737,19 @@ TEST_P(ClampControlAccessInsideACallback, ThrowingIsLoggedAndStopsNothing) {
     doInside([] { throw std::runtime_error("of the application"); });
     EXPECT_THAT(loggedByPlatform(), ElementsAre(HasSubstr("of the application")));
     EXPECT_THAT(callback.take(), testing::Contains("connection false"));
+}
+
+TEST_F(ClampControlAccessTest, AnExceptionOutOfANotificationLeavesOutTheStateOfThatNotificationAlone) {
+    const auto subscribed = createSubscribed();
+    callback.inNotification = [isFirst = true]() mutable {
+        if (std::exchange(isFirst, false)) {
+            throw std::runtime_error("of the application");
+        }
+    };
+    bus.notify(subscribed, clampJson("Clamp15", false));
+    bus.notify(subscribed, clampJson("Clamp15", true));
+    bus.settle();
+    EXPECT_THAT(callback.take(), ElementsAre("notification", "notification", "clamp15 true"));
 }
 
 TEST_F(ClampControlAccessTest, SubscribesOnAThreadThatWasStartedInsideACallback) {
