@@ -22,7 +22,7 @@ int main() {
     client.AssignCallback(&printer);
     client.Start();
     printer.connectedOnce.Get();                           // for as long as it takes the service to be there
-    if (client.SubscribeClampControl().empty()) return 1;  // the log says why
+    if (client.SubscribeClampControl().empty()) return 1;  // the log says why; throws if the service is gone
     std::cin.get();                                        // until Enter is pressed
     client.Stop();
 }
