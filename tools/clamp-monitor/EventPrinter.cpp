@@ -44,21 +44,37 @@ std::string utcTime(EventPrinter::Time time) {
     return formatted(parts, "%Y-%m-%dT%H:%M:%S") + fraction(time, 6) + "Z";
 }
 
-std::string quoted(const std::string& text) {
-    std::string result = "\"";
-    for (const char character : text) {
-        if (character == '"' || character == '\\') {
-            result += '\\';
-            result += character;
-        } else if (static_cast<unsigned char>(character) < 0x20) {
+/// What stands between the quotes of a JSON string. Escapes whatever a terminal would obey: the control
+/// characters of ASCII, and U+0080 to U+009F, which in UTF-8 are 0xC2 and a second byte.
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (std::size_t index = 0; index < text.size(); ++index) {
+        unsigned code = static_cast<unsigned char>(text[index]);
+        bool isControl = code < 0x20 || code == 0x7F;
+        if (code == 0xC2 && index + 1 < text.size()) {
+            const unsigned second = static_cast<unsigned char>(text[index + 1]);
+            if (second >= 0x80 && second < 0xA0) {
+                isControl = true;
+                code = second;
+                ++index;
+            }
+        }
+        if (isControl) {
             char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(character));
+            std::snprintf(escape, sizeof escape, "\\u%04x", code);
             result += escape;
         } else {
-            result += character;
+            if (code == '"' || code == '\\') {
+                result += '\\';
+            }
+            result += text[index];
         }
     }
-    return result + '"';
+    return result;
+}
+
+std::string quoted(const std::string& text) {
+    return '"' + text + '"';
 }
 
 }  // namespace
@@ -73,7 +89,8 @@ void EventPrinter::connection(bool connected) {
 }
 
 void EventPrinter::subscribed(const std::string& uuid) {
-    print("subscribed", quoted(uuid), uuid, kCyan);
+    const std::string text = escaped(uuid);  // the server's text, which may hold anything
+    print("subscribed", quoted(text), text, kCyan);
 }
 
 void EventPrinter::notification() {

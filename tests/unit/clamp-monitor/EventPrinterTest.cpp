@@ -67,6 +67,43 @@ TEST_F(EventPrinterTest, EscapesTheUuidInJson) {
     EXPECT_NE(stream.str().find(R"("a\"b\\c\u000a")"), std::string::npos);
 }
 
+TEST_F(EventPrinterTest, EscapesInJsonWhatATerminalWouldObey) {
+    makeSut(EventPrinter::Format::Json).subscribed("\033[2J\x7f\u009b");
+    EXPECT_NE(stream.str().find(R"("\u001b[2J\u007f\u009b")"), std::string::npos) << stream.str();
+}
+
+TEST_F(EventPrinterTest, EscapesEveryControlCharacterOfAsciiForATerminal) {
+    EventPrinter sut = makeSut(EventPrinter::Format::Text);
+    for (int code = 0; code <= 0x7f; ++code) {
+        sut.subscribed(std::string(1, static_cast<char>(code)));
+    }
+    std::size_t controlCharacters = 0;
+    for (const char character : stream.str()) {
+        controlCharacters += (character < 0x20 && character != '\n') || character == 0x7f ? 1 : 0;
+    }
+    EXPECT_EQ(controlCharacters, 0U);
+}
+
+TEST_F(EventPrinterTest, KeepsToOneLineWhateverTheUuid) {
+    makeSut(EventPrinter::Format::Text).subscribed("a\nb\r\x7f");
+    EXPECT_EQ(stream.str(), "14:34:56.123  subscribed    a\\u000ab\\u000d\\u007f\n");
+}
+
+TEST_F(EventPrinterTest, EscapesTheControlCharactersBeyondAsciiForATerminal) {
+    makeSut(EventPrinter::Format::Text).subscribed("\u0080\u009b\u009f");
+    EXPECT_EQ(stream.str(), "14:34:56.123  subscribed    \\u0080\\u009b\\u009f\n");
+}
+
+TEST_F(EventPrinterTest, LeavesLettersBeyondAsciiAsTheyAre) {
+    makeSut(EventPrinter::Format::Text).subscribed("\u00a0\u00c2\u015b\xc2");
+    EXPECT_EQ(stream.str(), "14:34:56.123  subscribed    \u00a0\u00c2\u015b\xc2\n");
+}
+
+TEST_F(EventPrinterTest, EscapesTheUuidInColouredTextToo) {
+    makeSut(EventPrinter::Format::ColouredText).subscribed("\033[0m");
+    EXPECT_EQ(stream.str(), "14:34:56.123  \033[36msubscribed    \\u001b[0m\033[0m\n");
+}
+
 TEST_F(EventPrinterTest, TellsOnceThatTheOutputIsLost) {
     EventPrinter sut = makeSut(EventPrinter::Format::Text);
     stream.setstate(std::ios::badbit);
