@@ -1,11 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <ostream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Follower.h"
 
@@ -14,22 +18,87 @@ namespace {
 using std::chrono::hours;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using std::chrono::steady_clock;
 
-/// A client whose subscribe calls give what the test has put in, and then wait for it to put in more.
+using Lines = std::vector<std::string>;
+
+/// Lines that one thread writes and another waits for.
+class Record {
+ public:
+    void add(std::string line) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        lines_.push_back(std::move(line));
+        changed_.notify_all();
+    }
+
+    bool waitFor(const std::string& line) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        return changed_.wait_for(
+            lock, seconds(10), [&] { return std::find(lines_.begin(), lines_.end(), line) != lines_.end(); });
+    }
+
+    bool waitForLines(std::size_t wanted) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        return changed_.wait_for(lock, seconds(10), [&] { return lines_.size() >= wanted; });
+    }
+
+    Lines lines() const {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return lines_;
+    }
+
+ private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    Lines lines_;
+};
+
+/// Records each line of a printer when it is flushed, without its time.
+class RecordingBuffer : public std::stringbuf {
+ public:
+    explicit RecordingBuffer(Record& record) : record_(record) {}
+
+ protected:
+    int sync() override {
+        const std::string line = str();
+        str("");
+        const std::size_t widthOfTime = 14;
+        record_.add(line.substr(widthOfTime, line.size() - widthOfTime - 1));
+        return 0;
+    }
+
+ private:
+    Record& record_;
+};
+
+/// A client whose subscribe calls give what the test has put in, and otherwise wait for it to put in more, or
+/// to stop the client.
 class FakeClient : public clampcontrolclient::ClampControlClientIf {
  public:
-    void Start() override {}
-    void Stop() override { stopped = true; }
     void AssignCallback(clampcontrolclient::ClampControlCallbackIf* assigned) override {
         callback = assigned;
+        others.add("AssignCallback");
     }
-    void UnsubscribeClampControl(const std::string& uuid) override { unsubscribed = uuid; }
+
+    void Start() override { others.add("Start"); }
+
+    void UnsubscribeClampControl(const std::string& uuid) override { others.add("Unsubscribe " + uuid); }
+
+    void Stop() override {
+        others.add("Stop");
+        const std::lock_guard<std::mutex> lock(mutex);
+        stopped = true;
+        changed.notify_all();
+    }
 
     std::string SubscribeClampControl() override {
         std::unique_lock<std::mutex> lock(mutex);
-        ++calls;
+        subscribeCalls.push_back(steady_clock::now());
         changed.notify_all();
-        changed.wait_for(lock, seconds(10), [this] { return !results.empty(); });
+        changed.wait_for(lock, seconds(10), [this] { return stopped || !results.empty(); });
+        if (results.empty()) {
+            return {};
+        }
         const std::string result = results.front();
         results.pop_front();
         if (result == "not ready") {
@@ -44,88 +113,192 @@ class FakeClient : public clampcontrolclient::ClampControlClientIf {
         changed.notify_all();
     }
 
-    bool waitForCalls(int wanted) {
+    bool waitForCalls(std::size_t wanted) {
         std::unique_lock<std::mutex> lock(mutex);
-        return changed.wait_for(lock, seconds(10), [&] { return calls >= wanted; });
+        return changed.wait_for(lock, seconds(10), [&] { return subscribeCalls.size() >= wanted; });
+    }
+
+    std::vector<steady_clock::time_point> timesOfCalls() {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return subscribeCalls;
     }
 
     clampcontrolclient::ClampControlCallbackIf* callback = nullptr;
-    std::string unsubscribed;
-    bool stopped = false;
+    Record others;  ///< the calls that do not subscribe
 
  private:
     std::mutex mutex;
     std::condition_variable changed;
     std::deque<std::string> results;
-    int calls = 0;
+    std::vector<steady_clock::time_point> subscribeCalls;
+    bool stopped = false;
 };
 
 class FollowerTest : public testing::Test {
  protected:
-    explicit FollowerTest(Follower::Pauses pauses = {milliseconds(1), milliseconds(2)})
+    explicit FollowerTest(Follower::Pauses pauses = {milliseconds(1), milliseconds(3)})
         : sut(
-              client, printer, [](const std::string&) {}, pauses) {
+              client, printer, [this](const std::string& text) { complaints.add(text); }, pauses) {
         sut.start();
     }
 
-    /// What was printed, without the times. To be called after `sut.stop()`.
-    std::string events() const {
-        std::istringstream lines(stream.str());
-        std::string result;
-        for (std::string line; std::getline(lines, line);) {
-            result += (result.empty() ? "" : "|") + line.substr(14);
-        }
-        return result;
-    }
+    void connect() { client.callback->OnConnectionStateChanged(true); }
+    void disconnect() { client.callback->OnConnectionStateChanged(false); }
 
     FakeClient client;
-    std::ostringstream stream;
+    Record events;
+    Record complaints;
+    RecordingBuffer buffer{events};
+    std::ostream stream{&buffer};
     EventPrinter printer{stream, EventPrinter::Format::Text, std::chrono::system_clock::now, nullptr};
     Follower sut;
 };
 
+TEST_F(FollowerTest, AssignsItselfBeforeItStartsTheClient) {
+    EXPECT_EQ(client.others.lines(), (Lines{"AssignCallback", "Start"}));
+}
+
 TEST_F(FollowerTest, SubscribesWhenTheServiceHasConnected) {
-    client.callback->OnConnectionStateChanged(true);
-    client.answer("uuid");
-    ASSERT_TRUE(client.waitForCalls(1));
-    sut.stop();
-    EXPECT_EQ(events().find("connection    connected"), 0U);
+    connect();
+    EXPECT_TRUE(client.waitForCalls(1));
 }
 
 TEST_F(FollowerTest, DoesNotSubscribeBeforeTheServiceHasConnected) {
     sut.stop();
-    EXPECT_EQ(events(), "");
+    EXPECT_TRUE(client.timesOfCalls().empty());
+}
+
+TEST_F(FollowerTest, TellsOfTheSubscriptionAfterTheConnection) {
+    connect();
+    client.answer("uuid");
+    events.waitForLines(2);
+    EXPECT_EQ(events.lines(), (Lines{"connection    connected", "subscribed    uuid"}));
 }
 
 TEST_F(FollowerTest, SubscribesAgainAfterEachReconnect) {
-    client.callback->OnConnectionStateChanged(true);
+    connect();
     client.answer("first");
     ASSERT_TRUE(client.waitForCalls(1));
-    client.callback->OnConnectionStateChanged(false);
-    client.callback->OnConnectionStateChanged(true);
-    client.answer("second");
+    disconnect();
+    connect();
     EXPECT_TRUE(client.waitForCalls(2));
 }
 
 TEST_F(FollowerTest, TriesAgainWhenSubscribingFailedThoughTheServiceIsConnected) {
-    client.callback->OnConnectionStateChanged(true);
+    connect();
     client.answer("");
+    EXPECT_TRUE(client.waitForCalls(2));
+}
+
+TEST_F(FollowerTest, TriesAgainWhenSubscribingHasThrown) {
+    connect();
     client.answer("not ready");
+    EXPECT_TRUE(client.waitForCalls(2));
+}
+
+TEST_F(FollowerTest, DoublesThePauseUpToTheLongest) {
+    connect();
+    for (int failure = 0; failure < 4; ++failure) {
+        client.answer("");
+    }
+    complaints.waitForLines(4);
+    EXPECT_EQ(
+        complaints.lines(),
+        (Lines{"could not subscribe, trying again in 1 ms", "could not subscribe, trying again in 2 ms",
+               "could not subscribe, trying again in 3 ms", "could not subscribe, trying again in 3 ms"}));
+}
+
+TEST_F(FollowerTest, BeginsWithTheFirstPauseAgainAfterAReconnect) {
+    connect();
+    client.answer("");
+    client.answer("");
+    ASSERT_TRUE(client.waitForCalls(3));
+    disconnect();
+    connect();
+    client.answer("");  // of the lost connection
+    client.answer("");
+    ASSERT_TRUE(complaints.waitForLines(3));
+    EXPECT_EQ(complaints.lines()[2], "could not subscribe, trying again in 1 ms");
+}
+
+TEST_F(FollowerTest, DoesNotComplainWhenTheServiceWasLostWhileItSubscribed) {
+    connect();
+    ASSERT_TRUE(client.waitForCalls(1));
+    disconnect();
+    client.answer("not ready");
+    connect();
+    ASSERT_TRUE(client.waitForCalls(2));
+    EXPECT_EQ(complaints.lines(), Lines());
+}
+
+TEST_F(FollowerTest, DoesNotTellOfASubscriptionWhoseServiceWasLostWhileItSubscribed) {
+    connect();
+    ASSERT_TRUE(client.waitForCalls(1));
+    disconnect();
+    connect();
+    client.answer("of the lost connection");
     client.answer("uuid");
-    EXPECT_TRUE(client.waitForCalls(3));
+    events.waitForLines(4);
+    EXPECT_EQ(events.lines(), (Lines{"connection    connected", "connection    disconnected",
+                                     "connection    connected", "subscribed    uuid"}));
 }
 
 TEST_F(FollowerTest, PrintsWhatItIsTold) {
     client.callback->OnClampNotification();
     client.callback->OnClampStateChanged(true);
-    client.callback->OnConnectionStateChanged(false);
-    sut.stop();
-    EXPECT_EQ(events(), "notification|clamp15       on|connection    disconnected");
+    disconnect();
+    EXPECT_EQ(events.lines(), (Lines{"notification", "clamp15       on", "connection    disconnected"}));
 }
 
-TEST_F(FollowerTest, StopsTheClient) {
+TEST_F(FollowerTest, StopsTheClientOnce) {
     sut.stop();
-    EXPECT_TRUE(client.stopped);
+    sut.stop();
+    EXPECT_EQ(client.others.lines(), (Lines{"AssignCallback", "Start", "Stop"}));
+}
+
+TEST_F(FollowerTest, EndsItsSubscriptionBeforeItStopsTheClient) {
+    connect();
+    client.answer("uuid");
+    ASSERT_TRUE(events.waitFor("subscribed    uuid"));
+    sut.stop();
+    EXPECT_EQ(client.others.lines(), (Lines{"AssignCallback", "Start", "Unsubscribe uuid", "Stop"}));
+}
+
+TEST_F(FollowerTest, DoesNotEndASubscriptionThatWasLostWithItsService) {
+    connect();
+    client.answer("uuid");
+    ASSERT_TRUE(events.waitFor("subscribed    uuid"));
+    disconnect();
+    sut.stop();
+    EXPECT_EQ(client.others.lines(), (Lines{"AssignCallback", "Start", "Stop"}));
+}
+
+TEST_F(FollowerTest, StopsTheClientWhileASubscribeCallIsUnderWay) {
+    connect();
+    ASSERT_TRUE(client.waitForCalls(1));
+    sut.stop();
+    EXPECT_EQ(client.others.lines(), (Lines{"AssignCallback", "Start", "Stop"}));
+}
+
+TEST_F(FollowerTest, DoesNotComplainOfASubscribeCallThatItsStopHasEnded) {
+    connect();
+    ASSERT_TRUE(client.waitForCalls(1));
+    sut.stop();
+    EXPECT_EQ(complaints.lines(), Lines());
+}
+
+class UnhurriedFollowerTest : public FollowerTest {
+ protected:
+    UnhurriedFollowerTest() : FollowerTest({milliseconds(10), milliseconds(20)}) {}
+};
+
+TEST_F(UnhurriedFollowerTest, PausesForAsLongAsItSays) {
+    connect();
+    client.answer("");
+    client.answer("");
+    ASSERT_TRUE(client.waitForCalls(3));
+    const auto times = client.timesOfCalls();
+    EXPECT_GE(times[2] - times[1], milliseconds(20));
 }
 
 class PatientFollowerTest : public FollowerTest {
@@ -134,21 +307,20 @@ class PatientFollowerTest : public FollowerTest {
 };
 
 TEST_F(PatientFollowerTest, DoesNotWaitForThePauseWhenTheServiceConnectsAnew) {
-    client.callback->OnConnectionStateChanged(true);
+    connect();
     client.answer("");
-    ASSERT_TRUE(client.waitForCalls(1));
-    client.callback->OnConnectionStateChanged(false);
-    client.callback->OnConnectionStateChanged(true);
-    client.answer("uuid");
+    ASSERT_TRUE(complaints.waitForLines(1));
+    disconnect();
+    connect();
     EXPECT_TRUE(client.waitForCalls(2));
 }
 
 TEST_F(PatientFollowerTest, DoesNotWaitForThePauseWhenItStops) {
-    client.callback->OnConnectionStateChanged(true);
+    connect();
     client.answer("");
-    ASSERT_TRUE(client.waitForCalls(1));
+    ASSERT_TRUE(complaints.waitForLines(1));
     sut.stop();
-    EXPECT_TRUE(client.stopped);
+    EXPECT_TRUE(client.others.waitFor("Stop"));
 }
 
 }  // namespace
