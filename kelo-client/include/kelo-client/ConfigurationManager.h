@@ -32,15 +32,16 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
         std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> serviceSettings;
     };
 
-    /// What the "services" section says of one service. No member is ever null.
+    /// What the "services" section says of one service. No member is ever null. The bundled platform does
+    /// not look here, but asks the functions below.
     struct CLAMPCONTROL_EXPORT ServiceSettings {
         ServiceSettings();
 
         std::shared_ptr<std::string> serverBaseUri;           ///< default "http://[::1]:80"
         std::shared_ptr<std::string> serverBasePathHTTP;      ///< default "/"
-        std::shared_ptr<std::string> serverBasePathWS;        ///< default "/"
+        std::shared_ptr<std::string> serverBasePathWS;        ///< default "/"; the functions below ignore it
         std::shared_ptr<std::string> separatorAfterResource;  ///< default "/"
-        std::shared_ptr<long> watchdogTimeout;                ///< milliseconds; default 0
+        std::shared_ptr<long> watchdogTimeout;                ///< always 0: see getWatchdogPingInterval
     };
 
     /// Has the defaults, and no file to load.
@@ -95,6 +96,7 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
 
     const std::string configFile_;
     ServiceRegistrySettings serviceRegistrySettings_;
+    /// Nothing is copied from it: the copies would share its values.
     const ServiceSettings defaultServiceSettings_;
     const std::shared_ptr<std::map<std::string, ServiceSettings>> services_;
     /// The parsed file; null until it was loaded.

@@ -4,8 +4,11 @@
 
 #include <chrono>
 #include <future>
+#include <memory>
+#include <stdexcept>
 #include <thread>
 #include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -16,14 +19,6 @@ using FutureValue = CallbackFuture::FutureValue;
 
 constexpr milliseconds kLong{20'000};
 
-/// Calls Get on a thread of its own, so that it has to fetch the value itself, and sets the value meanwhile.
-FutureValue getBeforeSet(CallbackFuture& sut, FutureValue value) {
-    auto reader = std::async(std::launch::async, [&sut] { return sut.Get(); });
-    // Whether Get is in time or not, it gives the value; only who waits in it makes the state go away.
-    sut.Set(value);
-    return reader.get();
-}
-
 /// Whether the future has lost its state, which takes a Get that was in time.
 bool hasNoState(CallbackFuture& sut) {
     try {
@@ -32,6 +27,31 @@ bool hasNoState(CallbackFuture& sut) {
     } catch (const std::future_error& error) {
         return error.code() == std::future_errc::no_state;
     }
+}
+
+/// An object whose first Get had to wait, and what that Get gave.
+struct WaitedFor {
+    std::unique_ptr<CallbackFuture> future;
+    FutureValue given;
+};
+
+/// Lets a Get on a thread of its own wait for `value`. Whether it is in time to wait shows only afterwards,
+/// so in several rounds, each of which ends after a bounded time either way.
+WaitedFor waitedFor(FutureValue value) {
+    for (int round = 0; round < 200; ++round) {
+        auto future = std::make_unique<CallbackFuture>();
+        std::promise<void> ready;
+        auto reader = std::async(std::launch::async, [&] {
+            ready.set_value();
+            return future->Get();
+        });
+        ready.get_future().wait();
+        std::this_thread::sleep_for(milliseconds(round));
+        future->Set(value);
+        const FutureValue given = reader.get();
+        if (hasNoState(*future)) return {std::move(future), given};
+    }
+    throw std::runtime_error("no Get ever had to wait");
 }
 
 TEST(CallbackFuture, HasValuesOf32Bits) {
@@ -90,21 +110,19 @@ TEST(CallbackFuture, AnswersEveryGetAlike) {
 }
 
 TEST(CallbackFuture, HandsTheValueToAThreadThatWaitsInGet) {
-    CallbackFuture sut;
-    EXPECT_EQ(getBeforeSet(sut, FutureValue{2}), FutureValue{2});
+    const auto sut = waitedFor(FutureValue{2});
+    EXPECT_EQ(sut.given, FutureValue{2});
 }
 
 TEST(CallbackFuture, AnswersFurtherGetsAfterOneThatHadToWait) {
-    CallbackFuture sut;
-    getBeforeSet(sut, FutureValue{2});
-    EXPECT_EQ(sut.Get(), FutureValue{2});
+    const auto sut = waitedFor(FutureValue{2}).future;
+    EXPECT_EQ(sut->Get(), FutureValue{2});
 }
 
 TEST(CallbackFuture, IgnoresASetAfterAGetThatHadToWait) {
-    CallbackFuture sut;
-    getBeforeSet(sut, FutureValue{2});
-    sut.Set(FutureValue{3});
-    EXPECT_EQ(sut.Get(), FutureValue{2});
+    const auto sut = waitedFor(FutureValue{2}).future;
+    sut->Set(FutureValue{3});
+    EXPECT_EQ(sut->Get(), FutureValue{2});
 }
 
 TEST(CallbackFuture, CanStillBeWaitedForAfterSetAndGet) {
@@ -115,21 +133,8 @@ TEST(CallbackFuture, CanStillBeWaitedForAfterSetAndGet) {
 }
 
 TEST(CallbackFuture, HasNoStateToWaitForAfterAGetThatHadToWait) {
-    // Get may come too late to wait, so several rounds; each ends after a bounded time either way.
-    for (int round = 0; round < 1000; ++round) {
-        CallbackFuture sut;
-        std::promise<void> ready;
-        std::thread reader([&] {
-            ready.set_value();
-            sut.Get();
-        });
-        ready.get_future().wait();
-        std::this_thread::sleep_for(milliseconds(round));
-        sut.Set(FutureValue{1});
-        reader.join();
-        if (hasNoState(sut)) return;
-    }
-    FAIL() << "no Get ever had to wait";
+    const auto sut = waitedFor(FutureValue{1}).future;
+    EXPECT_TRUE(hasNoState(*sut));
 }
 
 TEST(CallbackFuture, HasNoStateToGetOnceAValueThatIsNoneWasFetched) {

@@ -108,6 +108,14 @@ TEST_F(ConfigurationManagerTest, SaysThatAPathWithoutAFileNameIsNotAFileEvenWhen
     expectDefaults(sut);
 }
 
+TEST_F(ConfigurationManagerTest, SaysThatAPathWithoutAFileNameIsNotAFileEvenWhenNothingIsThere) {
+    const std::string path = (directory.path() / "missing/").string();
+    ConfigurationManager sut(path);
+    sut.load();
+    EXPECT_THAT(RecordingAraLog::records(),
+                ElementsAre(isRecord(LogLevel::kError, "Config File is not a file: " + path)));
+}
+
 TEST_F(ConfigurationManagerTest, SaysThatTheFileDoesNotExist) {
     const std::string path = (directory.path() / "missing.json").string();
     ConfigurationManager sut(path);
@@ -277,7 +285,7 @@ TEST_F(ConfigurationManagerTest, SharesTheConnectionSettings) {
 TEST_F(ConfigurationManagerTest, TakesTheSettingsOfAService) {
     const ConfigurationManager sut = withServices(R"({"ClampControl": {
         "serverBaseUri": "http://10.0.0.1:80", "serverBasePathHTTP": "/http/", "serverBasePathWS": "/ws/",
-        "separatorAfterRessource": "-", "watchdogTimeout": 7}})");
+        "separatorAfterRessource": "-"}})");
     const auto& settings = sut.getServices()->at("ClampControl");
     EXPECT_EQ(*settings.serverBaseUri, "http://10.0.0.1:80");
     EXPECT_EQ(*settings.serverBasePathHTTP, "/http/");
@@ -288,12 +296,26 @@ TEST_F(ConfigurationManagerTest, TakesTheSettingsOfAService) {
     EXPECT_EQ(sut.getSeparatorAfterResource("ClampControl"), "-");
 }
 
+TEST_F(ConfigurationManagerTest, LeavesTheWatchdogOutOfTheSettingsOfAService) {
+    const ConfigurationManager sut = withServices(R"({"ClampControl": {"watchdogTimeout": 7}})");
+    EXPECT_EQ(*sut.getServices()->at("ClampControl").watchdogTimeout, 0);
+    EXPECT_EQ(sut.getWatchdogPingInterval("ClampControl"), milliseconds(7));
+}
+
 TEST_F(ConfigurationManagerTest, KeepsTheDefaultsOfASettingOfTheWrongType) {
     const ConfigurationManager sut =
         withServices(R"({"ClampControl": {"serverBaseUri": 1, "serverBasePathWS": true}})");
     const auto& settings = sut.getServices()->at("ClampControl");
     EXPECT_EQ(*settings.serverBaseUri, kLoopback);
     EXPECT_EQ(*settings.serverBasePathWS, "/");
+}
+
+TEST_F(ConfigurationManagerTest, SharesNoDefaultAmongServices) {
+    const ConfigurationManager sut = withServices(R"({"A": {}, "B": {}})");
+    *sut.getServices()->at("A").watchdogTimeout = 7;
+    *sut.getServices()->at("A").serverBaseUri = "changed";
+    EXPECT_EQ(*sut.getServices()->at("B").watchdogTimeout, 0);
+    EXPECT_EQ(*sut.getServices()->at("B").serverBaseUri, kLoopback);
 }
 
 TEST_F(ConfigurationManagerTest, SkipsAServiceThatIsNotAnObject) {
@@ -388,8 +410,24 @@ TEST_F(ConfigurationManagerTest, ThrowsForAnEmptyValue) {
 TEST_F(ConfigurationManagerTest, ThrowsForAnIntegerThatIsNone) {
     const ConfigurationManager sut =
         withServices(R"({"A": {"watchdogTimeout": "1"}, "B": {"watchdogTimeout": 1.5}})");
-    EXPECT_THROW(sut.getWatchdogPingInterval("A"), Poco::BadCastException);
-    EXPECT_THROW(sut.getWatchdogPingInterval("B"), Poco::BadCastException);
+    for (const char* const service : {"A", "B"}) {
+        try {
+            sut.getIntValueOfService(service, "watchdogTimeout", 0);
+            ADD_FAILURE() << "no exception for " << service;
+        } catch (const Poco::BadCastException& exception) {
+            EXPECT_THAT(exception.message(), testing::MatchesRegex("Can not convert .* to .*\\."));
+        }
+    }
+}
+
+TEST_F(ConfigurationManagerTest, ThrowsForAnEmptyInteger) {
+    const ConfigurationManager sut = withServices(R"({"ClampControl": {"watchdogTimeout": null}})");
+    try {
+        sut.getIntValueOfService("ClampControl", "watchdogTimeout", 0);
+        FAIL() << "no exception";
+    } catch (const Poco::InvalidAccessException& exception) {
+        EXPECT_EQ(exception.message(), "Can not extract empty value.");
+    }
 }
 
 TEST_F(ConfigurationManagerTest, AssemblesTheRecordOfAService) {
