@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <memory>
 #include <thread>
 
 namespace csc_logging {
@@ -19,7 +18,7 @@ std::atomic<int> visitors{0};
 
 class ProcessInstance {
  public:
-    ProcessInstance() : api_(std::make_unique<CSCLoggingApi>()) {}
+    ProcessInstance() = default;
     ProcessInstance(const ProcessInstance&) = delete;
     ProcessInstance& operator=(const ProcessInstance&) = delete;
 
@@ -27,18 +26,17 @@ class ProcessInstance {
         ended.store(true);
         const auto limit = std::chrono::steady_clock::now() + kFarewell;
         while (visitors.load() != 0) {
-            if (std::chrono::steady_clock::now() >= limit) {
-                static_cast<void>(api_.release());
-                return;
-            }
+            if (std::chrono::steady_clock::now() >= limit) return;
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
+        delete api_;
     }
 
     CSCLoggingApi& api() noexcept { return *api_; }
 
  private:
-    std::unique_ptr<CSCLoggingApi> api_;
+    /// A plain pointer: it goes on leading to an instance that was left, which is thereby no leak.
+    CSCLoggingApi* const api_ = new CSCLoggingApi();
 };
 
 }  // namespace

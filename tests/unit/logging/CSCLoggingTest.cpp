@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <future>
 #include <string>
 #include <thread>
 
@@ -198,6 +199,32 @@ TEST(CSCLogging, LetsTheProcessEndWhileThreadsLog) {
     });
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_LT(result.lifetime.count(), 5000);
+}
+
+TEST(CSCLogging, IsLeftToAThreadThatStaysInsideItBeyondItsEnd) {
+    const ChildResult result = runInChild([] {
+        static auto& inside = *new std::promise<void>();
+        static auto& ended = *new std::promise<void>();
+        static auto& logged = *new std::promise<void>();
+        std::atexit([] {  // runs when the logging, which is made after this, has come to its end
+            ended.set_value();
+            logged.get_future().wait();
+            for (const auto& record : RecordingAraLog::records()) std::printf("%s\n", record.text.c_str());
+        });
+        CSCLogging::InitLogging("A");
+        std::thread([] {
+            csc_logging::withProcessLogging([](csc_logging::CSCLoggingApi& api) {
+                inside.set_value();
+                ended.get_future().wait();
+                api.LogInfo("still inside");
+                logged.set_value();
+            });
+        }).detach();
+        inside.get_future().wait();
+    });
+    EXPECT_THAT(result,
+                AllOf(Field(&ChildResult::exitCode, 0), Field(&ChildResult::output, "still inside\n")))
+        << result.errors;
 }
 
 }  // namespace
