@@ -37,10 +37,10 @@ void Follower::stop() {
 }
 
 void Follower::OnConnectionStateChanged(bool connected) {
-    // Printed before the other thread is woken, so that "subscribed" comes after it.
-    printer_.connection(connected);
     {
+        // Printed under the lock, so that "subscribed" never follows the loss of its connection.
         const std::lock_guard<std::mutex> lock(mutex_);
+        printer_.connection(connected);
         connected_ = connected;
         connections_ += connected ? 1 : 0;
         uuid_.clear();
@@ -80,7 +80,6 @@ void Follower::subscribeTo(std::size_t connection) {
         }
         if (!uuid.empty()) {
             uuid_ = uuid;
-            lock.unlock();
             printer_.subscribed(uuid);
             return;
         }
