@@ -1,19 +1,15 @@
 #include "FarServer.h"
 
 #include <Emulator.h>
-#include <TemporaryDirectory.h>
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace e2e {
@@ -24,22 +20,6 @@ void run(const std::string& command) {
     if (std::system((command + " 2>/dev/null").c_str()) != 0) {
         throw std::runtime_error("\"" + command + "\" failed");
     }
-}
-
-// What the server says of itself when it is ready.
-std::string readyLine(const std::string& fileName, test_support::ChildProgram& program) {
-    const std::string beginning = "listening on ";
-    while (program.isRunning()) {
-        std::ifstream file(fileName);
-        for (std::string line; std::getline(file, line);) {
-            const std::size_t begin = line.find(beginning);
-            if (begin != std::string::npos && !file.eof()) {
-                return line.substr(begin + beginning.size());
-            }
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    throw std::runtime_error("zeb-bus-sim did not start");
 }
 
 }  // namespace
@@ -66,11 +46,7 @@ FarServer::FarServer(Place place) {
          test_support::commandOf(ZEB_BUS_SIM, {"--address", address_, VEHICLE_BUS})) {
         command.push_back(word);
     }
-    const test_support::TemporaryDirectory directory;
-    const std::string output = (directory.path() / "output").string();
-    program_ = std::make_unique<test_support::ChildProgram>(command, std::vector<std::string>(), output);
-    baseUri_ = readyLine(output, *program_);
-    baseUri_.resize(baseUri_.find_last_not_of("/\r\n ") + 1);
+    program_ = std::make_unique<test_support::BusProgram>(command);
 }
 
 FarServer::~FarServer() {
@@ -86,7 +62,7 @@ void FarServer::set(const std::string& path, const std::string& json) const {
     address.sin_family = AF_INET;
     ::inet_pton(AF_INET, address_.c_str(), &address.sin_addr);
     address.sin_port =
-        htons(static_cast<std::uint16_t>(std::stoul(baseUri_.substr(baseUri_.find_last_of(':') + 1))));
+        htons(static_cast<std::uint16_t>(std::stoul(baseUri().substr(baseUri().find_last_of(':') + 1))));
     const int connection = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const std::string request =
         "POST " + path +

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <ChildProcess.h>
+#include <BusProgram.h>
 
 #include <memory>
 #include <string>
@@ -17,7 +17,7 @@ class FarServer {
     explicit FarServer(Place place);
     ~FarServer();
 
-    const std::string& baseUri() const { return baseUri_; }
+    const std::string& baseUri() const { return program_->baseUri(); }
     void set(const std::string& path, const std::string& json) const;
 
     /// SIGSTOP and SIGCONT.
@@ -30,8 +30,7 @@ class FarServer {
  private:
     std::string address_{"127.0.0.1"};
     std::string device_;  ///< on this side of the link
-    std::string baseUri_;
-    std::unique_ptr<test_support::ChildProgram> program_;
+    std::unique_ptr<test_support::BusProgram> program_;
 };
 
 }  // namespace e2e

@@ -12,6 +12,13 @@ namespace {
 
 constexpr int MAXIMUM_CHAIN_LENGTH = 9;
 
+// Otherwise OpenSSL would clean up in an exit handler as young as the first connection, which runs while the
+// connections are still in use: what they belong to may be a static, older than that, or be never destroyed.
+// No effect where the application has used OpenSSL before; then its exit handler is an old one.
+void keepOpenSslToTheEndOfTheProcess() {
+    OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
+}
+
 // Where a context keeps the reason for which it has refused a certificate.
 int reasonIndex() {
     static const int index = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
@@ -30,6 +37,7 @@ int noteReason(int isGood, X509_STORE_CTX* verification) {
 }
 
 Poco::Net::Context::Ptr createContext(const std::string& host) {
+    keepOpenSslToTheEndOfTheProcess();
     Poco::Net::Context::Ptr context(new Poco::Net::Context(
         Poco::Net::Context::TLS_CLIENT_USE, "", "", "", Poco::Net::Context::VERIFY_STRICT,
         MAXIMUM_CHAIN_LENGTH, true, "ECDHE+AESGCM:ECDHE+CHACHA20:!aNULL:!eNULL"));

@@ -1,22 +1,28 @@
 // A process may end with a client alive anywhere, and with notifications coming in. Each test is such a
 // process, with the library as it ships, the real log, and a bus on loopback.
 
+#include <BusProgram.h>
+#include <Certificates.h>
 #include <ChildProcess.h>
+#include <Emulator.h>
 #include <TemporaryDirectory.h>
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
 #include <gtest/gtest.h>
 #include <kelo-client/ClientServiceUtils.h>
+#include <openssl/ssl.h>
 #include <unistd.h>
 #include <zeb-bus-sim/BusSimulator.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <future>
 #include <memory>
 #include <string>
 #include <thread>
+#include <tuple>
 
 namespace {
 
@@ -40,10 +46,9 @@ class Callback : public clampcontrolclient::ClampControlCallbackIf {
     void OnClampNotification() override { exitIf(Exit::InNotification); }
     void OnClampStateChanged(bool /*switchedOn*/) override { exitIf(Exit::InClamp); }
 
-    void waitUntilConnected() {
-        const auto connected = connected_;
-        connected->get_future().wait();
-    }
+    /// Set once connected. Not broken by an exit: that would send a thread that waits on to use what the exit
+    /// destroys.
+    std::shared_ptr<std::promise<void>> connected() const { return connected_; }
 
  private:
     void exitIf(Exit where) const {
@@ -53,15 +58,17 @@ class Callback : public clampcontrolclient::ClampControlCallbackIf {
     }
 
     const Exit exit_;
-    /// Not broken by an exit: that would send a thread that waits on to use what the exit destroys.
     std::shared_ptr<std::promise<void>> connected_{std::make_shared<std::promise<void>>()};
 };
 
-/// A bus whose terminal 15 changes without end. Like a real bus it does not end with the process's statics.
-void startBus(const TemporaryDirectory& directory) {
+constexpr const char* kBus =
+    R"({"services":{"ClampControl":{"clamps":[{"id":"c15","type":"Clamp15","isSwitchedOn":true}]}}})";
+
+/// Starts a bus in this process, whose terminal 15 changes without end, and gives its base URI. Like a real
+/// bus it does not end with the process's statics.
+std::string startBus() {
     static auto& bus = *new zebbussim::BusSimulator();
-    bus.loadText(
-        R"({"services":{"ClampControl":{"clamps":[{"id":"c15","type":"Clamp15","isSwitchedOn":true}]}}})");
+    bus.loadText(kBus);
     bus.start();
     std::thread([] {
         for (bool isSwitchedOn = false;; isSwitchedOn = !isSwitchedOn) {
@@ -70,17 +77,62 @@ void startBus(const TemporaryDirectory& directory) {
             std::this_thread::yield();
         }
     }).detach();
-    // The first base of the process decides where its clients look.
+    return bus.baseUri();
+}
+
+/// A bus over TLS, whose terminal 15 changes for longer than a test takes. A process of its own, and so is
+/// who issues its certificate: the process that is tried is to be the first to use OpenSSL.
+class TlsBus {
+ public:
+    TlsBus() {
+        runInChild([this] {
+            const test_support::CertificationAuthority authority(directory_.path(), "authority");
+            const auto certificate = authority.issue("bus");
+            std::filesystem::copy_file(authority.certificateFile(), trusted());
+            std::filesystem::copy_file(certificate.certificateFile, file("certificate"));
+            std::filesystem::copy_file(certificate.keyFile, file("key"));
+        });
+        directory_.write("bus.json", kBus);
+        directory_.write("changes.json", changes());
+        program_ = std::make_unique<test_support::BusProgram>(
+            test_support::commandOf(ZEB_BUS_SIM, {"--tls-cert", file("certificate"), "--tls-key", file("key"),
+                                                  "--scenario", file("changes.json"), file("bus.json")}));
+    }
+
+    const std::string& baseUri() const { return program_->baseUri(); }
+    /// For SSL_CERT_FILE.
+    std::string trusted() const { return file("trusted"); }
+
+ private:
+    std::string file(const std::string& name) const { return (directory_.path() / name).string(); }
+
+    static std::string changes() {
+        std::string steps = R"({"wait":{"subscribers":{"path":"/ClampControl/clamps/c15","count":1}}})";
+        for (int i = 0; i < 20'000; ++i) {
+            steps.append(R"(,{"set":{"path":"/ClampControl/clamps/c15","data":{"isSwitchedOn":)")
+                .append(i % 2 == 0 ? "false" : "true")
+                .append(R"(}}},{"wait":{"ms":1}})");
+        }
+        return "[" + steps + "]";
+    }
+
+    TemporaryDirectory directory_;
+    std::unique_ptr<test_support::BusProgram> program_;
+};
+
+/// The first base of the process decides where its clients look.
+void configureClients(const TemporaryDirectory& directory, const std::string& baseUri) {
     kelo_client::ClientServiceUtils::CreateClientServiceBase(directory.write(
         "config.json",
         R"({"serviceRegistrySettings":{"mode":"staticOnly"},"services":{"ClampControl":{"serverBaseUri":")" +
-            bus.baseUri() + R"("}}})"));
+            baseUri + R"("}}})"));
 }
 
 void subscribe(ClampControlClient& client, Callback& callback) {
+    const auto connected = callback.connected();  // before an exit inside the callback can destroy it
     client.AssignCallback(&callback);
     client.Start();
-    callback.waitUntilConnected();
+    connected->get_future().wait();
     client.SubscribeClampControl();
 }
 
@@ -90,19 +142,33 @@ void subscribe(ClampControlClient& client, Callback& callback) {
     }
 }
 
+enum class Transport { Plain, Tls };
+
 /// Runs `work` with a bus in a process of its own and expects a clean exit.
-void expectCleanExit(const std::function<void()>& work) {
+void expectCleanExit(Transport transport, const std::function<void()>& work) {
     const TemporaryDirectory directory;
+    const auto tlsBus = transport == Transport::Tls ? std::make_unique<TlsBus>() : nullptr;
     const auto result = runInChild([&] {
         csc_logging::CSCLogging::InitLogging("ExitTest");
-        startBus(directory);
+        if (tlsBus) {
+            ::setenv("SSL_CERT_FILE", tlsBus->trusted().c_str(), 1);
+        }
+        configureClients(directory, tlsBus ? tlsBus->baseUri() : startBus());
         work();
     });
     EXPECT_EQ(result.signal, 0) << result.errors;
     EXPECT_EQ(result.exitCode, 0) << result.errors;
 }
 
-TEST(ProcessExit, IsCleanAfterStop) {
+class ProcessExit : public testing::TestWithParam<Transport> {
+ protected:
+    static void expectCleanExit(const std::function<void()>& work) { ::expectCleanExit(GetParam(), work); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Plain, ProcessExit, testing::Values(Transport::Plain));
+INSTANTIATE_TEST_SUITE_P(Tls, ProcessExit, testing::Values(Transport::Tls));
+
+TEST_P(ProcessExit, IsCleanAfterStop) {
     expectCleanExit([] {
         Callback callback;
         ClampControlClient client;
@@ -111,7 +177,7 @@ TEST(ProcessExit, IsCleanAfterStop) {
     });
 }
 
-TEST(ProcessExit, IsCleanWithoutStop) {
+TEST_P(ProcessExit, IsCleanWithoutStop) {
     expectCleanExit([] {
         Callback callback;
         ClampControlClient client;
@@ -119,7 +185,7 @@ TEST(ProcessExit, IsCleanWithoutStop) {
     });
 }
 
-TEST(ProcessExit, IsCleanWithAClientInAStatic) {
+TEST_P(ProcessExit, IsCleanWithAClientInAStatic) {
     expectCleanExit([] {
         static Callback callback;
         static ClampControlClient client;
@@ -127,7 +193,7 @@ TEST(ProcessExit, IsCleanWithAClientInAStatic) {
     });
 }
 
-TEST(ProcessExit, IsCleanWithAClientThatIsNeverDestroyed) {
+TEST_P(ProcessExit, IsCleanWithAClientThatIsNeverDestroyed) {
     expectCleanExit([] {
         static auto& callback = *new Callback();
         static auto& client = *new ClampControlClient();
@@ -135,7 +201,7 @@ TEST(ProcessExit, IsCleanWithAClientThatIsNeverDestroyed) {
     });
 }
 
-TEST(ProcessExit, IsCleanWithAClientInARunningThread) {
+TEST_P(ProcessExit, IsCleanWithAClientInARunningThread) {
     expectCleanExit([] {
         static auto& subscribed = *new std::promise<void>();
         std::thread([] {
@@ -151,7 +217,7 @@ TEST(ProcessExit, IsCleanWithAClientInARunningThread) {
     });
 }
 
-TEST(ProcessExit, IsCleanWhenAnotherThreadExits) {
+TEST_P(ProcessExit, IsCleanWhenAnotherThreadExits) {
     expectCleanExit([] {
         Callback callback;
         ClampControlClient client;
@@ -161,7 +227,7 @@ TEST(ProcessExit, IsCleanWhenAnotherThreadExits) {
     });
 }
 
-TEST(ProcessExit, IsCleanWhileAClientIsBeingStopped) {
+TEST_P(ProcessExit, IsCleanWhileAClientIsBeingStopped) {
     expectCleanExit([] {
         static auto& callback = *new Callback();
         static auto& client = *new ClampControlClient();
@@ -173,15 +239,54 @@ TEST(ProcessExit, IsCleanWhileAClientIsBeingStopped) {
     });
 }
 
-class ProcessExitInsideACallback : public testing::TestWithParam<Callback::Exit> {};
+/// Older than all that the library has, so destroyed after it.
+std::unique_ptr<ClampControlClient> heldByAGlobal;
 
-INSTANTIATE_TEST_SUITE_P(AllCallbacks, ProcessExitInsideACallback,
-                         testing::Values(Callback::Exit::InConnection, Callback::Exit::InNotification,
-                                         Callback::Exit::InClamp));
+TEST_P(ProcessExit, IsCleanWithAClientThatAGlobalHolds) {
+    expectCleanExit([] {
+        static auto& callback = *new Callback();
+        heldByAGlobal = std::make_unique<ClampControlClient>();
+        subscribe(*heldByAGlobal, callback);
+    });
+}
+
+class ProcessExitOverTls : public ProcessExit {};
+
+INSTANTIATE_TEST_SUITE_P(Tls, ProcessExitOverTls, testing::Values(Transport::Tls));
+
+TEST_P(ProcessExitOverTls, LeavesOpenSslToTheThreadsThatStillUseIt) {
+    expectCleanExit([] {
+        // Runs after the handlers of what is used for the first time from here on, before the end of the
+        // base.
+        std::atexit([] {
+            if (OPENSSL_init_ssl(0, nullptr) != 1) {
+                std::_Exit(3);
+            }
+        });
+        static auto& callback = *new Callback();
+        static auto& client = *new ClampControlClient();
+        subscribe(client, callback);
+    });
+}
+
+class ProcessExitInsideACallback : public testing::TestWithParam<std::tuple<Transport, Callback::Exit>> {
+ protected:
+    static void expectCleanExit(const std::function<void()>& work) {
+        ::expectCleanExit(std::get<Transport>(GetParam()), work);
+    }
+    static Callback::Exit exit() { return std::get<Callback::Exit>(GetParam()); }
+};
+
+constexpr auto kCallbacks = {Callback::Exit::InConnection, Callback::Exit::InNotification,
+                             Callback::Exit::InClamp};
+INSTANTIATE_TEST_SUITE_P(Plain, ProcessExitInsideACallback,
+                         testing::Combine(testing::Values(Transport::Plain), testing::ValuesIn(kCallbacks)));
+INSTANTIATE_TEST_SUITE_P(Tls, ProcessExitInsideACallback,
+                         testing::Combine(testing::Values(Transport::Tls), testing::ValuesIn(kCallbacks)));
 
 TEST_P(ProcessExitInsideACallback, IsClean) {
     expectCleanExit([] {
-        Callback callback(GetParam());
+        Callback callback(exit());
         ClampControlClient client;
         subscribe(client, callback);
         waitForTheEnd();
@@ -190,7 +295,7 @@ TEST_P(ProcessExitInsideACallback, IsClean) {
 
 TEST_P(ProcessExitInsideACallback, IsCleanWithAClientInAStatic) {
     expectCleanExit([] {
-        static Callback callback(GetParam());
+        static Callback callback(exit());
         static ClampControlClient client;
         subscribe(client, callback);
         waitForTheEnd();
