@@ -1,3 +1,5 @@
+#include <SettableClock.h>
+
 #include <algorithm>
 #include <future>
 #include <map>
@@ -9,7 +11,6 @@
 #include "FarServer.h"
 #include "FaultProxy.h"
 #include "FaultTable.h"
-#include "SettableClock.h"
 #include "SubscriptionBeside.h"
 
 namespace {
@@ -261,12 +262,12 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         clockRuns_ = true;
         clock_ = std::thread([this] {
             while (clockRuns_) {
-                e2e::setSystemClock(-1h);
+                test_support::setSystemClock(-1h);
                 std::this_thread::sleep_for(10ms);
-                e2e::setSystemClock(1h);
+                test_support::setSystemClock(1h);
                 std::this_thread::sleep_for(10ms);
             }
-            e2e::setSystemClock(0s);
+            test_support::setSystemClock(0s);
         });
     }
 

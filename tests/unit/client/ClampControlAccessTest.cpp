@@ -369,9 +369,9 @@ TEST_F(ClampControlAccessTest, WaitsForAnAnswerUntilATimeOfTheSystemClock) {
     createConnected();
     const UnansweredRequest unanswered(bus);
     // Seen from the kernel, which waits, the deadline has passed when it is set.
-    e2e::setSystemClock(std::chrono::hours(-1));
+    test_support::setSystemClock(std::chrono::hours(-1));
     const auto lasted = durationOf<std::chrono::steady_clock>([this] { sut->SubscribeClampControl(); });
-    e2e::setSystemClock(std::chrono::seconds(0));
+    test_support::setSystemClock(std::chrono::seconds(0));
     EXPECT_LT(lasted, fiveSeconds);
     EXPECT_THAT(logged(), ElementsAre(error + std::string("GetClampControlUuid() request timeout")));
 }

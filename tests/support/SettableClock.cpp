@@ -22,10 +22,10 @@ extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t cl
     return static_cast<int>(result);
 }
 
-namespace e2e {
+namespace test_support {
 
 void setSystemClock(std::chrono::seconds off) {
     offset = off.count();
 }
 
-}  // namespace e2e
+}  // namespace test_support
