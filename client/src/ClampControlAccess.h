@@ -31,6 +31,7 @@ class ClampControlAccess : public zeb::ZebClient,
                            public ClampControlClientIf,
                            public std::enable_shared_from_this<ClampControlAccess> {
  public:
+    /// Only tests give others than these.
     struct TimeLimits {
         std::chrono::milliseconds findFirst{5000};
         std::chrono::milliseconds firstNotification{5000};

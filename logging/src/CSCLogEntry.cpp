@@ -13,8 +13,8 @@ namespace {
 /// Digits are made on the stack and appended at once, so that the text grows a single time and in place.
 template <typename Integer>
 void appendNumber(std::string& text, Integer value, int base = 10) {
-    std::array<char, std::numeric_limits<long>::digits10 + 2>
-        digits;  // a minus sign and one digit more than fit
+    // digits10 are those that fit whatever they are: one more, and a minus sign.
+    std::array<char, std::numeric_limits<long>::digits10 + 2> digits;
     static_assert(sizeof(Integer) <= sizeof(long));
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, base).ptr;
     text.append(digits.data(), static_cast<std::size_t>(end - digits.data()));

@@ -25,10 +25,9 @@ class CLAMPCONTROL_EXPORT ClientServiceUtils {
     /// The base of the process. The first call reads the configuration, builds the platform objects and
     /// starts the executors; a later one, with whatever path, changes nothing.
     /// @param configFile path of the client configuration; when it cannot be used the defaults hold, and the
-    /// log says so
-    /// @throws std::exception when a platform object cannot be built, or when the process is already exiting.
-    /// The next
-    ///         call then tries again.
+    ///        log says so
+    /// @throws std::exception when a platform object cannot be built, or when the process is already exiting;
+    ///         the next call then tries again
     static std::shared_ptr<ClientServiceBase> CreateClientServiceBase(const std::string& configFile);
 
     /// The platform's services for one client.

@@ -52,8 +52,7 @@ class FakeBus {
 
     std::shared_ptr<zeb::ZebClientServices> clientServices() const { return clientServices_; }
 
-    /// The service comes; returns when the client has been told. Later calls use `accessor` where one is
-    /// given.
+    /// The service comes, or goes; returns when the client has been told.
     void connectService();
     void disconnectService();
     /// Queues the same, and returns at once.
