@@ -28,7 +28,7 @@ bool CallbackGate::isInsideCallback() {
 
 bool CallbackGate::enter() {
     auto state = state_.load();
-    while ((state & closedFlag) == 0) {
+    while ((state & kClosedFlag) == 0) {
         if (state_.compare_exchange_weak(state, state + 1)) {
             return true;
         }
@@ -38,14 +38,14 @@ bool CallbackGate::enter() {
 
 void CallbackGate::leave() {
     // Nobody enters a closed gate, so the last one out comes by once.
-    if (state_.fetch_sub(1) == (closedFlag | 1U)) {
+    if (state_.fetch_sub(1) == (kClosedFlag | 1U)) {
         drained_.set_value();
     }
 }
 
 void CallbackGate::close() {
-    const auto before = state_.fetch_or(closedFlag);
-    if ((before & ~closedFlag) != 0 && !insideCallback) {
+    const auto before = state_.fetch_or(kClosedFlag);
+    if ((before & ~kClosedFlag) != 0 && !insideCallback) {
         whenDrained_.wait();
     }
 }

@@ -47,8 +47,8 @@ class CallbackGate {
     bool enter();
     void leave();
 
-    static constexpr unsigned closedFlag = 1U << 31U;
-    /// `closedFlag`, and how many calls are running.
+    static constexpr unsigned kClosedFlag = 1U << 31U;
+    /// `kClosedFlag`, and how many calls are running.
     std::atomic<unsigned> state_{0};
     std::promise<void> drained_;
     std::shared_future<void> whenDrained_{drained_.get_future().share()};

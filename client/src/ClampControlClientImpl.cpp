@@ -6,9 +6,6 @@
 #include <kelo-client/ClientServiceBase.h>
 #include <kelo-client/ClientServiceUtils.h>
 #include <zeb/DefaultWebsocketManagerFactory.h>
-#include <zeb/ElementRegistry.h>
-#include <zeb/IServiceRegistry.h>
-#include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
 #include <cassert>
 #include <exception>
@@ -24,13 +21,13 @@ using zebobjects_ZEB::ClampcontrolService;
 
 namespace {
 
-constexpr auto configurationPath = "/var/run/csc/config/kelo-client/ClientConfig.json";
+constexpr auto kConfigurationPath = "/var/run/csc/config/kelo-client/ClientConfig.json";
 
 }  // namespace
 
 ClampControlClientImpl::ClampControlClientImpl() {
     try {
-        clientServiceBase_ = ClientServiceUtils::CreateClientServiceBase(configurationPath);
+        clientServiceBase_ = ClientServiceUtils::CreateClientServiceBase(kConfigurationPath);
         const auto serviceName = ClampcontrolService::getServiceName();
         assert(clientServiceBase_);
         const auto clientServices =
@@ -47,8 +44,6 @@ ClampControlClientImpl::~ClampControlClientImpl() {
     if (access_) {
         access_->DetachCallback();
     }
-    access_.reset();
-    clientServiceBase_.reset();
 }
 
 void ClampControlClientImpl::Start() {
@@ -61,11 +56,7 @@ void ClampControlClientImpl::Stop() {
     if (!access_) {
         return;
     }
-    clientServiceBase_->getElementRegistry()->unsubscribeFromAll();
-    clientServiceBase_->getZebExecutor()->stop();
-    clientServiceBase_->getHttpExecutor()->stop();
-    clientServiceBase_->getServiceRegistry()->stop();
-    clientServiceBase_->getWebsocketManagerFactory()->stopAndClearAll();
+    clientServiceBase_->stop();
     clientServiceBase_->getWebsocketManagerFactory()->removeClient("ClampControl");
     access_->Stop();
     access_->DetachCallback();  // for a Stop inside a callback, whose executor ends only after it

@@ -30,7 +30,7 @@ class ClampControlClientImpl : public ClampControlClientIf {
 
  private:
     std::shared_ptr<kelo_client::ClientServiceBase> clientServiceBase_;
-    /// Null when the construction failed.
+    /// Null when the construction failed. Destroyed before the base that it stands on.
     std::shared_ptr<ClampControlAccess> access_;
 };
 

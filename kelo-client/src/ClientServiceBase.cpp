@@ -1,6 +1,6 @@
-#include "kelo-client/ClientServiceBase.h"
-
 #include <ZebDataObjects_ZEB/Clampcontrol.h>
+#include <kelo-client/ClientServiceBase.h>
+#include <kelo-client/ConfigurationManager.h>
 #include <zeb/DefaultWebsocketManagerFactory.h>
 #include <zeb/ElementRegistry.h>
 #include <zeb/IServiceRegistry.h>
@@ -9,7 +9,6 @@
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
 #include "ProcessLogging.h"
-#include "kelo-client/ConfigurationManager.h"
 
 namespace kelo_client {
 
@@ -48,7 +47,7 @@ class ClientServiceBase::ProcessInstance {
         if (base.use_count() > 1 && base->initialised_) {
             // A client is alive somewhere that exit does not destroy. Its threads end here none the less.
             // (One that is only being built has given them nothing to do yet.)
-            base->tearDown();
+            base->stop();
         }
     }
 
@@ -64,10 +63,10 @@ std::shared_ptr<ClientServiceBase> ClientServiceBase::getInstance() {
 ClientServiceBase::ClientServiceBase() = default;
 
 ClientServiceBase::~ClientServiceBase() {
-    tearDown();
+    stop();
 }
 
-void ClientServiceBase::tearDown() {
+void ClientServiceBase::stop() {
     if (elementRegistry_) {
         elementRegistry_->unsubscribeFromAll();
     }

@@ -1,5 +1,7 @@
-#include "kelo-client/ClientServiceUtils.h"
-
+#include <kelo-client/ClientServiceBase.h>
+#include <kelo-client/ClientServiceUtils.h>
+#include <kelo-client/ConfigurationManager.h>
+#include <kelo-client/KeloLoggerFactory.h>
 #include <zeb/DefaultWebsocketManagerFactory.h>
 #include <zeb/ElementRegistry.h>
 #include <zeb/HttpAccessFactory.h>
@@ -11,11 +13,9 @@
 
 #include <stdexcept>
 
-#include "kelo-client/ClientServiceBase.h"
-#include "kelo-client/ConfigurationManager.h"
-#include "kelo-client/KeloLoggerFactory.h"
-
 namespace kelo_client {
+
+using Mode = zeb::ZebServiceRegistry::Mode;
 
 namespace {
 
@@ -54,15 +54,15 @@ void ClientServiceUtils::fill(ClientServiceBase& base, const std::string& config
 
     const auto& registrySettings = base.configurationManager_->getServiceRegistrySettings();
     if (registrySettings.mode == zeb::ZebServiceRegistry::STR_MODE_STATIC_ONLY) {
-        base.registryMode_ = 0;
+        base.registryMode_ = static_cast<int>(Mode::StaticOnly);
     } else if (registrySettings.mode == zeb::ZebServiceRegistry::STR_MODE_DYNAMIC_ONLY) {
-        base.registryMode_ = 1;
+        base.registryMode_ = static_cast<int>(Mode::DynamicOnly);
     } else if (registrySettings.mode == zeb::ZebServiceRegistry::STR_MODE_STATIC_BEFORE_DYNAMIC) {
-        base.registryMode_ = 2;
+        base.registryMode_ = static_cast<int>(Mode::StaticBeforeDynamic);
     }
 
     zeb::ZebServiceRegistry::Settings settings;
-    settings.mode = static_cast<zeb::ZebServiceRegistry::Mode>(base.registryMode_);
+    settings.mode = static_cast<Mode>(base.registryMode_);
     settings.httpUri = registrySettings.httpUri;
     base.serviceRegistry_ = std::make_shared<zeb::ZebServiceRegistry>(
         base.websocketManagerFactory_, base.configurationManager_, base.loggerFactory_, base.tpAccessFactory_,

@@ -26,8 +26,8 @@ class ConfigurationManager;
 ///
 /// Owner: the process, together with every client: see getInstance().
 ///
-/// Thread safety: getInstance() and, once the base is filled, every getter may be called from any thread. The
-/// base is filled by one thread at start-up.
+/// Thread safety: getInstance() and, once the base is filled, every other function may be called from any
+/// thread. The base is filled by one thread at start-up.
 ///
 /// Calls nobody itself. Its executors call the handlers of the clients.
 class CLAMPCONTROL_EXPORT ClientServiceBase {
@@ -37,11 +37,15 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
     /// connections are stopped all the same, as the destructor would do it. Null once that has happened.
     static std::shared_ptr<ClientServiceBase> getInstance();
 
-    /// Ends all subscriptions, stops "zebExecutor", "httpExecutor", the service registry and the WebSockets,
-    /// in this order, then releases everything. Also allowed on an executor's thread.
+    /// As stop(), then releases everything.
     ~ClientServiceBase();
     ClientServiceBase(const ClientServiceBase&) = delete;
     ClientServiceBase& operator=(const ClientServiceBase&) = delete;
+
+    /// Ends all subscriptions, then stops "zebExecutor", "httpExecutor", the service registry and the
+    /// WebSockets, in this order, for every client of the process; there is no restart. Allowed more than
+    /// once, and on an executor's thread.
+    void stop();
 
     const std::shared_ptr<zeb::DefaultWebsocketManagerFactory>& getWebsocketManagerFactory() const {
         return websocketManagerFactory_;
@@ -70,7 +74,6 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
     class ProcessInstance;
 
     ClientServiceBase();
-    void tearDown();
 
     // Destroyed in reverse order: each may use those above it.
     std::shared_ptr<zeb::DefaultWebsocketManagerFactory> websocketManagerFactory_;
