@@ -10,6 +10,7 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <thread>
 
 #include "EventPrinter.h"
 #include "Follower.h"
@@ -42,7 +43,8 @@ Times are local; in JSON, UTC. Output is coloured on a terminal, unless NO_COLOR
 go to standard error; the reasons are in the log, where the application's context is MON.
 
 A subscription that fails is tried again after 500 ms, then after twice as long each time, up to 10 s. Stopping takes
-up to 10 s when a subscription is under way; a second signal ends the program at once.
+up to 10 s when a subscription is under way; a second signal, half a second later at the earliest, ends the program
+at once.
 
 The address of the service comes from /var/run/csc/config/kelo-client/ClientConfig.json.
 
@@ -60,6 +62,21 @@ void complain(const std::string& text) {
     std::cerr << "clamp-monitor: " + text + "\n";
 }
 
+/// Lets a second signal do what signals do unless told otherwise: end the program. Not at once: whoever ends
+/// a program may well signal it and its process group, as timeout(1) does.
+void heedASecondSignal(const sigset_t& endingSignals) {
+    std::thread([endingSignals] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        const timespec noWait{};
+        while (sigtimedwait(&endingSignals, nullptr, &noWait) > 0) {
+        }
+        pthread_sigmask(SIG_UNBLOCK, &endingSignals, nullptr);
+        while (true) {
+            pause();
+        }
+    }).detach();
+}
+
 int monitor(EventPrinter::Format format, const sigset_t& awaitedSignals, const sigset_t& endingSignals) {
     std::atomic<bool> outputLost{false};
     EventPrinter printer(std::cout, format, std::chrono::system_clock::now, [&] {
@@ -73,8 +90,7 @@ int monitor(EventPrinter::Format format, const sigset_t& awaitedSignals, const s
 
     int received = 0;
     sigwait(&awaitedSignals, &received);
-    // From here on a second signal does what signals do unless told otherwise: it ends the program.
-    pthread_sigmask(SIG_UNBLOCK, &endingSignals, nullptr);
+    heedASecondSignal(endingSignals);
     follower.stop();
     printer.stopped();
     if (outputLost) {
