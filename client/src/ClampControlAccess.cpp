@@ -15,6 +15,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "ProcessStatics.h"
+
 namespace clampcontrolclient {
 
 using csc_logging::CSCLogEntry;
@@ -152,6 +154,10 @@ std::string ClampControlAccess::GetClampControlUuid(ClampcontrolService::CLAMP_T
     const auto service = connectedService();
     auto uuid = found->get_future();
     try {
+        const csc_logging::ExitGate::Visit visit(kelo_client::processStaticsGate);
+        if (!visit.admitted()) {
+            return {};
+        }
         ClampcontrolService::ClampDescriptor descriptor;
         descriptor.setType(type);
         service->getAccessor()->findFirst<ClampcontrolService::Clamp>(
@@ -186,6 +192,10 @@ std::string ClampControlAccess::SubscribeClampControl() {
     const auto service = connectedService();
     std::weak_ptr<zeb::Subscription> thisSubscription;
     try {
+        const csc_logging::ExitGate::Visit visit(kelo_client::processStaticsGate);
+        if (!visit.admitted()) {
+            return {};
+        }
         ClampcontrolService::ClampDescriptor descriptor;
         descriptor.setId(uuid);
         const auto ended = std::make_shared<std::atomic<bool>>(false);

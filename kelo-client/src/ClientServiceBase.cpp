@@ -8,9 +8,14 @@
 #include <zebutil/LoggerFactory.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
+#include <chrono>
+
 #include "ProcessLogging.h"
+#include "ProcessStatics.h"
 
 namespace kelo_client {
+
+csc_logging::ExitGate processStaticsGate;
 
 namespace {
 
@@ -24,13 +29,17 @@ std::shared_ptr<ClientServiceBase>& instanceSlot() {
 /// Statics are destroyed in the reverse order of their construction. Whatever the threads of the base use is
 /// constructed here, before the process's hold on the base is: the logging facade, and the names of services
 /// and resources that the data objects are made with. So the threads have ended before any of it is
-/// destroyed. (The tables of the data objects exist from load to unload; the default logger factory is never
+/// destroyed. (The tables of the data objects are older still; the default logger factory is never
 /// destroyed.)
 void constructWhatTheThreadsUse() {
     csc_logging::processLogging();
     zebobjects_ZEB::ClampcontrolService::getServiceName();
     zebobjects_ZEB::ClampcontrolService::Clamp::getResourceName();
 }
+
+/// How long the end of the process waits for threads that use the statics, none of which should take any
+/// time.
+constexpr std::chrono::seconds kExitLimit{1};
 
 }  // namespace
 
@@ -43,6 +52,7 @@ class ClientServiceBase::ProcessInstance {
     }
 
     ~ProcessInstance() {
+        processStaticsGate.close(kExitLimit);
         const auto base = std::atomic_exchange(&instanceSlot(), std::shared_ptr<ClientServiceBase>());
         if (base.use_count() > 1 && base->initialised_) {
             // A client is alive somewhere that exit does not destroy. Its threads end here none the less.

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "ExitGate.h"
+
 namespace csc_logging {
 
 /// The one CSCLoggingApi of the process, a function-local static that the first call makes.
@@ -17,30 +19,14 @@ namespace csc_logging {
 /// log while the static is destroyed: they must come in through withProcessLogging.
 CSCLoggingApi& processLogging();
 
-namespace detail {
-
-/// Counts who is inside the process's logging. An object of this class is made on the way in.
-class LoggingVisit {
- public:
-    LoggingVisit() noexcept;
-    LoggingVisit(const LoggingVisit&) = delete;
-    LoggingVisit& operator=(const LoggingVisit&) = delete;
-    ~LoggingVisit();
-
-    /// False when the process's logging has been destroyed.
-    bool admitted() const noexcept { return admitted_; }
-
- private:
-    bool admitted_;
-};
-
-}  // namespace detail
+/// Passed by everybody who uses the process's logging; closed before it is destroyed.
+extern ExitGate processLoggingGate;
 
 /// Calls `use` with the process's logging and keeps it alive meanwhile; does nothing once it has been
 /// destroyed.
 template <typename Use>
 void withProcessLogging(Use&& use) {
-    const detail::LoggingVisit visit;
+    const ExitGate::Visit visit(processLoggingGate);
     if (visit.admitted()) std::forward<Use>(use)(processLogging());
 }
 

@@ -108,7 +108,7 @@ class TlsBus {
 
     static std::string changes() {
         std::string steps = R"({"wait":{"subscribers":{"path":"/ClampControl/clamps/c15","count":1}}})";
-        for (int i = 0; i < 20'000; ++i) {
+        for (int i = 0; i < 3'000; ++i) {
             steps.append(R"(,{"set":{"path":"/ClampControl/clamps/c15","data":{"isSwitchedOn":)")
                 .append(i % 2 == 0 ? "false" : "true")
                 .append(R"(}}},{"wait":{"ms":1}})");
