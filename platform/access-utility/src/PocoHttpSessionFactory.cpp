@@ -18,15 +18,15 @@ namespace zebutil {
 
 namespace {
 
-// A caller waits five seconds for the outcome of a request: each step has to fail before that, and so has
-// connecting plus the first wait for an answer.
+// A caller waits five seconds for the outcome of a request: connecting, with the TLS handshake, and sending
+// have to fail before that, and so has connecting plus the first wait for an answer.
 const Poco::Timespan CONNECT_TIME_LIMIT(2, 0);
 const Poco::Timespan SEND_TIME_LIMIT(2, 0);
 const Poco::Timespan RECEIVE_TIME_LIMIT(2, 500'000);
 const Poco::Timespan KEEP_ALIVE(30, 0);
 
 // Says why a certificate was refused, which Poco's session by itself does not, and bounds the TLS handshake
-// as a whole, where Poco bounds each wait for a byte.
+// as a whole, where Poco bounds each wait for a byte: with the connecting before it in one limit.
 class TlsSession : public Poco::Net::HTTPSClientSession {
  public:
     TlsSession(const std::string& host, Poco::UInt16 port, std::unique_ptr<TlsClientContext> tls,
@@ -35,6 +35,8 @@ class TlsSession : public Poco::Net::HTTPSClientSession {
 
  protected:
     void connect(const Poco::Net::SocketAddress& address) override {
+        const auto end = std::chrono::steady_clock::now() +
+                         std::chrono::microseconds(CONNECT_TIME_LIMIT.totalMicroseconds());
         Poco::Net::StreamSocket plain;
         plain.connect(address, CONNECT_TIME_LIMIT);
         plain.setNoDelay(true);
@@ -44,7 +46,7 @@ class TlsSession : public Poco::Net::HTTPSClientSession {
         plain.setBlocking(false);
         auto secure = Poco::Net::SecureStreamSocket::attach(plain, getHost(), context_);
         try {
-            shakeHands(secure);
+            shakeHands(secure, end);
         } catch (const Poco::Net::SSLException&) {
             const std::string refusal = tls_->takeRefusal();
             if (refusal.empty()) {
@@ -59,9 +61,7 @@ class TlsSession : public Poco::Net::HTTPSClientSession {
     }
 
  private:
-    static void shakeHands(Poco::Net::SecureStreamSocket& secure) {
-        const auto end = std::chrono::steady_clock::now() +
-                         std::chrono::microseconds(CONNECT_TIME_LIMIT.totalMicroseconds());
+    static void shakeHands(Poco::Net::SecureStreamSocket& secure, std::chrono::steady_clock::time_point end) {
         for (int result = secure.completeHandshake(); result <= 0; result = secure.completeHandshake()) {
             const auto left =
                 std::chrono::duration_cast<std::chrono::microseconds>(end - std::chrono::steady_clock::now());

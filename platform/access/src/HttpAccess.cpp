@@ -25,6 +25,8 @@ namespace {
 constexpr std::size_t MAXIMUM_BODY_SIZE = std::size_t{16} * 1024 * 1024;
 // Whoever waits for the outcome waits five seconds.
 constexpr std::chrono::milliseconds EXCHANGE_TIME_LIMIT{4500};
+// What connecting and sending may take of it, which have limits of their own.
+constexpr std::chrono::milliseconds CONNECT_AND_SEND_TIME_LIMIT{4000};
 
 std::string readBody(std::istream& stream) {
     std::string body;
@@ -77,6 +79,9 @@ ZebResponse HttpAccess::exchange(const std::string& method, const std::string& t
                                  const std::string& body) {
     const auto deadline = std::chrono::steady_clock::now() + EXCHANGE_TIME_LIMIT;
     const bool isKeptSession = session_->connected();
+    const auto isTooLateToAskAgain = [deadline] {
+        return std::chrono::steady_clock::now() + CONNECT_AND_SEND_TIME_LIMIT > deadline;
+    };
     try {
         if (isKeptSession) {
             try {
@@ -84,12 +89,15 @@ ZebResponse HttpAccess::exchange(const std::string& method, const std::string& t
             } catch (const Poco::Net::NoMessageException&) {
                 // The server may close a kept connection at any time, and then not a byte of an answer comes
                 // on it.
+                if (isTooLateToAskAgain()) {
+                    throw;
+                }
                 session_->reset();
             } catch (const Poco::Net::MessageException&) {
                 throw;  // an answer had begun: asking again could do twice what was asked
             } catch (const Poco::Net::NetException&) {
                 // Nobody knows whether an answer had begun.
-                if (method != Poco::Net::HTTPRequest::HTTP_GET) {
+                if (method != Poco::Net::HTTPRequest::HTTP_GET || isTooLateToAskAgain()) {
                     throw;
                 }
                 session_->reset();

@@ -26,6 +26,16 @@ ITpAccess::Query queryOfFirst(const XObjectDescriptor& descriptor) {
     return query;
 }
 
+// "/ClampControl/clamps?type=Clamp15", for people.
+std::string readable(const XObjectDescriptor& descriptor) {
+    std::string text = descriptor.getRelativeUri();
+    char delimiter = '?';
+    for (const auto& [key, value] : descriptor.getFilter()) {
+        text.append(1, std::exchange(delimiter, '&')).append(key).append("=").append(value);
+    }
+    return text;
+}
+
 }  // namespace
 
 // One find-first request on its way: what the request function and its two possible callbacks share.
@@ -55,6 +65,8 @@ struct ZebAccessor::Request {
             const auto data = zebutil::JsonObject::parse(response->getBody())->getArray("data");
             if (data->size() > 0) {
                 element = self->elementFactory(data->getObject(0));
+            } else {
+                self->logger->warning(FIND_FIRST + readable(self->descriptor) + " matched no element");
             }
         } catch (const std::exception& exception) {
             response->setHttpException(

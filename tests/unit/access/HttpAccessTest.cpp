@@ -227,6 +227,21 @@ TEST(HttpAccess, AsksOnceMoreWhenAKeptConnectionIsResetBeforeTheAnswerToAGet) {
     EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
 }
 
+TEST(HttpAccess, AsksNoMoreWhenAKeptConnectionIsClosedTooLateToAnswerInTime) {
+    std::atomic<int> connections{0};
+    const ScriptedServer server([&connections](StreamSocket& connection, const std::atomic<bool>&) {
+        ++connections;
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+        ScriptedServer::readRequest(connection);
+        std::this_thread::sleep_for(1s);  // this is the fault, not a wait
+    });
+    const auto sut = accessTo(server);
+    sut->get("clamps", "", {});
+    EXPECT_THROW(sut->get("clamps", "", {}), std::exception);
+    EXPECT_EQ(connections, 1);
+}
+
 TEST(HttpAccess, EndsAGetInAnErrorWhenItsAnswerBreaksOffOnAKeptConnection) {
     std::atomic<int> requests{0};
     const ScriptedServer server([&requests](StreamSocket& connection, const std::atomic<bool>&) {

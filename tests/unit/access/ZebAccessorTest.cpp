@@ -110,6 +110,17 @@ TEST_F(ZebAccessorTest, NamesTheTaskOfASuccess) {
     EXPECT_EQ(successes, 1);
 }
 
+TEST_F(ZebAccessorTest, SaysInTheLogThatNoElementMatched) {
+    access->answer = [] { return zeb::ZebResponse(200, R"({"data":[]})"); };
+    LampDescriptor descriptor;
+    descriptor.getFilter().add("kind", std::string("brake"));
+    sut.findFirst<Lamp>(
+        std::move(descriptor), [](const std::shared_ptr<const Lamp>&, const Response&) {},
+        [](const Response&) {});
+    requests->runAll();
+    EXPECT_TRUE(log->contains("ZebAccessor::findFirst(): /Lighting/lamps?kind=brake matched no element"));
+}
+
 TEST_F(ZebAccessorTest, NamesTheTaskOfAnError) {
     access->answer = [] { return zeb::ZebResponse(404, ""); };
     findFirst();
