@@ -74,7 +74,7 @@ class CLAMPCONTROL_EXPORT ClampControlClient : public ClampControlClientIf {
     /// notification. An earlier subscription of this client is replaced. Must not be called inside a
     /// callback, where it is refused at once.
     /// @return the uuid of the element, for UnsubscribeClampControl(); empty when subscribing failed, with
-    ///         the reason in the log at error level
+    ///         the reason in the log
     /// @throws std::runtime_error "ClampControl client not ready" while the service is not connected
     std::string SubscribeClampControl() override;
 

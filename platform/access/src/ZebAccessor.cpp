@@ -65,6 +65,10 @@ struct ZebAccessor::Request {
             const auto data = zebutil::JsonObject::parse(response->getBody())->getArray("data");
             if (data->size() > 0) {
                 element = self->elementFactory(data->getObject(0));
+                if (!element->getId()) {
+                    self->logger->warning(FIND_FIRST + readable(self->descriptor) +
+                                          " was answered with an element without \"id\"");
+                }
             } else {
                 self->logger->warning(FIND_FIRST + readable(self->descriptor) + " matched no element");
             }

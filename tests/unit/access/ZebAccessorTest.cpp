@@ -121,6 +121,14 @@ TEST_F(ZebAccessorTest, SaysInTheLogThatNoElementMatched) {
     EXPECT_TRUE(log->contains("ZebAccessor::findFirst(): /Lighting/lamps?kind=brake matched no element"));
 }
 
+TEST_F(ZebAccessorTest, SaysInTheLogThatTheElementHasNoId) {
+    access->answer = [] { return zeb::ZebResponse(200, R"({"data":[{"name":"left"}]})"); };
+    findFirst();
+    requests->runAll();
+    EXPECT_TRUE(log->contains(
+        R"(ZebAccessor::findFirst(): /Lighting/lamps was answered with an element without "id")"));
+}
+
 TEST_F(ZebAccessorTest, NamesTheTaskOfAnError) {
     access->answer = [] { return zeb::ZebResponse(404, ""); };
     findFirst();
