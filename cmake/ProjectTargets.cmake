@@ -22,7 +22,9 @@ function(project_target target)
     target_link_options(${target} PRIVATE -fsanitize=${CLAMPCONTROL_SANITIZE})
     get_target_property(type ${target} TYPE)
     if(CLAMPCONTROL_SANITIZE STREQUAL "thread" AND type STREQUAL "EXECUTABLE")
-      target_sources(${target} PRIVATE ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/ThreadSanitizerSuppressions.cpp)
+      target_sources(${target} PRIVATE ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/ThreadSanitizerLibdlt.cpp)
+      # libdlt is to find it before its own.
+      target_link_options(${target} PRIVATE LINKER:--export-dynamic-symbol=dlt_free)
     endif()
     if(CLAMPCONTROL_SANITIZE STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
       # GCC warns of the fence in Asio's reference count, which the sanitizer does not follow. It stands between the
