@@ -83,12 +83,13 @@ Client::~Client() {
     websockets_->stopAndClearAll();
 }
 
-void Client::subscribe(std::size_t count, const Handler& handler) {
+void Client::subscribe(std::size_t count, Handler handler) {
+    handler_ = std::move(handler);
     for (std::size_t number = 0; number < count; ++number) {
         ClampcontrolService::ClampDescriptor descriptor;
         descriptor.setId(std::to_string(number + 1));
         subscriptions_.push_back(service_->subscribeElement<Clamp>(
-            descriptor, [handler, number](std::shared_ptr<const Clamp> clamp) { handler(number, *clamp); }));
+            descriptor, [this, number](std::shared_ptr<const Clamp> clamp) { handler_(number, *clamp); }));
     }
 }
 

@@ -36,7 +36,7 @@ class Client {
     Client& operator=(const Client&) = delete;
 
     /// Asks for the elements "1" to `count`; does not wait for their states.
-    void subscribe(std::size_t count, const Handler& handler);
+    void subscribe(std::size_t count, Handler handler);
 
  private:
     const std::shared_ptr<zeb::DefaultWebsocketManagerFactory> websockets_;
@@ -44,6 +44,7 @@ class Client {
     const std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> httpExecutor_;
     std::shared_ptr<zeb::IServiceRegistry> registry_;
     std::shared_ptr<zebobjects_ZEB::ClampcontrolService> service_;
+    Handler handler_;
     std::vector<std::shared_ptr<zeb::Subscription>> subscriptions_;
 };
 

@@ -48,7 +48,7 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
         logger_->debug("notification of unknown subscription " + text(*message.subscriptionId) + " ignored");
         return;
     }
-    const Record& record = found->second;
+    const Record& record = *found;
     if (message.error) {
         logger_->error("the server ended the subscription of " + record->path + ": " + text(*message.error));
         connection_.tellEnded(record, text(*message.error));
@@ -102,7 +102,7 @@ void SubscriptionRouter::routeSubscribeAnswer(const ServerMessage& message) {
         release(record);
         return;
     }
-    if (!subscriptions_.emplace(record->subscriptionId, record).second) {
+    if (!subscriptions_.insert(record).second) {
         throw ZebException("the server gave the subscription id " + record->subscriptionId + " twice", uri_);
     }
 }
@@ -123,11 +123,11 @@ void SubscriptionRouter::subscribe(const Record& record) {
 }
 
 void SubscriptionRouter::unsubscribe(const Record& record) {
-    const auto found = subscriptions_.find(record->subscriptionId);
-    if (found != subscriptions_.end() && found->second == record) {
-        sendUnsubscribe(record->subscriptionId);
-        release(std::move(found->second));
+    const auto found = subscriptions_.find(record);
+    if (found != subscriptions_.end() && *found == record) {
         subscriptions_.erase(found);
+        sendUnsubscribe(record->subscriptionId);
+        release(record);
     }
 }
 
@@ -135,13 +135,12 @@ void SubscriptionRouter::unsubscribeFromAll() {
     for (const auto& [requestId, record] : pending_) {
         record->active = false;
     }
-    std::vector<Record> ended;
-    for (auto& [subscriptionId, record] : subscriptions_) {
-        record->active = false;
-        sendUnsubscribe(subscriptionId);
-        ended.push_back(std::move(record));
-    }
+    std::vector<Record> ended(subscriptions_.begin(), subscriptions_.end());
     subscriptions_.clear();
+    for (const Record& record : ended) {
+        record->active = false;
+        sendUnsubscribe(record->subscriptionId);
+    }
     connection_.release(std::move(ended));
 }
 
@@ -159,13 +158,12 @@ void SubscriptionRouter::release(Record record) {
 }
 
 std::vector<SubscriptionRouter::Record> SubscriptionRouter::takeAll() {
-    std::vector<Record> all;
-    for (Records* records : {&pending_, &subscriptions_}) {
-        for (auto& [id, record] : *records) {
-            all.push_back(std::move(record));
-        }
-        records->clear();
+    std::vector<Record> all(subscriptions_.begin(), subscriptions_.end());
+    subscriptions_.clear();
+    for (auto& [requestId, record] : pending_) {
+        all.push_back(std::move(record));
     }
+    pending_.clear();
     return all;
 }
 

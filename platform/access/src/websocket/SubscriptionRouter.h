@@ -3,6 +3,7 @@
 #include <zebutil/ILogger.h>
 
 #include <boost/unordered/unordered_flat_map.hpp>
+#include <boost/unordered/unordered_flat_set.hpp>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -59,7 +60,28 @@ class SubscriptionRouter {
         using is_transparent = void;
         std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
     };
-    using Records = boost::unordered_flat_map<std::string, Record, TextHash, std::equal_to<>>;
+    using Requests = boost::unordered_flat_map<std::string, Record, TextHash, std::equal_to<>>;
+
+    // A record is found by the subscription id that it has, which thus stands beside what a notification
+    // needs next.
+    struct IdHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view id) const { return std::hash<std::string_view>()(id); }
+        std::size_t operator()(const Record& record) const { return (*this)(record->subscriptionId); }
+    };
+    struct SameId {
+        using is_transparent = void;
+        bool operator()(const Record& one, const Record& other) const {
+            return one->subscriptionId == other->subscriptionId;
+        }
+        bool operator()(std::string_view id, const Record& record) const {
+            return id == record->subscriptionId;
+        }
+        bool operator()(const Record& record, std::string_view id) const {
+            return id == record->subscriptionId;
+        }
+    };
+    using Subscriptions = boost::unordered_flat_set<Record, IdHash, SameId>;
 
     void routeNotification(const ServerMessage& message);
     void routeSubscribeAnswer(const ServerMessage& message);
@@ -69,8 +91,8 @@ class SubscriptionRouter {
     const std::string uri_;
     const std::shared_ptr<zebutil::ILogger> logger_;
     Connection& connection_;
-    Records pending_;        ///< asked for and not answered yet, by request id
-    Records subscriptions_;  ///< by subscription id
+    Requests pending_;  ///< asked for and not answered yet, by request id
+    Subscriptions subscriptions_;
     std::uint64_t lastRequestId_{0};
 };
 
