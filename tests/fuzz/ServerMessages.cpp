@@ -125,7 +125,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     zeb::SubscriptionRouter sut("ws://127.0.0.1/ClampControl", logger, connection);
     std::vector<Record> records;
     const auto subscribe = [&] {
-        records.push_back(std::make_shared<zeb::SubscriptionRecord>(
+        records.push_back(new zeb::SubscriptionRecord(
             "/ClampControl/clamps/1", "1", [](std::string_view) {}, nullptr));
         sut.subscribe(records.back());
     };

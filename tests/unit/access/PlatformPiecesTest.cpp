@@ -112,8 +112,9 @@ TEST(ZebException, AppendsItsCause) {
                  "ZebException: unknown find first failed reason: no route");
 }
 
-std::shared_ptr<zeb::SubscriptionRecord> subscription(const std::string& path) {
-    return std::make_shared<zeb::SubscriptionRecord>(path, "1", nullptr, nullptr);
+zeb::SubscriptionRecord::Hold subscription(const std::string& path,
+                                           zeb::IWebsocketManager::DataHandler handler = nullptr) {
+    return new zeb::SubscriptionRecord(path, "1", std::move(handler), nullptr);
 }
 
 /// Path and payload of each notification, in the order of delivery.
@@ -127,8 +128,8 @@ std::vector<std::string> deliver(zeb::NotificationBatch& batch) {
 
 class NotificationBatchTest : public testing::Test {
  protected:
-    const std::shared_ptr<zeb::SubscriptionRecord> lamp = subscription("lamp");
-    const std::shared_ptr<zeb::SubscriptionRecord> horn = subscription("horn");
+    const zeb::SubscriptionRecord::Hold lamp = subscription("lamp");
+    const zeb::SubscriptionRecord::Hold horn = subscription("horn");
     zeb::NotificationBatch sut;
 };
 
@@ -159,12 +160,9 @@ TEST_F(NotificationBatchTest, PutsWhatIsAppendedBehindItsOwn) {
 }
 
 TEST_F(NotificationBatchTest, LetsGoOfASubscriptionBeforeAnotherOnesHandlerRuns) {
-    std::weak_ptr<zeb::SubscriptionRecord> ended;
-    {
-        const auto last = subscription("lamp");
-        ended = last;
-        sut.push(last, "on");
-    }
+    auto ofTheHandler = std::make_shared<int>();
+    const std::weak_ptr<int> ended = ofTheHandler;
+    sut.push(subscription("lamp", [held = std::move(ofTheHandler)](std::string_view) {}), "on");
     sut.push(horn, "loud");
     std::vector<bool> isHeld;
     sut.deliverAll(
@@ -195,7 +193,7 @@ class NotificationQueueTest : public testing::Test {
         }
     }
 
-    const std::shared_ptr<zeb::SubscriptionRecord> lamp = subscription("lamp");
+    const zeb::SubscriptionRecord::Hold lamp = subscription("lamp");
     zeb::NotificationQueue sut;
 };
 

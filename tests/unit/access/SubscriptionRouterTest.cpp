@@ -43,7 +43,7 @@ class SubscriptionRouter : public testing::Test {
                                 std::make_shared<test_support::RecordingLogger>(
                                     std::make_shared<test_support::RecordedLog>(), "test"),
                                 connection};
-    const Record record = std::make_shared<zeb::SubscriptionRecord>(
+    const Record record = new zeb::SubscriptionRecord(
         "/a/b/1", "1", [](std::string_view) {}, nullptr);
 };
 

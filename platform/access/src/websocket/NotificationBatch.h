@@ -15,7 +15,7 @@ namespace zeb {
 /// grown to what a read brings, another one costs no allocation. Used by one thread at a time.
 class NotificationBatch {
  public:
-    void push(const std::shared_ptr<SubscriptionRecord>& subscription, std::string_view data) {
+    void push(const SubscriptionRecord::Hold& subscription, std::string_view data) {
         // In this order: when memory runs out, there is nothing behind what the last run counts.
         text_ += data;
         sizes_.push_back(data.size());
@@ -60,7 +60,7 @@ class NotificationBatch {
  private:
     /// Notifications of one subscription, one after another, which share one hold on it.
     struct Run {
-        std::shared_ptr<SubscriptionRecord> subscription;
+        SubscriptionRecord::Hold subscription;
         std::size_t count;
     };
 

@@ -21,7 +21,7 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
  public:
     // On the I/O thread.
 
-    void push(const std::shared_ptr<SubscriptionRecord>& subscription, std::string_view data) {
+    void push(const SubscriptionRecord::Hold& subscription, std::string_view data) {
         incoming_.push(subscription, data);
         ++mostCount_;
         mostBytes_ += data.size();

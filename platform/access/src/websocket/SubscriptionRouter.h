@@ -21,7 +21,7 @@ namespace zeb {
 /// Owned by its connection, and confined to that one's I/O thread.
 class SubscriptionRouter {
  public:
-    using Record = std::shared_ptr<SubscriptionRecord>;
+    using Record = SubscriptionRecord::Hold;
 
     /// What the router needs done. None of these may call the router.
     class Connection {

@@ -54,7 +54,7 @@ void setSocketOptions(TransportStream::Socket& socket) {
 // What the user holds. The record stays with the connection; the connection may end before.
 class WebsocketSubscription : public Subscription {
  public:
-    WebsocketSubscription(std::weak_ptr<WebsocketManager> manager, std::shared_ptr<SubscriptionRecord> record)
+    WebsocketSubscription(std::weak_ptr<WebsocketManager> manager, SubscriptionRecord::Hold record)
         : manager_(std::move(manager)), record_(std::move(record)) {}
     ~WebsocketSubscription() override { WebsocketSubscription::unsubscribe(); }
     WebsocketSubscription(const WebsocketSubscription&) = delete;
@@ -71,7 +71,7 @@ class WebsocketSubscription : public Subscription {
 
  private:
     const std::weak_ptr<WebsocketManager> manager_;
-    const std::shared_ptr<SubscriptionRecord> record_;
+    const SubscriptionRecord::Hold record_;
 };
 
 }  // namespace
@@ -104,11 +104,11 @@ std::shared_ptr<Subscription> WebsocketManager::subscribe(const std::string& pat
         throw ZebException("cannot subscribe to " + path + ": the connection is not open", settings_.uri);
     }
     // What a handler holds is the user's: whoever lets go last, it is not released on the I/O thread.
-    std::shared_ptr<SubscriptionRecord> record(
-        new SubscriptionRecord(path, uuid, std::move(handler), std::move(ended)),
-        [ioThread = std::weak_ptr<IoThread>(ioThread_)](SubscriptionRecord* last) {
-            IoThread::releaseElsewhere(ioThread, std::unique_ptr<SubscriptionRecord>(last));
-        });
+    SubscriptionRecord::Hold record(new SubscriptionRecord(
+        path, uuid, std::move(handler), std::move(ended),
+        [ioThread = std::weak_ptr<IoThread>(ioThread_)](std::unique_ptr<SubscriptionRecord> last) {
+            IoThread::releaseElsewhere(ioThread, std::move(last));
+        }));
     post([record](WebsocketManager& self) {
         if (!self.hasEnded_) {
             self.router_.subscribe(record);
@@ -117,7 +117,7 @@ std::shared_ptr<Subscription> WebsocketManager::subscribe(const std::string& pat
     return std::make_shared<WebsocketSubscription>(weak_from_this(), std::move(record));
 }
 
-void WebsocketManager::unsubscribe(const std::shared_ptr<SubscriptionRecord>& record) {
+void WebsocketManager::unsubscribe(const SubscriptionRecord::Hold& record) {
     post([record](WebsocketManager& self) { self.router_.unsubscribe(record); });
 }
 
@@ -368,7 +368,7 @@ void WebsocketManager::onRead(const ErrorCode& error) {
     readNext();
 }
 
-void WebsocketManager::enqueue(const std::shared_ptr<SubscriptionRecord>& record, std::string_view data) {
+void WebsocketManager::enqueue(const SubscriptionRecord::Hold& record, std::string_view data) {
     queue_.push(record, data);
 }
 
@@ -532,8 +532,7 @@ void WebsocketManager::end(const WebsocketEnd& reason) {
     observer_ = {};
 }
 
-void WebsocketManager::tellEnded(const std::shared_ptr<SubscriptionRecord>& record,
-                                 const std::string& reason) {
+void WebsocketManager::tellEnded(const SubscriptionRecord::Hold& record, const std::string& reason) {
     execute(
         [record, reason] {
             if (record->active.exchange(false) && record->ended) {
@@ -543,7 +542,7 @@ void WebsocketManager::tellEnded(const std::shared_ptr<SubscriptionRecord>& reco
         "subscription ended by the server");
 }
 
-void WebsocketManager::release(std::vector<std::shared_ptr<SubscriptionRecord>> records) {
+void WebsocketManager::release(std::vector<SubscriptionRecord::Hold> records) {
     execute([records = std::move(records)] {}, "subscriptions ended");
 }
 

@@ -57,7 +57,7 @@ class WebsocketManager : public IWebsocketManager,
     void stop() override;
 
     /// Ends one subscription; what Subscription::unsubscribe() does.
-    void unsubscribe(const std::shared_ptr<SubscriptionRecord>& record);
+    void unsubscribe(const SubscriptionRecord::Hold& record);
 
  private:
     using ErrorCode = boost::beast::error_code;
@@ -79,7 +79,7 @@ class WebsocketManager : public IWebsocketManager,
     // Receiving.
     void readNext();
     void onRead(const ErrorCode& error);
-    void enqueue(const std::shared_ptr<SubscriptionRecord>& record, std::string_view data) override;
+    void enqueue(const SubscriptionRecord::Hold& record, std::string_view data) override;
     void onAllReadUsed();
     void announce();
     void resumeReading();
@@ -104,8 +104,8 @@ class WebsocketManager : public IWebsocketManager,
     void end(const WebsocketEnd& reason);
     void closeSocket();
     TransportStream& transport() { return stream_.next_layer(); }
-    void tellEnded(const std::shared_ptr<SubscriptionRecord>& record, const std::string& reason) override;
-    void release(std::vector<std::shared_ptr<SubscriptionRecord>> records) override;
+    void tellEnded(const SubscriptionRecord::Hold& record, const std::string& reason) override;
+    void release(std::vector<SubscriptionRecord::Hold> records) override;
 
     template <class Function>
     void post(Function function);
