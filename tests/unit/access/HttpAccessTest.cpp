@@ -227,7 +227,12 @@ TEST(HttpAccess, AsksOnceMoreWhenAKeptConnectionIsResetBeforeTheAnswerToAGet) {
     EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
 }
 
-TEST(HttpAccess, AsksNoMoreWhenAKeptConnectionIsClosedTooLateToAnswerInTime) {
+class HttpAccessOnAConnectionThatEndsLate : public testing::TestWithParam<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(Ends, HttpAccessOnAConnectionThatEndsLate, testing::Bool(),
+                         [](const auto& isReset) { return isReset.param ? "ByReset" : "Closed"; });
+
+TEST_P(HttpAccessOnAConnectionThatEndsLate, AsksNoMore) {
     std::atomic<int> connections{0};
     const ScriptedServer server([&connections](StreamSocket& connection, const std::atomic<bool>&) {
         ++connections;
@@ -235,6 +240,7 @@ TEST(HttpAccess, AsksNoMoreWhenAKeptConnectionIsClosedTooLateToAnswerInTime) {
         ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
         ScriptedServer::readRequest(connection);
         std::this_thread::sleep_for(1s);  // this is the fault, not a wait
+        connection.setLinger(GetParam(), 0);
     });
     const auto sut = accessTo(server);
     sut->get("clamps", "", {});

@@ -1,3 +1,4 @@
+#include <ChildProcess.h>
 #include <RecordingAraLog.h>
 #include <SettableClock.h>
 #include <csc_logging/CSCLogging.h>
@@ -5,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -15,6 +17,7 @@
 
 #include "ClampControlAccess.h"
 #include "FakeBus.h"
+#include "ProcessStatics.h"
 #include "RecordingCallback.h"
 
 namespace {
@@ -261,6 +264,19 @@ TEST_F(ClampControlAccessTest, GivesNoUuidForAnElementWithoutId) {
     bus.answer = [] { return zeb::ZebResponse(200, R"({"data":[{"type":"Clamp15"}]})"); };
     EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
     EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST(ClampControlAccessAtTheEndOfTheProcess, RefusesToSubscribeWithoutAskingForAnything) {
+    const auto result = test_support::runInChild([] {
+        FakeBus bus;
+        bus.answer = []() -> zeb::ZebResponse { std::_Exit(2); };
+        const auto sut = std::make_shared<ClampControlAccess>(bus.clientServices());
+        sut->start();
+        bus.connectService();
+        kelo_client::processStaticsGate.close(std::chrono::milliseconds(0));
+        std::_Exit(sut->SubscribeClampControl().empty() ? 0 : 1);
+    });
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
 }
 
 TEST_F(ClampControlAccessTest, LogsTheStatusOfARefusedRequest) {
