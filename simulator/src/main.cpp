@@ -62,8 +62,7 @@ A scenario is a list of steps:
                                                                 milliseconds, without it as long as it takes
     {"print": "text"}
 
-Exit codes: 0 ended by a signal or after the scenario; 1 wrong usage; 2 the bus file or the scenario cannot be used,
-the TLS files
+Exit codes: 0 ended by a signal or after the scenario; 1 wrong usage; 2 the bus file, the scenario or the TLS files
 cannot be used, or the port cannot be had; 3 a step of the scenario failed.
 )";
 

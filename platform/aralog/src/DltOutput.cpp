@@ -130,6 +130,8 @@ void registerContext(Logger::State& state, LevelChanged levelChanged) {
         UnansweredContexts::instance().remove(state.dltId);
         return;
     }
+    // An answer that has come already is not noticed; the end of the process then waits in vain, if it comes
+    // within the second. libdlt takes this callback only for a context that is registered.
     dlt_register_log_level_changed_callback(&state.dltContext, &onLevelChanged);
     if (const int level = *state.dltContext.log_level_ptr; isLevel(level)) {
         state.level.store(static_cast<LogLevel>(level));
