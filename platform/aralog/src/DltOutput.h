@@ -35,7 +35,8 @@ void unregisterContext(Logger::State& state);
 /// one; not at all without a daemon. To be called once, while the process ends.
 ///
 /// A daemon that finds the process gone when it answers a registration drops all that it has read behind it:
-/// the only words of a process that says why it cannot start, and ends.
+/// the only words of a process that says why it cannot start, and ends. Other threads may write meanwhile:
+/// libdlt holds its lock where it is asked here.
 void waitForAnswers() noexcept;
 
 /// Sends one record of one text, which libdlt cuts, and marks as cut, when it is too long.
