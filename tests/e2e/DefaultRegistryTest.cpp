@@ -10,7 +10,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -20,6 +22,7 @@
 namespace {
 
 using clampcontrolclient::ClampControlClient;
+using namespace std::chrono_literals;
 
 void require(bool isDone, const char* what) {
     if (!isDone) throw std::system_error(errno, std::system_category(), what);
@@ -94,6 +97,14 @@ class ClientAtTheDefaultRegistry : public e2e::ClientFixture {
 
 TEST_F(ClientAtTheDefaultRegistry, FindsTheServiceWithoutAConfigurationFile) {
     start();
+    EXPECT_EQ(application.next(), "connected");
+}
+
+TEST_F(ClientAtTheDefaultRegistry, TellsNothingWithoutAConfigurationFileUntilTheServiceShowsUp) {
+    bus.stop();
+    start();
+    EXPECT_EQ(application.next(200ms), std::nullopt);
+    bus.start();
     EXPECT_EQ(application.next(), "connected");
 }
 
