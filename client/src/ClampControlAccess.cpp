@@ -235,7 +235,7 @@ void ClampControlAccess::dropSubscription(std::shared_ptr<zeb::Subscription> sub
 
 void ClampControlAccess::clampNotified(const std::shared_ptr<const ClampcontrolService::Clamp>& clamp,
                                        SubscribeSync& sync, const std::atomic<bool>& ended) {
-    CSCLogging::LogInfo("Clamp Control Client: Subscription Callback");
+    CSCLogging::LogInfo(notifiedLine_);
     sync.notified.Set(SubscribeSync::kNotified);
     const auto outcome = sync.outcome.Get();
     if (!clamp || outcome == SubscribeSync::kTimedOut) {

@@ -79,6 +79,8 @@ class ClampControlAccess : public zeb::ZebClient,
     std::shared_ptr<zeb::Subscription> subscription_;
     CallbackGate gate_;
     const TimeLimits timeLimits_;
+    /// Made once: no notification pays for the text of a line whose level is off.
+    const std::string notifiedLine_{"Clamp Control Client: Subscription Callback"};
 };
 
 }  // namespace clampcontrolclient
