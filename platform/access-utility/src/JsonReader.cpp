@@ -8,6 +8,8 @@
 #include <string>
 #include <system_error>
 
+#include "JsonNumber.h"
+
 namespace zebutil::detail {
 
 namespace {
@@ -180,11 +182,7 @@ class JsonReader {
                 return unsignedInteger;
             }
         }
-        double number = 0;
-        if (std::from_chars(first, last, number).ec != std::errc()) {
-            fail("a number is too large or too small for a double");
-        }
-        return number;
+        return JsonNumber{{first, last}};
     }
 
     /// After the opening quote.

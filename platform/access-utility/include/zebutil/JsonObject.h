@@ -47,7 +47,7 @@ class ZEBUTIL_EXPORT JsonObject {
     bool getBool(const std::string& key) const;
     /// A JSON integer within 64 bits, signed; 1.0 is none.
     std::int64_t getInt64(const std::string& key) const;
-    /// A string, or the text of a number or boolean.
+    /// A string, or the text of a number or boolean as it stands in the JSON.
     std::string getString(const std::string& key) const;
     std::shared_ptr<JsonObject> getObject(const std::string& key) const;
     std::shared_ptr<JsonArray> getArray(const std::string& key) const;
