@@ -28,10 +28,10 @@ constexpr auto kConfigurationPath = "/var/run/csc/config/kelo-client/ClientConfi
 ClampControlClientImpl::ClampControlClientImpl() {
     try {
         clientServiceBase_ = ClientServiceUtils::CreateClientServiceBase(kConfigurationPath);
-        const auto serviceName = ClampcontrolService::getServiceName();
+        serviceName_ = ClampcontrolService::getServiceName();
         assert(clientServiceBase_);
-        const auto clientServices =
-            ClientServiceUtils::CreateClientServices(*clientServiceBase_, serviceName, "ClampControl client");
+        const auto clientServices = ClientServiceUtils::CreateClientServices(
+            *clientServiceBase_, serviceName_, "ClampControl client");
         access_ = ClientServiceUtils::CreateClient<ClampControlAccess>(clientServices);
     } catch (const std::exception& exception) {
         CSCLogging::LogError(CSCLogEntry(" Exception: ") << exception.what());
@@ -57,7 +57,7 @@ void ClampControlClientImpl::Stop() {
         return;
     }
     clientServiceBase_->stop();
-    clientServiceBase_->getWebsocketManagerFactory()->removeClient("ClampControl");
+    clientServiceBase_->getWebsocketManagerFactory()->removeClient(serviceName_);
     access_->Stop();
     access_->DetachCallback();  // for a Stop inside a callback, whose executor ends only after it
 }
