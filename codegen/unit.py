@@ -5,12 +5,14 @@ import textwrap
 
 import jinja2
 
-from model import capitalised
-
 WIDTH = 110
 
 SCALAR_TYPES = {"bool": "bool", "integer": "std::int64_t", "string": "std::string"}
 UNTYPED = "zeb::XObject<zeb::XObjectDescriptor>"
+
+
+def capitalised(key):
+    return key[0].upper() + key[1:]
 
 
 class Enumeration:
@@ -21,6 +23,7 @@ class Enumeration:
         self.selectsFields = selects_fields
         self.toText = f"map{table}2String"
         self.fromText = f"mapString2{table}"
+        self.names = (self.name, self.toText, self.fromText)
 
 
 class Field:
@@ -31,6 +34,8 @@ class Field:
         self.member = self.key + "_"
         kind = field["kind"]
         self.hasText = kind in SCALAR_TYPES
+        self.operations = [f"get{self.name}", f"set{self.name}"] + [f"get{self.name}AsString"] * self.hasText
+        self.to = field.get("to")
         self.enumeration = None
         if "literals" in field:
             name = f"{resource_class}_{self.key}".upper()
@@ -42,7 +47,7 @@ class Field:
                 "enumeration": lambda: self.enumeration.name,
                 "list of strings": lambda: "std::vector<std::string>",
                 "list of enumerations": lambda: f"std::vector<{self.enumeration.name}>",
-                "reference": lambda: field["to"],
+                "reference": lambda: self.to,
                 "list of untyped references": lambda: f"std::vector<{UNTYPED}>",
             }[kind]()
         # How a setter takes its value, and hands it on.
@@ -57,6 +62,7 @@ class Resource:
     def __init__(self, resource):
         self.name = resource["class"]
         self.descriptor = self.name + "Descriptor"
+        self.keysAsText = f"get{self.name}VectorAsStringVector"
         self.busName = resource["name"]
         self.doc = resource["doc"]
         self.fields = [Field(self.name, field) for field in resource["fields"]]

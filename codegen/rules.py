@@ -1,0 +1,177 @@
+"""Refuses a document of the right shape from which no sound C++ can be made."""
+
+import pathlib
+
+from document import quoted
+from unit import Unit
+
+# Of C++ up to C++20, and of the GNU dialect.
+RESERVED_WORDS = frozenset(
+    """
+    alignas alignof and and_eq asm auto bitand bitor bool break case catch char char8_t char16_t char32_t class compl
+    concept const consteval constexpr constinit const_cast continue co_await co_return co_yield decltype default
+    delete do double dynamic_cast else enum explicit export extern false float for friend goto if inline int long
+    mutable namespace new noexcept not not_eq nullptr operator or or_eq private protected public register
+    reinterpret_cast requires return short signed sizeof static static_assert static_cast struct switch template
+    this thread_local throw true try typedef typeid typename typeof union unsigned using virtual void volatile wchar_t
+    while xor xor_eq
+    """.split()
+)
+
+
+def _macros():
+    """Only macros without parameters: the names from a model are never followed by a parenthesis where those with
+    parameters would harm."""
+    lines = pathlib.Path(__file__).with_name("reserved-macros.txt").read_text(encoding="utf-8").splitlines()
+    return frozenset(name for line in lines if not line.startswith("#") for name in line.split())
+
+
+MACROS = _macros()
+
+# What the generated code and its bases call by its bare name: a class or enumeration of the service would hide it.
+NEEDED_NAMES = frozenset(
+    """
+    DataObject Desctype EXPAND_LEVEL IXObject Optional Resource ResourceDescriptor Service SortKeys Visit XObject
+    XObjectDescriptor
+    """.split()
+)
+
+# The getters and setters of the base classes, which those of a field would hide.
+OPERATIONS_OF_EVERY_ELEMENT = frozenset(
+    """
+    getAsJson getAsReference getAsString getAsZEBBody getDescriptor getFilter getId getName getQueryOptions
+    getReferenceUri getRelativeUri getResourceName getServiceName getSortByFieldsAsStringVector getUri
+    getVectorAsStringVector setId setIdFromUri setName setQueryOptions setQueryOptionsLimit setQueryOptionsOffset setUri
+    """.split()
+)
+
+
+def refuse_broken_rules(document):
+    unit = Unit(document.content)
+    for rule in (
+        refuse_docs_that_break_a_comment,
+        refuse_reserved_names,
+        refuse_repeated_texts,
+        refuse_names_that_collide_in_the_service,
+        refuse_operations_that_collide_in_a_resource,
+        refuse_references_to_what_is_not_above,
+    ):
+        rule(document, unit)
+
+
+def _resources(unit):
+    for r, resource in enumerate(unit.resources):
+        yield ("resources", r), resource
+
+
+def _fields(place, resource):
+    for f, field in enumerate(resource.fields):
+        yield place + ("fields", f), field
+
+
+def _literals(place, field):
+    if field.enumeration:
+        for i, literal in enumerate(field.enumeration.literals):
+            yield place + ("literals", i), literal
+
+
+def refuse_docs_that_break_a_comment(document, unit):
+    """A comment of one line goes on in the next after a backslash, and may be broken after any word. A "*/" does no
+    harm in it."""
+    for place, text in document.texts("doc"):
+        for sign in ("\\", "??/"):
+            if sign in text:
+                document.refuse(place, f'a "doc" must not contain {sign}')
+        unprintable = [each for word in text.split() for each in word if not each.isprintable()]
+        if unprintable:
+            document.refuse(place, f'a "doc" must not contain the character U+{ord(unprintable[0]):04X}')
+
+
+def _identifiers(unit):
+    """Where an identifier comes from, what it is and its text."""
+    yield ("unit",), "class", unit.scope
+    for resource_place, resource in _resources(unit):
+        yield resource_place + ("class",), "class", resource.name
+        yield resource_place + ("class",), "class", resource.descriptor
+        yield resource_place + ("class",), "enumeration", resource.selector.name
+        for place, field in _fields(resource_place, resource):
+            yield place + ("key",), "key", field.key
+            if field.enumeration:
+                yield place + ("key",), "enumeration", field.enumeration.name
+            for literal_place, literal in _literals(place, field):
+                yield literal_place, "literal", literal
+
+
+def refuse_reserved_names(document, unit):
+    for place, what, name in _identifiers(unit):
+        if name in RESERVED_WORDS:
+            document.refuse(place, f'the {what} "{name}" is a word that C++ reserves')
+        if "__" in name:
+            document.refuse(place, f'the {what} "{name}" has two underscores in a row, which C++ reserves')
+        if name in MACROS:
+            document.refuse(place, f'the {what} "{name}" is a macro of a header')
+
+
+def refuse_repeated_texts(document, unit):
+    _refuse_repeated(document, "resource", ((p + ("name",), resource.busName) for p, resource in _resources(unit)))
+    for resource_place, resource in _resources(unit):
+        _refuse_repeated(document, "key", ((p + ("key",), field.key) for p, field in _fields(resource_place, resource)))
+        for place, field in _fields(resource_place, resource):
+            _refuse_repeated(document, "literal", _literals(place, field))
+
+
+def _refuse_repeated(document, what, texts):
+    seen = set()
+    for place, text in texts:
+        if text in seen:
+            document.refuse(place, f'the {what} "{text}" is there already')
+        seen.add(text)
+
+
+def _names_in_the_service(unit):
+    for resource_place, resource in _resources(unit):
+        place = resource_place + ("class",)
+        yield place, resource.name
+        yield place, resource.descriptor
+        for name in resource.selector.names:
+            yield place, name
+        for field_place, field in _fields(resource_place, resource):
+            for name in field.enumeration.names if field.enumeration else ():
+                yield field_place + ("key",), name
+
+
+def refuse_names_that_collide_in_the_service(document, unit):
+    made = {}
+    for place, name in _names_in_the_service(unit):
+        if name in NEEDED_NAMES or name == unit.scope:
+            document.refuse(place, f'the generated code needs the name "{name}" itself')
+        if name in made:
+            document.refuse(place, f'the name "{name}" is made on line {document.lines[made[name]]} already')
+        made[name] = place
+
+
+def refuse_operations_that_collide_in_a_resource(document, unit):
+    for resource_place, resource in _resources(unit):
+        made = {resource.keysAsText: resource_place + ("class",)}
+        for field_place, field in _fields(resource_place, resource):
+            place = field_place + ("key",)
+            for name in field.operations:
+                if name in OPERATIONS_OF_EVERY_ELEMENT:
+                    document.refuse(place, f'the key "{field.key}" would hide "{name}", which every element has')
+                if name in made:
+                    line = document.lines[made[name]]
+                    document.refuse(place, f'the key "{field.key}" makes "{name}", as line {line} does')
+                made[name] = place
+
+
+def refuse_references_to_what_is_not_above(document, unit):
+    classes = [resource.name for resource in unit.resources]
+    for r, (resource_place, resource) in enumerate(_resources(unit)):
+        for field_place, field in _fields(resource_place, resource):
+            place = field_place + ("to",)
+            if field.to is None or field.to in classes[:r]:
+                continue
+            if field.to == resource.name:
+                document.refuse(place, f'the resource "{field.to}" refers to itself')
+            reason = "stands further down" if field.to in classes else "is not there"
+            document.refuse(place, f'the resource "{field.to}" {reason}')

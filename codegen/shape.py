@@ -1,0 +1,54 @@
+"""Refuses a document whose shape is not that of model.schema.json, in words for its author."""
+
+import json
+import pathlib
+
+import jsonschema
+
+from document import quoted
+
+SCHEMA = json.loads(pathlib.Path(__file__).with_name("model.schema.json").read_text(encoding="utf-8"))
+
+NON_EMPTY_LIST = "must be a list with at least one entry"
+MUST_BE = {"string": "must be a text", "array": NON_EMPTY_LIST, "object": "must be a mapping of properties"}
+
+
+def refuse_wrong_shape(document):
+    errors = list(jsonschema.Draft202012Validator(SCHEMA).iter_errors(document.content))
+    if errors:
+        document.refuse(*_told(min(errors, key=_rank)))
+
+
+def _rank(error):
+    """The error that says most comes first: a misspelt property is also a missing one, and a property that does not go
+    with a kind may do so because the kind is missing."""
+    ranks = {"additionalProperties": 0, "required": 1, "type": 2}
+    return ranks.get(error.validator, 4 if error.schema is False else 3)
+
+
+def _told(error):
+    """The place and the reason."""
+    place = tuple(error.absolute_path)
+    if error.validator == "additionalProperties":
+        unknown = next(name for name in error.instance if name not in error.schema["properties"])
+        return place + (unknown,), f"{quoted(unknown)} is not known here"
+    if error.validator == "required":
+        missing = next(name for name in error.validator_value if name not in error.instance)
+        return place, f'"{missing}" is missing'
+    if error.validator == "type":
+        return place, f"{_subject(place)} {MUST_BE[error.validator_value]}"
+    if error.validator == "minItems":
+        return place, f"{_subject(place)} {NON_EMPTY_LIST}"
+    if error.validator == "enum":
+        return place, f"{quoted(error.instance)} is none of: {', '.join(error.validator_value)}"
+    if error.validator == "pattern":
+        return place, f"{quoted(error.instance)} must be {error.schema['description']}"
+    return place, f'"{place[-1]}" does not go with this kind'
+
+
+def _subject(place):
+    if not place:
+        return "the model"
+    if isinstance(place[-1], int):
+        return f'entry {place[-1] + 1} of "{place[-2]}"'
+    return f'"{place[-1]}"'

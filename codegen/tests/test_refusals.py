@@ -1,0 +1,607 @@
+"""Tests of what the generator refuses of a model: with the line, the reason, and nothing that is fit for use."""
+
+import pathlib
+import re
+import shutil
+import sys
+import tempfile
+import unittest
+
+CODEGEN = pathlib.Path(__file__).resolve().parent.parent
+ROOT = CODEGEN.parent
+sys.path.insert(0, str(CODEGEN))
+import model as sut  # noqa: E402
+from document import BrokenModel  # noqa: E402
+
+MODEL = """\
+unit: Made
+service: made
+doc: A service.
+messages:
+  logger: kept
+  endOfFill: silent
+resources:
+  - class: Part
+    name: parts
+    doc: A part.
+    fields:
+      - key: size
+        kind: integer
+        doc: How large it is.
+  - class: Whole
+    name: wholes
+    doc: A whole.
+    fields:
+      - key: state
+        kind: enumeration
+        doc: How it is.
+        literals: [good, bad]
+      - key: part
+        kind: reference
+        to: Part
+        doc: A part of it.
+"""
+
+GENERATED_HEADERS = ROOT / "kelo-client" / "generated" / "include" / "ZebDataObjects_ZEB"
+PLATFORM_HEADERS = ROOT / "platform" / "access" / "include" / "zeb"
+HEADER_OF_THE_SERVICE = PLATFORM_HEADERS / "Service.h"
+HEADERS_OF_AN_ELEMENT = [
+    GENERATED_HEADERS / "DataObject.h",
+    PLATFORM_HEADERS / "IXObject.h",
+    PLATFORM_HEADERS / "XObject.h",
+    PLATFORM_HEADERS / "XObjectDescriptor.h",
+]
+
+KINDS = (
+    "bool, integer, string, enumeration, list of strings, list of enumerations, reference, list of untyped references"
+)
+CLASS_NAME = "a capital letter and then letters and digits"
+BUS_NAME = "a letter and then letters, digits, underscores and hyphens"
+KEY = "a small letter and then letters and digits"
+LITERAL = "a letter and then letters, digits and underscores"
+DOC = "a text that is not blank"
+LIST = "must be a list with at least one entry"
+
+
+def resource(name, *fields):
+    lines = [f"  - class: {name}", f"    name: some{name}", "    doc: x", "    fields:"]
+    for key, kind, rest in fields:
+        lines += [f"      - key: {key}", f"        kind: {kind}", "        doc: x"] + [f"        {rest}"] * bool(rest)
+    return "\n".join(lines) + "\n"
+
+
+def enumeration(key, literals="[one]"):
+    return key, "enumeration", f"literals: {literals}"
+
+
+def integer(key):
+    return key, "integer", ""
+
+
+def reference(key, to):
+    return key, "reference", f"to: {to}"
+
+
+def made_of(*resources):
+    return "unit: Made\nservice: made\ndoc: x\nresources:\n" + "".join(resources)
+
+
+class Refusal(unittest.TestCase):
+    def setUp(self):
+        self.directory = pathlib.Path(tempfile.mkdtemp())
+        self.addCleanup(shutil.rmtree, self.directory)
+        self.path = self.directory / "made.yaml"
+
+    def load(self, text):
+        self.path.write_bytes(text if isinstance(text, bytes) else text.encode("utf-8"))
+        return sut.load(self.path)
+
+    def assert_refused(self, text, line, reason):
+        """`line` is the number of the line, or how the only line with it begins."""
+        if isinstance(line, str):
+            fitting = [i for i, each in enumerate(text.split("\n"), 1) if each.strip(" -").startswith(line)]
+            self.assertEqual(len(fitting), 1, line)
+            line = fitting[0]
+        with self.assertRaises(BrokenModel) as refusal:
+            self.load(text)
+        self.assertEqual(str(refusal.exception), f"{self.path}:{line}: {reason}")
+
+    def assert_rows_refused(self, *rows):
+        """Rows of what is replaced in the model, by what, the line, the reason."""
+        for old, new, line, reason in rows:
+            with self.subTest(old=old, new=new):
+                self.assertEqual(MODEL.count(old), 1)
+                self.assert_refused(MODEL.replace(old, new), line, reason)
+
+    def assert_accepted(self, text):
+        try:
+            self.load(text)
+        except BrokenModel as error:
+            self.fail(error)
+
+
+class WhatIsNoYaml(Refusal):
+    def test_is_refused_where_it_goes_wrong(self):
+        for text, line, reason in (
+            ("", 1, "the file is empty"),
+            ("\n# nothing\n", 1, "the file is empty"),
+            ("unit: [", 1, "expected the node content, but found '<stream end>'"),
+            ("a: 1\nunit: [\n", 2, "expected the node content, but found '<stream end>'"),
+            ("a: 1\nb: c: d\n", 2, "mapping values are not allowed here"),
+            ("a: 1\n---\nb: 1\n", 2, "but found another document"),
+            ("a: 1\nb: *x\n", 2, "found undefined alias 'x'"),
+            ("a: 1\n\tb: 1\n", 2, "found character '\\t' that cannot start any token"),
+            ('a: 1\nb: "\\UFFFFFFFF"\n', 2, "a number here is too large"),
+            ("a: 1\nb: 1\na: 2\n", 3, '"a" is given twice'),
+            ("a:\n  b: 1\n  b: 2\n", 3, '"b" is given twice'),
+            ("a: 1\n? [a, b]\n: 2\n", 2, "the name of a property must be a text"),
+            ("a: 1\n? {a: b}\n: 2\n", 2, "the name of a property must be a text"),
+            ("a: 1\nb: &x [good, *x]\n", 2, "what has an anchor here contains itself"),
+            ("a: 1\nb: &x\n  c: *x\n", 2, "what has an anchor here contains itself"),
+            ("a: 1\nb: &x\n- - *x\n", 2, "what has an anchor here contains itself"),
+            ("a: 1\nb:\n  " + "[" * 21 + "]" * 21, 3, "this is nested too deeply"),
+            ("a: 1\nb: " + "[" * 5000, 2, "this is nested too deeply"),
+        ):
+            with self.subTest(text[:40]):
+                self.assert_refused(text, line, reason)
+
+    def test_is_refused_on_the_line_of_the_byte_or_character(self):
+        for data, line, reason in (
+            (b"a: \xff\n", 1, "the byte 0xff does not belong to a UTF-8 text"),
+            (b"a: 1\nb: 1\nc: \xe4\nd: 1\n", 3, "the byte 0xe4 does not belong to a UTF-8 text"),
+            (b"a: 1\nb: 1\nc: \xc3", 3, "the byte 0xc3 does not belong to a UTF-8 text"),
+            (b"a: 1\nb: \0\nc: 1\n", 2, "the character U+0000 cannot be printed"),
+            (b"a: 1\r\nb: 1\r\nc: \x07\r\n", 3, "the character U+0007 cannot be printed"),
+            (b"a: 1\nb: 1\rc: 1\n", 2, "the character U+000D cannot be printed"),
+            ("a: 1\n# \u2028\n".encode(), 2, "the character U+2028 cannot be printed"),
+            ("a: 1\nb: \u200b1\n".encode(), 2, "the character U+200B cannot be printed"),
+            ("a: 1\n\n\u00a0b: 1\n".encode(), 3, "the character U+00A0 cannot be printed"),
+        ):
+            with self.subTest(data):
+                self.assert_refused(data, line, reason)
+
+    def test_does_not_include_what_editors_leave_in_a_file(self):
+        for name, text in (
+            ("carriage returns", MODEL.replace("\n", "\r\n")),
+            ("a byte order mark", "\ufeff" + MODEL),
+            ("a tab", MODEL.replace("A part.", '"A\tpart."')),
+            ("other scripts", MODEL.replace("A part.", "Größe, 大きさ.")),
+            ("no newline at the end", MODEL.rstrip()),
+        ):
+            with self.subTest(name):
+                self.assert_accepted(text)
+
+    def test_points_to_the_right_line_after_carriage_returns(self):
+        text = MODEL.replace("good", "new").replace("\n", "\r\n")
+        self.assert_refused(text, 22, 'the literal "new" is a word that C++ reserves')
+
+
+class AMissingProperty(Refusal):
+    def test_is_named(self):
+        self.assert_rows_refused(
+            ("unit: Made\n", "", 1, '"unit" is missing'),
+            ("service: made\n", "", 1, '"service" is missing'),
+            ("doc: A service.\n", "", 1, '"doc" is missing'),
+            (MODEL[MODEL.index("resources:"):], "", 1, '"resources" is missing'),
+            ("class: Part\n    ", "", "name: parts", '"class" is missing'),
+            ("    name: parts\n", "", "class: Part", '"name" is missing'),
+            ("    doc: A part.\n", "", "class: Part", '"doc" is missing'),
+            (MODEL[MODEL.index("    fields:\n      - key: state"):], "", "class: Whole", '"fields" is missing'),
+            ("key: size\n        ", "", "kind: integer", '"key" is missing'),
+            ("        kind: integer\n", "", "key: size", '"kind" is missing'),
+            ("        doc: How large it is.\n", "", "key: size", '"doc" is missing'),
+            ("        kind: enumeration\n", "", "key: state", '"kind" is missing'),
+            ("        kind: reference\n", "", "key: part", '"kind" is missing'),
+            ("        literals: [good, bad]\n", "", "key: state", '"literals" is missing'),
+            ("        to: Part\n", "", "key: part", '"to" is missing'),
+        )
+
+    def test_of_the_messages_is_not_missed(self):
+        for part in ("messages:\n  logger: kept\n  endOfFill: silent\n", "  logger: kept\n", "  endOfFill: silent\n"):
+            with self.subTest(part):
+                self.assert_accepted(MODEL.replace(part, ""))
+
+
+class AnUnknownProperty(Refusal):
+    def test_is_named_at_every_level(self):
+        self.assert_rows_refused(
+            ("unit: Made", "unit: Made\nextra: 1", "extra", '"extra" is not known here'),
+            ("  logger: kept", "  extra: 1", "extra", '"extra" is not known here'),
+            ("    name: parts", "    name: parts\n    extra: 1", "extra", '"extra" is not known here'),
+            ("        kind: integer", "        kind: integer\n        extra: 1", "extra", '"extra" is not known here'),
+            ("unit: Made", 'unit: Made\n"a\\nb": 1', '"a', '"a\\nb" is not known here'),
+        )
+
+    def test_is_named_rather_than_what_it_was_meant_to_be(self):
+        self.assert_rows_refused(
+            ("    kind: integer", "    kin: integer", 13, '"kin" is not known here'),
+            ("service: made", "srevice: made", "srevice", '"srevice" is not known here'),
+        )
+
+
+class AWrongType(Refusal):
+    def test_of_the_model_is_refused(self):
+        for text in ("- a\n", "a\n"):
+            with self.subTest(text):
+                self.assert_refused(text, 1, "the model must be a mapping of properties")
+
+    def test_is_refused_in_words(self):
+        messages = "  logger: kept\n  endOfFill: silent\n"
+        resources = MODEL[MODEL.index("resources:"):]
+        fields = MODEL[MODEL.index("    fields:\n      - key: state"):]
+        self.assert_rows_refused(
+            ("unit: Made", "unit: [a]", "unit", '"unit" must be a text'),
+            ("service: made", "service: {a: b}", "service", '"service" must be a text'),
+            ("doc: A service.", "doc: [a]", "doc: [", '"doc" must be a text'),
+            ("doc: A part.", "doc: [a]", "doc: [", '"doc" must be a text'),
+            ("doc: How it is.", "doc: [a]", "doc: [", '"doc" must be a text'),
+            ("class: Part", "class: [a]", "class: [", '"class" must be a text'),
+            ("name: parts", "name: [a]", "name: [", '"name" must be a text'),
+            ("key: size", "key: [a]", "key: [", '"key" must be a text'),
+            ("kind: integer", "kind: [a]", "kind: [", '"kind" must be a text'),
+            ("to: Part", "to: [a]", "to: [", '"to" must be a text'),
+            ("logger: kept", "logger: [a]", "logger", '"logger" must be a text'),
+            ("endOfFill: silent", "endOfFill: {}", "endOfFill", '"endOfFill" must be a text'),
+            (messages, "  a\n", "messages", '"messages" must be a mapping of properties'),
+            (resources, "resources: a\n", "resources", f'"resources" {LIST}'),
+            (resources, "resources: {}\n", "resources", f'"resources" {LIST}'),
+            (resources, "resources: []\n", "resources", f'"resources" {LIST}'),
+            (resources, "resources:\n", "resources", f'"resources" {LIST}'),
+            (resources, "resources:\n  - a\n", "a", 'entry 1 of "resources" must be a mapping of properties'),
+            (fields, "    fields: a\n", "fields: a", f'"fields" {LIST}'),
+            (fields, "    fields: []\n", "fields: [", f'"fields" {LIST}'),
+            (fields, "    fields:\n      - [a]\n", "[a]", 'entry 1 of "fields" must be a mapping of properties'),
+            ("[good, bad]", "good", "literals", f'"literals" {LIST}'),
+            ("[good, bad]", "''", "literals", f'"literals" {LIST}'),
+            ("[good, bad]", "[]", "literals", f'"literals" {LIST}'),
+            ("[good, bad]", "\n          - good\n          - [bad]", "[bad]", 'entry 2 of "literals" must be a text'),
+        )
+
+
+class AText(Refusal):
+    def test_of_the_wrong_form_is_refused(self):
+        for name, old, form, wrong in (
+            ("unit", "Made", CLASS_NAME, ("", "made", "1Made", "Ma-de", "Ma_de", "../Made", "Mä", "Made ", "Made\n")),
+            ("service", "made", BUS_NAME, ("", "1made", "-made", "ma/de", "ma de", "made\n")),
+            ("class", "Part", CLASS_NAME, ("", "part", "Par-t", "Part\n", "\nPart")),
+            ("name", "parts", BUS_NAME, ("", "1parts", "_parts", "par/ts", "parts\n")),
+            ("key", "size", KEY, ("", "Size", "1size", "si_ze", "size\n")),
+            ("to", "Part", CLASS_NAME, ("", "part", "Part\n")),
+        ):
+            for text in wrong:
+                shown = text.replace("\n", "\\n")
+                with self.subTest(name=name, text=text):
+                    new = f'{name}: "{shown}"'
+                    reason = f'"{shown}" must be {form}'
+                    self.assert_rows_refused((f"{name}: {old}\n", new + "\n", new, reason))
+
+    def test_of_the_wrong_form_is_refused_as_a_literal(self):
+        for text in ("", "1good", "_good", "go-od", "go od", "gööd", "good\\n"):
+            with self.subTest(text):
+                self.assert_rows_refused(("[good, ", f'["{text}", ', "literals", f'"{text}" must be {LITERAL}'))
+
+    def test_of_a_doc_must_not_be_blank(self):
+        for doc in ("A service.", "A part.", "How it is."):
+            for blank in ("", '""', '"  "', '"\\n \\t"'):
+                text = blank.strip('"')
+                with self.subTest(doc=doc, blank=blank):
+                    line = MODEL[:MODEL.index(doc)].count("\n") + 1
+                    self.assert_rows_refused((f"doc: {doc}", f"doc: {blank}", line, f'"{text}" must be {DOC}'))
+
+    def test_of_the_right_form_is_accepted(self):
+        for old, new in (
+            ("unit: Made", "unit: M"),
+            ("unit: Made", "unit: MadeUp2ZZ9"),
+            ("service: made", "service: M"),
+            ("service: made", "service: made-Up_2-"),
+            ("class: Whole", "class: W"),
+            ("class: Whole", "class: W2holeZ9"),
+            ("name: parts", "name: P-_9zZ"),
+            ("key: size", "key: s"),
+            ("key: size", "key: s2izeZz9A"),
+            ("[good, bad]", "[g, G_0zZ9_, null, 'on']"),
+            ("doc: A part.", "doc: x"),
+        ):
+            with self.subTest(new):
+                self.assertIn(old, MODEL)
+                self.assert_accepted(MODEL.replace(old, new))
+
+    def test_that_is_none_of_a_choice_is_refused(self):
+        self.assert_rows_refused(
+            ("logger: kept", "logger: perhaps", "logger", '"perhaps" is none of: perMessage, kept'),
+            ("logger: kept", "logger: Kept", "logger", '"Kept" is none of: perMessage, kept'),
+            ("endOfFill: silent", "endOfFill: loud", "endOfFill", '"loud" is none of: silent, reported'),
+            ("kind: integer", "kind: float", "kind: float", f'"float" is none of: {KINDS}'),
+            ("kind: integer", 'kind: "bool\\n"', "kind: \"", f'"bool\\n" is none of: {KINDS}'),
+            ("kind: enumeration", "kind: enumeratoin", "kind: enumeratoin", f'"enumeratoin" is none of: {KINDS}'),
+        )
+
+    def test_of_every_choice_is_accepted(self):
+        for old, new in (("kept", "kept"), ("kept", "perMessage"), ("silent", "silent"), ("silent", "reported")):
+            with self.subTest(new):
+                self.assert_accepted(MODEL.replace(old, new))
+
+
+class APropertyOfAnotherKind(Refusal):
+    WITH_LITERALS = ("enumeration", "list of enumerations")
+
+    def test_is_refused(self):
+        for kind in KINDS.split(", "):
+            if kind not in self.WITH_LITERALS:
+                rest = "to: Part\n        literals: [a]" if kind == "reference" else "literals: [a]"
+                with self.subTest(kind=kind, property="literals"):
+                    text = made_of(resource("Part", integer("size")), resource("Whole", ("part", kind, rest)))
+                    self.assert_refused(text, "literals", '"literals" does not go with this kind')
+            if kind != "reference":
+                rest = "literals: [a]\n        to: Part" if kind in self.WITH_LITERALS else "to: Part"
+                with self.subTest(kind=kind, property="to"):
+                    text = made_of(resource("Part", integer("size")), resource("Whole", ("part", kind, rest)))
+                    self.assert_refused(text, "to", '"to" does not go with this kind')
+
+    def test_is_needed_by_its_own(self):
+        for kind, name in (("enumeration", "literals"), ("list of enumerations", "literals"), ("reference", "to")):
+            with self.subTest(kind):
+                self.assert_refused(made_of(resource("Whole", ("part", kind, ""))), "key", f'"{name}" is missing')
+
+    def test_is_no_part_of_the_others(self):
+        for kind in ("bool", "integer", "string", "list of strings", "list of untyped references"):
+            with self.subTest(kind):
+                self.assert_accepted(made_of(resource("Whole", ("part", kind, ""))))
+
+
+class ADoc(Refusal):
+    def test_that_would_break_its_comment_is_refused(self):
+        self.assert_rows_refused(
+            ("doc: A service.", "doc: A service.\\", "doc: A service.", 'a "doc" must not contain \\'),
+            ("doc: A part.", "doc: A \\ part.", "doc: A \\", 'a "doc" must not contain \\'),
+            ("doc: How it is.", "doc: How??/", "doc: How??/", 'a "doc" must not contain ??/'),
+            ("doc: A part.", 'doc: "A\\0 part."', 'doc: "', 'a "doc" must not contain the character U+0000'),
+            ("doc: A part.", 'doc: "A \\u202e part."', 'doc: "', 'a "doc" must not contain the character U+202E'),
+            ("doc: A part.", 'doc: "A \\ud800 part."', 'doc: "', 'a "doc" must not contain the character U+D800'),
+        )
+
+    def test_may_contain_everything_else(self):
+        for text in ("a */ b", "/* a", "// a", "what??", "a?/", "/", "'\"'", '"a\\nb\\u00a0c"'):
+            with self.subTest(text):
+                self.assert_accepted(MODEL.replace("A part.", text))
+
+
+# As the language lists them, up to C++20, and what GNU adds.
+KEYWORDS = """
+    alignas alignof and and_eq asm auto bitand bitor bool break case catch char char8_t char16_t char32_t class compl
+    concept const consteval constexpr constinit const_cast continue co_await co_return co_yield decltype default delete
+    do double dynamic_cast else enum explicit export extern false float for friend goto if inline int long mutable
+    namespace new noexcept not not_eq nullptr operator or or_eq private protected public register reinterpret_cast
+    requires return short signed sizeof static static_assert static_cast struct switch template this thread_local throw
+    true try typedef typeid typename typeof union unsigned using virtual void volatile wchar_t while xor xor_eq
+""".split()
+
+# Some of every origin: the language, the dialect, the library, the operating system, this project.
+MACRO_NAMES = """
+    BIG_ENDIAN BUFSIZ CLAMPCONTROL_EXPORT CLOCK_MONOTONIC EINVAL EOF HUGE_VAL INFINITY INT64_MAX NAN NULL PRId64
+    RAND_MAX SEEK_SET SIGTERM SIZE_MAX WNOHANG ZEB_EXPORT errno linux stderr stdin stdout unix
+""".split()
+
+
+class AReservedName(Refusal):
+    def test_is_refused_as_a_literal_when_it_is_a_word_of_the_language(self):
+        for word in KEYWORDS:
+            with self.subTest(word):
+                self.assert_rows_refused(
+                    (", bad]", f", {word}]", "literals", f'the literal "{word}" is a word that C++ reserves')
+                )
+
+    def test_is_refused_as_a_key_when_it_is_a_word_of_the_language(self):
+        for word in KEYWORDS:
+            if "_" not in word:
+                with self.subTest(word):
+                    self.assert_rows_refused(
+                        ("key: size", f"key: {word}", f"key: {word}", f'the key "{word}" is a word that C++ reserves')
+                    )
+
+    def test_is_refused_as_a_literal_when_it_is_a_macro(self):
+        for name in MACRO_NAMES:
+            with self.subTest(name):
+                self.assert_rows_refused(
+                    ("good, ", f"good, {name}, ", "literals", f'the literal "{name}" is a macro of a header')
+                )
+
+    def test_is_refused_wherever_it_becomes_an_identifier(self):
+        self.assert_rows_refused(
+            ("key: size", "key: errno", "key: errno", 'the key "errno" is a macro of a header'),
+            ("key: size", "key: linux", "key: linux", 'the key "linux" is a macro of a header'),
+            ("class: Whole", "class: EOF", "class: EOF", 'the class "EOF" is a macro of a header'),
+            ("class: Whole", "class: EINVAL", "class: EINVAL", 'the class "EINVAL" is a macro of a header'),
+            (", bad]", ", b__ad]", "literals", 'the literal "b__ad" has two underscores in a row, which C++ reserves'),
+            (", bad]", ", bad__]", "literals", 'the literal "bad__" has two underscores in a row, which C++ reserves'),
+        )
+
+    def test_is_refused_when_class_and_key_make_it_the_name_of_an_enumeration(self):
+        for name, key, macro in (
+            ("Rand", "max", "RAND_MAX"),
+            ("Int", "max", "INT_MAX"),
+            ("Int64", "max", "INT64_MAX"),
+            ("Huge", "val", "HUGE_VAL"),
+            ("Seek", "set", "SEEK_SET"),
+        ):
+            with self.subTest(macro):
+                text = made_of(resource(name, enumeration(key)))
+                self.assert_refused(text, "key", f'the enumeration "{macro}" is a macro of a header')
+                self.assert_accepted(made_of(resource(name, integer(key))))
+
+    def test_is_not_one_that_only_looks_like_it(self):
+        for literals in ("[assert, isnan, module, final]", "[New, Class, eof, Errno]", "[bad_, b_a_d]"):
+            with self.subTest(literals):
+                self.assert_accepted(MODEL.replace("[good, bad]", literals))
+
+    def test_is_any_of_the_list(self):
+        lines = (CODEGEN / "reserved-macros.txt").read_text().splitlines()
+        names = [name for line in lines if not line.startswith("#") for name in line.split()]
+        self.assertEqual(names, sorted(set(names)))
+        self.assertGreater(len(names), 900)
+        for name in names:
+            with self.subTest(name):
+                text = made_of(resource("Whole", enumeration("state", f"[{name}]")))
+                self.assert_refused(text, "literals", f'the literal "{name}" is a macro of a header')
+
+
+class WhatIsThereAlready(Refusal):
+    def test_is_refused(self):
+        self.assert_rows_refused(
+            ("name: wholes", "name: parts", 16, 'the resource "parts" is there already'),
+            ("key: part", "key: state", 23, 'the key "state" is there already'),
+            ("[good, bad]", "[good, good]", 22, 'the literal "good" is there already'),
+            ("class: Whole", "class: Part", 15, 'the name "Part" is made on line 8 already'),
+            ("class: Whole", "class: PartDescriptor", 15, 'the name "PartDescriptor" is made on line 8 already'),
+            ("class: Whole", "class: PART", 15, 'the name "PART_FIELDS" is made on line 8 already'),
+            ("key: state", "key: fields", 19, 'the name "WHOLE_FIELDS" is made on line 15 already'),
+            ("key: state", "key: fIelds", 19, 'the name "WHOLE_FIELDS" is made on line 15 already'),
+        )
+
+    def test_may_be_there_in_another_resource_or_enumeration(self):
+        first = resource("A", enumeration("c"), enumeration("d"))
+        self.assert_accepted(made_of(first, resource("B", enumeration("c"))))
+
+    def test_is_refused_of_enumerations_whose_keys_differ_in_case_only(self):
+        text = made_of(resource("Whole", enumeration("state"), enumeration("sTATE")))
+        self.assert_refused(text, "key: sTATE", 'the name "WHOLE_STATE" is made on line 9 already')
+        self.assert_accepted(made_of(resource("Whole", enumeration("state"), integer("sTATE"))))
+
+    def test_is_refused_of_descriptors_in_either_order(self):
+        for first, second in (("Part", "PartDescriptor"), ("PartDescriptor", "Part")):
+            with self.subTest(first):
+                text = made_of(resource(first, integer("a")), resource(second, integer("a")))
+                self.assert_refused(text, 12, 'the name "PartDescriptor" is made on line 5 already')
+
+
+class Tables(Refusal):
+    def test_of_one_name_are_refused(self):
+        listed = ("bC", "list of enumerations", "literals: [x]")
+        for first, second, line, name, other_line in (
+            (resource("A", enumeration("bC")), resource("AB", enumeration("c")), "key: c", "mapABC2String", 9),
+            (resource("AB", enumeration("c")), resource("A", enumeration("bC")), "key: bC", "mapABC2String", 9),
+            (resource("A", listed), resource("AB", enumeration("c")), "key: c", "mapABC2String", 9),
+            (resource("A", enumeration("bFields")), resource("AB", integer("c")), "class: AB", "mapABFields2String", 9),
+            (resource("AB", integer("c")), resource("A", enumeration("bFields")), "key: bF", "mapABFields2String", 5),
+            # The table to the texts of the one, the table from the texts of the other.
+            (resource("String2A", enumeration("b")), resource("A", enumeration("b2String")), "key: b2",
+             "mapString2AB2String", 9),
+            (resource("A", enumeration("b2String")), resource("String2A", enumeration("b")), 17,
+             "mapString2AB2String", 9),
+        ):
+            with self.subTest(first + second):
+                reason = f'the name "{name}" is made on line {other_line} already'
+                self.assert_refused(made_of(first, second), line, reason)
+
+    def test_that_are_not_made_take_no_name(self):
+        for first, second in (
+            (resource("A", integer("bC")), resource("AB", enumeration("c"))),
+            (resource("A", enumeration("bC")), resource("AB", integer("c"))),
+            (resource("A", integer("bFields")), resource("AB", integer("c"))),
+            (resource("A", integer("fields")), resource("B", integer("c"))),
+        ):
+            with self.subTest(first + second):
+                self.assert_accepted(made_of(first, second))
+
+
+class Operations(Refusal):
+    def test_of_one_name_are_refused(self):
+        for kind in ("bool", "integer", "string"):
+            for keys, reason in (
+                (("size", "sizeAsString"), 'the key "sizeAsString" makes "getSizeAsString", as line 9 does'),
+                (("sizeAsString", "size"), 'the key "size" makes "getSizeAsString", as line 9 does'),
+            ):
+                with self.subTest(kind=kind, keys=keys):
+                    text = made_of(resource("Whole", *((key, kind, "") for key in keys)))
+                    self.assert_refused(text, 12, reason)
+
+    def test_that_are_not_made_take_no_name(self):
+        for first in (enumeration("size"), ("size", "list of strings", ""), ("size", "list of untyped references", "")):
+            with self.subTest(first):
+                self.assert_accepted(made_of(resource("Whole", first, integer("sizeAsString"))))
+
+    def test_named_like_that_of_the_keys_are_refused(self):
+        text = made_of(resource("Whole", integer("wholeVectorAsStringVector")))
+        name = "getWholeVectorAsStringVector"
+        self.assert_refused(text, "key", f'the key "wholeVectorAsStringVector" makes "{name}", as line 5 does')
+        self.assert_accepted(made_of(resource("Whole", integer("partVectorAsStringVector"))))
+
+    def test_of_the_base_classes_are_not_hidden(self):
+        text = "".join(header.read_text() for header in HEADERS_OF_AN_ELEMENT)
+        # Without what follows a dot or a colon, which is a call.
+        operations = set(re.findall(r"(?<![.:>\w])([gs]et[A-Z]\w*)\(", text))
+        self.assertIn("getAsReference", operations)
+        for operation in sorted(operations):
+            key = operation[3].lower() + operation[4:]
+            with self.subTest(operation):
+                # A getter is found before the setter.
+                hidden = operation.replace("set", "get", 1) if f"get{operation[3:]}" in operations else operation
+                reason = f'the key "{key}" would hide "{hidden}", which every element has'
+                self.assert_rows_refused(("key: size", f"key: {key}", f"key: {key}", reason))
+
+    def test_of_the_base_classes_are_refused_by_the_keys_that_would_hide_them(self):
+        for key, operation in (
+            ("id", "getId"),
+            ("name", "getName"),
+            ("uri", "getUri"),
+            ("asString", "getAsString"),
+            ("descriptor", "getDescriptor"),
+            ("idFromUri", "setIdFromUri"),
+            ("queryOptionsLimit", "setQueryOptionsLimit"),
+            ("resourceName", "getResourceName"),
+            ("vectorAsStringVector", "getVectorAsStringVector"),
+        ):
+            with self.subTest(key):
+                text = made_of(resource("Whole", integer("size"), integer(key)))
+                reason = f'the key "{key}" would hide "{operation}", which every element has'
+                self.assert_refused(text, f"key: {key}", reason)
+
+
+class AClass(Refusal):
+    def test_that_hides_what_the_generated_code_needs_is_refused(self):
+        for name in (
+            "DataObject Desctype IXObject MadeService Optional Resource ResourceDescriptor Service SortKeys Visit "
+            "XObject XObjectDescriptor"
+        ).split():
+            with self.subTest(name):
+                reason = f'the generated code needs the name "{name}" itself'
+                self.assert_rows_refused(("class: Part", f"class: {name}", f"class: {name}", reason))
+
+    def test_that_makes_an_enumeration_of_the_base_classes_is_refused(self):
+        text = made_of(resource("Expand", enumeration("level")))
+        self.assert_refused(text, "key", 'the generated code needs the name "EXPAND_LEVEL" itself')
+        self.assert_accepted(made_of(resource("Expand", integer("level"))))
+
+    def test_is_refused_by_the_name_of_every_type_of_the_base_classes(self):
+        text = "".join(header.read_text() for header in [*HEADERS_OF_AN_ELEMENT, HEADER_OF_THE_SERVICE])
+        types = re.findall(r"^    using (\w+) =|^class \w+_EXPORT (\w+)", text, re.MULTILINE)
+        names = {name for pair in types for name in pair if re.fullmatch("[A-Z][A-Za-z0-9]*", name)}
+        self.assertLessEqual({"SortKeys", "XObject", "Desctype", "Service"}, names)
+        for name in sorted(names):
+            with self.subTest(name):
+                reason = f'the generated code needs the name "{name}" itself'
+                self.assert_rows_refused(("class: Whole", f"class: {name}", f"class: {name}", reason))
+
+    def test_may_have_any_other_name(self):
+        for name in ("Field", "Kind", "Tables", "UnitMessages", "OPTIONAL", "Services", "Made", "PARTDESCRIPTOR"):
+            with self.subTest(name):
+                self.assert_accepted(MODEL.replace("class: Whole", f"class: {name}"))
+
+
+class AReference(Refusal):
+    def test_to_what_is_not_above_is_refused(self):
+        self.assert_rows_refused(
+            ("to: Part", "to: Nothing", "to", 'the resource "Nothing" is not there'),
+            ("to: Part", "to: Whole", "to", 'the resource "Whole" refers to itself'),
+            ("to: Part", "to: PartDescriptor", "to", 'the resource "PartDescriptor" is not there'),
+        )
+        text = made_of(resource("Whole", reference("part", "Part")), resource("Part", integer("size")))
+        self.assert_refused(text, "to", 'the resource "Part" stands further down')
+
+    def test_to_anything_above_is_accepted(self):
+        parts = [resource(name, integer("size")) for name in ("A", "B", "C")]
+        self.assert_accepted(made_of(*parts, resource("Whole", reference("b", "B"), reference("a", "A"))))
+
+
+if __name__ == "__main__":
+    unittest.main()
