@@ -88,12 +88,10 @@ def refuse_docs_that_break_a_comment(document, unit):
 
 
 def _identifiers(unit):
-    """Where an identifier comes from, what it is and its text."""
-    yield ("unit",), "class", unit.scope
+    """Where an identifier comes from, what it is and its text. No "Descriptor", "_FIELDS" or "Service" at its end is
+    reserved."""
     for resource_place, resource in _resources(unit):
         yield resource_place + ("class",), "class", resource.name
-        yield resource_place + ("class",), "class", resource.descriptor
-        yield resource_place + ("class",), "enumeration", resource.selector.name
         for place, field in _fields(resource_place, resource):
             yield place + ("key",), "key", field.key
             if field.enumeration:
