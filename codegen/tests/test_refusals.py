@@ -291,15 +291,20 @@ class AText(Refusal):
     def test_of_the_right_form_is_accepted(self):
         for old, new in (
             ("unit: Made", "unit: M"),
+            ("unit: Made", "unit: Z"),
             ("unit: Made", "unit: MadeUp2ZZ9"),
-            ("service: made", "service: M"),
+            ("service: made", "service: A"),
+            ("service: made", "service: Z"),
+            ("service: made", "service: a"),
+            ("service: made", "service: z"),
             ("service: made", "service: made-Up_2-"),
             ("class: Whole", "class: W"),
             ("class: Whole", "class: W2holeZ9"),
             ("name: parts", "name: P-_9zZ"),
-            ("key: size", "key: s"),
+            ("key: size", "key: a"),
+            ("key: size", "key: z"),
             ("key: size", "key: s2izeZz9A"),
-            ("[good, bad]", "[g, G_0zZ9_, null, 'on']"),
+            ("[good, bad]", "[a, z, A, Z, G_0zZ9_aA, null, 'on']"),
             ("doc: A part.", "doc: x"),
         ):
             with self.subTest(new):
@@ -586,6 +591,65 @@ class AClass(Refusal):
         for name in ("Field", "Kind", "Tables", "UnitMessages", "OPTIONAL", "Services", "Made", "PARTDESCRIPTOR"):
             with self.subTest(name):
                 self.assert_accepted(MODEL.replace("class: Whole", f"class: {name}"))
+
+
+class TheLine(Refusal):
+    """Of what is wrong, rather than of the resource or the field that holds it."""
+
+    MODEL = """\
+unit: Made
+service: made
+doc: x
+resources:
+  - doc: x
+    name: parts
+    class: Part
+    fields:
+      - doc: x
+        kind: integer
+        key: size
+  - doc: x
+    name: wholes
+    class: Whole
+    fields:
+      - kind: enumeration
+        doc: x
+        literals:
+          - good
+          - bad
+        key: state
+      - kind: reference
+        doc: x
+        to: Part
+        key: part
+"""
+
+    def test_is_that_of_the_wrong_text(self):
+        for line, old, new, reason in (
+            (5, "  - doc: x\n    name: parts", '  - doc: "\\\\"\n    name: parts', 'a "doc" must not contain \\'),
+            (7, "class: Part", "class: EOF", 'the class "EOF" is a macro of a header'),
+            (7, "class: Part", "class: Visit", 'the generated code needs the name "Visit" itself'),
+            (11, "key: size", "key: new", 'the key "new" is a word that C++ reserves'),
+            (11, "key: size", "key: uri", 'the key "uri" would hide "getUri", which every element has'),
+            (11, "key: size", "key: partVectorAsStringVector",
+             'the key "partVectorAsStringVector" makes "getPartVectorAsStringVector", as line 7 does'),
+            (13, "name: wholes", "name: parts", 'the resource "parts" is there already'),
+            (14, "class: Whole", "class: Part", 'the name "Part" is made on line 7 already'),
+            (20, "- bad", "- good", 'the literal "good" is there already'),
+            (20, "- bad", "- new", 'the literal "new" is a word that C++ reserves'),
+            (20, "- bad", "- be-ad", f'"be-ad" must be {LITERAL}'),
+            (20, "- bad", "- [bad]", 'entry 2 of "literals" must be a text'),
+            (21, "key: state", "key: fields", 'the name "WHOLE_FIELDS" is made on line 14 already'),
+            (24, "to: Part", "to: Whole", 'the resource "Whole" refers to itself'),
+            (25, "key: part", "key: state", 'the key "state" is there already'),
+        ):
+            with self.subTest(new):
+                self.assertEqual(self.MODEL.count(old), 1)
+                self.assert_refused(self.MODEL.replace(old, new), line, reason)
+
+    def test_is_that_of_the_key_that_makes_an_enumeration(self):
+        text = self.MODEL.replace("class: Whole", "class: Rand").replace("key: state", "key: max")
+        self.assert_refused(text, 21, 'the enumeration "RAND_MAX" is a macro of a header')
 
 
 class AReference(Refusal):
