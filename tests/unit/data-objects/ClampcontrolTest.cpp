@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "RecordingLoggerFactory.h"
@@ -65,13 +66,6 @@ TEST_F(Clampcontrol, HasTheBasesThatThePlatformKnows) {
     EXPECT_TRUE((std::is_base_of_v<zeb::XObjectDescriptor, ClampDescriptor>));
     EXPECT_TRUE((std::is_same_v<Clamp::Desctype, ClampDescriptor>));
     EXPECT_TRUE((std::is_same_v<std::underlying_type_t<CLAMP_TYPE>, std::int32_t>));
-}
-
-TEST_F(Clampcontrol, NumbersFieldsInTheirOrderBeforeTheCommonOnes) {
-    EXPECT_THAT(ClampcontrolService::mapClampFields2String,
-                ElementsAre(Pair(CLAMP_FIELDS{0}, "isSwitchedOn"), Pair(CLAMP_FIELDS{1}, "type"),
-                            Pair(CLAMP_FIELDS{2}, "id"), Pair(CLAMP_FIELDS{3}, "name"),
-                            Pair(CLAMP_FIELDS{4}, "uri")));
 }
 
 // Filling
@@ -186,6 +180,13 @@ TEST_F(Clampcontrol, MakesItsFilterFromWhatItWasFilledWith) {
                 ElementsAre(Pair("isSwitchedOn", "true"), Pair("type", "ClampS")));
 }
 
+TEST_F(Clampcontrol, MakesItsFilterFromTheLatestValueOfEachField) {
+    auto sut = objectOf<Clamp>(R"({"isSwitchedOn":true,"type":"ClampS"})");
+    sut.fillFromJson(JsonObject::parse(R"({"isSwitchedOn":false})"));
+    EXPECT_THAT(termsOf(sut.getDescriptor()),
+                ElementsAre(Pair("isSwitchedOn", "false"), Pair("type", "ClampS")));
+}
+
 // Logging
 
 TEST_F(Clampcontrol, PointsToTheFieldInItsSource) {
@@ -213,7 +214,33 @@ TEST_F(Clampcontrol, LosesNoFieldToALoggerThatThrows) {
     EXPECT_EQ(sut.getType().getValue(), CLAMP_TYPE::ClampS);
 }
 
-// Texts of the JSON
+using ClampcontrolLogger = test_data_objects::ProcessOfItsOwn;
+
+TEST_F(ClampcontrolLogger, IsMadeByTheFactoryThatIsTheDefaultAtEachMessage) {
+    testing::internal::CaptureStderr();
+    objectOf<Clamp>(R"({"type":"before"})");
+    const std::string writtenByTheFirstDefault = testing::internal::GetCapturedStderr();
+    ASSERT_THAT(writtenByTheFirstDefault, HasSubstr("unknown enum value in type"));
+    auto& log = test_data_objects::RecordingLoggerFactory::instance();
+    objectOf<Clamp>(R"({"type":"after"})");
+    EXPECT_THAT(log.created, ElementsAre("Clampcontrol"));
+}
+
+// The JSON
+
+TEST_F(Clampcontrol, SharesItsJsonAndDoesNotKeepAnEarlierOne) {
+    auto first = JsonObject::parse("{}");
+    const std::weak_ptr<JsonObject> watched = first;
+    Clamp sut(std::move(first));
+    EXPECT_FALSE(watched.expired());
+    sut.fillFromJson(JsonObject::parse("{}"));
+    EXPECT_TRUE(watched.expired());
+}
+
+TEST_F(Clampcontrol, KeepsAJsonWhoseIdentityIsNoText) {
+    const auto sut = objectOf<Clamp>(R"({"id":null,"isSwitchedOn":true})");
+    EXPECT_EQ(sut.getIsSwitchedOnAsString().getValue(), "true");
+}
 
 TEST_F(Clampcontrol, GivesTheTextOfAValueAsItStandsInTheJson) {
     const auto sut = objectOf<Notification>(R"({"value":"seventeen"})");
@@ -317,6 +344,19 @@ TEST_F(Clampcontrol, IsCopiedWithIdFromUri) {
     EXPECT_FALSE(copy->getIsSwitchedOnAsString());
 }
 
+TEST_F(Clampcontrol, IsCopiedWithItsFilter) {
+    const auto sut = objectOf<Clamp>(R"({"isSwitchedOn":true})");
+    EXPECT_THAT(termsOf(sut.copyWithIdFromUri("/ClampControl/clamps/2")->getDescriptor()),
+                ElementsAre(Pair("isSwitchedOn", "true")));
+}
+
+TEST_F(Clampcontrol, IsCopiedWithItsQueryOptions) {
+    ClampDescriptor descriptor;
+    descriptor.setQueryOptions({CLAMP_FIELDS::type}, zeb::QueryOptions::EXPAND_LEVEL::NONE);
+    EXPECT_THAT(optionsOf(Clamp(descriptor).copyWithIdFromUri("/ClampControl/clamps/2")->getDescriptor()),
+                ElementsAre(Pair("$fields", "type")));
+}
+
 // Query options
 
 TEST_F(Clampcontrol, GivesItsFieldsAsText) {
@@ -335,6 +375,14 @@ TEST_F(Clampcontrol, GivesItsSortKeysAsText) {
 class ClampcontrolQueryOptions : public testing::Test {
  protected:
     using Level = zeb::QueryOptions::EXPAND_LEVEL;
+    using Options = std::vector<zeb::QueryOptions::Option>;
+
+    /// What the arguments that most of the operations share come to, before further options.
+    static Options optionsWith(const Options& further) {
+        Options options{{"$fields", "isSwitchedOn,id"}, {"$expand", "8:type"}, {"$sortby", "-name"}};
+        options.insert(options.end(), further.begin(), further.end());
+        return options;
+    }
 
     const std::vector<CLAMP_FIELDS> fields{CLAMP_FIELDS::isSwitchedOn, CLAMP_FIELDS::id};
     const std::vector<CLAMP_FIELDS> expanded{CLAMP_FIELDS::type};
@@ -349,35 +397,33 @@ TEST_F(ClampcontrolQueryOptions, TakeFieldsAndLevel) {
 }
 
 TEST_F(ClampcontrolQueryOptions, TakeExpandedFieldsAndSortKeys) {
-    sut.setQueryOptions(fields, Level::ONE, expanded, sortBy);
-    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$fields", "isSwitchedOn,id"), Pair("$expand", "1:type"),
-                                            Pair("$sortby", "-name")));
+    sut.setQueryOptions(fields, Level::ALL, expanded, sortBy);
+    EXPECT_EQ(optionsOf(sut), optionsWith({}));
 }
 
 TEST_F(ClampcontrolQueryOptions, TakeLimitAndOffset) {
-    sut.setQueryOptions({}, Level::NONE, {}, {}, 10, 20);
-    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$limit", "10"), Pair("$offset", "20")));
+    sut.setQueryOptions(fields, Level::ALL, expanded, sortBy, 10, 20);
+    EXPECT_EQ(optionsOf(sut), optionsWith({{"$limit", "10"}, {"$offset", "20"}}));
 }
 
 TEST_F(ClampcontrolQueryOptions, TakeLimitAndOffsetId) {
-    sut.setQueryOptions({}, Level::NONE, {}, {}, 10, "x");
-    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$limit", "10"), Pair("$offset", "id:x")));
+    sut.setQueryOptions(fields, Level::ALL, expanded, sortBy, 10, "x");
+    EXPECT_EQ(optionsOf(sut), optionsWith({{"$limit", "10"}, {"$offset", "id:x"}}));
 }
 
 TEST_F(ClampcontrolQueryOptions, TakeALimitAlone) {
-    sut.setQueryOptionsLimit(fields, Level::NONE, expanded, sortBy, 10);
-    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$fields", "isSwitchedOn,id"), Pair("$sortby", "-name"),
-                                            Pair("$limit", "10")));
+    sut.setQueryOptionsLimit(fields, Level::ALL, expanded, sortBy, 10);
+    EXPECT_EQ(optionsOf(sut), optionsWith({{"$limit", "10"}}));
 }
 
 TEST_F(ClampcontrolQueryOptions, TakeAnOffsetAlone) {
-    sut.setQueryOptionsOffset({}, Level::NONE, {}, {}, 20);
-    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$offset", "20")));
+    sut.setQueryOptionsOffset(fields, Level::ALL, expanded, sortBy, 20);
+    EXPECT_EQ(optionsOf(sut), optionsWith({{"$offset", "20"}}));
 }
 
 TEST_F(ClampcontrolQueryOptions, TakeAnOffsetIdAlone) {
-    sut.setQueryOptionsOffset({}, Level::NONE, {}, {}, "x");
-    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$offset", "id:x")));
+    sut.setQueryOptionsOffset(fields, Level::ALL, expanded, sortBy, "x");
+    EXPECT_EQ(optionsOf(sut), optionsWith({{"$offset", "id:x"}}));
 }
 
 // Enumerations as text

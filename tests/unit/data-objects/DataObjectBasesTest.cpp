@@ -9,6 +9,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -162,6 +163,61 @@ TEST(XObjectDescriptor, DoesNotReferToAnElementWithoutName) {
     EXPECT_THROW(sut.getAsReference(), std::runtime_error);
 }
 
+/// Each operation with every argument, all of them different.
+class XObjectDescriptorQueryOptions : public testing::Test {
+ protected:
+    using Options = std::vector<QueryOptions::Option>;
+
+    /// What the arguments that most of the operations share come to, before further options.
+    static Options optionsWith(const Options& further) {
+        Options options{{"$fields", "a,b"}, {"$expand", "8:c"}, {"$sortby", "-d,+e"}};
+        options.insert(options.end(), further.begin(), further.end());
+        return options;
+    }
+
+    Options optionsOfSut() const { return optionsOf(sut.getQueryOptions()); }
+
+    const std::vector<std::string> fields{"a", "b"};
+    const std::vector<std::string> expanded{"c"};
+    const std::vector<QueryOptions::SortKey> sortBy{{descending, "d"}, {ascending, "e"}};
+    XObjectDescriptor sut{"ClampControl", "clamps"};
+};
+
+TEST_F(XObjectDescriptorQueryOptions, TakeFieldsAndLevel) {
+    sut.setQueryOptions(fields, Level::ONE);
+    EXPECT_THAT(optionsOfSut(), ElementsAre(Pair("$fields", "a,b"), Pair("$expand", "1")));
+}
+
+TEST_F(XObjectDescriptorQueryOptions, TakeExpandedFieldsAndSortKeys) {
+    sut.setQueryOptions(fields, Level::ALL, expanded, sortBy);
+    EXPECT_EQ(optionsOfSut(), optionsWith({}));
+}
+
+TEST_F(XObjectDescriptorQueryOptions, TakeLimitAndOffset) {
+    sut.setQueryOptions(fields, Level::ALL, expanded, sortBy, 10, 20);
+    EXPECT_EQ(optionsOfSut(), optionsWith({{"$limit", "10"}, {"$offset", "20"}}));
+}
+
+TEST_F(XObjectDescriptorQueryOptions, TakeLimitAndOffsetId) {
+    sut.setQueryOptions(fields, Level::ALL, expanded, sortBy, 10, "x");
+    EXPECT_EQ(optionsOfSut(), optionsWith({{"$limit", "10"}, {"$offset", "id:x"}}));
+}
+
+TEST_F(XObjectDescriptorQueryOptions, TakeALimitAlone) {
+    sut.setQueryOptionsLimit(fields, Level::ALL, expanded, sortBy, 10);
+    EXPECT_EQ(optionsOfSut(), optionsWith({{"$limit", "10"}}));
+}
+
+TEST_F(XObjectDescriptorQueryOptions, TakeAnOffsetAlone) {
+    sut.setQueryOptionsOffset(fields, Level::ALL, expanded, sortBy, 20);
+    EXPECT_EQ(optionsOfSut(), optionsWith({{"$offset", "20"}}));
+}
+
+TEST_F(XObjectDescriptorQueryOptions, TakeAnOffsetIdAlone) {
+    sut.setQueryOptionsOffset(fields, Level::ALL, expanded, sortBy, "x");
+    EXPECT_EQ(optionsOfSut(), optionsWith({{"$offset", "id:x"}}));
+}
+
 TEST(XObjectDescriptor, ReplacesAllQueryOptionsAtOnce) {
     auto sut = aClamp();
     sut.setQueryOptions({"a"}, Level::ONE, {"b"}, {{descending, "c"}}, 1, 2);
@@ -235,6 +291,29 @@ TEST(XObject, IsNotChangedByBeingCopied) {
     const Element sut(JsonObject::parse(R"({"id":"1"})"));
     sut.copyWithIdFromUri("/a/2");
     EXPECT_EQ(sut.getId().getValue(), "1");
+}
+
+TEST(XObject, IsCopiedWithItsFilter) {
+    auto descriptor = aClamp();
+    descriptor.getFilter().add("type", "Clamp15");
+    const auto copy = Element(descriptor).copyWithIdFromUri("/a/2")->getDescriptor();
+    EXPECT_THAT(std::vector<ZebFilter::Term>(copy.getFilter().begin(), copy.getFilter().end()),
+                ElementsAre(Pair("type", "Clamp15")));
+}
+
+TEST(XObject, IsCopiedWithItsQueryOptions) {
+    auto descriptor = aClamp();
+    descriptor.setQueryOptions({"type"}, Level::NONE);
+    const auto copy = Element(descriptor).copyWithIdFromUri("/a/2")->getDescriptor();
+    EXPECT_THAT(optionsOf(copy.getQueryOptions()), ElementsAre(Pair("$fields", "type")));
+}
+
+TEST(XObject, KeepsAJsonWhoseIdentityIsNoText) {
+    auto json = JsonObject::parse(R"({"id":null})");
+    const std::weak_ptr<JsonObject> watched = json;
+    Element sut;
+    EXPECT_THROW(sut.fillFromJson(std::move(json)), std::exception);
+    EXPECT_FALSE(watched.expired());
 }
 
 TEST(XObject, SharesItsJsonAndDoesNotKeepAnEarlierOne) {

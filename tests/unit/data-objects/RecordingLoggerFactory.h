@@ -5,7 +5,9 @@
 
 #include <cctype>
 #include <fstream>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -14,6 +16,9 @@
 namespace test_data_objects {
 
 /// The process's default logger factory: writes down which loggers were made and what they were told.
+///
+/// Loggers may be made, told and released by any threads. What is written down, and the settings, are for the
+/// test's thread, while no other logs.
 class RecordingLoggerFactory : public zebutil::LoggerFactory {
  public:
     /// The one of this process, which becomes the default at the first call.
@@ -30,6 +35,8 @@ class RecordingLoggerFactory : public zebutil::LoggerFactory {
         if (throws) {
             throw std::runtime_error("no logger today");
         }
+        whenOneIsMade();
+        const std::lock_guard<std::mutex> lock(mutex_);
         created.push_back(name);
         return std::make_unique<Logger>(*this, name);
     }
@@ -40,13 +47,18 @@ class RecordingLoggerFactory : public zebutil::LoggerFactory {
     std::size_t released = 0;
     bool warningsWanted = true;
     bool throws = false;
+    /// Called in every making of a logger.
+    std::function<void()> whenOneIsMade = [] {};
 
  private:
     class Logger : public zebutil::ILogger {
      public:
         Logger(RecordingLoggerFactory& factory, std::string name)
             : factory_(factory), name_(std::move(name)) {}
-        ~Logger() override { ++factory_.released; }
+        ~Logger() override {
+            const std::lock_guard<std::mutex> lock(factory_.mutex_);
+            ++factory_.released;
+        }
 
         void trace(const std::string& message) override { add("trace", message); }
         void debug(const std::string& message) override { add("debug", message); }
@@ -66,12 +78,27 @@ class RecordingLoggerFactory : public zebutil::LoggerFactory {
 
      private:
         void add(const std::string& level, const std::string& message) {
+            const std::lock_guard<std::mutex> lock(factory_.mutex_);
             factory_.lines.push_back(level + " " + name_ + ": " + message);
         }
 
         RecordingLoggerFactory& factory_;
         const std::string name_;
     };
+
+    std::mutex mutex_;
+};
+
+/// For what happens once in a process: tests of it are skipped when they are not run one by one, as CTest
+/// runs them.
+class ProcessOfItsOwn : public testing::Test {
+ protected:
+    void SetUp() override {
+        static int testsOfThisProcess = 0;
+        if (++testsOfThisProcess > 1 || testing::UnitTest::GetInstance()->test_to_run_count() > 1) {
+            GTEST_SKIP() << "what is tested happens once in a process; run this test by itself";
+        }
+    }
 };
 
 /// Gives each test an empty record of what the data objects log.
@@ -83,6 +110,7 @@ class DataObjectTest : public testing::Test {
         log.released = 0;
         log.warningsWanted = true;
         log.throws = false;
+        log.whenOneIsMade = [] {};
     }
 
     /// The messages of a unit without what stands before each: level, logger, source path and line number. A
