@@ -53,6 +53,11 @@ TEST_F(Authentictime, SaysWhyEachFieldCouldNotBeRead) {
                     StartsWith("could not get year as int64_t, exception=")));
 }
 
+TEST_F(Authentictime, MakesALoggerForEachMessage) {
+    const Time sut(JsonObject::parse(R"({"available":"?","day":"?"})"));
+    EXPECT_THAT(log.created, ElementsAre("Authentictime", "Authentictime"));
+}
+
 TEST_F(Authentictime, PrintsItsEnumerations) {
     EXPECT_EQ(AuthentictimeService::to_string(TIME_AVAILABLE::PhysicalValue), "PhysicalValue(1)");
     EXPECT_EQ(AuthentictimeService::to_string(TIME_AVAILABLE{2}), "unknown value(2)");

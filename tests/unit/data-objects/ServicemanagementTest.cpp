@@ -3,6 +3,11 @@
 #include <gtest/gtest.h>
 #include <zebutil/JsonObject.h>
 
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <future>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -56,6 +61,13 @@ TEST_F(Servicemanagement, SaysSoOnceForEachUnknownElement) {
     EXPECT_THAT(sut.getPrivacyGroups().getValue(), ElementsAre(PRIVACYGROUPS::consentData));
     EXPECT_THAT(messages(),
                 ElementsAre("unknown enum value in privacyGroups", "unknown enum value in privacyGroups"));
+}
+
+TEST_F(Servicemanagement, KeepsAReasonThatIsGivenTwice) {
+    const auto sut = objectOf<TransactionActivationType>(
+        R"({"disabledReason":["blockedByOru","privacyConflict","blockedByOru"]})");
+    EXPECT_THAT(sut.getDisabledReason().getValue(),
+                ElementsAre(DISABLEDREASON{17}, DISABLEDREASON{0}, DISABLEDREASON{17}));
 }
 
 TEST_F(Servicemanagement, TellsAnEmptyListFromAnAbsentOne) {
@@ -241,6 +253,11 @@ TEST_F(Servicemanagement, BuildsAReferredElementWithItsFields) {
     EXPECT_EQ(sut.getConnectionState().getValue().getConnectionState().getValue(), CONNECTIONSTATE{1});
 }
 
+TEST_F(Servicemanagement, BuildsAReferredElementWithItsJson) {
+    const auto sut = objectOf<TransactionType>(R"({"transactionActivationType":{"userid":"u"}})");
+    EXPECT_EQ(sut.getTransactionActivationType().getValue().getUseridAsString().getValue(), "u");
+}
+
 TEST_F(Servicemanagement, LogsTheProblemsOfAReferredElementAndGoesOn) {
     const auto sut = objectOf<TransactionType>(
         R"({"connectionState":{"id":"1","connectionState":null},"privacyGroups":["consentData"]})");
@@ -280,6 +297,14 @@ TEST_F(Servicemanagement, SaysSoWhenTheIdentityEndsTheFill) {
     EXPECT_THAT(messages(), ElementsAre(endOfFill));
 }
 
+// None of its fields has been got to, and the first is the next.
+TEST_F(Servicemanagement, PointsToTheFirstFieldWhenTheIdentityEndsTheFill) {
+    objectOf<TransactionType>(R"({"id":null,"privacyGroups":[]})");
+    ASSERT_EQ(log.lines.size(), 1U);
+    EXPECT_EQ(sourceLineOf("Servicemanagement", log.lines[0]),
+              "    visit(\"attachedOperations\", &TransactionTypeDescriptor::attachedOperations_);");
+}
+
 ServicemanagementService::TransactionTypeDescriptor referringTo(
     const ServicemanagementService::ConnectionStateDescriptor& to) {
     ServicemanagementService::TransactionTypeDescriptor descriptor;
@@ -305,15 +330,50 @@ TEST_F(Servicemanagement, WritesTheRelativeUriOfAReferenceWithoutOne) {
               R"({"connectionState":{"id":"1","name":"x","uri":"/servicemanagement/connectionStates/1"}})");
 }
 
+std::string errorOfWriting(const ServicemanagementService::TransactionTypeDescriptor& descriptor) {
+    try {
+        return "none, but " + descriptor.getAsJson()->toString();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+}
+
+constexpr const char* unsetOptional = "getValue called on uninitialized Optional";
+
 TEST_F(Servicemanagement, DoesNotWriteAReferenceWithoutId) {
     ServicemanagementService::ConnectionStateDescriptor to;
     to.setUri("/a/1");
-    try {
-        referringTo(to).getAsJson();
-        FAIL() << "did not throw";
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "getValue called on uninitialized Optional");
-    }
+    to.setName("x");
+    EXPECT_EQ(errorOfWriting(referringTo(to)), unsetOptional);
+}
+
+TEST_F(Servicemanagement, DoesNotWriteAReferenceWithoutName) {
+    ServicemanagementService::ConnectionStateDescriptor to;
+    to.setUri("/a/1");
+    to.setId("1");
+    EXPECT_EQ(errorOfWriting(referringTo(to)), unsetOptional);
+}
+
+ServicemanagementService::TransactionTypeDescriptor attaching(const std::string& operation) {
+    return objectOf<TransactionType>(R"({"attachedOperations":[)" + operation + "]}").getDescriptor();
+}
+
+TEST_F(Servicemanagement, WritesAnAttachedOperationWithUriIdAndNameOnly) {
+    EXPECT_EQ(attaching(R"({"id":"2","name":"x","uri":"/a/2","more":1})").getAsJson()->toString(),
+              R"({"attachedOperations":[{"id":"2","name":"x","uri":"/a/2"}]})");
+}
+
+TEST_F(Servicemanagement, WritesTheIdAsUriOfAnAttachedOperationWithoutOne) {
+    EXPECT_EQ(attaching(R"({"id":"2","name":"x"})").getAsJson()->toString(),
+              R"({"attachedOperations":[{"id":"2","name":"x","uri":"/2"}]})");
+}
+
+TEST_F(Servicemanagement, DoesNotWriteAnAttachedOperationWithoutId) {
+    EXPECT_EQ(errorOfWriting(attaching(R"({"name":"x","uri":"/a/2"})")), unsetOptional);
+}
+
+TEST_F(Servicemanagement, DoesNotWriteAnAttachedOperationWithoutName) {
+    EXPECT_EQ(errorOfWriting(attaching(R"({"id":"2","uri":"/a/2"})")), unsetOptional);
 }
 
 TEST_F(Servicemanagement, CopiesReferencesDeeply) {
@@ -341,16 +401,78 @@ TEST_F(Servicemanagement, WritesNothingWhenWarningsAreNotWanted) {
     EXPECT_THAT(log.lines, IsEmpty());
 }
 
-TEST(ServicemanagementLogger, IsTriedAgainAfterItCouldNotBeMade) {
+TEST_F(Servicemanagement, AsksAtEachMessageWhetherWarningsAreWanted) {
+    for (const bool wanted : {true, false, true}) {
+        log.warningsWanted = wanted;
+        objectOf<ConnectionState>(R"({"connectionState":"x"})");
+    }
+    EXPECT_EQ(messages().size(), 2U);
+}
+
+class ServicemanagementLogger : public test_data_objects::ProcessOfItsOwn {
+ protected:
+    test_data_objects::RecordingLoggerFactory& log = test_data_objects::RecordingLoggerFactory::instance();
+};
+
+TEST_F(ServicemanagementLogger, IsNotMadeWithoutAMessage) {
+    objectOf<ConnectionState>(R"({"connectionState":"connectionStateConnected"})");
+    EXPECT_THAT(log.created, IsEmpty());
+}
+
+TEST_F(ServicemanagementLogger, IsMadeAtTheFirstMessage) {
+    objectOf<ConnectionState>(R"({"connectionState":"x"})");
+    EXPECT_THAT(log.created, ElementsAre("Servicemanagement"));
+}
+
+class ServicemanagementLoggerOfThreads : public ServicemanagementLogger {
+ protected:
+    static constexpr std::size_t numberOfThreads = 8;
+
+    /// Threads that fill an object with two bad values each, released together.
+    static void fillInThreads() {
+        std::promise<void> gate;
+        const std::shared_future<void> opened = gate.get_future().share();
+        std::vector<std::thread> threads;
+        for (std::size_t i = 0; i < numberOfThreads; ++i) {
+            threads.emplace_back([opened] {
+                opened.wait();
+                objectOf<MqttOperationType>(R"({"isAlwaysOnOperation":1,"payloadSecurityLevel":"x"})");
+            });
+        }
+        gate.set_value();
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
+};
+
+TEST_F(ServicemanagementLoggerOfThreads, IsMadeOnce) {
+    // The first maker gives a second one, of which there must be none, the time to turn up.
+    std::mutex mutex;
+    std::condition_variable changed;
+    int makers = 0;
+    log.whenOneIsMade = [&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        ++makers;
+        changed.notify_all();
+        changed.wait_for(lock, std::chrono::milliseconds(100), [&] { return makers > 1; });
+    };
+    fillInThreads();
+    EXPECT_THAT(log.created, ElementsAre("Servicemanagement"));
+}
+
+TEST_F(ServicemanagementLoggerOfThreads, WritesEveryMessage) {
+    fillInThreads();
+    EXPECT_EQ(log.lines.size(), 2 * numberOfThreads);
+}
+
+TEST_F(ServicemanagementLogger, IsTriedAgainAfterItCouldNotBeMade) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "under the thread sanitizer a once-flag does not come free again after an exception";
 #endif
-    auto& log = test_data_objects::RecordingLoggerFactory::instance();
     log.throws = true;
     objectOf<ConnectionState>(R"({"connectionState":"x"})");
     log.throws = false;
-    log.warningsWanted = true;
-    log.lines.clear();
     objectOf<ConnectionState>(R"({"connectionState":"x"})");
     EXPECT_EQ(log.lines.size(), 1U);
 }
