@@ -11,20 +11,33 @@ import sys
 
 import yaml
 
-REFERENCE = {"id": "4", "name": "four", "uri": "/servicemanagement/others/4"}
+SCALARS = ("bool", "integer", "string")
 
 
 def capitalised(text):
     return text[0].upper() + text[1:]
 
 
+def reference(field):
+    number = str(field["position"] + 4)
+    return {"id": number, "name": f"the {field['key']}", "uri": f"/servicemanagement/others/{number}"}
+
+
+def boolean(value):
+    return "true" if value else "false"
+
+
 def sample(field):
-    """A good value of the field as JSON, in C++ (of the descriptor's scope), and as the text of a filter term."""
+    """A good value of the field as JSON, in C++ (of the descriptor's scope), and as the text of a filter term. Values of
+    fields whose C++ types are the same differ, so that none can be taken for another; of booleans see booleans_test."""
     kind = field["kind"]
     if kind == "bool":
-        return True, "true", "true"
+        value = field["position"] % 2 == 0
+        return value, boolean(value), boolean(value)
     if kind == "integer":
-        return -9007199254740993, "-9007199254740993", "-9007199254740993"
+        # Odd and beyond 53 bits: none of them is a floating-point number.
+        number = -9007199254740993 - 2 * field["position"]
+        return number, str(number), str(number)
     if kind == "string":
         text = f"the {field['key']}"
         return text, f'"{text}"', text
@@ -32,22 +45,31 @@ def sample(field):
         literal = field["literals"][-1]
         return literal, f"Service::{field['enumeration']}::{literal}", literal
     if kind == "list of strings":
-        return ["a b", ""], 'std::vector<std::string>{"a b", ""}', None
+        values = [f"a {field['key']}", "", f"a {field['key']}"]
+        return values, f"std::vector<std::string>{texts(values)}", None
     if kind == "list of enumerations":
-        literals = list(reversed(field["literals"]))
+        literals = list(reversed(field["literals"])) + [field["literals"][-1]]
         values = ", ".join(f"Service::{field['enumeration']}::{literal}" for literal in literals)
         return literals, f"std::vector<Service::{field['enumeration']}>{{{values}}}", None
     if kind == "reference":
-        return REFERENCE, f"Service::{field['to']}(elementJson())", None
+        return reference(field), f"Service::{field['to']}(zebutil::JsonObject::parse({json_literal(reference(field))}))", None
     if kind == "list of untyped references":
-        return [REFERENCE, REFERENCE], "elements", None
+        return [reference(field), reference(field)], "elements", None
     raise SystemExit(f"no sample of the kind {kind}")
+
+
+def json_literal(value):
+    return f'R"json({json.dumps(value, separators=(",", ":"))})json"'
 
 
 def prepare(model):
     for resource in model["resources"]:
+        positions = {}
         for field in resource["fields"]:
             field["name"] = capitalised(field["key"])
+            # Among those of its kind.
+            field["position"] = positions.setdefault(field["kind"], 0)
+            positions[field["kind"]] += 1
             if "literals" in field:
                 field["enumeration"] = f"{resource['class']}_{field['key']}".upper()
 
@@ -69,7 +91,46 @@ def literals_test(resource, enumeration, table, literals, is_printed):
             f"    expectPrinted<Service, Service::{enumeration}>({texts(literals)});",
             "}",
         ]
+    else:
+        lines += [
+            f"TEST({name}, IsNotPrinted) {{",
+            f"    EXPECT_FALSE(canBeCalledWith<Service::{enumeration}>(",
+            "        [](auto value) -> decltype(Service::to_string(value)) { return Service::to_string(value); }));",
+            "}",
+        ]
     return lines
+
+
+def booleans_test(suite, object_type, resource):
+    """Every boolean has the other value once, while the others keep theirs."""
+    fields = [field for field in resource["fields"] if field["kind"] == "bool"]
+    if not fields:
+        return []
+    lines = [f"TEST_F({suite}, TellsItsBooleansApart) {{"]
+    for changed in fields:
+        other = boolean(not sample(changed)[0])
+        lines += ["    {", f'        const {object_type} sut = objectOf(document("{changed["key"]}", "{other}"));']
+        for field in fields:
+            value = boolean(sample(field)[0] != (field is changed))
+            lines += [
+                f"        EXPECT_EQ(sut.get{field['name']}().getValue(), {value});",
+                f"        EXPECT_EQ(sut.get{field['name']}AsString().getValue(), \"{value}\");",
+            ]
+        lines += ["    }"]
+    return lines + ["}"]
+
+
+def no_texts_test(suite, object_type, resource):
+    """Only booleans, integers and strings have a getter of their text."""
+    names = [field["name"] for field in resource["fields"] if field["kind"] not in SCALARS]
+    lines = [f"TEST_F({suite}, GivesNoTextOfOtherFields) {{"]
+    for name in [*names, "Id", "Name", "Uri"]:
+        getter = f"get{name}AsString()"
+        lines += [
+            f"    EXPECT_FALSE(canBeCalledWith<{object_type}>(",
+            f"        [](const auto& sut) -> decltype(sut.{getter}) {{ return sut.{getter}; }})) << \"{name}\";",
+        ]
+    return lines + ["}"]
 
 
 def resource_tests(model, resource):
@@ -92,15 +153,16 @@ def resource_tests(model, resource):
         if field["kind"] == "list of untyped references":
             body = (
                 "std::vector<zeb::XObject<zeb::XObjectDescriptor>> elements(2, "
-                f"zeb::XObject<zeb::XObjectDescriptor>(elementJson())); d.set{field['name']}(elements);"
+                f"zeb::XObject<zeb::XObjectDescriptor>(zebutil::JsonObject::parse({json_literal(reference(field))}))); "
+                f"d.set{field['name']}(elements);"
             )
         else:
             body = f"d.set{field['name']}({code});"
         lines += [
-            f'        {{"{field["key"]}", "{field["kind"]}", R"json({json.dumps(value, separators=(",", ":"))})json",',
+            f'        {{"{field["key"]}", "{field["kind"]}", {json_literal(value)},',
             f"         [](const {object_type}& o) {{ return o.get{field['name']}().hasValue(); }},",
             f"         [](Service::{name}Descriptor& d) {{ {body} }},",
-            f"         {wanted}}},",
+            f"         {wanted}, {texts(field.get('literals', []))}}},",
         ]
     lines += ["    }) {}", "};"]
 
@@ -118,6 +180,7 @@ def resource_tests(model, resource):
         ("WritesItsFieldsIntoABody", "expectTheBodyHasTheFieldsOnly"),
         ("FillsAFieldFromItsKeyAlone", "expectEachKeyAloneFillsItsFieldAlone"),
         ("LosesToOddValuesWhatItMay", "expectOddValuesCostWhatTheyMay"),
+        ("WritesOddValuesAsWhatItTakesThemFor", "expectOddValuesToBeWrittenAsWhatTheyAreTakenFor"),
         ("KeepsItsValuesWhenLaterOnesCannotBeRead", "expectLaterValuesThatCannotBeReadChangeNothing"),
         ("MakesAFilterTermPerSetter", "expectEachSetterMakesItsFilterTerm"),
         ("ReadsWhatItsSettersMade", "expectWhatSettersMadeIsReadBack"),
@@ -128,17 +191,17 @@ def resource_tests(model, resource):
     for field in resource["fields"]:
         code = sample(field)[1]
         if field["kind"] == "reference":
-            lines += [f'    EXPECT_EQ(sut.get{field["name"]}().getValue().getId().getValue(), "4");']
+            lines += [f'    EXPECT_EQ(sut.get{field["name"]}().getValue().getId().getValue(), "{reference(field)["id"]}");']
         elif field["kind"] == "list of untyped references":
             lines += [
                 f'    ASSERT_EQ(sut.get{field["name"]}().getValue().size(), 2U);',
-                f'    EXPECT_EQ(sut.get{field["name"]}().getValue()[1].getName().getValue(), "four");',
+                f'    EXPECT_EQ(sut.get{field["name"]}().getValue()[1].getName().getValue(), "{reference(field)["name"]}");',
             ]
         else:
             lines += [f'    EXPECT_EQ(sut.get{field["name"]}().getValue(), ({code}));']
     lines += ["}"]
 
-    scalars = [field for field in resource["fields"] if field["kind"] in ("bool", "integer", "string")]
+    scalars = [field for field in resource["fields"] if field["kind"] in SCALARS]
     if scalars:
         lines += [f"TEST_F({suite}, GivesTheTextOfScalars) {{", f"    const {object_type} sut = objectOf(document());"]
         for field in scalars:
@@ -146,6 +209,8 @@ def resource_tests(model, resource):
             lines += [f'    EXPECT_FALSE(objectOf("{{}}").get{field["name"]}AsString());']
             lines += [f'    EXPECT_FALSE({object_type}(sut.getDescriptor()).get{field["name"]}AsString());']
         lines += ["}"]
+    lines += booleans_test(suite, object_type, resource)
+    lines += no_texts_test(suite, object_type, resource)
 
     lines += [
         f"TEST_F({suite}, GivesItsKeysAsText) {{",
@@ -200,17 +265,11 @@ def main():
         "",
         f"using Service = zebobjects_ZEB::{model['unit']}Service;",
         "using test_data_objects::RoundTrip;",
+        "using test_data_objects::canBeCalledWith;",
         "using test_data_objects::expectLiterals;",
         "using test_data_objects::expectPrinted;",
         "",
     ]
-    if any(field["kind"] in ("reference", "list of untyped references") for resource in model["resources"]
-           for field in resource["fields"]):
-        lines += [
-            "std::shared_ptr<zebutil::JsonObject> elementJson() {",
-            f"    return zebutil::JsonObject::parse(R\"json({json.dumps(REFERENCE)})json\");",
-            "}",
-        ]
     lines += [
         f"TEST({model['unit']}, HasItsName) {{ EXPECT_EQ(Service::getServiceName(), \"{model['service']}\"); }}",
         "",
