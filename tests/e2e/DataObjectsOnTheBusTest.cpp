@@ -2,14 +2,12 @@
 // platform.
 
 #include <Poco/JSON/Object.h>
-#include <ZebDataObjects_ZEB/Authentictime.h>
-#include <ZebDataObjects_ZEB/Clampcontrol.h>
-#include <ZebDataObjects_ZEB/Immobilizer.h>
-#include <ZebDataObjects_ZEB/Servicemanagement.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <zebutil/JsonArray.h>
 #include <zebutil/JsonObject.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <fstream>
 #include <iterator>
@@ -19,13 +17,11 @@
 #include <vector>
 
 #include "PlatformFixture.h"
+#include "ResourcesOfModels.h"
 
 namespace {
 
-using zebobjects_ZEB::AuthentictimeService;
-using zebobjects_ZEB::ClampcontrolService;
-using zebobjects_ZEB::ImmobilizerService;
-using zebobjects_ZEB::ServicemanagementService;
+using Resources = test_resources::All<testing::Types>;
 
 std::shared_ptr<zebutil::JsonObject> servicesOfTheVehicle() {
     std::ifstream file(VEHICLE_BUS, std::ios::binary);
@@ -56,7 +52,9 @@ class DataObjectsOnTheBus : public contract::PlatformFixture {
         isConnected_ = states.next() == "connected";
     }
 
-    void SetUp() override { ASSERT_TRUE(isConnected_); }
+    void SetUp() override {
+        ASSERT_TRUE(isConnected_) << "is the service " << R::getServiceName() << " in " VEHICLE_BUS "?";
+    }
 
     // The elements as the bus file has them, with the uri that the bus adds.
     static std::vector<std::shared_ptr<zebutil::JsonObject>> elementsOfTheFile() {
@@ -90,14 +88,6 @@ class DataObjectsOnTheBus : public contract::PlatformFixture {
     bool isConnected_{false};
 };
 
-using Resources = testing::Types<
-    AuthentictimeService::Time, ClampcontrolService::Clamp, ClampcontrolService::Notification,
-    ClampcontrolService::SpecialState, ImmobilizerService::Info, ImmobilizerService::Notification,
-    ServicemanagementService::AllUsersTransactionActivationType, ServicemanagementService::BinarySigned,
-    ServicemanagementService::ConnectionState, ServicemanagementService::HttpOperationType,
-    ServicemanagementService::MqttOperationType, ServicemanagementService::TransactionActivationType,
-    ServicemanagementService::TransactionType>;
-
 template <class... R>
 std::set<std::string> pathsOf(testing::Types<R...>*) {
     return {(R::getServiceName() + "/" + R::getResourceName())...};
@@ -115,7 +105,7 @@ TYPED_TEST_SUITE(DataObjectsOnTheBus, Resources, NameOfResource);
 
 TYPED_TEST(DataObjectsOnTheBus, HaveTheFieldsOfTheBusFile) {
     const auto expected = this->elementsOfTheFile();
-    ASSERT_FALSE(expected.empty());
+    ASSERT_FALSE(expected.empty()) << "add an element that has every field to " VEHICLE_BUS;
     for (const auto& element : expected) {
         const auto sut = this->find(element->getString("id"));
         ASSERT_TRUE(sut) << element->toString();
@@ -123,15 +113,38 @@ TYPED_TEST(DataObjectsOnTheBus, HaveTheFieldsOfTheBusFile) {
     }
 }
 
-TEST(BusOfTheVehicle, HasTheResourcesOfTheServicesAndNoOthers) {
-    std::set<std::string> present;
-    const auto services = servicesOfTheVehicle();
-    for (const std::string& service : services->getKeys()) {
-        for (const std::string& resource : services->getObject(service)->getKeys()) {
-            present.insert(service + "/" + resource);
+class BusOfTheVehicle : public testing::Test {
+ protected:
+    // "service/resource" of each.
+    static std::set<std::string> pathsOfTheFile() {
+        std::set<std::string> paths;
+        const auto services = servicesOfTheVehicle();
+        for (const std::string& service : services->getKeys()) {
+            for (const std::string& resource : services->getObject(service)->getKeys()) {
+                paths.insert(service + "/" + resource);
+            }
         }
+        return paths;
     }
-    EXPECT_EQ(present, pathsOf(static_cast<Resources*>(nullptr)));
+
+    static std::vector<std::string> thoseOf(const std::set<std::string>& some,
+                                            const std::set<std::string>& thatAreNotOf) {
+        std::vector<std::string> result;
+        std::set_difference(some.begin(), some.end(), thatAreNotOf.begin(), thatAreNotOf.end(),
+                            std::back_inserter(result));
+        return result;
+    }
+
+    const std::set<std::string> pathsOfTheModels = pathsOf(static_cast<Resources*>(nullptr));
+};
+
+TEST_F(BusOfTheVehicle, HasEveryResourceOfTheModels) {
+    EXPECT_THAT(thoseOf(pathsOfTheModels, pathsOfTheFile()), testing::IsEmpty())
+        << "each is a resource of a model: add it, with an element that has every field, to " VEHICLE_BUS;
+}
+
+TEST_F(BusOfTheVehicle, HasNoResourceThatNoModelHas) {
+    EXPECT_THAT(thoseOf(pathsOfTheFile(), pathsOfTheModels), testing::IsEmpty());
 }
 
 }  // namespace
