@@ -287,6 +287,34 @@ class AnOutputThatCannotBeWritten(InDirectory):
         self.assertEqual((result.returncode, result.stderr), (2, "/proc/self/include: No such file or directory\n"))
 
 
+class FilesWithoutAModel(InDirectory):
+    def setUp(self):
+        super().setUp()
+        self.model.write_text(MODEL)
+        (self.directory / "other.yaml").write_text(MODEL.replace("Made", "Other"))
+        self.generate()
+        (self.directory / "other.yaml").unlink()
+        self.abandoned = [self.header("Other"), self.source("Other")]
+
+    def test_fail_the_check_which_names_them(self):
+        result = self.generate("--check")
+        said = "".join(f"{path}: no model makes this file any more\n" for path in self.abandoned)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (1, said, ""))
+
+    def test_are_named_and_kept_when_the_others_are_written(self):
+        self.header("Made").unlink()
+        result = self.generate()
+        said = "".join(f"{path}: no model makes this file any more; remove it\n" for path in self.abandoned)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, "", said))
+        for path in (self.header("Made"), *self.abandoned):
+            self.assertTrue(path.exists())
+
+    def test_are_no_matter_once_they_are_removed(self):
+        for path in self.abandoned:
+            path.unlink()
+        self.assertEqual(self.generate("--check").returncode, 0)
+
+
 def load_tests(loader, tests, pattern):
     tests.addTests(loader.loadTestsFromName("test_refusals"))
     return tests
