@@ -45,10 +45,40 @@ std::uint64_t parseCount(const std::string& text, const std::string& option) {
     return static_cast<std::uint64_t>(value);
 }
 
+/// The uri of an element that is referred to; nothing when the object has none.
+std::optional<std::string> referenceUri(const Poco::JSON::Object& reference) {
+    const Poco::Dynamic::Var uri = reference.get("uri");
+    if (uri.isEmpty() || uri.type() != typeid(std::string)) {
+        return std::nullopt;
+    }
+    return uri.extract<std::string>();
+}
+
+/// The text of a list with the uris in the place of the references; nothing when an object in it is none.
+std::optional<std::string> listText(const Poco::JSON::Array& list) {
+    Poco::JSON::Array::Ptr comparable = new Poco::JSON::Array;
+    for (const Poco::Dynamic::Var& value : list) {
+        if (value.type() != typeid(Poco::JSON::Object::Ptr)) {
+            comparable->add(value);
+        } else if (const auto uri = referenceUri(*value.extract<Poco::JSON::Object::Ptr>())) {
+            comparable->add(*uri);
+        } else {
+            return std::nullopt;
+        }
+    }
+    return toText(comparable);
+}
+
 /// The text that a filter is compared with; nothing for what matches no filter.
 std::optional<std::string> filterText(const Poco::Dynamic::Var& value) {
     if (value.isEmpty()) {
         return std::nullopt;
+    }
+    if (value.type() == typeid(Poco::JSON::Object::Ptr)) {
+        return referenceUri(*value.extract<Poco::JSON::Object::Ptr>());
+    }
+    if (value.type() == typeid(Poco::JSON::Array::Ptr)) {
+        return listText(*value.extract<Poco::JSON::Array::Ptr>());
     }
     if (value.type() == typeid(std::string)) {
         return value.extract<std::string>();

@@ -74,6 +74,10 @@ class DataObjectsOnTheBus : public contract::PlatformFixture {
     std::shared_ptr<const R> find(const std::string& id) {
         typename R::Desctype descriptor;
         descriptor.getFilter().add("id", id);
+        return find(descriptor);
+    }
+
+    std::shared_ptr<const R> find(const typename R::Desctype& descriptor) {
         contract::Received<std::shared_ptr<const R>> answers;
         service()->getAccessor()->template findFirst<R>(
             descriptor, [&](std::shared_ptr<const R> element, const auto&) { answers.push(element); },
@@ -110,6 +114,14 @@ TYPED_TEST(DataObjectsOnTheBus, HaveTheFieldsOfTheBusFile) {
         const auto sut = this->find(element->getString("id"));
         ASSERT_TRUE(sut) << element->toString();
         EXPECT_EQ(sut->getDescriptor().getAsJson()->toString(), withoutNulls(*element));
+    }
+}
+
+TYPED_TEST(DataObjectsOnTheBus, AreFoundByAllThatTheyHold) {
+    for (const auto& element : this->elementsOfTheFile()) {
+        const auto sut = this->find(TypeParam(element).getDescriptor());
+        ASSERT_TRUE(sut) << element->toString();
+        EXPECT_EQ(sut->getId().getValue(), element->getString("id"));
     }
 }
 

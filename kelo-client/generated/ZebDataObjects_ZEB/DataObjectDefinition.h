@@ -61,20 +61,26 @@ struct Field {
     UnitMessages& messages;
 
     void unreadable(const char* type, const std::exception& reason) const {
-        messages.warning(line, "could not get " + key + " as " + type + ", exception=" + reason.what());
+        messages.warning(line, {"could not get ", key, " as ", type, ", exception=", reason.what()});
     }
-    void unknownLiteral() const { messages.warning(line, "unknown enum value in " + key); }
+    void unknownLiteral() const { messages.warning(line, {"unknown enum value in ", key}); }
 };
 
 /// How fields of a type are read, written and turned into filter terms. What `read` throws ends the fill;
-/// what costs only the field it reports itself. By default no filter term is made.
+/// what costs only the field it reports itself. The term of a list is its JSON text, and in it, as alone, an
+/// element that is referred to is its uri.
 template <typename T, typename = void>
 struct Kind;
 
-struct NoFilterTerm {
-    template <typename T>
-    static void addTo(zeb::ZebFilter&, const std::string&, const T&) {}
-};
+/// The JSON array to which `add` has added each value.
+template <typename T, typename V>
+zebutil::JsonArray arrayOf(const std::vector<T>& values, void (*add)(zebutil::JsonArray&, V)) {
+    zebutil::JsonArray array;
+    for (const T& value : values) {
+        add(array, value);
+    }
+    return array;
+}
 
 /// What booleans, integers and strings share: `Getter` is the JSON object's.
 template <typename T, T (zebutil::JsonObject::*getter)(const std::string&) const>
@@ -147,7 +153,7 @@ struct Kind<E, std::enable_if_t<std::is_enum_v<E>>> {
 
 /// Strings: one that cannot be read loses the whole list.
 template <>
-struct Kind<std::vector<std::string>> : NoFilterTerm {
+struct Kind<std::vector<std::string>> {
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
         try {
@@ -164,17 +170,20 @@ struct Kind<std::vector<std::string>> : NoFilterTerm {
 
     static void write(zebutil::JsonObject& json, const std::string& key,
                       const std::vector<std::string>& texts) {
-        zebutil::JsonArray array;
-        for (const std::string& text : texts) {
-            array.addString(text);
-        }
-        json.setArray(key, array);
+        json.setArray(key, arrayOf(texts, addText));
     }
+
+    static void addTo(zeb::ZebFilter& filter, const std::string& key, const std::vector<std::string>& texts) {
+        filter.add(key, arrayOf(texts, addText).toString());
+    }
+
+ private:
+    static void addText(zebutil::JsonArray& array, const std::string& text) { array.addString(text); }
 };
 
 /// Enumeration values: an unknown literal loses itself alone, one that is no text ends the fill.
 template <typename E>
-struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> : NoFilterTerm {
+struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
         const auto& table = tables<E>.values;
@@ -191,20 +200,25 @@ struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> : NoFilterTerm 
     }
 
     static void write(zebutil::JsonObject& json, const std::string& key, const std::vector<E>& values) {
+        json.setArray(key, arrayOf(values, addLiteral));
+    }
+
+    static void addTo(zeb::ZebFilter& filter, const std::string& key, const std::vector<E>& values) {
+        filter.add(key, arrayOf(values, addLiteral).toString());
+    }
+
+ private:
+    static void addLiteral(zebutil::JsonArray& array, E value) {
         const auto& literals = tables<E>.literals;
-        zebutil::JsonArray array;
-        for (const E value : values) {
-            if (const auto found = literals.find(value); found != literals.end()) {
-                array.addString(found->second);
-            }
+        if (const auto found = literals.find(value); found != literals.end()) {
+            array.addString(found->second);
         }
-        json.setArray(key, array);
     }
 };
 
 /// A reference to an element: read with whatever of the element is there, written as uri, id and name.
 template <typename R>
-struct Kind<R, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> : NoFilterTerm {
+struct Kind<R, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> {
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
         if (!json.isNull(field.key)) {
@@ -213,12 +227,16 @@ struct Kind<R, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> : NoFilter
     }
 
     static void write(zebutil::JsonObject& json, const std::string& key, const R& element) {
-        json.setObject(key, *element.getDescriptor().getAsReference());
+        json.setObject(key, *element.getAsReference());
+    }
+
+    static void addTo(zeb::ZebFilter& filter, const std::string& key, const R& element) {
+        filter.add(key, element.getReferenceUri());
     }
 };
 
 template <typename R>
-struct Kind<std::vector<R>, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> : NoFilterTerm {
+struct Kind<std::vector<R>, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> {
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
         const auto array = json.getArray(field.key);
@@ -230,11 +248,19 @@ struct Kind<std::vector<R>, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>
     }
 
     static void write(zebutil::JsonObject& json, const std::string& key, const std::vector<R>& elements) {
-        zebutil::JsonArray array;
-        for (const R& element : elements) {
-            array.addObject(*element.getDescriptor().getAsReference());
-        }
-        json.setArray(key, array);
+        json.setArray(key, arrayOf(elements, addReference));
+    }
+
+    static void addTo(zeb::ZebFilter& filter, const std::string& key, const std::vector<R>& elements) {
+        filter.add(key, arrayOf(elements, addUri).toString());
+    }
+
+ private:
+    static void addReference(zebutil::JsonArray& array, const R& element) {
+        array.addObject(*element.getAsReference());
+    }
+    static void addUri(zebutil::JsonArray& array, const R& element) {
+        array.addString(element.getReferenceUri());
     }
 };
 
@@ -393,13 +419,12 @@ void DataObject<D>::fillFromJson(std::shared_ptr<zebutil::JsonObject> json) {
     if (!json) {
         return;
     }
-    // Where the fill has got to.
-    int line = this->descriptor().firstLine();
+    int line = 0;  // of the field that the fill has got to, none during "id", "name" and "uri"
     try {
         zeb::XObject<D>::fillFromJson(json);
         this->descriptor().fillFields(*json, line);
     } catch (...) {
-        unitMessages<typename D::Service>.reportEndOfFill(line);
+        unitMessages<typename D::Service>.reportEndOfFill(line == 0 ? this->descriptor().firstLine() : line);
     }
 }
 

@@ -2,13 +2,19 @@
 
 #include <zebutil/LoggerFactory.h>
 
+#include <string>
+
 namespace zebobjects_ZEB {
 
-void UnitMessages::warning(int line, const std::string& text) noexcept {
+void UnitMessages::warning(int line, std::initializer_list<std::string_view> parts) noexcept {
     try {
         const auto write = [&](zebutil::ILogger& logger) {
-            logger.warning(std::string("kelo-client/generated/ZebDataObjects_ZEB/") + unit_ + ":" +
-                           std::to_string(line) + " " + text);
+            std::string text = std::string("kelo-client/generated/ZebDataObjects_ZEB/") + unit_ + ":" +
+                               std::to_string(line) + " ";
+            for (const std::string_view part : parts) {
+                text += part;
+            }
+            logger.warning(text);
         };
         if (logger_ == Logger::perMessage) {
             write(*zebutil::LoggerFactory::getDefaultLoggerFactory()->createLogger(unit_));
@@ -22,7 +28,7 @@ void UnitMessages::warning(int line, const std::string& text) noexcept {
 
 void UnitMessages::reportEndOfFill(int line) noexcept {
     if (endOfFill_ == EndOfFill::reported) {
-        warning(line, "could not fill object from json, exception occured");
+        warning(line, {"could not fill object from json, exception occured"});
     }
 }
 

@@ -2,9 +2,10 @@
 
 #include <zebutil/ILogger.h>
 
+#include <initializer_list>
 #include <memory>
 #include <mutex>
-#include <string>
+#include <string_view>
 
 namespace zebobjects_ZEB {
 
@@ -25,8 +26,9 @@ class UnitMessages {
     constexpr UnitMessages(const char* unit, Logger logger, EndOfFill endOfFill)
         : unit_(unit), logger_(logger), endOfFill_(endOfFill) {}
 
-    /// `line` is that of the field's entry in the unit. A logger that throws costs its message, nothing else.
-    void warning(int line, const std::string& text) noexcept;
+    /// `line` is that of the field's entry in the unit. The parts make up the text, which is not put together
+    /// when nobody wants it. A logger that throws, or too little memory, costs the message and nothing else.
+    void warning(int line, std::initializer_list<std::string_view> parts) noexcept;
     void reportEndOfFill(int line) noexcept;
 
  private:

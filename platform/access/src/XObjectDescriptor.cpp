@@ -136,10 +136,14 @@ std::shared_ptr<zebutil::JsonObject> XObjectDescriptor::getAsZEBBody() const {
 
 std::shared_ptr<zebutil::JsonObject> XObjectDescriptor::getAsReference() const {
     auto json = std::make_shared<zebutil::JsonObject>();
-    json->setString("uri", uri_ ? uri_.getValue() : getRelativeUri());
+    json->setString("uri", getReferenceUri());
     json->setString("id", id_.getValue());
     json->setString("name", name_.getValue());
     return json;
+}
+
+std::string XObjectDescriptor::getReferenceUri() const {
+    return uri_ ? uri_.getValue() : getRelativeUri();
 }
 
 void XObjectDescriptor::fillIdentity(const zebutil::JsonObject& json) {

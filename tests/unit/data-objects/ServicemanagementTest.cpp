@@ -95,7 +95,24 @@ TEST_F(Servicemanagement, WritesAListOfEnumerationsWithoutUnknownValues) {
     ServicemanagementService::TransactionTypeDescriptor sut;
     sut.setPrivacyGroups({PRIVACYGROUPS::dormantData, PRIVACYGROUPS{7}, PRIVACYGROUPS::trackingData});
     EXPECT_EQ(sut.getAsJson()->toString(), R"({"privacyGroups":["dormantData","trackingData"]})");
-    EXPECT_TRUE(sut.getFilter().isEmpty());
+}
+
+TEST_F(Servicemanagement, FiltersByAListOfEnumerationsWithoutUnknownValues) {
+    ServicemanagementService::TransactionTypeDescriptor sut;
+    sut.setPrivacyGroups({PRIVACYGROUPS::dormantData, PRIVACYGROUPS{7}, PRIVACYGROUPS::trackingData});
+    EXPECT_EQ(sut.getFilter().begin()->second, R"(["dormantData","trackingData"])");
+}
+
+TEST_F(Servicemanagement, FiltersByTheRelativeUriOfAReferenceWithoutUri) {
+    ServicemanagementService::TransactionTypeDescriptor sut;
+    sut.setConnectionState(objectOf<ConnectionState>(R"({"id":"7"})"));
+    EXPECT_EQ(sut.getFilter().begin()->second, "/servicemanagement/connectionStates/7");
+}
+
+TEST_F(Servicemanagement, FillsAReferenceWithoutId) {
+    const auto sut =
+        objectOf<TransactionType>(R"({"connectionState":{"connectionState":"connectionStateConnected"}})");
+    EXPECT_TRUE(sut.getConnectionState());
 }
 
 TEST_F(Servicemanagement, KeepsTheSpellingOfItsLiterals) {

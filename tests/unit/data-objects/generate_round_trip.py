@@ -46,20 +46,30 @@ def sample(field):
         return literal, f"Service::{field['enumeration']}::{literal}", literal
     if kind == "list of strings":
         values = [f"a {field['key']}", "", f"a {field['key']}"]
-        return values, f"std::vector<std::string>{texts(values)}", None
+        return values, f"std::vector<std::string>{texts(values)}", compact(values)
     if kind == "list of enumerations":
         literals = list(reversed(field["literals"])) + [field["literals"][-1]]
         values = ", ".join(f"Service::{field['enumeration']}::{literal}" for literal in literals)
-        return literals, f"std::vector<Service::{field['enumeration']}>{{{values}}}", None
+        return literals, f"std::vector<Service::{field['enumeration']}>{{{values}}}", compact(literals)
     if kind == "reference":
-        return reference(field), f"Service::{field['to']}(zebutil::JsonObject::parse({json_literal(reference(field))}))", None
+        element = reference(field)
+        return element, f"Service::{field['to']}(zebutil::JsonObject::parse({json_literal(element)}))", element["uri"]
     if kind == "list of untyped references":
-        return [reference(field), reference(field)], "elements", None
+        element = reference(field)
+        return [element, element], "elements", compact([element["uri"], element["uri"]])
     raise SystemExit(f"no sample of the kind {kind}")
 
 
+def compact(value):
+    return json.dumps(value, separators=(",", ":"))
+
+
+def raw_string(text):
+    return f'R"json({text})json"'
+
+
 def json_literal(value):
-    return f'R"json({json.dumps(value, separators=(",", ":"))})json"'
+    return raw_string(compact(value))
 
 
 def prepare(model):
@@ -149,7 +159,6 @@ def resource_tests(model, resource):
     ]
     for field in resource["fields"]:
         value, code, term = sample(field)
-        wanted = "std::nullopt" if term is None else f'"{term}"'
         if field["kind"] == "list of untyped references":
             body = (
                 "std::vector<zeb::XObject<zeb::XObjectDescriptor>> elements(2, "
@@ -162,7 +171,7 @@ def resource_tests(model, resource):
             f'        {{"{field["key"]}", "{field["kind"]}", {json_literal(value)},',
             f"         [](const {object_type}& o) {{ return o.get{field['name']}().hasValue(); }},",
             f"         [](Service::{name}Descriptor& d) {{ {body} }},",
-            f"         {wanted}, {texts(field.get('literals', []))}}},",
+            f"         {raw_string(term)}, {texts(field.get('literals', []))}}},",
         ]
     lines += ["    }) {}", "};"]
 

@@ -43,6 +43,23 @@ TEST_F(SimulatorHttp, FiltersByPercentEncodedText) {
     EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/clamps?name=Clamp%2075%20X").ids(), "3");
 }
 
+TEST_F(SimulatorHttp, FiltersByTheUriOfAReference) {
+    EXPECT_EQ(RawHttp(sut.port()).get("/Users/groups?next=%2FUsers%2Fgroups%2Fb").ids(), "a");
+}
+
+TEST_F(SimulatorHttp, FiltersByTheTextOfAList) {
+    EXPECT_EQ(RawHttp(sut.port()).get("/Users/groups?tags=%5B%22x%22,2%5D").ids(), "b");
+}
+
+TEST_F(SimulatorHttp, FiltersByTheUrisInAList) {
+    EXPECT_EQ(RawHttp(sut.port()).get("/Users/groups?members=%5B%22%2FClampControl%2Fclamps%2F1%22%5D").ids(),
+              "a");
+}
+
+TEST_F(SimulatorHttp, MatchesNoFilterWithAnObjectWithoutUri) {
+    EXPECT_EQ(RawHttp(sut.port()).get("/Users/groups?owner=").ids(), "");
+}
+
 TEST_F(SimulatorHttp, WantsEveryFilterToMatch) {
     EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/clamps?isSwitchedOn=false&type=ClampS").ids(), "");
 }

@@ -24,7 +24,8 @@ class SimulatorTest : public testing::Test {
             "Users":{"groups":[
                 {"id":"a","members":[{"id":"1","name":"Clamp 15","uri":"/ClampControl/clamps/1"}],
                  "next":{"id":"b","name":"b","uri":"/Users/groups/b"}},
-                {"id":"b","next":{"id":"a","name":"a","uri":"/Users/groups/a"}}]}}})");
+                {"id":"b","tags":["x",2],"owner":{"id":"1"},
+                 "next":{"id":"a","name":"a","uri":"/Users/groups/a"}}]}}})");
         sut.start();
     }
 

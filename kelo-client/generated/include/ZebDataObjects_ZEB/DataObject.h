@@ -38,10 +38,11 @@ std::string literalAndNumber(const Optional<E>& value, const std::map<E, std::st
 
 /// What the descriptors of all resources have in common. `S` is the service, `R` the resource's object, `F`
 /// the enumeration of its keys. A descriptor holds the fields of one element, each of which may be absent;
-/// what is set is also what an element must match when the descriptor is used to look for one.
+/// what is set is also what an element must match when the descriptor is used to look for one: a list in the
+/// same order, an element that is referred to by its uri.
 ///
 /// Its setters throw `std::out_of_range`, after the field was stored, when they are given an enumeration
-/// value that has no literal.
+/// value that has no literal; one in a list is left out of the list's JSON and filter term.
 template <typename S, typename R, typename F>
 class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
  public:
@@ -76,7 +77,7 @@ class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
                                const std::string& offsetId);
 
     /// The keys as text, in the same order and with the same directions. Only values of the enumeration may
-    /// be passed.
+    /// be passed, here and as keys of the query options; others throw `std::out_of_range`.
     static std::vector<zeb::QueryOptions::SortKey> getSortByFieldsAsStringVector(const SortKeys& sortBy);
 
  protected:
@@ -103,8 +104,7 @@ class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
 };
 
 /// What the objects of all resources have in common. An object is an element as the service told of it: `D`
-/// holds its fields. Its getters give absent ones for what the JSON lacked or had in a wrong form; the latter
-/// was logged.
+/// holds its fields. Its getters give absent ones for what the JSON lacked or had in a wrong form.
 template <typename D>
 class CLAMPCONTROL_EXPORT DataObject : public zeb::XObject<D> {
  public:
@@ -116,9 +116,11 @@ class CLAMPCONTROL_EXPORT DataObject : public zeb::XObject<D> {
     /// Never throws for what `json` holds.
     explicit DataObject(std::shared_ptr<zebutil::JsonObject> json);
 
-    /// Reads every key that `json` has over the present values. A value in a wrong form is logged at warning
-    /// level and costs its own field at most, unless the unit's model says more. Never throws; does nothing
-    /// when `json` is null.
+    /// Reads every key that `json` has over the present values; what a value in a wrong form costs depends on
+    /// its kind. A bool, integer, string or list of strings costs its own field, an unknown literal itself,
+    /// and either is logged at warning level. Anything else, also in "id", "name" or "uri", ends the fill:
+    /// the fields before it are filled, and some units log that too. Never throws; does nothing when `json`
+    /// is null.
     void fillFromJson(std::shared_ptr<zebutil::JsonObject> json) override;
 
     /// As the operation of `zeb::XObject`.

@@ -45,6 +45,10 @@ class ZEB_EXPORT XObject : public IXObject {
     /// A copy, for instance to ask for the same element again.
     D getDescriptor() const { return descriptor_; }
 
+    /// As the descriptor's.
+    std::shared_ptr<zebutil::JsonObject> getAsReference() const { return descriptor_.getAsReference(); }
+    std::string getReferenceUri() const { return descriptor_.getReferenceUri(); }
+
     /// The same values under another uri, and with the id that stands at the end of that. Of no JSON, since
     /// none told of such an element.
     std::unique_ptr<XObject> copyWithIdFromUri(const std::string& uri) const {

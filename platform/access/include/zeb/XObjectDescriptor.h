@@ -85,9 +85,11 @@ class ZEB_EXPORT XObjectDescriptor {
     /// write. Derived classes add their fields.
     virtual std::shared_ptr<zebutil::JsonObject> getAsZEBBody() const;
 
-    /// What stands for the element in another one: an object of "uri" (the relative one when none is set),
-    /// "id" and "name". Throws `std::runtime_error` when the id or the name is not set.
+    /// What stands for the element in another one: an object of "uri" (as `getReferenceUri`), "id" and
+    /// "name". Throws `std::runtime_error` when the id or the name is not set.
     std::shared_ptr<zebutil::JsonObject> getAsReference() const;
+    /// The uri, or the relative one when none is set.
+    std::string getReferenceUri() const;
 
     /// Takes over "id", "name" and "uri", in this order, as far as `json` has them. Throws what the string
     /// getter of `json` throws; what was read before stays.
