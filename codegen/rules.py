@@ -78,13 +78,14 @@ def _literals(place, field):
 def refuse_docs_that_break_a_comment(document, unit):
     """A comment of one line goes on in the next after a backslash, and may be broken after any word. A "*/" does no
     harm in it."""
-    for place, text in document.texts("doc"):
-        for sign in ("\\", "??/"):
-            if sign in text:
-                document.refuse(place, f'a "doc" must not contain {sign}')
-        unprintable = [each for word in text.split() for each in word if not each.isprintable()]
-        if unprintable:
-            document.refuse(place, f'a "doc" must not contain the character U+{ord(unprintable[0]):04X}')
+    for name in ("doc", "enumeration"):
+        for place, text in document.texts(name):
+            for sign in ("\\", "??/"):
+                if sign in text:
+                    document.refuse(place, f'a "{name}" must not contain {sign}')
+            unprintable = [each for word in text.split() for each in word if not each.isprintable()]
+            if unprintable:
+                document.refuse(place, f'a "{name}" must not contain the character U+{ord(unprintable[0]):04X}')
 
 
 def _identifiers(unit):

@@ -39,7 +39,9 @@ class Field:
         self.enumeration = None
         if "literals" in field:
             name = f"{resource_class}_{self.key}".upper()
-            self.enumeration = Enumeration(name, resource_class + self.name, field["literals"], self.doc)
+            self.enumeration = Enumeration(
+                name, resource_class + self.name, field["literals"], field.get("enumeration", self.doc)
+            )
         if kind in SCALAR_TYPES:
             self.type = SCALAR_TYPES[kind]
         else:
@@ -70,7 +72,7 @@ class Resource:
             f"{self.name.upper()}_FIELDS",
             f"{self.name}Fields",
             [field.key for field in self.fields] + ["id", "name", "uri"],
-            "",
+            f"The keys of {self.name}, for query options.",
             selects_fields=True,
         )
         self.enumerations = [field.enumeration for field in self.fields if field.enumeration] + [self.selector]

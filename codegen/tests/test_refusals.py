@@ -132,6 +132,7 @@ class WhatIsNoYaml(Refusal):
             ("a: 1\nb: *x\n", 2, "found undefined alias 'x'"),
             ("a: 1\n\tb: 1\n", 2, "found character '\\t' that cannot start any token"),
             ('a: 1\nb: "\\UFFFFFFFF"\n', 2, "a number here is too large"),
+            ('a: 1\nb: "\\U00110000"\n', 2, "a number here is too large"),
             ("a: 1\nb: 1\na: 2\n", 3, '"a" is given twice'),
             ("a:\n  b: 1\n  b: 2\n", 3, '"b" is given twice'),
             ("a: 1\n? [a, b]\n: 2\n", 2, "the name of a property must be a text"),
@@ -140,6 +141,7 @@ class WhatIsNoYaml(Refusal):
             ("a: 1\nb: &x\n  c: *x\n", 2, "what has an anchor here contains itself"),
             ("a: 1\nb: &x\n- - *x\n", 2, "what has an anchor here contains itself"),
             ("a: 1\nb:\n  " + "[" * 21 + "]" * 21, 3, "this is nested too deeply"),
+            ("a: 1\nb:\n  " + "[" * 20 + "]" * 20, 1, '"a" is not known here'),
             ("a: 1\nb: " + "[" * 5000, 2, "this is nested too deeply"),
         ):
             with self.subTest(text[:40]):

@@ -21,7 +21,7 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
 
     static std::string getServiceName();
 
-    /// Whether the time is still the initial value or a real one.
+    /// The origins of a time.
     enum class TIME_AVAILABLE : std::int32_t { Init, PhysicalValue };
     static const std::map<TIME_AVAILABLE, std::string> mapTimeAvailable2String;
     static const std::map<std::string, TIME_AVAILABLE> mapString2TimeAvailable;
@@ -32,7 +32,7 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
         return literalAndNumber(value, mapTimeAvailable2String);
     }
 
-    /// Which time this is.
+    /// The times that there are.
     enum class TIME_TYPE : std::int32_t { CurrentAuthenticTime, AuthenticationTime };
     static const std::map<TIME_TYPE, std::string> mapTimeType2String;
     static const std::map<std::string, TIME_TYPE> mapString2TimeType;
@@ -41,6 +41,7 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
         return literalAndNumber(value, mapTimeType2String);
     }
 
+    /// The keys of Time, for query options.
     enum class TIME_FIELDS : std::int32_t {
         available,
         day,
@@ -61,45 +62,36 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
 
     class Time;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of Time.
     class TimeDescriptor : public ResourceDescriptor<AuthentictimeService, Time, TIME_FIELDS> {
      public:
-        /// Whether the time is still the initial value or a real one.
         const Optional<TIME_AVAILABLE>& getAvailable() const { return available_; }
         void setAvailable(TIME_AVAILABLE value) { set(available_, value); }
 
-        /// The day of the month.
         const Optional<std::int64_t>& getDay() const { return day_; }
         void setDay(const std::int64_t& value) { set(day_, value); }
 
-        /// The hour.
         const Optional<std::int64_t>& getHour() const { return hour_; }
         void setHour(const std::int64_t& value) { set(hour_, value); }
 
-        /// The minute.
         const Optional<std::int64_t>& getMinute() const { return minute_; }
         void setMinute(const std::int64_t& value) { set(minute_, value); }
 
-        /// The month.
         const Optional<std::int64_t>& getMonth() const { return month_; }
         void setMonth(const std::int64_t& value) { set(month_, value); }
 
-        /// A figure for the quality of the time source; its scale is the service's.
         const Optional<std::int64_t>& getQuality() const { return quality_; }
         void setQuality(const std::int64_t& value) { set(quality_, value); }
 
-        /// The second.
         const Optional<std::int64_t>& getSecond() const { return second_; }
         void setSecond(const std::int64_t& value) { set(second_, value); }
 
-        /// Which time this is.
         const Optional<TIME_TYPE>& getType() const { return type_; }
         void setType(TIME_TYPE value) { set(type_, value); }
 
-        /// The same instant as a Unix time.
         const Optional<std::int64_t>& getUnixDate() const { return unixDate_; }
         void setUnixDate(const std::int64_t& value) { set(unixDate_, value); }
 
-        /// The year.
         const Optional<std::int64_t>& getYear() const { return year_; }
         void setYear(const std::int64_t& value) { set(year_, value); }
 
@@ -132,22 +124,32 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// Whether the time is still the initial value or a real one.
         const Optional<TIME_AVAILABLE>& getAvailable() const { return descriptor().getAvailable(); }
+        /// The day of the month.
         const Optional<std::int64_t>& getDay() const { return descriptor().getDay(); }
         Optional<std::string> getDayAsString() const { return getAsString("day"); }
+        /// The hour.
         const Optional<std::int64_t>& getHour() const { return descriptor().getHour(); }
         Optional<std::string> getHourAsString() const { return getAsString("hour"); }
+        /// The minute.
         const Optional<std::int64_t>& getMinute() const { return descriptor().getMinute(); }
         Optional<std::string> getMinuteAsString() const { return getAsString("minute"); }
+        /// The month.
         const Optional<std::int64_t>& getMonth() const { return descriptor().getMonth(); }
         Optional<std::string> getMonthAsString() const { return getAsString("month"); }
+        /// A figure for the quality of the time source; its scale is the service's.
         const Optional<std::int64_t>& getQuality() const { return descriptor().getQuality(); }
         Optional<std::string> getQualityAsString() const { return getAsString("quality"); }
+        /// The second.
         const Optional<std::int64_t>& getSecond() const { return descriptor().getSecond(); }
         Optional<std::string> getSecondAsString() const { return getAsString("second"); }
+        /// Which time this is.
         const Optional<TIME_TYPE>& getType() const { return descriptor().getType(); }
+        /// The same instant as a Unix time.
         const Optional<std::int64_t>& getUnixDate() const { return descriptor().getUnixDate(); }
         Optional<std::string> getUnixDateAsString() const { return getAsString("unixDate"); }
+        /// The year.
         const Optional<std::int64_t>& getYear() const { return descriptor().getYear(); }
         Optional<std::string> getYearAsString() const { return getAsString("year"); }
     };

@@ -22,7 +22,7 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
 
     static std::string getServiceName();
 
-    /// Which terminal it is.
+    /// The ignition terminals.
     enum class CLAMP_TYPE : std::int32_t { Clamp15, ClampS, Clamp75_X };
     static const std::map<CLAMP_TYPE, std::string> mapClampType2String;
     static const std::map<std::string, CLAMP_TYPE> mapString2ClampType;
@@ -31,19 +31,19 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
         return literalAndNumber(value, mapClampType2String);
     }
 
+    /// The keys of Clamp, for query options.
     enum class CLAMP_FIELDS : std::int32_t { isSwitchedOn, type, id, name, uri };
     static const std::map<CLAMP_FIELDS, std::string> mapClampFields2String;
     static const std::map<std::string, CLAMP_FIELDS> mapString2ClampFields;
 
     class Clamp;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of Clamp.
     class ClampDescriptor : public ResourceDescriptor<ClampcontrolService, Clamp, CLAMP_FIELDS> {
      public:
-        /// Whether the terminal is on.
         const Optional<bool>& getIsSwitchedOn() const { return isSwitchedOn_; }
         void setIsSwitchedOn(const bool& value) { set(isSwitchedOn_, value); }
 
-        /// Which terminal it is.
         const Optional<CLAMP_TYPE>& getType() const { return type_; }
         void setType(CLAMP_TYPE value) { set(type_, value); }
 
@@ -68,12 +68,14 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// Whether the terminal is on.
         const Optional<bool>& getIsSwitchedOn() const { return descriptor().getIsSwitchedOn(); }
         Optional<std::string> getIsSwitchedOnAsString() const { return getAsString("isSwitchedOn"); }
+        /// Which terminal it is.
         const Optional<CLAMP_TYPE>& getType() const { return descriptor().getType(); }
     };
 
-    /// What it is about.
+    /// What a notification can be about.
     enum class NOTIFICATION_TYPE : std::int32_t {
         WorkshopRequest,
         EmergencyDeactivation,
@@ -89,20 +91,20 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
         return literalAndNumber(value, mapNotificationType2String);
     }
 
+    /// The keys of Notification, for query options.
     enum class NOTIFICATION_FIELDS : std::int32_t { type, value, id, name, uri };
     static const std::map<NOTIFICATION_FIELDS, std::string> mapNotificationFields2String;
     static const std::map<std::string, NOTIFICATION_FIELDS> mapString2NotificationFields;
 
     class Notification;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of Notification.
     class NotificationDescriptor
         : public ResourceDescriptor<ClampcontrolService, Notification, NOTIFICATION_FIELDS> {
      public:
-        /// What it is about.
         const Optional<NOTIFICATION_TYPE>& getType() const { return type_; }
         void setType(NOTIFICATION_TYPE value) { set(type_, value); }
 
-        /// A number that goes with it; what it means is the service's.
         const Optional<std::int64_t>& getValue() const { return value_; }
         void setValue(const std::int64_t& value) { set(value_, value); }
 
@@ -127,12 +129,14 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// What it is about.
         const Optional<NOTIFICATION_TYPE>& getType() const { return descriptor().getType(); }
+        /// A number that goes with it; what it means is the service's.
         const Optional<std::int64_t>& getValue() const { return descriptor().getValue(); }
         Optional<std::string> getValueAsString() const { return getAsString("value"); }
     };
 
-    /// The phase that the function is in.
+    /// The phases that a function goes through.
     enum class SPECIALSTATE_FUNCTIONSTATUS : std::int32_t { init, transitionNewState, active, error };
     static const std::map<SPECIALSTATE_FUNCTIONSTATUS, std::string> mapSpecialStateFunctionStatus2String;
     static const std::map<std::string, SPECIALSTATE_FUNCTIONSTATUS> mapString2SpecialStateFunctionStatus;
@@ -143,7 +147,7 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
         return literalAndNumber(value, mapSpecialStateFunctionStatus2String);
     }
 
-    /// The kind of immobilizer request that goes with it.
+    /// The kinds of immobilizer request.
     enum class SPECIALSTATE_IMMOBILIZERREQUEST : std::int32_t { none, unlimited, limited };
     static const std::map<SPECIALSTATE_IMMOBILIZERREQUEST, std::string>
         mapSpecialStateImmobilizerRequest2String;
@@ -156,7 +160,7 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
         return literalAndNumber(value, mapSpecialStateImmobilizerRequest2String);
     }
 
-    /// The function that requests it.
+    /// The functions that can request a special state.
     enum class SPECIALSTATE_REQUESTINGFUNCTION : std::int32_t {
         init,
         remoteStart,
@@ -183,6 +187,7 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
         return literalAndNumber(value, mapSpecialStateRequestingFunction2String);
     }
 
+    /// The keys of SpecialState, for query options.
     enum class SPECIALSTATE_FIELDS : std::int32_t {
         elementId,
         functionStatus,
@@ -197,24 +202,21 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
 
     class SpecialState;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of SpecialState.
     class SpecialStateDescriptor
         : public ResourceDescriptor<ClampcontrolService, SpecialState, SPECIALSTATE_FIELDS> {
      public:
-        /// A number for the element; what it means is the service's.
         const Optional<std::int64_t>& getElementId() const { return elementId_; }
         void setElementId(const std::int64_t& value) { set(elementId_, value); }
 
-        /// The phase that the function is in.
         const Optional<SPECIALSTATE_FUNCTIONSTATUS>& getFunctionStatus() const { return functionStatus_; }
         void setFunctionStatus(SPECIALSTATE_FUNCTIONSTATUS value) { set(functionStatus_, value); }
 
-        /// The kind of immobilizer request that goes with it.
         const Optional<SPECIALSTATE_IMMOBILIZERREQUEST>& getImmobilizerRequest() const {
             return immobilizerRequest_;
         }
         void setImmobilizerRequest(SPECIALSTATE_IMMOBILIZERREQUEST value) { set(immobilizerRequest_, value); }
 
-        /// The function that requests it.
         const Optional<SPECIALSTATE_REQUESTINGFUNCTION>& getRequestingFunction() const {
             return requestingFunction_;
         }
@@ -243,14 +245,18 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// A number for the element; what it means is the service's.
         const Optional<std::int64_t>& getElementId() const { return descriptor().getElementId(); }
         Optional<std::string> getElementIdAsString() const { return getAsString("elementId"); }
+        /// The phase that the function is in.
         const Optional<SPECIALSTATE_FUNCTIONSTATUS>& getFunctionStatus() const {
             return descriptor().getFunctionStatus();
         }
+        /// The kind of immobilizer request that goes with it.
         const Optional<SPECIALSTATE_IMMOBILIZERREQUEST>& getImmobilizerRequest() const {
             return descriptor().getImmobilizerRequest();
         }
+        /// The function that requests it.
         const Optional<SPECIALSTATE_REQUESTINGFUNCTION>& getRequestingFunction() const {
             return descriptor().getRequestingFunction();
         }

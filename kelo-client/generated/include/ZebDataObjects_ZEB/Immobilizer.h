@@ -22,6 +22,7 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
 
     static std::string getServiceName();
 
+    /// The keys of Info, for query options.
     enum class INFO_FIELDS : std::int32_t {
         elementId,
         isLocked,
@@ -38,29 +39,24 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
 
     class Info;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of Info.
     class InfoDescriptor : public ResourceDescriptor<ImmobilizerService, Info, INFO_FIELDS> {
      public:
-        /// A number for the element; what it means is the service's.
         const Optional<std::int64_t>& getElementId() const { return elementId_; }
         void setElementId(const std::int64_t& value) { set(elementId_, value); }
 
-        /// Whether the immobilizer is locked.
         const Optional<bool>& getIsLocked() const { return isLocked_; }
         void setIsLocked(const bool& value) { set(isLocked_, value); }
 
-        /// A key-learning value; its meaning and unit are the service's.
         const Optional<std::int64_t>& getLearnedKeyValue() const { return learnedKeyValue_; }
         void setLearnedKeyValue(const std::int64_t& value) { set(learnedKeyValue_, value); }
 
-        /// A key-learning value; its meaning and unit are the service's.
         const Optional<std::int64_t>& getLearningKeyValue() const { return learningKeyValue_; }
         void setLearningKeyValue(const std::int64_t& value) { set(learningKeyValue_, value); }
 
-        /// The life-cycle state; its meaning is the service's.
         const Optional<std::int64_t>& getStateOfLife() const { return stateOfLife_; }
         void setStateOfLife(const std::int64_t& value) { set(stateOfLife_, value); }
 
-        /// The vehicle identification number.
         const Optional<std::string>& getVehicleIdentificationNumber() const {
             return vehicleIdentificationNumber_;
         }
@@ -92,18 +88,24 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// A number for the element; what it means is the service's.
         const Optional<std::int64_t>& getElementId() const { return descriptor().getElementId(); }
         Optional<std::string> getElementIdAsString() const { return getAsString("elementId"); }
+        /// Whether the immobilizer is locked.
         const Optional<bool>& getIsLocked() const { return descriptor().getIsLocked(); }
         Optional<std::string> getIsLockedAsString() const { return getAsString("isLocked"); }
+        /// A key-learning value; its meaning and unit are the service's.
         const Optional<std::int64_t>& getLearnedKeyValue() const { return descriptor().getLearnedKeyValue(); }
         Optional<std::string> getLearnedKeyValueAsString() const { return getAsString("learnedKeyValue"); }
+        /// A key-learning value; its meaning and unit are the service's.
         const Optional<std::int64_t>& getLearningKeyValue() const {
             return descriptor().getLearningKeyValue();
         }
         Optional<std::string> getLearningKeyValueAsString() const { return getAsString("learningKeyValue"); }
+        /// The life-cycle state; its meaning is the service's.
         const Optional<std::int64_t>& getStateOfLife() const { return descriptor().getStateOfLife(); }
         Optional<std::string> getStateOfLifeAsString() const { return getAsString("stateOfLife"); }
+        /// The vehicle identification number.
         const Optional<std::string>& getVehicleIdentificationNumber() const {
             return descriptor().getVehicleIdentificationNumber();
         }
@@ -112,7 +114,7 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
         }
     };
 
-    /// What it is about.
+    /// What a notification can be about.
     enum class NOTIFICATION_TYPE : std::int32_t { ImmobilizerHint };
     static const std::map<NOTIFICATION_TYPE, std::string> mapNotificationType2String;
     static const std::map<std::string, NOTIFICATION_TYPE> mapString2NotificationType;
@@ -123,20 +125,20 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
         return literalAndNumber(value, mapNotificationType2String);
     }
 
+    /// The keys of Notification, for query options.
     enum class NOTIFICATION_FIELDS : std::int32_t { type, value, id, name, uri };
     static const std::map<NOTIFICATION_FIELDS, std::string> mapNotificationFields2String;
     static const std::map<std::string, NOTIFICATION_FIELDS> mapString2NotificationFields;
 
     class Notification;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of Notification.
     class NotificationDescriptor
         : public ResourceDescriptor<ImmobilizerService, Notification, NOTIFICATION_FIELDS> {
      public:
-        /// What it is about.
         const Optional<NOTIFICATION_TYPE>& getType() const { return type_; }
         void setType(NOTIFICATION_TYPE value) { set(type_, value); }
 
-        /// A number that goes with it; what it means is the service's.
         const Optional<std::int64_t>& getValue() const { return value_; }
         void setValue(const std::int64_t& value) { set(value_, value); }
 
@@ -161,7 +163,9 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// What it is about.
         const Optional<NOTIFICATION_TYPE>& getType() const { return descriptor().getType(); }
+        /// A number that goes with it; what it means is the service's.
         const Optional<std::int64_t>& getValue() const { return descriptor().getValue(); }
         Optional<std::string> getValueAsString() const { return getAsString("value"); }
     };

@@ -23,7 +23,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     static std::string getServiceName();
 
-    /// The reasons reported for the transaction being disabled.
+    /// Reasons for a transaction to be disabled, as the service reports them.
     enum class ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON : std::int32_t {
         privacyConflict,
         permanentlyDeactivated,
@@ -55,6 +55,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         return literalAndNumber(value, mapAllUsersTransactionActivationTypeDisabledReason2String);
     }
 
+    /// The keys of AllUsersTransactionActivationType, for query options.
     enum class ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS : std::int32_t {
         disabledReason,
         userid,
@@ -69,11 +70,12 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class AllUsersTransactionActivationType;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of
+    /// AllUsersTransactionActivationType.
     class AllUsersTransactionActivationTypeDescriptor
         : public ResourceDescriptor<ServicemanagementService, AllUsersTransactionActivationType,
                                     ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS> {
      public:
-        /// The reasons reported for the transaction being disabled.
         const Optional<std::vector<ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>>& getDisabledReason()
             const {
             return disabledReason_;
@@ -82,7 +84,6 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
             set(disabledReason_, std::move(value));
         }
 
-        /// The user whom the activation state belongs to.
         const Optional<std::string>& getUserid() const { return userid_; }
         void setUserid(const std::string& value) { set(userid_, value); }
 
@@ -107,28 +108,30 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// The reasons reported for the transaction being disabled.
         const Optional<std::vector<ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>>& getDisabledReason()
             const {
             return descriptor().getDisabledReason();
         }
+        /// The user whom the activation state belongs to.
         const Optional<std::string>& getUserid() const { return descriptor().getUserid(); }
         Optional<std::string> getUseridAsString() const { return getAsString("userid"); }
     };
 
+    /// The keys of BinarySigned, for query options.
     enum class BINARYSIGNED_FIELDS : std::int32_t { signedPayload, userid, id, name, uri };
     static const std::map<BINARYSIGNED_FIELDS, std::string> mapBinarySignedFields2String;
     static const std::map<std::string, BINARYSIGNED_FIELDS> mapString2BinarySignedFields;
 
     class BinarySigned;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of BinarySigned.
     class BinarySignedDescriptor
         : public ResourceDescriptor<ServicemanagementService, BinarySigned, BINARYSIGNED_FIELDS> {
      public:
-        /// The payload, carried as it is; it is neither decoded nor verified here.
         const Optional<std::string>& getSignedPayload() const { return signedPayload_; }
         void setSignedPayload(const std::string& value) { set(signedPayload_, value); }
 
-        /// The user whom the payload belongs to.
         const Optional<std::string>& getUserid() const { return userid_; }
         void setUserid(const std::string& value) { set(userid_, value); }
 
@@ -153,13 +156,15 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// The payload, carried as it is; it is neither decoded nor verified here.
         const Optional<std::string>& getSignedPayload() const { return descriptor().getSignedPayload(); }
         Optional<std::string> getSignedPayloadAsString() const { return getAsString("signedPayload"); }
+        /// The user whom the payload belongs to.
         const Optional<std::string>& getUserid() const { return descriptor().getUserid(); }
         Optional<std::string> getUseridAsString() const { return getAsString("userid"); }
     };
 
-    /// The state. Mind that the first is the temporary disconnection.
+    /// The states of a connection. Mind that the first is the temporary disconnection.
     enum class CONNECTIONSTATE_CONNECTIONSTATE : std::int32_t {
         connectionStateTempDisconnected,
         connectionStateConnected,
@@ -177,16 +182,17 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         return literalAndNumber(value, mapConnectionStateConnectionState2String);
     }
 
+    /// The keys of ConnectionState, for query options.
     enum class CONNECTIONSTATE_FIELDS : std::int32_t { connectionState, id, name, uri };
     static const std::map<CONNECTIONSTATE_FIELDS, std::string> mapConnectionStateFields2String;
     static const std::map<std::string, CONNECTIONSTATE_FIELDS> mapString2ConnectionStateFields;
 
     class ConnectionState;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of ConnectionState.
     class ConnectionStateDescriptor
         : public ResourceDescriptor<ServicemanagementService, ConnectionState, CONNECTIONSTATE_FIELDS> {
      public:
-        /// The state. Mind that the first is the temporary disconnection.
         const Optional<CONNECTIONSTATE_CONNECTIONSTATE>& getConnectionState() const {
             return connectionState_;
         }
@@ -212,12 +218,13 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// The state.
         const Optional<CONNECTIONSTATE_CONNECTIONSTATE>& getConnectionState() const {
             return descriptor().getConnectionState();
         }
     };
 
-    /// Whether the operation runs with the vehicle's authorisation or with that of a user.
+    /// Whose authorisation an operation can run with.
     enum class HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL : std::int32_t { vehicle, personalised };
     static const std::map<HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL, std::string>
         mapHttpOperationTypeAuthorizationLevel2String;
@@ -230,7 +237,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         return literalAndNumber(value, mapHttpOperationTypeAuthorizationLevel2String);
     }
 
-    /// The client key that the TLS connection authenticates with.
+    /// The client keys of a TLS connection.
     enum class HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE : std::int32_t {
         clientKeyIdNone,
         clientKeyIdBase,
@@ -247,7 +254,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         return literalAndNumber(value, mapHttpOperationTypeTlsClientKeyIdType2String);
     }
 
-    /// The trust level of the time that the server certificate is checked with.
+    /// The trust levels of a time.
     enum class HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL : std::int32_t { unauthentic, authentic };
     static const std::map<HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL, std::string>
         mapHttpOperationTypeTlsServerTimeTrustLevel2String;
@@ -260,7 +267,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         return literalAndNumber(value, mapHttpOperationTypeTlsServerTimeTrustLevel2String);
     }
 
-    /// Which sides of the TLS connection authenticate.
+    /// Which sides of a TLS connection can authenticate.
     enum class HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE : std::int32_t {
         vehicleIntegrationTlsModeNone,
         vehicleIntegrationTlsModeMutual,
@@ -277,6 +284,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         return literalAndNumber(value, mapHttpOperationTypeVehicleIntegrationTlsMode2String);
     }
 
+    /// The keys of HttpOperationType, for query options.
     enum class HTTPOPERATIONTYPE_FIELDS : std::int32_t {
         allowedTargetHostsAndPorts,
         authorizationLevel,
@@ -297,10 +305,10 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class HttpOperationType;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of HttpOperationType.
     class HttpOperationTypeDescriptor
         : public ResourceDescriptor<ServicemanagementService, HttpOperationType, HTTPOPERATIONTYPE_FIELDS> {
      public:
-        /// The pairs of host and port that the operation may be sent to.
         const Optional<std::vector<std::string>>& getAllowedTargetHostsAndPorts() const {
             return allowedTargetHostsAndPorts_;
         }
@@ -308,7 +316,6 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
             set(allowedTargetHostsAndPorts_, value);
         }
 
-        /// Whether the operation runs with the vehicle's authorisation or with that of a user.
         const Optional<HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL>& getAuthorizationLevel() const {
             return authorizationLevel_;
         }
@@ -316,7 +323,6 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
             set(authorizationLevel_, value);
         }
 
-        /// The scope that the access token of the request must carry.
         const Optional<std::string>& getRequiredScopeOfAccessToken() const {
             return requiredScopeOfAccessToken_;
         }
@@ -324,7 +330,6 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
             set(requiredScopeOfAccessToken_, value);
         }
 
-        /// The client key that the TLS connection authenticates with.
         const Optional<HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE>& getTlsClientKeyIdType() const {
             return tlsClientKeyIdType_;
         }
@@ -332,7 +337,6 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
             set(tlsClientKeyIdType_, value);
         }
 
-        /// Whether the server certificate is to be checked for revocation.
         const Optional<bool>& getTlsServerCertificateRevocationCheck() const {
             return tlsServerCertificateRevocationCheck_;
         }
@@ -340,11 +344,9 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
             set(tlsServerCertificateRevocationCheck_, value);
         }
 
-        /// The hashes of pinned public keys that the server's key must match.
         const Optional<std::vector<std::string>>& getTlsServerHpkpHash() const { return tlsServerHpkpHash_; }
         void setTlsServerHpkpHash(const std::vector<std::string>& value) { set(tlsServerHpkpHash_, value); }
 
-        /// The trust level of the time that the server certificate is checked with.
         const Optional<HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>& getTlsServerTimeTrustLevel() const {
             return tlsServerTimeTrustLevel_;
         }
@@ -352,15 +354,12 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
             set(tlsServerTimeTrustLevel_, value);
         }
 
-        /// The identifier of the trust store that the server certificate is checked against.
         const Optional<std::string>& getTlsServerTruststoreId() const { return tlsServerTruststoreId_; }
         void setTlsServerTruststoreId(const std::string& value) { set(tlsServerTruststoreId_, value); }
 
-        /// The URL of the operation.
         const Optional<std::string>& getUniformResourceLocator() const { return uniformResourceLocator_; }
         void setUniformResourceLocator(const std::string& value) { set(uniformResourceLocator_, value); }
 
-        /// Which sides of the TLS connection authenticate.
         const Optional<HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE>& getVehicleIntegrationTlsMode() const {
             return vehicleIntegrationTlsMode_;
         }
@@ -397,51 +396,61 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// The pairs of host and port that the operation may be sent to.
         const Optional<std::vector<std::string>>& getAllowedTargetHostsAndPorts() const {
             return descriptor().getAllowedTargetHostsAndPorts();
         }
+        /// Whether the operation runs with the vehicle's authorisation or with that of a user.
         const Optional<HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL>& getAuthorizationLevel() const {
             return descriptor().getAuthorizationLevel();
         }
+        /// The scope that the access token of the request must carry.
         const Optional<std::string>& getRequiredScopeOfAccessToken() const {
             return descriptor().getRequiredScopeOfAccessToken();
         }
         Optional<std::string> getRequiredScopeOfAccessTokenAsString() const {
             return getAsString("requiredScopeOfAccessToken");
         }
+        /// The client key that the TLS connection authenticates with.
         const Optional<HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE>& getTlsClientKeyIdType() const {
             return descriptor().getTlsClientKeyIdType();
         }
+        /// Whether the server certificate is to be checked for revocation.
         const Optional<bool>& getTlsServerCertificateRevocationCheck() const {
             return descriptor().getTlsServerCertificateRevocationCheck();
         }
         Optional<std::string> getTlsServerCertificateRevocationCheckAsString() const {
             return getAsString("tlsServerCertificateRevocationCheck");
         }
+        /// The hashes of pinned public keys that the server's key must match.
         const Optional<std::vector<std::string>>& getTlsServerHpkpHash() const {
             return descriptor().getTlsServerHpkpHash();
         }
+        /// The trust level of the time that the server certificate is checked with.
         const Optional<HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>& getTlsServerTimeTrustLevel() const {
             return descriptor().getTlsServerTimeTrustLevel();
         }
+        /// The identifier of the trust store that the server certificate is checked against.
         const Optional<std::string>& getTlsServerTruststoreId() const {
             return descriptor().getTlsServerTruststoreId();
         }
         Optional<std::string> getTlsServerTruststoreIdAsString() const {
             return getAsString("tlsServerTruststoreId");
         }
+        /// The URL of the operation.
         const Optional<std::string>& getUniformResourceLocator() const {
             return descriptor().getUniformResourceLocator();
         }
         Optional<std::string> getUniformResourceLocatorAsString() const {
             return getAsString("uniformResourceLocator");
         }
+        /// Which sides of the TLS connection authenticate.
         const Optional<HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE>& getVehicleIntegrationTlsMode() const {
             return descriptor().getVehicleIntegrationTlsMode();
         }
     };
 
-    /// The protection that the payload of a message carries.
+    /// The protections that a payload can carry.
     enum class MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL : std::int32_t {
         payloadSecurityLevelNone,
         payloadSecurityLevelAuthentic,
@@ -458,6 +467,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         return literalAndNumber(value, mapMqttOperationTypePayloadSecurityLevel2String);
     }
 
+    /// The keys of MqttOperationType, for query options.
     enum class MQTTOPERATIONTYPE_FIELDS : std::int32_t {
         isAlwaysOnOperation,
         payloadSecurityLevel,
@@ -470,14 +480,13 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class MqttOperationType;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of MqttOperationType.
     class MqttOperationTypeDescriptor
         : public ResourceDescriptor<ServicemanagementService, MqttOperationType, MQTTOPERATIONTYPE_FIELDS> {
      public:
-        /// Whether the operation is always on.
         const Optional<bool>& getIsAlwaysOnOperation() const { return isAlwaysOnOperation_; }
         void setIsAlwaysOnOperation(const bool& value) { set(isAlwaysOnOperation_, value); }
 
-        /// The protection that the payload of a message carries.
         const Optional<MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL>& getPayloadSecurityLevel() const {
             return payloadSecurityLevel_;
         }
@@ -506,16 +515,18 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// Whether the operation is always on.
         const Optional<bool>& getIsAlwaysOnOperation() const { return descriptor().getIsAlwaysOnOperation(); }
         Optional<std::string> getIsAlwaysOnOperationAsString() const {
             return getAsString("isAlwaysOnOperation");
         }
+        /// The protection that the payload of a message carries.
         const Optional<MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL>& getPayloadSecurityLevel() const {
             return descriptor().getPayloadSecurityLevel();
         }
     };
 
-    /// The reasons reported for the transaction being disabled.
+    /// Reasons for a transaction to be disabled, as the service reports them.
     enum class TRANSACTIONACTIVATIONTYPE_DISABLEDREASON : std::int32_t {
         privacyConflict,
         permanentlyDeactivated,
@@ -547,6 +558,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         return literalAndNumber(value, mapTransactionActivationTypeDisabledReason2String);
     }
 
+    /// The keys of TransactionActivationType, for query options.
     enum class TRANSACTIONACTIVATIONTYPE_FIELDS : std::int32_t { disabledReason, userid, id, name, uri };
     static const std::map<TRANSACTIONACTIVATIONTYPE_FIELDS, std::string>
         mapTransactionActivationTypeFields2String;
@@ -555,11 +567,11 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class TransactionActivationType;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of TransactionActivationType.
     class TransactionActivationTypeDescriptor
         : public ResourceDescriptor<ServicemanagementService, TransactionActivationType,
                                     TRANSACTIONACTIVATIONTYPE_FIELDS> {
      public:
-        /// The reasons reported for the transaction being disabled.
         const Optional<std::vector<TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>>& getDisabledReason() const {
             return disabledReason_;
         }
@@ -567,7 +579,6 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
             set(disabledReason_, std::move(value));
         }
 
-        /// The user whom the activation state belongs to.
         const Optional<std::string>& getUserid() const { return userid_; }
         void setUserid(const std::string& value) { set(userid_, value); }
 
@@ -592,14 +603,16 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// The reasons reported for the transaction being disabled.
         const Optional<std::vector<TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>>& getDisabledReason() const {
             return descriptor().getDisabledReason();
         }
+        /// The user whom the activation state belongs to.
         const Optional<std::string>& getUserid() const { return descriptor().getUserid(); }
         Optional<std::string> getUseridAsString() const { return getAsString("userid"); }
     };
 
-    /// The privacy groups of the transaction.
+    /// The privacy groups that a transaction can belong to.
     enum class TRANSACTIONTYPE_PRIVACYGROUPS : std::int32_t {
         trackingData,
         locationData,
@@ -618,6 +631,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         return literalAndNumber(value, mapTransactionTypePrivacyGroups2String);
     }
 
+    /// The keys of TransactionType, for query options.
     enum class TRANSACTIONTYPE_FIELDS : std::int32_t {
         attachedOperations,
         connectionState,
@@ -632,10 +646,10 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class TransactionType;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of TransactionType.
     class TransactionTypeDescriptor
         : public ResourceDescriptor<ServicemanagementService, TransactionType, TRANSACTIONTYPE_FIELDS> {
      public:
-        /// The operations attached to the transaction.
         const Optional<std::vector<zeb::XObject<zeb::XObjectDescriptor>>>& getAttachedOperations() const {
             return attachedOperations_;
         }
@@ -643,11 +657,9 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
             set(attachedOperations_, value);
         }
 
-        /// The connection state of the transaction.
         const Optional<ConnectionState>& getConnectionState() const { return connectionState_; }
         void setConnectionState(const ConnectionState& value) { set(connectionState_, value); }
 
-        /// The privacy groups of the transaction.
         const Optional<std::vector<TRANSACTIONTYPE_PRIVACYGROUPS>>& getPrivacyGroups() const {
             return privacyGroups_;
         }
@@ -655,7 +667,6 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
             set(privacyGroups_, std::move(value));
         }
 
-        /// The activation state of the transaction.
         const Optional<TransactionActivationType>& getTransactionActivationType() const {
             return transactionActivationType_;
         }
@@ -686,15 +697,19 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// The operations attached to the transaction.
         const Optional<std::vector<zeb::XObject<zeb::XObjectDescriptor>>>& getAttachedOperations() const {
             return descriptor().getAttachedOperations();
         }
+        /// The connection state of the transaction.
         const Optional<ConnectionState>& getConnectionState() const {
             return descriptor().getConnectionState();
         }
+        /// The privacy groups of the transaction.
         const Optional<std::vector<TRANSACTIONTYPE_PRIVACYGROUPS>>& getPrivacyGroups() const {
             return descriptor().getPrivacyGroups();
         }
+        /// The activation state of the transaction.
         const Optional<TransactionActivationType>& getTransactionActivationType() const {
             return descriptor().getTransactionActivationType();
         }

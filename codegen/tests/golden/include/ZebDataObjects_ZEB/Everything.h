@@ -22,15 +22,16 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
 
     static std::string getServiceName();
 
+    /// The keys of Part, for query options.
     enum class PART_FIELDS : std::int32_t { size, id, name, uri };
     static const std::map<PART_FIELDS, std::string> mapPartFields2String;
     static const std::map<std::string, PART_FIELDS> mapString2PartFields;
 
     class Part;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of Part.
     class PartDescriptor : public ResourceDescriptor<EverythingService, Part, PART_FIELDS> {
      public:
-        /// How large it is.
         const Optional<std::int64_t>& getSize() const { return size_; }
         void setSize(const std::int64_t& value) { set(size_, value); }
 
@@ -53,6 +54,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// How large it is.
         const Optional<std::int64_t>& getSize() const { return descriptor().getSize(); }
         Optional<std::string> getSizeAsString() const { return getAsString("size"); }
     };
@@ -66,7 +68,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         return literalAndNumber(value, mapWholeKinds2String);
     }
 
-    /// An enumeration.
+    /// What an enumeration can be.
     enum class WHOLE_STATE : std::int32_t { off, on };
     static const std::map<WHOLE_STATE, std::string> mapWholeState2String;
     static const std::map<std::string, WHOLE_STATE> mapString2WholeState;
@@ -75,6 +77,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         return literalAndNumber(value, mapWholeState2String);
     }
 
+    /// The keys of Whole, for query options.
     enum class WHOLE_FIELDS : std::int32_t {
         flag,
         kinds,
@@ -93,39 +96,32 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
 
     class Whole;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of Whole.
     class WholeDescriptor : public ResourceDescriptor<EverythingService, Whole, WHOLE_FIELDS> {
      public:
-        /// A boolean.
         const Optional<bool>& getFlag() const { return flag_; }
         void setFlag(const bool& value) { set(flag_, value); }
 
-        /// Enumeration values in a list.
         const Optional<std::vector<WHOLE_KINDS>>& getKinds() const { return kinds_; }
         void setKinds(std::vector<WHOLE_KINDS> value) { set(kinds_, std::move(value)); }
 
-        /// A string.
         const Optional<std::string>& getLabel() const { return label_; }
         void setLabel(const std::string& value) { set(label_, value); }
 
-        /// Strings in a list.
         const Optional<std::vector<std::string>>& getLabels() const { return labels_; }
         void setLabels(const std::vector<std::string>& value) { set(labels_, value); }
 
-        /// An integer.
         const Optional<std::int64_t>& getNumber() const { return number_; }
         void setNumber(const std::int64_t& value) { set(number_, value); }
 
-        /// References to elements of any resource.
         const Optional<std::vector<zeb::XObject<zeb::XObjectDescriptor>>>& getOthers() const {
             return others_;
         }
         void setOthers(std::vector<zeb::XObject<zeb::XObjectDescriptor>>& value) { set(others_, value); }
 
-        /// A reference to an element of a resource of this service.
         const Optional<Part>& getPart() const { return part_; }
         void setPart(const Part& value) { set(part_, value); }
 
-        /// An enumeration.
         const Optional<WHOLE_STATE>& getState() const { return state_; }
         void setState(WHOLE_STATE value) { set(state_, value); }
 
@@ -156,18 +152,26 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// A boolean.
         const Optional<bool>& getFlag() const { return descriptor().getFlag(); }
         Optional<std::string> getFlagAsString() const { return getAsString("flag"); }
+        /// Enumeration values in a list.
         const Optional<std::vector<WHOLE_KINDS>>& getKinds() const { return descriptor().getKinds(); }
+        /// A string.
         const Optional<std::string>& getLabel() const { return descriptor().getLabel(); }
         Optional<std::string> getLabelAsString() const { return getAsString("label"); }
+        /// Strings in a list.
         const Optional<std::vector<std::string>>& getLabels() const { return descriptor().getLabels(); }
+        /// An integer.
         const Optional<std::int64_t>& getNumber() const { return descriptor().getNumber(); }
         Optional<std::string> getNumberAsString() const { return getAsString("number"); }
+        /// References to elements of any resource.
         const Optional<std::vector<zeb::XObject<zeb::XObjectDescriptor>>>& getOthers() const {
             return descriptor().getOthers();
         }
+        /// A reference to an element of a resource of this service.
         const Optional<Part>& getPart() const { return descriptor().getPart(); }
+        /// An enumeration.
         const Optional<WHOLE_STATE>& getState() const { return descriptor().getState(); }
     };
 
@@ -205,6 +209,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         return literalAndNumber(value, mapResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName2String);
     }
 
+    /// The keys of ResourceWithARatherLongNameOfItsOwn, for query options.
     enum class RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS : std::int32_t {
         anEnumerationWhoseNameIsLong,
         aListOfThemWithALongName,
@@ -219,11 +224,12 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
 
     class ResourceWithARatherLongNameOfItsOwn;
 
+    /// Which elements are meant, or what one is to hold. Its fields are those of
+    /// ResourceWithARatherLongNameOfItsOwn.
     class ResourceWithARatherLongNameOfItsOwnDescriptor
         : public ResourceDescriptor<EverythingService, ResourceWithARatherLongNameOfItsOwn,
                                     RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS> {
      public:
-        /// An enumeration with names that do not fit.
         const Optional<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>&
         getAnEnumerationWhoseNameIsLong() const {
             return anEnumerationWhoseNameIsLong_;
@@ -233,7 +239,6 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
             set(anEnumerationWhoseNameIsLong_, value);
         }
 
-        /// The same in a list.
         const Optional<std::vector<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>>&
         getAListOfThemWithALongName() const {
             return aListOfThemWithALongName_;
@@ -267,10 +272,12 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
 
         using DataObject::DataObject;
 
+        /// An enumeration with names that do not fit.
         const Optional<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>&
         getAnEnumerationWhoseNameIsLong() const {
             return descriptor().getAnEnumerationWhoseNameIsLong();
         }
+        /// The same in a list.
         const Optional<std::vector<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>>&
         getAListOfThemWithALongName() const {
             return descriptor().getAListOfThemWithALongName();
