@@ -39,8 +39,6 @@ class Document:
                 yield place, text
 
     def refuse(self, place, reason):
-        while place not in self.lines:
-            place = place[:-1]
         self._refuse_line(self.lines[place], reason)
 
     def _refuse_line(self, line, reason):

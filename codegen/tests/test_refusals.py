@@ -149,6 +149,8 @@ class WhatIsNoYaml(Refusal):
 
     def test_is_refused_on_the_line_of_the_byte_or_character(self):
         for data, line, reason in (
+            (b"\n\xff\n", 2, "the byte 0xff does not belong to a UTF-8 text"),
+            (b"\n\0\n", 2, "the character U+0000 cannot be printed"),
             (b"a: \xff\n", 1, "the byte 0xff does not belong to a UTF-8 text"),
             (b"a: 1\nb: 1\nc: \xe4\nd: 1\n", 3, "the byte 0xe4 does not belong to a UTF-8 text"),
             (b"a: 1\nb: 1\nc: \xc3", 3, "the byte 0xc3 does not belong to a UTF-8 text"),
