@@ -341,6 +341,10 @@ class APropertyOfAnotherKind(Refusal):
                 with self.subTest(kind=kind, property="literals"):
                     text = made_of(resource("Part", integer("size")), resource("Whole", ("part", kind, rest)))
                     self.assert_refused(text, "literals", '"literals" does not go with this kind')
+                rest = rest.replace("literals: [a]", "enumeration: a")
+                with self.subTest(kind=kind, property="enumeration"):
+                    text = made_of(resource("Part", integer("size")), resource("Whole", ("part", kind, rest)))
+                    self.assert_refused(text, "enumeration", '"enumeration" does not go with this kind')
             if kind != "reference":
                 rest = "literals: [a]\n        to: Part" if kind in self.WITH_LITERALS else "to: Part"
                 with self.subTest(kind=kind, property="to"):
@@ -368,6 +372,19 @@ class ADoc(Refusal):
             ("doc: A part.", 'doc: "A \\u202e part."', 'doc: "', 'a "doc" must not contain the character U+202E'),
             ("doc: A part.", 'doc: "A \\ud800 part."', 'doc: "', 'a "doc" must not contain the character U+D800'),
         )
+
+    def test_of_an_enumeration_is_one_as_well(self):
+        literals = "        literals: [good, bad]\n"
+        for text, reason in (
+            ("a\\", 'a "enumeration" must not contain \\'),
+            ("a??/", 'a "enumeration" must not contain ??/'),
+            ('"\\0"', 'a "enumeration" must not contain the character U+0000'),
+            ('" "', f'" " must be {DOC}'),
+            ("[a]", '"enumeration" must be a text'),
+        ):
+            with self.subTest(text):
+                self.assert_rows_refused((literals, f"{literals}        enumeration: {text}\n", 23, reason))
+        self.assert_accepted(MODEL.replace(literals, f"{literals}        enumeration: What it can be.\n"))
 
     def test_may_contain_everything_else(self):
         for text in ("a */ b", "/* a", "// a", "what??", "a?/", "/", "'\"'", '"a\\nb\\u00a0c"'):
