@@ -109,6 +109,10 @@ class Output(InDirectory):
         classes = {name for resource in resources for name in (resource.name, resource.descriptor)}
         self.assertEqual(set(re.findall(r"(?<!enum )\bclass (\w+)(?=\s+:|;)", header)), classes)
 
+    def test_names_the_models_of_the_project_alike_from_wherever_it_is_run(self):
+        command = [sys.executable, str(CODEGEN / "generate"), "--check", "--models", "services"]
+        self.assertEqual(subprocess.run(command, cwd=CODEGEN, stdout=subprocess.DEVNULL, check=False).returncode, 0)
+
     def test_keeps_to_the_width(self):
         for name in OUTPUTS:
             for line in (GOLDEN / name).read_text().splitlines():
@@ -252,6 +256,10 @@ class FilesOfOthers(InDirectory):
             result = self.generate(*arguments)
             self.assertEqual((result.returncode, result.stdout, result.stderr), (0, "", ""))
         self.assertEqual(path.read_text(), TEXT_OF_OTHERS)
+
+    def test_may_stand_in_directories_of_their_own(self):
+        (self.header("Other").parent / "Others").mkdir(parents=True)
+        self.assertEqual(self.generate().returncode, 0)
 
     def test_of_the_committed_output_keep_their_names_for_themselves(self):
         for name in ("DataObject", "UnitMessages", "DataObjectDefinition"):
