@@ -8,6 +8,7 @@ import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "codegen"))
 
+import document  # noqa: E402
 import model  # noqa: E402
 
 # What every element has.
@@ -69,8 +70,8 @@ def resource_lines(resource):
 def main():
     source, output = map(pathlib.Path, sys.argv[1:])
     try:
-        service = model.load(source)
-    except model.BrokenModel as error:
+        service = model.load(source).content
+    except document.BrokenModel as error:
         sys.exit(str(error))
     namespace = f"micro::nlohmann_elements::{service['unit'].lower()}"
     lines = [
