@@ -19,7 +19,7 @@ import textwrap
 import yaml
 
 FOLDERS = [
-    "client/include",
+    "logging/include",
     "cmake",
     "codegen",
     "kelo-client/generated",
