@@ -4,9 +4,9 @@
 #include <chrono>
 #include <stdexcept>
 
-#include "PercentEncoding.h"
-#include "ReconnectBackoff.h"
-#include "ServiceEndpoint.h"
+#include "http/PercentEncoding.h"
+#include "registry/ReconnectBackoff.h"
+#include "registry/ServiceEndpoint.h"
 #include "websocket/NotificationBatch.h"
 #include "websocket/NotificationQueue.h"
 #include "websocket/WebsocketAddress.h"

@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "IoThread.h"
 #include "WebsocketManager.h"
+#include "io/IoThread.h"
 
 namespace zeb {
 

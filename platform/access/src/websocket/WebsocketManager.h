@@ -20,13 +20,13 @@
 #include <string_view>
 #include <vector>
 
-#include "IoThread.h"
 #include "NotificationBatch.h"
 #include "NotificationQueue.h"
 #include "SubscriptionRecord.h"
 #include "SubscriptionRouter.h"
 #include "TransportStream.h"
 #include "WebsocketAddress.h"
+#include "io/IoThread.h"
 
 namespace zeb {
 

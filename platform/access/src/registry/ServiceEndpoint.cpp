@@ -4,7 +4,7 @@
 #include <Poco/URI.h>
 #include <zeb/ZebException.h>
 
-#include "PercentEncoding.h"
+#include "http/PercentEncoding.h"
 
 namespace zeb {
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <mutex>
 
-#include "websocket/IoThread.h"
+#include "io/IoThread.h"
 
 namespace zeb {
 

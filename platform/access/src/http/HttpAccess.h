@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "websocket/IoThread.h"
+#include "io/IoThread.h"
 
 namespace zeb {
 
