@@ -37,7 +37,9 @@ void Bus::run() {
 
 void Bus::accept() {
     acceptor_.async_accept([this](const error_code& error, tcp::socket socket) {
-        if (!error) std::make_shared<Peer>(*this, std::move(socket))->start();
+        if (!error) {
+            std::make_shared<Peer>(*this, std::move(socket))->start();
+        }
         accept();
     });
 }
@@ -60,7 +62,9 @@ void Bus::readCommand() {
         std::string line;
         std::istream stream(&command_);
         std::getline(stream, line);
-        if (line == "start") begin();
+        if (line == "start") {
+            begin();
+        }
         readCommand();
     });
 }
@@ -79,7 +83,9 @@ void Bus::begin() {
 
 void Bus::sendNext() {
     for (; next_ < departures_.count() && pace_->due(next_) <= monotonicNanoseconds(); ++next_) {
-        for (const auto& peer : receivers_) peer->sendChange(Departures::isSwitchedOn(next_));
+        for (const auto& peer : receivers_) {
+            peer->sendChange(Departures::isSwitchedOn(next_));
+        }
     }
     if (next_ == departures_.count()) {
         end();
@@ -88,7 +94,9 @@ void Bus::sendNext() {
     // steady_clock is CLOCK_MONOTONIC.
     timer_.expires_at(std::chrono::steady_clock::time_point(std::chrono::nanoseconds(pace_->due(next_))));
     timer_.async_wait([this](const error_code& error) {
-        if (!error) sendNext();
+        if (!error) {
+            sendNext();
+        }
     });
 }
 
@@ -96,14 +104,18 @@ void Bus::flood() {
     floods_ = receivers_.size();
     for (const auto& peer : receivers_) {
         peer->flood(departures_.count(), [this] {
-            if (--floods_ == 0) end();
+            if (--floods_ == 0) {
+                end();
+            }
         });
     }
 }
 
 void Bus::end() {
     std::int64_t messages = 0;
-    for (const auto& peer : receivers_) messages += peer->sent();
+    for (const auto& peer : receivers_) {
+        messages += peer->sent();
+    }
     departures_.endAndTell(messages);
     receivers_.clear();
 }

@@ -4,8 +4,8 @@ namespace bench {
 
 namespace {
 
-constexpr unsigned LAST_FRAGMENT = 0x80;
-constexpr std::size_t MASK_SIZE = 4;
+constexpr unsigned kLastFragment = 0x80;
+constexpr std::size_t kMaskSize = 4;
 
 void appendBigEndian(std::string& out, std::size_t number, int bytes) {
     for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
@@ -13,7 +13,7 @@ void appendBigEndian(std::string& out, std::size_t number, int bytes) {
 }
 
 void appendHeader(std::string& out, unsigned opcode, std::size_t payloadSize) {
-    out += static_cast<char>(LAST_FRAGMENT | opcode);
+    out += static_cast<char>(kLastFragment | opcode);
     if (payloadSize < 126) {
         out += static_cast<char>(payloadSize);
     } else if (payloadSize < 0x10000) {
@@ -29,20 +29,28 @@ void appendHeader(std::string& out, unsigned opcode, std::size_t payloadSize) {
 
 std::optional<FrameReader::Frame> FrameReader::next() {
     const auto byte = [this](std::size_t at) { return static_cast<unsigned char>(buffer_[at]); };
-    if (buffer_.size() < 2) return std::nullopt;
+    if (buffer_.size() < 2) {
+        return std::nullopt;
+    }
     std::size_t size = byte(1) & 0x7fU;
     const std::size_t sizeBytes = size == 126 ? 2 : size == 127 ? 8 : 0;
-    const std::size_t header = 2 + sizeBytes + MASK_SIZE;
-    if (buffer_.size() < header) return std::nullopt;
+    const std::size_t header = 2 + sizeBytes + kMaskSize;
+    if (buffer_.size() < header) {
+        return std::nullopt;
+    }
     if (sizeBytes > 0) {
         size = 0;
-        for (std::size_t i = 0; i < sizeBytes; ++i) size = size << 8 | byte(2 + i);
+        for (std::size_t i = 0; i < sizeBytes; ++i) {
+            size = size << 8 | byte(2 + i);
+        }
     }
-    if (buffer_.size() < header + size) return std::nullopt;
+    if (buffer_.size() < header + size) {
+        return std::nullopt;
+    }
     Frame result{byte(0) & 0xfU, buffer_.substr(header, size)};
     for (std::size_t i = 0; i < size; ++i) {
         result.payload[i] =
-            static_cast<char>(result.payload[i] ^ buffer_[header - MASK_SIZE + i % MASK_SIZE]);
+            static_cast<char>(result.payload[i] ^ buffer_[header - kMaskSize + i % kMaskSize]);
     }
     buffer_.erase(0, header + size);
     return result;

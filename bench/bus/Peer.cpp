@@ -19,12 +19,14 @@ using beast::error_code;
 namespace {
 
 // One write of a flood: enough for the system call not to count.
-constexpr std::size_t FLOOD_WRITE_SIZE = std::size_t{64} * 1024;
+constexpr std::size_t kFloodWriteSize = std::size_t{64} * 1024;
 
 /// The text of a member of a request; requests of the clients that are measured need no parser.
 std::string member(const std::string& text, const std::string& name) {
     const std::size_t key = text.find('"' + name + '"');
-    if (key == std::string::npos) return {};
+    if (key == std::string::npos) {
+        return {};
+    }
     const std::size_t begin = text.find('"', text.find(':', key)) + 1;
     return text.substr(begin, text.find('"', begin) - begin);
 }
@@ -44,7 +46,9 @@ void Peer::readRequest() {
     request_ = {};
     beast::http::async_read(socket_, httpBuffer_, request_,
                             [self = shared_from_this()](const error_code& error, std::size_t) {
-                                if (!error) self->onRequest();
+                                if (!error) {
+                                    self->onRequest();
+                                }
                             });
 }
 
@@ -56,7 +60,9 @@ void Peer::onRequest() {
     response_ = bus_.answers().answer(request_);
     beast::http::async_write(socket_, response_,
                              [self = shared_from_this()](const error_code& error, std::size_t) {
-                                 if (!error && self->response_.keep_alive()) self->readRequest();
+                                 if (!error && self->response_.keep_alive()) {
+                                     self->readRequest();
+                                 }
                              });
 }
 
@@ -68,7 +74,9 @@ void Peer::upgrade() {
         }));
     error_code error;
     handshake.accept(request_, error);
-    if (error) return;
+    if (error) {
+        return;
+    }
     number_ = bus_.join(shared_from_this());
     socket_.non_blocking(true);
     readFrames();
@@ -84,8 +92,12 @@ void Peer::readFrames() {
                                     return;
                                 }
                                 self->reader_.append(self->inbound_.data(), size);
-                                while (const auto frame = self->reader_.next()) self->onFrame(*frame);
-                                if (self->socket_.is_open()) self->readFrames();
+                                while (const auto frame = self->reader_.next()) {
+                                    self->onFrame(*frame);
+                                }
+                                if (self->socket_.is_open()) {
+                                    self->readFrames();
+                                }
                             });
 }
 
@@ -120,7 +132,9 @@ void Peer::onText(const std::string& text) {
     waiting_ += frame(FrameReader::TEXT, R"({"action":")" + action + R"(","requestId":")" + requestId +
                                              R"(","subscriptionId":")" + subscriptionId +
                                              R"(","ts":"2026-01-31T12:34:56.123456Z"})");
-    if (action == "subscribe") frames_.back().appendNext(waiting_, false);
+    if (action == "subscribe") {
+        frames_.back().appendNext(waiting_, false);
+    }
 }
 
 // ---------------------------------------------------------------------------------------------- sending
@@ -147,13 +161,15 @@ void Peer::flood(std::int64_t count, std::function<void()> done) {
 
 void Peer::fillFromFlood() {
     const std::int64_t now = monotonicNanoseconds();
-    while (floodNext_ < floodEnd_ && waiting_.size() < FLOOD_WRITE_SIZE) {
+    while (floodNext_ < floodEnd_ && waiting_.size() < kFloodWriteSize) {
         appendChange(Departures::isSwitchedOn(floodNext_++), now);
     }
 }
 
 void Peer::write() {
-    if (isWriting_ || waiting_.empty()) return;
+    if (isWriting_ || waiting_.empty()) {
+        return;
+    }
     // Most of the time the socket takes everything at once, and no operation is needed.
     error_code error;
     const std::size_t written = socket_.write_some(asio::buffer(waiting_), error);
@@ -176,7 +192,9 @@ void Peer::write() {
         }
         self->write();
     };
-    if (written == writing_.size() && !floodDone_) return;
+    if (written == writing_.size() && !floodDone_) {
+        return;
+    }
     isWriting_ = true;
     asio::async_write(socket_, asio::buffer(writing_) + written, onWritten);
 }

@@ -21,7 +21,9 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
 
     // The bus stays and the clamp does not change, so each comes once.
     void OnConnectionStateChanged(bool isConnected) override {
-        if (isConnected) connected.set_value();
+        if (isConnected) {
+            connected.set_value();
+        }
     }
     void OnClampNotification() override {}
     void OnClampStateChanged(bool /*switchedOn*/) override { state.set_value(); }

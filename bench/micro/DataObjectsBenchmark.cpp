@@ -127,7 +127,9 @@ void addEnumerations() {
         values.push_back(value);
         hashedByText->emplace(text, value);
         hashedByValue->emplace(value, text);
-        if (literalBySwitch(value) != text) throw std::logic_error("the switch does not know " + text);
+        if (literalBySwitch(value) != text) {
+            throw std::logic_error("the switch does not know " + text);
+        }
     }
 
     const Subject value("EnumerationValueOfText");
@@ -163,7 +165,9 @@ int main(int argc, char** argv) {
     addResources();
     addEnumerations();
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }

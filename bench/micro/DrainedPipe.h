@@ -44,7 +44,9 @@ class DrainedPipe {
         while (!ending_) {
             for (;;) {
                 const ssize_t count = ::read(descriptor_, buffer.data(), buffer.size());
-                if (count <= 0) break;
+                if (count <= 0) {
+                    break;
+                }
                 bytesSeen_ += static_cast<std::size_t>(count);
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -52,8 +54,8 @@ class DrainedPipe {
     }
 
     int descriptor_ = -1;
-    std::atomic<bool> ending_{false};
-    std::atomic<std::size_t> bytesSeen_{0};
+    std::atomic<bool> ending_ = false;
+    std::atomic<std::size_t> bytesSeen_ = 0;
     std::thread thread_;
 };
 

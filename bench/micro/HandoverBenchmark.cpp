@@ -65,14 +65,18 @@ void thereAndBack(benchmark::State& state) {
         std::thread other([&] {
             begun.Set(kValue);
             for (std::size_t round = 0; round < rounds; ++round) {
-                if (there[round].WaitFor(kLimit)) back[round].Set(there[round].Get());
+                if (there[round].WaitFor(kLimit)) {
+                    back[round].Set(there[round].Get());
+                }
             }
         });
         begun.WaitFor(kLimit);
         const auto start = std::chrono::steady_clock::now();
         for (std::size_t round = 0; round < rounds; ++round) {
             there[round].Set(kValue);
-            if (back[round].WaitFor(kLimit)) benchmark::DoNotOptimize(back[round].Get());
+            if (back[round].WaitFor(kLimit)) {
+                benchmark::DoNotOptimize(back[round].Get());
+            }
         }
         const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
         other.join();
@@ -150,7 +154,9 @@ void burst(benchmark::State& state) {
     Semaphore done;
     int run = 0;
     for (auto _ : state) {
-        for (int task = 1; task < tasks; ++task) pool.post([&run] { ++run; });
+        for (int task = 1; task < tasks; ++task) {
+            pool.post([&run] { ++run; });
+        }
         pool.post([&done] { done.signal(); });
         done.wait();
     }
@@ -175,7 +181,9 @@ int main(int argc, char** argv) {
     addCallbackFuture();
     addExecutor();
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }

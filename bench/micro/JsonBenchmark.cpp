@@ -35,7 +35,9 @@ Poco::JSON::Object::Ptr parseWithPoco(const std::string& text) {
 std::unique_ptr<rapidjson::Document> parseWithRapid(const std::string& text) {
     auto document = std::make_unique<rapidjson::Document>();
     document->Parse<rapidFlags>(text.data(), text.size());
-    if (document->HasParseError() || !document->IsObject()) throw std::runtime_error("no object");
+    if (document->HasParseError() || !document->IsObject()) {
+        throw std::runtime_error("no object");
+    }
     return document;
 }
 
@@ -43,7 +45,9 @@ std::unique_ptr<rapidjson::Document> parseWithRapid(const std::string& text) {
 template <typename Check>
 const rapidjson::Value& rapidMember(const rapidjson::Document& document, const char* key, Check check) {
     const auto member = document.FindMember(key);
-    if (member == document.MemberEnd() || !(member->value.*check)()) throw std::runtime_error(key);
+    if (member == document.MemberEnd() || !(member->value.*check)()) {
+        throw std::runtime_error(key);
+    }
     return member->value;
 }
 
@@ -97,7 +101,9 @@ std::string stateId(const Poco::JSON::Object& json) {
 std::string stateId(const rapidjson::Document& json) {
     const auto state = rapidMember(json, "connectionState", &rapidjson::Value::IsObject).GetObject();
     const auto id = state.FindMember("id");
-    if (id == state.MemberEnd() || !id->value.IsString()) throw std::runtime_error("id");
+    if (id == state.MemberEnd() || !id->value.IsString()) {
+        throw std::runtime_error("id");
+    }
     return {id->value.GetString(), id->value.GetStringLength()};
 }
 std::string stateId(const nlohmann::json& json) {
@@ -155,7 +161,9 @@ int main(int argc, char** argv) {
               [](const auto& json) { return stateId(json); });
     addParsingAndGetting();
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }

@@ -178,7 +178,9 @@ bool reaches(const micro::DrainedPipe& pipe, Log log) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     const std::size_t before = pipe.bytesSeen();
     while (pipe.bytesSeen() < before + 100) {
-        if (std::chrono::steady_clock::now() > end) return false;
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
         log();
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -190,7 +192,9 @@ bool reaches(const micro::DrainedPipe& pipe, Log log) {
 int main(int argc, char** argv) {
     micro::stayOnOneProcessor();  // with the threads that empty the pipes
     std::string directory = std::filesystem::temp_directory_path() / "micro-logging-XXXXXX";
-    if (::mkdtemp(directory.data()) == nullptr) throw std::runtime_error("no temporary directory");
+    if (::mkdtemp(directory.data()) == nullptr) {
+        throw std::runtime_error("no temporary directory");
+    }
     int result = 0;
     {
         // libdlt takes the first pipe for that of its daemon, and wants a directory for pipes of its own.

@@ -26,9 +26,15 @@ std::string text(const Document& document, const char* name) {
 }
 
 TextClamp::Type typeOf(const std::string& name) {
-    if (name == "Clamp15") return TextClamp::Type::Clamp15;
-    if (name == "ClampS") return TextClamp::Type::ClampS;
-    if (name == "Clamp75_X") return TextClamp::Type::Clamp75X;
+    if (name == "Clamp15") {
+        return TextClamp::Type::Clamp15;
+    }
+    if (name == "ClampS") {
+        return TextClamp::Type::ClampS;
+    }
+    if (name == "Clamp75_X") {
+        return TextClamp::Type::Clamp75X;
+    }
     throw std::runtime_error("no such type of clamp");
 }
 
@@ -42,7 +48,9 @@ TextClamp TextClamp::decode(const char* encoded, std::size_t size) {
     Allocator stackAllocator(stack, sizeof stack);
     Document parsed(&valueAllocator, sizeof stack / 2, &stackAllocator);
     parsed.Parse<rapidjson::kParseValidateEncodingFlag>(encoded, size);
-    if (parsed.HasParseError() || !parsed.IsObject()) throw std::runtime_error("the text is no JSON object");
+    if (parsed.HasParseError() || !parsed.IsObject()) {
+        throw std::runtime_error("the text is no JSON object");
+    }
     TextClamp clamp;
     clamp.id = text(parsed, "id");
     clamp.name = text(parsed, "name");

@@ -20,8 +20,12 @@ class TimingCallback : public clampcontrolclient::ClampControlCallbackIf {
     explicit TimingCallback(bench::Arrivals& arrivals) : arrivals_(arrivals) {}
 
     void OnConnectionStateChanged(bool connected) override {
-        if (!std::exchange(wasConnected_, connected)) isConnected.set_value();
-        if (!connected) std::cerr << "the connection was lost" << std::endl;
+        if (!std::exchange(wasConnected_, connected)) {
+            isConnected.set_value();
+        }
+        if (!connected) {
+            std::cerr << "the connection was lost" << std::endl;
+        }
     }
     void OnClampNotification() override {}
     void OnClampStateChanged(bool switchedOn) override {

@@ -33,30 +33,34 @@ class HandOver {
  public:
     void push(std::string message) {
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             waiting_.push_back(std::move(message));
-            if (waiting_.size() > 1) return;
+            if (waiting_.size() > 1) {
+                return;
+            }
         }
         wakeUp_.notify_one();
     }
 
     void stop() {
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             stopped_ = true;
         }
         wakeUp_.notify_one();
     }
 
-    template <class Arrived>
+    template <typename Arrived>
     void run(const Arrived& arrived) {
         std::vector<std::string> batch;
-        std::unique_lock<std::mutex> lock(mutex_);
+        std::unique_lock lock(mutex_);
         while (!stopped_) {
             wakeUp_.wait(lock, [this] { return stopped_ || !waiting_.empty(); });
             batch.swap(waiting_);
             lock.unlock();
-            for (std::size_t i = 0; i < batch.size(); ++i) arrived();
+            for (std::size_t i = 0; i < batch.size(); ++i) {
+                arrived();
+            }
             batch.clear();
             lock.lock();
         }
@@ -99,7 +103,9 @@ class FloorClient {
  private:
     void readNext() {
         stream_.async_read(buffer_, [this](const beast::error_code& error, std::size_t) {
-            if (error) return;
+            if (error) {
+                return;
+            }
             if (handOver_ == nullptr) {
                 arrivals_.arrived();
             } else {
@@ -131,7 +137,9 @@ int main(int count, char** arguments) {
         std::thread reader([&client] { client.run(); });
         pthread_setname_np(reader.native_handle(), "reader");
         std::thread taker([&] {
-            if (hops) handOver.run([&arrivals] { arrivals.arrived(); });
+            if (hops) {
+                handOver.run([&arrivals] { arrivals.arrived(); });
+            }
         });
         pthread_setname_np(taker.native_handle(), "taker");
         const bool isRight = arrivals.waitAndTell();

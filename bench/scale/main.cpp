@@ -29,16 +29,22 @@ class Deliveries {
 
     void onNotification(std::size_t subscription, bool isSwitchedOn) {
         // The present state is "off", the first change "on".
-        if (isSwitchedOn != (received_[subscription]++ % 2 == 1)) ++wrong_;
+        if (isSwitchedOn != (received_[subscription]++ % 2 == 1)) {
+            ++wrong_;
+        }
         if (presents_ < received_.size()) {
-            if (++presents_ == received_.size()) bench::tell("ready", {});
+            if (++presents_ == received_.size()) {
+                bench::tell("ready", {});
+            }
             return;
         }
         if (delivered_ == warmUp_) {
             begin_.takeAtBegin();
             timeInHandlers_ = 0;
         }
-        if (handlerTime_ > 0) work();
+        if (handlerTime_ > 0) {
+            work();
+        }
         if (++delivered_ == all_) {
             end_.takeAtEnd();
             complete_.set_value();
@@ -61,7 +67,9 @@ class Deliveries {
     void work() {
         const std::int64_t begin = threadCpuTime();
         std::int64_t now = begin;
-        while (now - begin < handlerTime_) now = threadCpuTime();
+        while (now - begin < handlerTime_) {
+            now = threadCpuTime();
+        }
         timeInHandlers_ += now - begin;
     }
 

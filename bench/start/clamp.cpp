@@ -19,7 +19,9 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
 
     // The bus stays and the clamp does not change, so each comes once.
     void OnConnectionStateChanged(bool isConnected) override {
-        if (isConnected) connected.set_value(bench::monotonicNanoseconds());
+        if (isConnected) {
+            connected.set_value(bench::monotonicNanoseconds());
+        }
     }
     void OnClampNotification() override {}
     void OnClampStateChanged(bool /*switchedOn*/) override { state.set_value(bench::monotonicNanoseconds()); }

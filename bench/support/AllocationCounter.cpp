@@ -18,7 +18,7 @@ void* __libc_memalign(std::size_t alignment, std::size_t size);
 
 namespace {
 
-constexpr std::size_t MAXIMUM_OF_THREADS = 4096;
+constexpr std::size_t kMaximumOfThreads = 4096;
 
 // One writer each; others read.
 struct Counter {
@@ -27,14 +27,14 @@ struct Counter {
     std::atomic<std::int64_t> bytes;
 };
 
-Counter counters[MAXIMUM_OF_THREADS];
-std::atomic<std::size_t> used{0};
+Counter counters[kMaximumOfThreads];
+std::atomic<std::size_t> used = 0;
 thread_local Counter* mine = nullptr;
 
 void count(std::size_t size) {
     if (mine == nullptr) {
         const std::size_t index = used.fetch_add(1);
-        mine = &counters[index < MAXIMUM_OF_THREADS ? index : MAXIMUM_OF_THREADS - 1];
+        mine = &counters[index < kMaximumOfThreads ? index : kMaximumOfThreads - 1];
         mine->thread = syscall(SYS_gettid);
     }
     mine->count.store(mine->count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
@@ -77,7 +77,7 @@ EXPORTED int posix_memalign(void** memory, std::size_t alignment, std::size_t si
 
 std::size_t benchAllocations(BenchAllocations* allocations, std::size_t capacity) {
     std::size_t copied = 0;
-    for (const std::size_t end = used; copied < end && copied < MAXIMUM_OF_THREADS && copied < capacity;
+    for (const std::size_t end = used; copied < end && copied < kMaximumOfThreads && copied < capacity;
          ++copied) {
         const Counter& counter = counters[copied];
         allocations[copied] = {counter.thread, counter.count, counter.bytes};

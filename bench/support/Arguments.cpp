@@ -30,13 +30,19 @@ Arguments::Arguments(int count, char** arguments, const std::vector<Known>& know
     for (int i = 1; i < count; i += 2) {
         const std::string word = arguments[i];
         const std::string name = word.substr(0, 2) == "--" ? word.substr(2) : "";
-        if (values_.count(name) == 0) refuse(arguments[0], known, "what is " + word + "?");
-        if (i + 1 == count) refuse(arguments[0], known, word + " needs a value");
+        if (values_.count(name) == 0) {
+            refuse(arguments[0], known, "what is " + word + "?");
+        }
+        if (i + 1 == count) {
+            refuse(arguments[0], known, word + " needs a value");
+        }
         values_[name] = arguments[i + 1];
         isMissing[name] = false;
     }
     for (const auto& [name, missing] : isMissing) {
-        if (missing) refuse(arguments[0], known, "--" + name + " is missing");
+        if (missing) {
+            refuse(arguments[0], known, "--" + name + " is missing");
+        }
     }
 }
 
@@ -48,7 +54,9 @@ std::int64_t Arguments::number(const std::string& name) const {
     std::size_t end = 0;
     const std::string& value = text(name);
     const std::int64_t number = std::stoll(value, &end);
-    if (end != value.size() || number < 0) throw std::invalid_argument("--" + name + " is no number");
+    if (end != value.size() || number < 0) {
+        throw std::invalid_argument("--" + name + " is no number");
+    }
     return number;
 }
 

@@ -20,7 +20,9 @@ Arrivals::Arrivals(const Arguments& arguments)
       warmUp_(arguments.number("warm-up")),
       column_(TimeTable::receivedColumn(static_cast<std::size_t>(arguments.number("client")))),
       times_(arguments.text("times")) {
-    if (warmUp_ < 1 || warmUp_ >= count_) throw std::invalid_argument("0 < --warm-up < --count");
+    if (warmUp_ < 1 || warmUp_ >= count_) {
+        throw std::invalid_argument("0 < --warm-up < --count");
+    }
 }
 
 void Arrivals::present() {
@@ -32,7 +34,9 @@ void Arrivals::arrived(bool isSwitchedOn) {
     const std::int64_t now = monotonicNanoseconds();
     const std::int64_t number = received_.load(std::memory_order_relaxed);
     times_.set(column_, static_cast<std::size_t>(number), now);
-    if (isSwitchedOn != nextState()) wrong_.fetch_add(1, std::memory_order_relaxed);
+    if (isSwitchedOn != nextState()) {
+        wrong_.fetch_add(1, std::memory_order_relaxed);
+    }
     received_.store(number + 1, std::memory_order_relaxed);
     if (number + 1 == warmUp_) {
         begin_.takeAtBegin();

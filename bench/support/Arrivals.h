@@ -45,8 +45,8 @@ class Arrivals {
     const std::size_t column_;
     TimeTable times_;
     bool hasPresent_ = false;
-    std::atomic<std::int64_t> received_{0};
-    std::atomic<std::int64_t> wrong_{0};
+    std::atomic<std::int64_t> received_ = 0;
+    std::atomic<std::int64_t> wrong_ = 0;
     ProcessFigures begin_;
     ProcessFigures end_;
     std::promise<void> complete_;

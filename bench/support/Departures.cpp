@@ -26,7 +26,9 @@ void Departures::endAndTell(std::int64_t messages) {
 
 void Departures::run(const std::function<void(std::int64_t)>& send, const std::function<void()>& flush) {
     std::string line;
-    if (!std::getline(std::cin, line) || line != "start") return;
+    if (!std::getline(std::cin, line) || line != "start") {
+        return;
+    }
     begin();
     const Pace pace(monotonicNanoseconds(), rate_);
     for (std::int64_t number = 0; number < count_; ++number) {
@@ -34,7 +36,9 @@ void Departures::run(const std::function<void(std::int64_t)>& send, const std::f
         times_.set(TimeTable::sentColumn(0), static_cast<std::size_t>(number), monotonicNanoseconds());
         send(number);
     }
-    if (flush) flush();
+    if (flush) {
+        flush();
+    }
     endAndTell(count_);
     while (std::getline(std::cin, line)) {
     }

@@ -24,7 +24,9 @@ std::string elementName(std::size_t id, std::size_t size) {
     static const std::string words = "Terminal as the workshop knows it, ";
     const std::size_t shortest = textWithName(id, false, "").size();
     std::string name;
-    while (shortest + name.size() < size) name += words[name.size() % words.size()];
+    while (shortest + name.size() < size) {
+        name += words[name.size() % words.size()];
+    }
     return name;
 }
 

@@ -21,7 +21,9 @@ class Pace {
 
     /// Blocks until the message is due.
     void waitFor(std::int64_t number) const {
-        if (isFlood()) return;
+        if (isFlood()) {
+            return;
+        }
         const std::int64_t time = due(number);
         const timespec until{static_cast<std::time_t>(time / 1'000'000'000),
                              static_cast<long>(time % 1'000'000'000)};

@@ -72,7 +72,9 @@ JsonText ProcessFigures::since(const ProcessFigures& begin) const {
             thread.cpuTime - (before == begin.threads_.end() ? 0 : before->second.cpuTime);
     }
     JsonText cpu;
-    for (const auto& [name, time] : cpuByName) cpu.add(name, time);
+    for (const auto& [name, time] : cpuByName) {
+        cpu.add(name, time);
+    }
 
     JsonText result;
     result.add("wallTime", time_ - begin.time_)
@@ -82,7 +84,9 @@ JsonText ProcessFigures::since(const ProcessFigures& begin) const {
         .add("residentBytes", residentBytes_)
         .add("threads", static_cast<std::int64_t>(threads_.size()))
         .add("threadCpuTime", cpu);
-    if (allocations_.empty()) return result;
+    if (allocations_.empty()) {
+        return result;
+    }
 
     std::map<std::int64_t, BenchAllocations> before;
     for (std::size_t i = 0; i < begin.allocatingThreads_; ++i) {

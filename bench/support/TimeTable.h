@@ -26,11 +26,13 @@ class TimeTable {
 
     /// Ignored outside the table.
     void set(std::size_t column, std::size_t row, std::int64_t time) {
-        if (row < rows_ && column < columns_) times_[column * rows_ + row] = time;
+        if (row < rows_ && column < columns_) {
+            times_[column * rows_ + row] = time;
+        }
     }
 
  private:
-    static constexpr std::int64_t VERSION = 1;
+    static constexpr std::int64_t kVersion = 1;
 
     void* mapping_ = nullptr;
     std::size_t size_ = 0;

@@ -13,7 +13,7 @@ namespace clampcontrolclient {
 class CallbackGate {
  public:
     /// Calls `call`, unless the gate is closed.
-    template <class Call>
+    template <typename Call>
     void pass(Call&& call) {
         const Passage passage(*this);
         if (passage.admitted()) {
@@ -49,7 +49,7 @@ class CallbackGate {
 
     static constexpr unsigned kClosedFlag = 1U << 31U;
     /// `kClosedFlag`, and how many calls are running.
-    std::atomic<unsigned> state_{0};
+    std::atomic<unsigned> state_ = 0;
     std::promise<void> drained_;
     std::shared_future<void> whenDrained_{drained_.get_future().share()};
 };

@@ -255,7 +255,7 @@ void ClampControlAccess::clampNotified(const std::shared_ptr<const ClampcontrolS
     tellUnlessEnded(ended, [callback, switchedOn] { callback->OnClampStateChanged(switchedOn); });
 }
 
-template <class Call>
+template <typename Call>
 void ClampControlAccess::tellUnlessEnded(const std::atomic<bool>& ended, Call call) {
     gate_.pass([&] {
         if (!ended) {

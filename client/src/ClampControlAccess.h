@@ -71,10 +71,10 @@ class ClampControlAccess : public zeb::ZebClient,
     void dropSubscription(std::shared_ptr<zeb::Subscription> subscription);
     void clampNotified(const std::shared_ptr<const zebobjects_ZEB::ClampcontrolService::Clamp>& clamp,
                        kelo_client::SubscribeSync& sync, const std::atomic<bool>& ended);
-    template <class Call>
+    template <typename Call>
     void tellUnlessEnded(const std::atomic<bool>& ended, Call call);
 
-    std::atomic<ClampControlCallbackIf*> callback_{nullptr};
+    std::atomic<ClampControlCallbackIf*> callback_ = nullptr;
     std::shared_ptr<zebobjects_ZEB::ClampcontrolService> service_;
     std::shared_ptr<zeb::Subscription> subscription_;
     CallbackGate gate_;

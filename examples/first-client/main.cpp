@@ -9,7 +9,9 @@ struct Printer : clampcontrolclient::ClampControlCallbackIf {
     kelo_client::CallbackFuture connectedOnce;  // keeps what is set first
     void OnConnectionStateChanged(bool connected) override {
         std::cout << (connected ? "service connected" : "service gone, clamp unknown") << std::endl;
-        if (connected) connectedOnce.Set(kelo_client::CallbackFuture::FutureValue{1});
+        if (connected) {
+            connectedOnce.Set(kelo_client::CallbackFuture::FutureValue{1});
+        }
     }
     void OnClampNotification() override {}
     void OnClampStateChanged(bool on) override { std::cout << "terminal 15 on: " << on << std::endl; }

@@ -10,7 +10,9 @@ namespace {
 constexpr std::chrono::hours kLongestWait{24 * 365};
 
 void requireState(const std::future<CallbackFuture::FutureValue>& future) {
-    if (!future.valid()) throw std::future_error(std::future_errc::no_state);
+    if (!future.valid()) {
+        throw std::future_error(std::future_errc::no_state);
+    }
 }
 
 }  // namespace
@@ -20,7 +22,9 @@ CallbackFuture::CallbackFuture() : future_(), promise_() {
 }
 
 void CallbackFuture::Set(FutureValue value) {
-    if (value_.load() != FutureValue::Unknown) return;
+    if (value_.load() != FutureValue::Unknown) {
+        return;
+    }
     promise_.set_value(value);
     value_.store(value);
 }
@@ -32,7 +36,9 @@ bool CallbackFuture::WaitFor(std::chrono::milliseconds timeout) {
 }
 
 CallbackFuture::FutureValue CallbackFuture::Get() {
-    if (const FutureValue known = value_.load(); known != FutureValue::Unknown) return known;
+    if (const FutureValue known = value_.load(); known != FutureValue::Unknown) {
+        return known;
+    }
     requireState(future_);
     const FutureValue value = future_.get();
     value_.store(value);

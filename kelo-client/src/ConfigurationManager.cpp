@@ -47,7 +47,9 @@ std::optional<Value> find(const JsonObject& object, const std::string& key,
 }
 
 std::optional<std::string> findString(const JsonObject& object, const std::string& key) {
-    if (!object.isString(key)) return std::nullopt;
+    if (!object.isString(key)) {
+        return std::nullopt;
+    }
     return object.getString(key);
 }
 
@@ -106,26 +108,40 @@ void ConfigurationManager::parseFile() {
 }
 
 void ConfigurationManager::parseProperties(std::shared_ptr<const JsonObject> root) {
-    if (root == nullptr) return;
+    if (root == nullptr) {
+        return;
+    }
     if (root->isObject("serviceRegistrySettings")) {
         parseServiceRegistrySettings(*root->getObject("serviceRegistrySettings"));
     }
-    if (root->isObject("services")) parseServices(*root->getObject("services"));
+    if (root->isObject("services")) {
+        parseServices(*root->getObject("services"));
+    }
 }
 
 void ConfigurationManager::parseServiceRegistrySettings(const JsonObject& settings) {
-    if (const auto mode = findString(settings, "mode")) serviceRegistrySettings_.mode = *mode;
-    if (const auto httpUri = findString(settings, "httpUri")) serviceRegistrySettings_.httpUri = *httpUri;
-    if (!settings.isArray("serviceSettings")) return;
+    if (const auto mode = findString(settings, "mode")) {
+        serviceRegistrySettings_.mode = *mode;
+    }
+    if (const auto httpUri = findString(settings, "httpUri")) {
+        serviceRegistrySettings_.httpUri = *httpUri;
+    }
+    if (!settings.isArray("serviceSettings")) {
+        return;
+    }
 
     const auto elements = settings.getArray("serviceSettings");
     for (std::size_t index = 0; index < elements->size(); ++index) {
-        if (!elements->isObject(index)) continue;
+        if (!elements->isObject(index)) {
+            continue;
+        }
         const auto element = elements->getObject(index);
         const auto service = findString(*element, "service");
         const auto useSeparator = find(*element, "useSeparator", &JsonObject::getBool);
         const auto watchdogTimeout = find(*element, "watchdogTimeout", &JsonObject::getInt64);
-        if (!service || !useSeparator || !watchdogTimeout) continue;
+        if (!service || !useSeparator || !watchdogTimeout) {
+            continue;
+        }
         const milliseconds interval = pingInterval(*watchdogTimeout);
         serviceRegistrySettings_.serviceSettings->emplace(
             *service, zeb::ZebServiceConfigurations::ServiceSetting(*useSeparator, wrapped(interval),
@@ -135,11 +151,15 @@ void ConfigurationManager::parseServiceRegistrySettings(const JsonObject& settin
 
 void ConfigurationManager::parseServices(const JsonObject& services) {
     for (const std::string& name : services.getKeys()) {
-        if (!services.isObject(name)) continue;
+        if (!services.isObject(name)) {
+            continue;
+        }
         const auto section = services.getObject(name);
         ServiceSettings settings;
         const auto take = [&section](const std::string& key, std::shared_ptr<std::string>& setting) {
-            if (const auto text = findString(*section, key)) setting = std::make_shared<std::string>(*text);
+            if (const auto text = findString(*section, key)) {
+                setting = std::make_shared<std::string>(*text);
+            }
         };
         take("serverBaseUri", settings.serverBaseUri);
         take("serverBasePathHTTP", settings.serverBasePathHTTP);
@@ -155,7 +175,9 @@ std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> ConfigurationMan
 }
 
 Poco::JSON::Object::Ptr ConfigurationManager::sectionOf(const std::string& service) const {
-    if (root_.isNull()) return nullptr;
+    if (root_.isNull()) {
+        return nullptr;
+    }
     const Poco::JSON::Object::Ptr services = root_->getObject("services");
     return services.isNull() ? nullptr : services->getObject(service);
 }
@@ -163,14 +185,18 @@ Poco::JSON::Object::Ptr ConfigurationManager::sectionOf(const std::string& servi
 std::string ConfigurationManager::getValueOfService(const std::string& service, const std::string& key,
                                                     const std::string& defaultValue) const {
     const Poco::JSON::Object::Ptr section = sectionOf(service);
-    if (section.isNull() || !section->has(key)) return defaultValue;
+    if (section.isNull() || !section->has(key)) {
+        return defaultValue;
+    }
     return section->get(key).extract<std::string>();
 }
 
 long ConfigurationManager::getIntValueOfService(const std::string& service, const std::string& key,
                                                 long defaultValue) const {
     const Poco::JSON::Object::Ptr section = sectionOf(service);
-    if (section.isNull() || !section->has(key)) return defaultValue;
+    if (section.isNull() || !section->has(key)) {
+        return defaultValue;
+    }
     return section->get(key).extract<Poco::Int64>();
 }
 

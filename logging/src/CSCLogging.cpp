@@ -9,7 +9,9 @@ namespace {
 void logIfEnabled(ECSCLogLevel level, void (CSCLoggingApi::*write)(const std::string&),
                   const std::string& message) {
     withProcessLogging([&](CSCLoggingApi& api) {
-        if (api.IsLoggingEnabled(level)) (api.*write)(message);
+        if (api.IsLoggingEnabled(level)) {
+            (api.*write)(message);
+        }
     });
 }
 

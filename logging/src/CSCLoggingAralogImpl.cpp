@@ -23,7 +23,9 @@ void CSCLoggingAralogImpl::InitLogging(const std::string& appName, ECSCLogLevel 
 }
 
 void CSCLoggingAralogImpl::CreateLogger(const std::string& name) {
-    if (logger_.load(std::memory_order_acquire) != nullptr) return;
+    if (logger_.load(std::memory_order_acquire) != nullptr) {
+        return;
+    }
     auto created = std::make_unique<const CSCLogger>(name);
     const CSCLogger* none = nullptr;
     if (logger_.compare_exchange_strong(none, created.get(), std::memory_order_acq_rel)) {
@@ -68,7 +70,9 @@ ara::log::LogLevel CSCLoggingAralogImpl::ConvertLogLevel(ECSCLogLevel level) con
 
 void CSCLoggingAralogImpl::write(ara::log::LogLevel level, const std::string& message) {
     const CSCLogger* const logger = logger_.load(std::memory_order_acquire);
-    if (logger == nullptr) return;
+    if (logger == nullptr) {
+        return;
+    }
     ara::log::LogStream(level, logger->GetLogger()) << message.c_str();
 }
 

@@ -39,7 +39,7 @@ class CSCLoggingAralogImpl : public CSCLoggingIf {
 
     /// Owned; null until there is a logger, then never replaced. Atomic because the platform's threads may
     /// log already when the application gets to InitLogging.
-    std::atomic<const CSCLogger*> logger_{nullptr};
+    std::atomic<const CSCLogger*> logger_ = nullptr;
 };
 
 }  // namespace csc_logging

@@ -41,8 +41,8 @@ class ExitGate {
     bool close(std::chrono::milliseconds limit);
 
  private:
-    std::atomic<bool> closed_{false};
-    std::atomic<int> inside_{0};
+    std::atomic<bool> closed_ = false;
+    std::atomic<int> inside_ = 0;
 };
 
 }  // namespace csc_logging

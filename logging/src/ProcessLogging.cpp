@@ -19,7 +19,9 @@ class ProcessInstance {
     ProcessInstance& operator=(const ProcessInstance&) = delete;
 
     ~ProcessInstance() {
-        if (processLoggingGate.close(kFarewell)) delete api_;
+        if (processLoggingGate.close(kFarewell)) {
+            delete api_;
+        }
     }
 
     CSCLoggingApi& api() noexcept { return *api_; }

@@ -27,7 +27,9 @@ extern ExitGate processLoggingGate;
 template <typename Use>
 void withProcessLogging(Use&& use) {
     const ExitGate::Visit visit(processLoggingGate);
-    if (visit.admitted()) std::forward<Use>(use)(processLogging());
+    if (visit.admitted()) {
+        std::forward<Use>(use)(processLogging());
+    }
 }
 
 }  // namespace csc_logging

@@ -149,7 +149,7 @@ class BusSimulator::Impl : private BusListener {
     auto invoke(Function function) {
         using Result = decltype(function());
         if (!server) {
-            const std::lock_guard<std::mutex> lock(idleMutex_);
+            const std::lock_guard lock(idleMutex_);
             return translated(function);
         }
         const auto outcome = std::make_shared<Outcome<Result>>();

@@ -33,7 +33,7 @@ class BusStream {
     executor_type get_executor() { return layers_->socket.get_executor(); }
 
     /// Makes ready to read and write; the handler is given an error code, at once where there is no TLS.
-    template <class Handler>
+    template <typename Handler>
     void begin(Handler&& handler) {
         if (layers_->tls) {
             layers_->tls->async_handshake(boost::asio::ssl::stream_base::server,
@@ -44,7 +44,7 @@ class BusStream {
     }
 
     /// Says that nothing more is written. What is still read is of no use, and comes from the socket.
-    template <class Handler>
+    template <typename Handler>
     void end(Handler&& handler) {
         if (layers_->tls) {
             layers_->tls->async_shutdown(std::forward<Handler>(handler));
@@ -53,7 +53,7 @@ class BusStream {
         }
     }
 
-    template <class Buffers, class Handler>
+    template <typename Buffers, typename Handler>
     void async_read_some(const Buffers& buffers, Handler&& handler) {
         if (layers_->tls) {
             layers_->tls->async_read_some(buffers, std::forward<Handler>(handler));
@@ -62,7 +62,7 @@ class BusStream {
         }
     }
 
-    template <class Buffers, class Handler>
+    template <typename Buffers, typename Handler>
     void async_write_some(const Buffers& buffers, Handler&& handler) {
         if (layers_->tls) {
             layers_->tls->async_write_some(buffers, std::forward<Handler>(handler));
@@ -89,7 +89,7 @@ inline void beast_close_socket(BusStream& stream) {
 }
 
 /// How Beast ends the stream after the closing handshake of a WebSocket.
-template <class Handler>
+template <typename Handler>
 void async_teardown(boost::beast::role_type role, BusStream& stream, Handler&& handler) {
     stream.end(
         [role, &stream, handler = std::forward<Handler>(handler)](const BusStream::ErrorCode&) mutable {

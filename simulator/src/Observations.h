@@ -31,14 +31,14 @@ class Observations {
     /// Changes the numbers and wakes those who wait.
     template <typename Change>
     void update(Change change) {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         change(numbers_);
         changed_.notify_all();
     }
 
     template <typename Read>
     auto read(Read function) const {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return function(numbers_);
     }
 
@@ -46,7 +46,7 @@ class Observations {
     /// stopped.
     template <typename Condition>
     bool wait(Condition condition, std::chrono::milliseconds timeout) const {
-        std::unique_lock<std::mutex> lock(mutex_);
+        std::unique_lock lock(mutex_);
         changed_.wait_for(lock, timeout, [&] { return numbers_.stopped || condition(numbers_); });
         return condition(numbers_);
     }
@@ -74,7 +74,7 @@ class Observations {
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
     Numbers numbers_;
-    std::atomic<std::size_t> unsent_{0};
+    std::atomic<std::size_t> unsent_ = 0;
 };
 
 /// Whether there are at least so many, or none when none are wanted.

@@ -178,7 +178,7 @@ void Scenario::run(BusSimulator& bus, const Print& print) {
 }
 
 void Scenario::cancel() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     cancelled_ = true;
     cancelling_.notify_all();
 }
@@ -212,7 +212,7 @@ void Scenario::doWait(BusSimulator& bus, const Poco::JSON::Object& wait) {
     using std::chrono::milliseconds;
     using std::chrono::steady_clock;
     if (wait.has("ms")) {
-        std::unique_lock<std::mutex> lock(mutex_);
+        std::unique_lock lock(mutex_);
         cancelling_.wait_for(lock, milliseconds(wait.getValue<int>("ms")),
                              [this] { return cancelled_.load(); });
         return;

@@ -51,7 +51,7 @@ class Scenario {
     std::string source_;
     std::mutex mutex_;
     std::condition_variable cancelling_;
-    std::atomic<bool> cancelled_{false};
+    std::atomic<bool> cancelled_ = false;
 };
 
 }  // namespace zebbussim

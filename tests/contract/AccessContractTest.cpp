@@ -10,9 +10,9 @@
 namespace {
 
 using namespace std::chrono_literals;
+using contract::kLimit;
 using contract::Lamp;
 using contract::LampDescriptor;
-using contract::LIMIT;
 
 class FindFirstContract : public contract::PlatformFixture {
  protected:
@@ -217,7 +217,7 @@ TEST_F(FindFirstContract, LogsAHandlerThatThrowsWithTheTasksName) {
 class SubscriptionContract : public contract::PlatformFixture {
  protected:
     // A subscription of lamp 1 whose handler does nothing, the first time, until `go` or until the limit.
-    std::shared_ptr<zeb::Subscription> subscribeSlowly(std::chrono::milliseconds limit = LIMIT) {
+    std::shared_ptr<zeb::Subscription> subscribeSlowly(std::chrono::milliseconds limit = kLimit) {
         LampDescriptor descriptor;
         descriptor.setId("1");
         auto subscription = service()->subscribeElement<Lamp>(
@@ -227,7 +227,7 @@ class SubscriptionContract : public contract::PlatformFixture {
                 }
                 levels.push(lamp->level());
             });
-        EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 1, LIMIT));
+        EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 1, kLimit));
         return subscription;
     }
 
@@ -303,7 +303,7 @@ TEST_F(SubscriptionContract, EndsWhenItIsUnsubscribed) {
     EXPECT_EQ(levels.next(), 10);
     subscription->unsubscribe();
     setLevel(11);
-    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 0, LIMIT));
+    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 0, kLimit));
     drainExecutor();
     EXPECT_EQ(levels.size(), 0U);
 }
@@ -313,7 +313,7 @@ TEST_F(SubscriptionContract, EndsWhenItIsReleased) {
     auto subscription = subscribe(connect());
     EXPECT_EQ(levels.next(), 10);
     subscription.reset();
-    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 0, LIMIT));
+    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 0, kLimit));
 }
 
 // P29
@@ -322,7 +322,7 @@ TEST_F(SubscriptionContract, EndsWhenItIsReleasedBeforeTheServerHasAnswered) {
     subscribe(connected).reset();
     const auto second = subscribe(connected, "2");
     EXPECT_EQ(levels.next(), 20);
-    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 0, LIMIT));
+    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 0, kLimit));
 }
 
 // P30
@@ -346,7 +346,7 @@ TEST_F(SubscriptionContract, EndsWithAllOthersAtTheElementRegistry) {
     EXPECT_TRUE(levels.next() && levels.next());
     elements->unsubscribeFromAll();
     setLevel(11);
-    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/2", 0, LIMIT));
+    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/2", 0, kLimit));
     drainExecutor();
     EXPECT_EQ(levels.size(), 0U);
 }
@@ -372,11 +372,11 @@ TEST_F(SubscriptionContract, MayBeEndedByItsOwnHandler) {
             subscription.reset();
             levels.push(lamp->level());
         });
-    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 1, LIMIT));
+    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 1, kLimit));
     setLevel(11);
     mayUnsubscribe.push(true);
     EXPECT_EQ(levels.next(), 10);
-    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 0, LIMIT));
+    EXPECT_TRUE(bus.waitForSubscribers("/Lighting/lamps/1", 0, kLimit));
     drainExecutor();
     EXPECT_EQ(levels.size(), 0U);
 }

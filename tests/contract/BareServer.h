@@ -75,7 +75,7 @@ class BareServer {
         Frame frame;
         do {
             frame = receiveFrame();
-        } while (frame.opcode != OPCODE_TEXT);
+        } while (frame.opcode != kOpcodeText);
         return frame.payload;
     }
 
@@ -84,13 +84,13 @@ class BareServer {
         Frame frame;
         do {
             frame = receiveFrame();
-        } while (frame.opcode != OPCODE_CLOSE);
+        } while (frame.opcode != kOpcodeClose);
         return frame.payload.size() < 2 ? std::uint16_t{0} : number(frame.payload.substr(0, 2));
     }
 
  private:
-    static constexpr unsigned OPCODE_TEXT = 1;
-    static constexpr unsigned OPCODE_CLOSE = 8;
+    static constexpr unsigned kOpcodeText = 1;
+    static constexpr unsigned kOpcodeClose = 8;
 
     struct Frame {
         unsigned opcode = 0;

@@ -10,7 +10,7 @@
 
 namespace {
 
-using contract::LIMIT;
+using contract::kLimit;
 
 class CloseContract : public contract::PlatformFixture {
  protected:
@@ -30,7 +30,7 @@ class CloseContract : public contract::PlatformFixture {
                         R"(","subscriptionId":")" + subscriptionId + "\"}");
     }
 
-    contract::BareServer server{LIMIT};
+    contract::BareServer server{kLimit};
 };
 
 struct Violation {

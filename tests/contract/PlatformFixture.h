@@ -33,22 +33,22 @@
 namespace contract {
 
 /// Long enough for anything that is to happen, short enough to report what does not.
-constexpr std::chrono::seconds LIMIT{20};
+constexpr std::chrono::seconds kLimit{20};
 
 /// Values handed over by the platform's threads, in order.
-template <class T>
+template <typename T>
 class Received {
  public:
     void push(T value) {
         // Told under the lock, since whoever takes the value may destroy this object.
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         values_.push_back(std::move(value));
         changed_.notify_all();
     }
 
     /// The next value, or none when there is none within the limit.
-    std::optional<T> next(std::chrono::milliseconds limit = LIMIT) {
-        std::unique_lock<std::mutex> lock(mutex_);
+    std::optional<T> next(std::chrono::milliseconds limit = kLimit) {
+        std::unique_lock lock(mutex_);
         if (!changed_.wait_for(lock, limit, [this] { return !values_.empty(); })) {
             return std::nullopt;
         }
@@ -58,7 +58,7 @@ class Received {
     }
 
     std::size_t size() const {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return values_.size();
     }
 
@@ -106,17 +106,17 @@ class TestConfiguration : public zeb::IConfigManager {
     }
     zeb::ZebServiceConfigurations::ServiceConfiguration getServiceConfiguration(
         const std::string&) const override {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return known;
     }
 
     /// For a server that moves while the platform is already asking.
     void moveTo(const std::string& serverBaseUri) {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         known.serverBaseUri = serverBaseUri;
     }
 
-    bool isKnown{true};
+    bool isKnown = true;
     zeb::ZebServiceConfigurations::ServiceConfiguration known;
 
  private:
@@ -130,7 +130,7 @@ class ThreadHasEnded {
  public:
     explicit ThreadHasEnded(std::string name) : name_(std::move(name)) {}
     ~ThreadHasEnded() {
-        const auto limit = std::chrono::steady_clock::now() + LIMIT;
+        const auto limit = std::chrono::steady_clock::now() + kLimit;
         while (isThere() && std::chrono::steady_clock::now() < limit) {
             std::this_thread::yield();  // nobody tells of it; the kernel can be asked
         }
@@ -196,11 +196,11 @@ class PlatformFixture : public testing::Test {
         websockets->stopAndClearAll();
     }
 
-    template <class S = LightingService>
+    template <typename S = LightingService>
     void listen() {
         zeb::ServiceListener<S> listener;
         listener.connected = [this](std::shared_ptr<S> service) {
-            const std::lock_guard<std::mutex> lock(serviceMutex_);
+            const std::lock_guard lock(serviceMutex_);
             service_ = service;
             states.push("connected");
         };
@@ -220,7 +220,7 @@ class PlatformFixture : public testing::Test {
     }
 
     std::shared_ptr<zeb::Service> service() {
-        const std::lock_guard<std::mutex> lock(serviceMutex_);
+        const std::lock_guard lock(serviceMutex_);
         return service_;
     }
 

@@ -5,8 +5,8 @@
 namespace {
 
 using namespace std::chrono_literals;
+using contract::kLimit;
 using contract::LightingService;
-using contract::LIMIT;
 
 class ServiceRegistryContract : public contract::PlatformFixture {};
 
@@ -97,7 +97,7 @@ TEST_F(ServiceRegistryContract, ConnectsAgainWithANewServiceObject) {
 TEST_F(ServiceRegistryContract, AlternatesConnectedAndDisconnectedWhateverHappens) {
     connect();
     for (int round = 0; round < 5; ++round) {
-        bus.waitForWebSockets("Lighting", 1, LIMIT);
+        bus.waitForWebSockets("Lighting", 1, kLimit);
         bus.dropConnections("Lighting");
         ASSERT_EQ(states.next(), "disconnected") << "round " << round;
         ASSERT_EQ(states.next(), "connected") << "round " << round;
@@ -123,7 +123,7 @@ TEST_F(ServiceRegistryContract, OpensOneConnectionForAllListenersOfAService) {
     connect();
     listen();
     EXPECT_EQ(states.next(), "connected");
-    EXPECT_TRUE(bus.waitForWebSockets("Lighting", 1, LIMIT));
+    EXPECT_TRUE(bus.waitForWebSockets("Lighting", 1, kLimit));
     EXPECT_EQ(bus.handshakeCount("Lighting"), 1U);
 }
 
@@ -179,7 +179,7 @@ TEST_F(ServiceRegistryContract, KeepsServicesWhileTheRegistryServiceIsAway) {
     EXPECT_EQ(states.next(), "connected");
     bus.dropConnections("serviceregistry");
     EXPECT_TRUE(log->waitFor("service \"serviceregistry\" disconnected"));
-    EXPECT_TRUE(bus.waitForSubscribers("/serviceregistry/services", 1, LIMIT));
+    EXPECT_TRUE(bus.waitForSubscribers("/serviceregistry/services", 1, kLimit));
     drainExecutor();
     EXPECT_EQ(states.size(), 0U);
 }
@@ -235,7 +235,7 @@ TEST_F(RegistryEntriesContract, FollowsAServiceThatMoves) {
     EXPECT_EQ(states.next(), "connected");
     const auto subscription = subscribe(service());
     EXPECT_EQ(levels.next(), 77);
-    EXPECT_TRUE(bus.waitForWebSockets("Lighting", 0, LIMIT)) << "still connected at the old place";
+    EXPECT_TRUE(bus.waitForWebSockets("Lighting", 0, kLimit)) << "still connected at the old place";
 }
 
 // P11
@@ -279,7 +279,7 @@ TEST_F(RegistryEntriesContract, IgnoresAndLogsBrokenEntries) {
         {"name":"Lighting","serverBaseUri":"nowhere","serverBasePath":"/"},
         {"name":null,"serverBaseUri":"http://127.0.0.1:1","serverBasePath":"/"},)" +
                  entryAt(bus) + "]");
-    EXPECT_TRUE(log->waitFor(" of the service registry ignored: ", LIMIT, 6));
+    EXPECT_TRUE(log->waitFor(" of the service registry ignored: ", kLimit, 6));
     EXPECT_TRUE(log->contains("entry 5 of the service registry ignored: "));
     drainExecutor();
     EXPECT_EQ(states.size(), 0U);
@@ -369,7 +369,7 @@ TEST_F(ServiceRegistryContract, TellsNothingAfterStop) {
     stop();
     bus.dropConnections("Lighting");
     EXPECT_EQ(states.size(), 0U);
-    EXPECT_TRUE(bus.waitForWebSockets("Lighting", 0, LIMIT));
+    EXPECT_TRUE(bus.waitForWebSockets("Lighting", 0, kLimit));
 }
 
 // P5, P7, P15

@@ -25,9 +25,9 @@
 
 namespace {
 
+using contract::kLimit;
 using contract::Lamp;
 using contract::LampDescriptor;
-using contract::LIMIT;
 using test_support::Certificate;
 using test_support::CertificationAuthority;
 
@@ -180,7 +180,7 @@ class BadCertificateContract : public TlsContract, public testing::WithParamInte
     // Returns when the connection was tried three times.
     void beginAndRetry() {
         begin();
-        ASSERT_TRUE(log->waitFor(refusal, LIMIT, 3));
+        ASSERT_TRUE(log->waitFor(refusal, kLimit, 3));
         drainExecutor();
     }
 
@@ -232,7 +232,7 @@ INSTANTIATE_TEST_SUITE_P(
                                    "hostname mismatch", "localhost"},
                     BadCertificate{"Expired",
                                    [](const auto&, const auto& authority) {
-                                       return authority.issue("expired", CertificationAuthority::THIS_MACHINE,
+                                       return authority.issue("expired", CertificationAuthority::kThisMachine,
                                                               CertificationAuthority::Validity::Past);
                                    },
                                    "certificate has expired"},
@@ -367,7 +367,7 @@ TEST_F(TlsContract, TriesAPlainServerAgainUntilItSpeaksTls) {
     const std::uint16_t port = server->port();
     configuration->known.serverBaseUri = "https://127.0.0.1:" + std::to_string(port);
     begin();
-    ASSERT_TRUE(log->waitFor("the server does not speak TLS", LIMIT, 2));
+    ASSERT_TRUE(log->waitFor("the server does not speak TLS", kLimit, 2));
     serve(authority.issue("server"), port);
     EXPECT_EQ(states.next(), "connected");
 }
@@ -392,7 +392,7 @@ TEST_F(TlsContract, TriesATlsServerAgainUntilItSpeaksPlainly) {
     const std::uint16_t port = server->port();
     configuration->known.serverBaseUri = "http://127.0.0.1:" + std::to_string(port);
     begin();
-    ASSERT_TRUE(log->waitFor("it may expect TLS (https)", LIMIT, 2));
+    ASSERT_TRUE(log->waitFor("it may expect TLS (https)", kLimit, 2));
     serve(std::nullopt, port);
     EXPECT_EQ(states.next(), "connected");
 }

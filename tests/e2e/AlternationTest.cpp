@@ -56,12 +56,12 @@ class Judge : public clampcontrolclient::ClampControlCallbackIf {
         }
     }
 
-    std::atomic<bool> isConnected_{false};
-    std::atomic<bool> isUnsubscribed_{true};
-    std::atomic<bool> isStopped_{false};
-    std::atomic<bool> isGuilty_{false};
-    std::atomic<int> connections_{0};
-    std::atomic<int> notifications_{0};
+    std::atomic<bool> isConnected_ = false;
+    std::atomic<bool> isUnsubscribed_ = true;
+    std::atomic<bool> isStopped_ = false;
+    std::atomic<bool> isGuilty_ = false;
+    std::atomic<int> connections_ = 0;
+    std::atomic<int> notifications_ = 0;
 };
 
 class RandomFaults : public e2e::ClientFixture {
@@ -85,7 +85,7 @@ class RandomFaults : public e2e::ClientFixture {
 
     void changeForEver() {
         for (long value = 1; !isOver_; ++value) {
-            bus.set(CLAMP_15, R"({"name":")" + std::to_string(value) + R"(","isSwitchedOn":)" +
+            bus.set(kClamp15, R"({"name":")" + std::to_string(value) + R"(","isSwitchedOn":)" +
                                   (value % 2 == 0 ? "true}" : "false}"));
             std::this_thread::sleep_for(200us);
         }
@@ -196,9 +196,9 @@ class RandomFaults : public e2e::ClientFixture {
     e2e::FaultProxy proxy_{bus.port()};
     Judge judge_;
     std::unique_ptr<e2e::SubscriptionBeside> beside_;
-    std::atomic<bool> isOver_{false};
-    std::atomic<long> values_{0};
-    long lastValue_{-1};  ///< of the library's thread
+    std::atomic<bool> isOver_ = false;
+    std::atomic<long> values_ = 0;
+    long lastValue_ = -1;  ///< of the library's thread
 };
 
 TEST_F(RandomFaults, LeaveEveryPromiseKept) {
@@ -223,7 +223,7 @@ TEST_F(RandomFaults, LeaveEveryPromiseKept) {
         doSomething(random);
     }
     // After all of that it comes back.
-    const auto limit = Clock::now() + e2e::LIMIT;
+    const auto limit = Clock::now() + e2e::kLimit;
     const long valuesBefore = values_;
     while (values_ < valuesBefore + 100 && Clock::now() < limit && !judge_.isGuilty_) {
         std::this_thread::sleep_for(5ms);

@@ -18,12 +18,12 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool KEEPS_ITS_MEMORY = false;  // sanitizers hold back what was released
+constexpr bool kKeepsItsMemory = false;  // sanitizers hold back what was released
 #else
-constexpr bool KEEPS_ITS_MEMORY = true;
+constexpr bool kKeepsItsMemory = true;
 #endif
 
-constexpr std::size_t MEBIBYTE = std::size_t{1024} * 1024;
+constexpr std::size_t kMebibyte = std::size_t{1024} * 1024;
 
 /// Blocks in its first notification until it is let go, and counts.
 class BlockedApplication : public clampcontrolclient::ClampControlCallbackIf {
@@ -46,9 +46,9 @@ class BlockedApplication : public clampcontrolclient::ClampControlCallbackIf {
     std::promise<void> isConnected;
     std::promise<void> isBlocked;
     std::promise<void> letGo;
-    std::atomic<bool> blocks{false};
-    std::atomic<int> losses{0};
-    std::atomic<long> notifications{0};
+    std::atomic<bool> blocks = false;
+    std::atomic<int> losses = 0;
+    std::atomic<long> notifications = 0;
 };
 
 class BackPressure : public e2e::ClientFixture {};
@@ -56,8 +56,8 @@ class BackPressure : public e2e::ClientFixture {};
 TEST_F(BackPressure, BoundsTheMemoryOfAnApplicationThatBlocksAndLosesNothing) {
     const char* const variable = std::getenv("FLOOD_SECONDS");
     const std::chrono::seconds duration(variable == nullptr ? 5 : std::atoi(variable));
-    constexpr long CHANGES = 100'000;
-    constexpr long STATES = 1000;
+    constexpr long kChanges = 100'000;
+    constexpr long kStates = 1000;
 
     writeConfiguration(staticConfiguration(R"(,"watchdogTimeout":100)"));
     BlockedApplication blocked;
@@ -68,30 +68,30 @@ TEST_F(BackPressure, BoundsTheMemoryOfAnApplicationThatBlocksAndLosesNothing) {
     ASSERT_EQ(client->SubscribeClampControl(), "1");
 
     // The names of the states count, so that one that is lost, told twice or out of order is seen.
-    std::atomic<long> told{-1};  // the first is the present state, before the flood
-    std::atomic<long> wrong{0};
+    std::atomic<long> told = -1;  // the first is the present state, before the flood
+    std::atomic<long> wrong = 0;
     e2e::SubscriptionBeside::Events events;
     events.told = [&](const e2e::SubscriptionBeside::Clamp& clamp) {
-        if (told >= 0 && clamp.getName().getValue() != std::to_string(told % STATES)) {
+        if (told >= 0 && clamp.getName().getValue() != std::to_string(told % kStates)) {
             ++wrong;
         }
         ++told;
     };
     const e2e::SubscriptionBeside beside(events);
-    const auto limit = Clock::now() + e2e::LIMIT;
+    const auto limit = Clock::now() + e2e::kLimit;
     while (told < 0 && Clock::now() < limit) {
         std::this_thread::sleep_for(1ms);
     }
     const long notificationsBefore = blocked.notifications;
 
     std::vector<std::string> states;
-    for (long state = 0; state < STATES; ++state) {
+    for (long state = 0; state < kStates; ++state) {
         states.push_back(R"({"name":")" + std::to_string(state) + R"(","isSwitchedOn":)" +
                          (state % 2 == 0 ? "true}" : "false}"));
     }
     const std::size_t memoryBefore = e2e::residentMemory();
     blocked.blocks = true;
-    std::thread server([&] { bus.flood(CLAMP_15, states, CHANGES); });
+    std::thread server([&] { bus.flood(kClamp15, states, kChanges); });
     blocked.isBlocked.get_future().wait();
     std::size_t memory = memoryBefore;
     for (const auto end = Clock::now() + duration; Clock::now() < end;) {
@@ -101,8 +101,8 @@ TEST_F(BackPressure, BoundsTheMemoryOfAnApplicationThatBlocksAndLosesNothing) {
     EXPECT_LT(told, 2000) << "it was not blocked";
     blocked.letGo.set_value();
     const auto end = Clock::now() + 100s;
-    while ((told < CHANGES || blocked.notifications < notificationsBefore + CHANGES) && blocked.losses == 0 &&
-           Clock::now() < end) {
+    while ((told < kChanges || blocked.notifications < notificationsBefore + kChanges) &&
+           blocked.losses == 0 && Clock::now() < end) {
         memory = std::max(memory, e2e::residentMemory());
         std::this_thread::sleep_for(5ms);
     }
@@ -111,11 +111,11 @@ TEST_F(BackPressure, BoundsTheMemoryOfAnApplicationThatBlocksAndLosesNothing) {
               << " KiB at most" << std::endl;
 
     EXPECT_EQ(blocked.losses, 0) << "a blocked application was taken for a dead server";
-    EXPECT_EQ(blocked.notifications, notificationsBefore + CHANGES);
-    EXPECT_EQ(told, CHANGES);
+    EXPECT_EQ(blocked.notifications, notificationsBefore + kChanges);
+    EXPECT_EQ(told, kChanges);
     EXPECT_EQ(wrong, 0);
-    if (KEEPS_ITS_MEMORY) {
-        EXPECT_LT(memory, memoryBefore + 16 * MEBIBYTE);
+    if (kKeepsItsMemory) {
+        EXPECT_LT(memory, memoryBefore + 16 * kMebibyte);
     }
     client->Stop();
 }

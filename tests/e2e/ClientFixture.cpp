@@ -9,7 +9,7 @@ namespace e2e {
 
 namespace {
 
-const std::filesystem::path CONFIGURATION = "/var/run/csc/config/kelo-client/ClientConfig.json";
+const std::filesystem::path kConfiguration = "/var/run/csc/config/kelo-client/ClientConfig.json";
 
 }  // namespace
 
@@ -25,8 +25,8 @@ ClientFixture::ClientFixture(const zebbussim::BusSimulator::Options& busOptions)
 ClientFixture::~ClientFixture() = default;
 
 void ClientFixture::writeConfiguration(const std::string& json) {
-    std::filesystem::create_directories(CONFIGURATION.parent_path());
-    std::ofstream(CONFIGURATION) << json;
+    std::filesystem::create_directories(kConfiguration.parent_path());
+    std::ofstream(kConfiguration) << json;
 }
 
 std::string ClientFixture::staticConfiguration(const std::string& furtherSettings) const {
@@ -35,7 +35,7 @@ std::string ClientFixture::staticConfiguration(const std::string& furtherSetting
 }
 
 void ClientFixture::startClient() {
-    if (!std::filesystem::exists(CONFIGURATION)) {
+    if (!std::filesystem::exists(kConfiguration)) {
         writeConfiguration(staticConfiguration());
     }
     client = std::make_unique<clampcontrolclient::ClampControlClient>();

@@ -20,7 +20,7 @@ namespace e2e {
 using namespace std::chrono_literals;
 
 /// Long enough for anything that is to happen, short enough to report what does not.
-constexpr std::chrono::seconds LIMIT{30};
+constexpr std::chrono::seconds kLimit{30};
 
 /// Writes down what the application is told, in order, as words: "connected", "disconnected", "notification",
 /// "on", "off".
@@ -33,13 +33,13 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
     /// What the application does itself when it is told a word; runs on the library's thread, after the word
     /// was written down.
     void react(std::function<void(const std::string& word)> reaction) {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         reaction_ = std::move(reaction);
     }
 
     /// The next word, or none when nothing is told within the limit.
-    std::optional<std::string> next(std::chrono::milliseconds limit = LIMIT) {
-        std::unique_lock<std::mutex> lock(mutex_);
+    std::optional<std::string> next(std::chrono::milliseconds limit = kLimit) {
+        std::unique_lock lock(mutex_);
         if (!changed_.wait_for(lock, limit, [this] { return !words_.empty(); })) {
             return std::nullopt;
         }
@@ -50,7 +50,7 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
 
     /// Words that were told and not asked for yet.
     std::size_t pending() const {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return words_.size();
     }
 
@@ -58,7 +58,7 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
     void tell(const std::string& word) {
         std::function<void(const std::string& word)> reaction;
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             words_.push_back(word);
             reaction = reaction_;
             changed_.notify_all();
@@ -93,10 +93,10 @@ class ClientFixture : public testing::Test {
     void subscribeClient();
 
     void setClamp15(bool isOn) {
-        bus.set(CLAMP_15, isOn ? R"({"isSwitchedOn":true})" : R"({"isSwitchedOn":false})");
+        bus.set(kClamp15, isOn ? R"({"isSwitchedOn":true})" : R"({"isSwitchedOn":false})");
     }
 
-    static constexpr const char* CLAMP_15 = "/ClampControl/clamps/1";
+    static constexpr const char* kClamp15 = "/ClampControl/clamps/1";
 
     zebbussim::BusSimulator bus;
     Application application;

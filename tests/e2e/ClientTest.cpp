@@ -16,7 +16,7 @@
 
 namespace {
 
-using e2e::LIMIT;
+using e2e::kLimit;
 using namespace std::chrono_literals;
 using clampcontrolclient::ClampControlClient;
 
@@ -114,7 +114,7 @@ TEST_F(Client, DoesNotSubscribeAgainByItself) {
     EXPECT_EQ(application.next(), "connected");
     setClamp15(true);
     EXPECT_FALSE(application.next(200ms));
-    EXPECT_EQ(bus.subscriberCount(CLAMP_15), 0U);
+    EXPECT_EQ(bus.subscriberCount(kClamp15), 0U);
 }
 
 TEST_F(Client, CanSubscribeAgainAfterTheServiceIsBack) {
@@ -131,7 +131,7 @@ TEST_F(Client, TellsNothingAfterItHasUnsubscribed) {
     subscribeClient();
     client->UnsubscribeClampControl(uuid);
     setClamp15(true);
-    EXPECT_TRUE(bus.waitForSubscribers(CLAMP_15, 0, LIMIT));
+    EXPECT_TRUE(bus.waitForSubscribers(kClamp15, 0, kLimit));
     EXPECT_FALSE(application.next(100ms));
 }
 
@@ -165,14 +165,14 @@ TEST_F(Client, TellsNothingAfterItWasStopped) {
 TEST_F(Client, ClosesItsConnectionWhenItIsStopped) {
     subscribeClient();
     client->Stop();
-    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, LIMIT));
+    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, kLimit));
 }
 
 TEST_F(Client, CanBeStoppedTwice) {
     subscribeClient();
     client->Stop();
     client->Stop();
-    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, LIMIT));
+    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, kLimit));
 }
 
 TEST_F(Client, CanBeStoppedBeforeItHasConnected) {
@@ -189,7 +189,7 @@ TEST_F(Client, CanBeStoppedFromInsideACallback) {
         }
     });
     connectClient();
-    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, LIMIT));
+    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, kLimit));
 }
 
 TEST_F(Client, IsNeverCalledAgainAfterItWasDestroyedWithoutStop) {
@@ -206,7 +206,7 @@ TEST_F(Client, CanBeDestroyedFromInsideACallback) {
     setClamp15(true);
     EXPECT_EQ(application.next(), "notification");
     setClamp15(false);
-    EXPECT_TRUE(bus.waitForSubscribers(CLAMP_15, 0, LIMIT));
+    EXPECT_TRUE(bus.waitForSubscribers(kClamp15, 0, kLimit));
 }
 
 TEST_F(Client, RefusesToSubscribeFromInsideACallback) {
@@ -233,7 +233,7 @@ TEST_F(Client, GoesOnAfterACallbackThatThrows) {
 }
 
 TEST_F(Client, AnswersASubscribeWithNothingWhenThereIsNoClamp15) {
-    bus.removeElement(CLAMP_15);
+    bus.removeElement(kClamp15);
     connectClient();
     EXPECT_EQ(client->SubscribeClampControl(), "");
 }
@@ -277,7 +277,7 @@ TEST_F(Client, KeepsTheSubscriptionOfOneThreadWhenThatOfAnotherTimesOut) {
         otherId.set_value(gettid());
         EXPECT_EQ(client->SubscribeClampControl(), "");
     });
-    EXPECT_TRUE(bus.waitForSubscribers(CLAMP_15, 1, LIMIT));
+    EXPECT_TRUE(bus.waitForSubscribers(kClamp15, 1, kLimit));
     waitUntilAsleep(otherId.get_future().get());  // for its first notification: that is all that it has left
     bus.delayFirstNotification(0ms);
     EXPECT_EQ(client->SubscribeClampControl(), "1");
@@ -292,15 +292,15 @@ TEST_F(Client, KeepsTheSubscriptionOfOneThreadWhenThatOfAnotherTimesOut) {
 
 TEST_F(Client, TellsANotificationButNoStateWhenTheTypeIsAnotherClamp) {
     subscribeClient();
-    bus.set(CLAMP_15, R"({"type":"ClampS","isSwitchedOn":true})");
+    bus.set(kClamp15, R"({"type":"ClampS","isSwitchedOn":true})");
     EXPECT_EQ(application.next(), "notification");
     EXPECT_FALSE(application.next(100ms));
 }
 
 TEST_F(Client, TellsNothingOfANotificationWhoseTypeIsUnknown) {
     subscribeClient();
-    bus.set(CLAMP_15, R"({"type":"clamp15","isSwitchedOn":true})");
-    bus.set(CLAMP_15, R"({"type":"Clamp15"})");
+    bus.set(kClamp15, R"({"type":"clamp15","isSwitchedOn":true})");
+    bus.set(kClamp15, R"({"type":"Clamp15"})");
     EXPECT_EQ(application.next(), "notification");
     EXPECT_EQ(application.next(), "on");
 }
@@ -308,7 +308,7 @@ TEST_F(Client, TellsNothingOfANotificationWhoseTypeIsUnknown) {
 TEST_F(Client, InventsNoStateWhenTheValueIsNoBoolean) {
     subscribeClient();
     for (const char* value : {"null", "1", "\"true\"", "{}", "[]"}) {
-        bus.set(CLAMP_15, std::string("{\"isSwitchedOn\":") + value + "}");
+        bus.set(kClamp15, std::string("{\"isSwitchedOn\":") + value + "}");
         EXPECT_EQ(application.next(), "notification") << value;
     }
     setClamp15(true);
@@ -323,7 +323,7 @@ TEST_F(Client, SharesOneBaseWithASecondClientOfTheProcess) {
     second.AssignCallback(&secondApplication);
     second.Start();
     EXPECT_EQ(secondApplication.next(), "connected");
-    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 1, LIMIT));
+    EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 1, kLimit));
     EXPECT_EQ(bus.handshakeCount("ClampControl"), 1U);
 }
 

@@ -15,9 +15,9 @@ namespace {
 using namespace std::chrono_literals;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool KEEPS_ITS_MEMORY = false;  // sanitizers hold back what was released
+constexpr bool kKeepsItsMemory = false;  // sanitizers hold back what was released
 #else
-constexpr bool KEEPS_ITS_MEMORY = true;
+constexpr bool kKeepsItsMemory = true;
 #endif
 
 class SilentLogger : public zebutil::ILogger {
@@ -95,7 +95,7 @@ class ConnectionRounds : public contract::PlatformFixture {
         while (states.next(0ms)) {
         }
         // The last end of the connection comes after its Stop, on the I/O thread and at the server.
-        ASSERT_TRUE(bus.waitForWebSockets("Lighting", 0, contract::LIMIT));
+        ASSERT_TRUE(bus.waitForWebSockets("Lighting", 0, contract::kLimit));
     }
 
     // Once everything that ends a moment later has ended: the least of some looks.
@@ -132,7 +132,7 @@ TEST_F(ConnectionRounds, LeaveNothingBehind) {
               << std::endl;
     EXPECT_EQ(atTheEnd.descriptors, after100.descriptors);
     EXPECT_EQ(atTheEnd.threads, after100.threads);
-    if (KEEPS_ITS_MEMORY) {
+    if (kKeepsItsMemory) {
         EXPECT_LT(atTheEnd.memory, after100.memory + std::size_t{1024} * 1024);
     }
 }

@@ -40,7 +40,7 @@ std::string withoutNulls(const zebutil::JsonObject& element) {
     return zebutil::JsonObject(new Poco::JSON::Object(copy)).toString();
 }
 
-template <class R>
+template <typename R>
 class DataObjectsOnTheBus : public contract::PlatformFixture {
  protected:
     using Service = typename R::Desctype::Service;
@@ -89,17 +89,17 @@ class DataObjectsOnTheBus : public contract::PlatformFixture {
     }
 
  private:
-    bool isConnected_{false};
+    bool isConnected_ = false;
 };
 
-template <class... R>
+template <typename... R>
 std::set<std::string> pathsOf(testing::Types<R...>*) {
     return {(R::getServiceName() + "/" + R::getResourceName())...};
 }
 
 class NameOfResource {
  public:
-    template <class R>
+    template <typename R>
     static std::string GetName(int) {
         return R::getServiceName() + "_" + R::getResourceName();
     }

@@ -25,7 +25,9 @@ using clampcontrolclient::ClampControlClient;
 using namespace std::chrono_literals;
 
 void require(bool isDone, const char* what) {
-    if (!isDone) throw std::system_error(errno, std::system_category(), what);
+    if (!isDone) {
+        throw std::system_error(errno, std::system_category(), what);
+    }
 }
 
 class Socket {

@@ -20,7 +20,7 @@ using e2e::Cell;
 using e2e::Fault;
 using e2e::FaultProxy;
 using e2e::FaultRow;
-using e2e::LIMIT;
+using e2e::kLimit;
 using e2e::Moment;
 using e2e::Outcome;
 using e2e::webSocketFrame;
@@ -28,22 +28,22 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 // What the machine may take beyond what is promised, when it is busy.
-constexpr milliseconds SLACK = 4s;
+constexpr milliseconds kSlack = 4s;
 // Nothing is told for this long where nothing is to be told.
-constexpr milliseconds QUIET = 200ms;
+constexpr milliseconds kQuiet = 200ms;
 
 struct Case {
     const FaultRow* row;
     std::size_t moment;
 
-    Moment when() const { return e2e::MOMENTS.at(moment).moment; }
+    Moment when() const { return e2e::kMoments.at(moment).moment; }
     Cell cell() const { return row->cells.at(moment); }
 };
 
 std::vector<Case> allCases() {
     std::vector<Case> cases;
-    for (const FaultRow& row : e2e::FAULTS) {
-        for (std::size_t moment = 0; moment < e2e::MOMENTS.size(); ++moment) {
+    for (const FaultRow& row : e2e::kFaults) {
+        for (std::size_t moment = 0; moment < e2e::kMoments.size(); ++moment) {
             if (row.cells.at(moment).outcome != Outcome::None) {
                 cases.push_back({&row, moment});
             }
@@ -53,11 +53,11 @@ std::vector<Case> allCases() {
 }
 
 std::string nameOf(const testing::TestParamInfo<Case>& info) {
-    return std::string(info.param.row->name) + e2e::MOMENTS.at(info.param.moment).name;
+    return std::string(info.param.row->name) + e2e::kMoments.at(info.param.moment).name;
 }
 
 void PrintTo(const Case& one, std::ostream* stream) {
-    *stream << one.row->title << ", " << e2e::MOMENTS.at(one.moment).title;
+    *stream << one.row->title << ", " << e2e::kMoments.at(one.moment).title;
 }
 
 std::string answer(const std::string& statusLine, const std::string& body, const char* contentType,
@@ -68,14 +68,14 @@ std::string answer(const std::string& statusLine, const std::string& body, const
 
 // A message in pieces of few bytes, with a ping before each but the first.
 std::vector<std::string> fragments(const std::string& message) {
-    constexpr std::size_t SIZE = 20;
+    constexpr std::size_t kSize = 20;
     std::vector<std::string> frames;
-    for (std::size_t begin = 0; begin < message.size(); begin += SIZE) {
+    for (std::size_t begin = 0; begin < message.size(); begin += kSize) {
         if (begin > 0) {
             frames.push_back(webSocketFrame("between", 9));
         }
-        frames.push_back(
-            webSocketFrame(message.substr(begin, SIZE), begin == 0 ? 1 : 0, begin + SIZE >= message.size()));
+        frames.push_back(webSocketFrame(message.substr(begin, kSize), begin == 0 ? 1 : 0,
+                                        begin + kSize >= message.size()));
     }
     return frames;
 }
@@ -110,7 +110,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
                 GTEST_SKIP() << "a network namespace needs root and the program ip: " << exception.what();
             }
         }
-        clampAtFirst_ = bus.element(CLAMP_15);
+        clampAtFirst_ = bus.element(kClamp15);
         writeConfiguration(
             R"({"serviceRegistrySettings":{"mode":"staticOnly"},"services":{"ClampControl":{"serverBaseUri":")" +
             (far_ ? far_->baseUri() : proxy_.baseUri()) +
@@ -127,7 +127,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
     static Fault fault() { return GetParam().row->fault; }
     static Moment moment() { return GetParam().when(); }
     static Outcome outcome() { return GetParam().cell().outcome; }
-    static milliseconds within() { return milliseconds(GetParam().cell().within) + SLACK; }
+    static milliseconds within() { return milliseconds(GetParam().cell().within) + kSlack; }
 
     // ---------------------------------------------------------------------------------------- the faults
 
@@ -233,7 +233,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
                 });
                 break;
             case Fault::ElementDeleted:
-                bus.removeElement(CLAMP_15);
+                bus.removeElement(kClamp15);
                 isDeleted_ = true;
                 break;
             case Fault::ClockSet:
@@ -247,7 +247,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         bus.clearHttpFaults();
         bus.releaseFirstNotifications();
         if (isDeleted_) {
-            bus.addElement(CLAMP_15, clampAtFirst_);
+            bus.addElement(kClamp15, clampAtFirst_);
             isDeleted_ = false;
         }
         endClock();
@@ -282,7 +282,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
 
     void change(bool isOn) {
         if (far_) {
-            far_->set(CLAMP_15, isOn ? R"({"isSwitchedOn":true})" : R"({"isSwitchedOn":false})");
+            far_->set(kClamp15, isOn ? R"({"isSwitchedOn":true})" : R"({"isSwitchedOn":false})");
         } else {
             setClamp15(isOn);
         }
@@ -300,7 +300,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         return word;
     }
 
-    void expect(const std::vector<std::string>& words, milliseconds limit = LIMIT) {
+    void expect(const std::vector<std::string>& words, milliseconds limit = kLimit) {
         for (const std::string& word : words) {
             ASSERT_EQ(next(limit), word);
         }
@@ -319,7 +319,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         }
     }
 
-    void expectQuiet() { EXPECT_EQ(next(QUIET), std::nullopt); }
+    void expectQuiet() { EXPECT_EQ(next(kQuiet), std::nullopt); }
 
     void connect() {
         startClient();
@@ -350,14 +350,14 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         ASSERT_EQ(client->SubscribeClampControl(), "1");
         for (const char* word : {"on", "off"}) {
             change(std::string(word) == "on");
-            await(word, LIMIT);
+            await(word, kLimit);
         }
     }
 
     void expectLoss() {
         await("disconnected", within());
         clear();
-        await("connected", milliseconds(e2e::cells::PAUSE + e2e::cells::CONNECT_LIMIT) + SLACK);
+        await("connected", milliseconds(e2e::cells::kPause + e2e::cells::kConnectLimit) + kSlack);
     }
 
     // -------------------------------------------------------------------------------------- the moments
@@ -371,7 +371,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
     void duringHandshake() {
         proxy_.hold();
         startClient();
-        ASSERT_TRUE(proxy_.waitForHeldBytes(LIMIT));
+        ASSERT_TRUE(proxy_.waitForHeldBytes(kLimit));
         apply();
         switch (fault()) {
             case Fault::Refused:
@@ -422,7 +422,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
                 // The request is on its way, and not answered yet.
                 bus.delayHttp("/ClampControl/clamps", outcome() == Outcome::Disconnected ? 500ms : 60'000ms);
                 result = subscribeLater();
-                ASSERT_TRUE(bus.waitForRequests("/ClampControl/clamps", 1, LIMIT));
+                ASSERT_TRUE(bus.waitForRequests("/ClampControl/clamps", 1, kLimit));
                 apply();
                 break;
             default:
@@ -450,7 +450,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         }
         bus.withholdFirstNotifications();
         auto result = subscribeLater();
-        ASSERT_TRUE(subscribers == 2 || bus.waitForSubscribers(CLAMP_15, subscribers, LIMIT));
+        ASSERT_TRUE(subscribers == 2 || bus.waitForSubscribers(kClamp15, subscribers, kLimit));
         if (fault() != Fault::RepeatedSubscriptionId) {
             apply();
         }
@@ -472,18 +472,18 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
             }
             case Outcome::Disconnected:
                 expectLoss();
-                EXPECT_LT(result.get().lasted, 10s + SLACK);
+                EXPECT_LT(result.get().lasted, 10s + kSlack);
                 break;
             default: {
                 if (outcome() == Outcome::RefusedAndDisconnected) {
-                    await("disconnected", milliseconds(e2e::cells::PONG_TIME_OUT) + SLACK);
+                    await("disconnected", milliseconds(e2e::cells::kPongTimeOut) + kSlack);
                 }
                 const SubscribeResult refused = result.get();
                 EXPECT_EQ(refused.uuid, "");
                 EXPECT_LT(refused.lasted, within());
                 clear();
                 if (outcome() == Outcome::RefusedAndDisconnected) {
-                    await("connected", milliseconds(e2e::cells::PAUSE + e2e::cells::CONNECT_LIMIT) + SLACK);
+                    await("connected", milliseconds(e2e::cells::kPause + e2e::cells::kConnectLimit) + kSlack);
                 } else {
                     expectQuiet();
                 }
@@ -542,14 +542,14 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         apply();
         const auto begin = Clock::now();
         client->UnsubscribeClampControl("1");
-        EXPECT_LT(Clock::now() - begin, milliseconds(e2e::cells::AT_ONCE) + SLACK);
+        EXPECT_LT(Clock::now() - begin, milliseconds(e2e::cells::kAtOnce) + kSlack);
         if (!far_ && !isDeleted_) {
             change(true);
         }
         if (outcome() == Outcome::Disconnected) {
             ASSERT_EQ(next(within()), "disconnected") << "and nothing before it";
             clear();
-            await("connected", milliseconds(e2e::cells::PAUSE + e2e::cells::CONNECT_LIMIT) + SLACK);
+            await("connected", milliseconds(e2e::cells::kPause + e2e::cells::kConnectLimit) + kSlack);
         } else {
             expectQuiet();
             clear();
@@ -567,11 +567,11 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         if (!far_ && !isDeleted_) {
             change(true);
         }
-        std::this_thread::sleep_for(QUIET);
+        std::this_thread::sleep_for(kQuiet);
         EXPECT_EQ(application.pending(), told) << "told something after Stop had returned";
         clear();
         if (!far_ && fault() != Fault::Silent) {
-            EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, LIMIT)) << "its connection is still open";
+            EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, kLimit)) << "its connection is still open";
         }
     }
 
@@ -593,9 +593,9 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
     std::unique_ptr<e2e::FarServer> far_;
     std::unique_ptr<e2e::SubscriptionBeside> beside_;
     std::string clampAtFirst_;
-    bool isDeleted_{false};
-    bool isConnected_{false};
-    std::atomic<bool> clockRuns_{false};
+    bool isDeleted_ = false;
+    bool isConnected_ = false;
+    std::atomic<bool> clockRuns_ = false;
     std::thread clock_;
 };
 

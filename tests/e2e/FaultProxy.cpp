@@ -21,9 +21,9 @@ namespace e2e {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::milliseconds PER_BYTE{10};
+constexpr std::chrono::milliseconds kPerByte{10};
 // More than this waits for nobody: TCP slows whoever sends.
-constexpr std::size_t MAXIMUM_WAITING = std::size_t{256} * 1024;
+constexpr std::size_t kMaximumWaiting = std::size_t{256} * 1024;
 
 [[noreturn]] void fail(const char* what) {
     throw std::runtime_error(std::string("fault proxy: ") + what + ": " + std::strerror(errno));
@@ -293,7 +293,7 @@ void FaultProxy::run() {
             short serverEvents = 0;
             const bool isStill = isStalling_ || connection->isAbandoned;
             if (!isStill) {
-                if (connection->toServer.size() < MAXIMUM_WAITING) {
+                if (connection->toServer.size() < kMaximumWaiting) {
                     clientEvents |= POLLIN;
                 }
                 if (!isHolding_ && !connection->toClient.empty()) {
@@ -304,7 +304,7 @@ void FaultProxy::run() {
                     }
                 }
                 if (!isHolding_ && !connection->serverHasEnded &&
-                    connection->toClient.size() < MAXIMUM_WAITING) {
+                    connection->toClient.size() < kMaximumWaiting) {
                     serverEvents |= POLLIN;
                 }
                 if (!isHolding_ && !connection->toServer.empty()) {
@@ -376,7 +376,7 @@ void FaultProxy::serve(Connection& connection, short clientEvents, short serverE
         takeFromServer(connection);
     }
     if (isAlive && (serverEvents & POLLOUT) != 0) {
-        isAlive = writeSome(connection.server, connection.toServer, MAXIMUM_WAITING);
+        isAlive = writeSome(connection.server, connection.toServer, kMaximumWaiting);
     }
     if (isAlive && (clientEvents & POLLOUT) != 0) {
         sendToClient(connection);
@@ -433,8 +433,8 @@ void FaultProxy::pass(Connection& connection, const std::string& frame) {
 }
 
 void FaultProxy::sendToClient(Connection& connection) {
-    const bool isAlive = writeSome(connection.client, connection.toClient, isSlow_ ? 1 : MAXIMUM_WAITING);
-    connection.nextByte = Clock::now() + PER_BYTE;
+    const bool isAlive = writeSome(connection.client, connection.toClient, isSlow_ ? 1 : kMaximumWaiting);
+    connection.nextByte = Clock::now() + kPerByte;
     if (!isAlive || (connection.resetsWhenSent && connection.toClient.empty())) {
         closeBoth(connection, true);
     }

@@ -82,21 +82,21 @@ class FaultProxy {
     static void closeBoth(Connection& connection, bool isReset);
 
     const std::uint16_t serverPort_;
-    std::uint16_t port_{0};
-    int reservation_{-1};  ///< keeps the port while nobody listens
-    int listener_{-1};
-    int wakeReader_{-1};
-    int wakeWriter_{-1};
+    std::uint16_t port_ = 0;
+    int reservation_ = -1;  ///< keeps the port while nobody listens
+    int listener_ = -1;
+    int wakeReader_ = -1;
+    int wakeWriter_ = -1;
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<std::shared_ptr<Connection>> connections_;
-    bool isEnding_{false};
-    bool isHolding_{false};
-    bool isStalling_{false};
-    bool isAbandoning_{false};
-    bool isSlow_{false};
-    bool cutsNextFrame_{false};
+    bool isEnding_ = false;
+    bool isHolding_ = false;
+    bool isStalling_ = false;
+    bool isAbandoning_ = false;
+    bool isSlow_ = false;
+    bool cutsNextFrame_ = false;
     Rewrite rewrite_;
     std::thread thread_;
 };

@@ -15,7 +15,7 @@ struct MomentText {
     const char* title;  ///< on the page
 };
 
-constexpr std::array<MomentText, 8> MOMENTS{{
+constexpr std::array<MomentText, 8> kMoments{{
     {Moment::BeforeConnect, "BeforeConnect", "before it connects"},
     {Moment::Handshake, "DuringTheHandshake", "during the handshake"},
     {Moment::Idle, "ConnectedAndIdle", "connected and idle"},
@@ -44,7 +44,7 @@ struct OutcomeText {
     const char* text;
 };
 
-constexpr std::array<OutcomeText, 9> OUTCOMES{{
+constexpr std::array<OutcomeText, 9> kOutcomes{{
     {Outcome::None, "-", "Cannot happen; the last column says why."},
     {Outcome::Waits, "waits",
      "Nothing. The library tries again, with growing pauses, and tells `OnConnectionStateChanged(true)` this "
@@ -115,44 +115,44 @@ struct FaultRow {
     int code;           ///< the HTTP status or close code, or 0
     const char* name;   ///< in the name of the test
     const char* title;  ///< on the page
-    std::array<Cell, MOMENTS.size()> cells;
+    std::array<Cell, kMoments.size()> cells;
     const char* reason;  ///< why the empty cells are empty
 };
 
 namespace cells {
 
-constexpr int AT_ONCE = 100;
-constexpr int PONG_TIME_OUT = 300;
-constexpr int PAUSE = 5000;          // the longest pause between two attempts
-constexpr int CONNECT_LIMIT = 5000;  // of one attempt
-constexpr int HTTP_LIMIT = 4500;
-constexpr int FIRST_LIMIT = 5000;  // for the first notification
+constexpr int kAtOnce = 100;
+constexpr int kPongTimeOut = 300;
+constexpr int kPause = 5000;         // the longest pause between two attempts
+constexpr int kConnectLimit = 5000;  // of one attempt
+constexpr int kHttpLimit = 4500;
+constexpr int kFirstLimit = 5000;  // for the first notification
 
 constexpr Cell none{};
-constexpr Cell waits(int within = PAUSE) {
+constexpr Cell waits(int within = kPause) {
     return {Outcome::Waits, within};
 }
-constexpr Cell goesOn(int within = AT_ONCE) {
+constexpr Cell goesOn(int within = kAtOnce) {
     return {Outcome::GoesOn, within};
 }
-constexpr Cell lost(int within = AT_ONCE) {
+constexpr Cell lost(int within = kAtOnce) {
     return {Outcome::Disconnected, within};
 }
-constexpr Cell refused(int within = AT_ONCE) {
+constexpr Cell refused(int within = kAtOnce) {
     return {Outcome::Refused, within};
 }
-constexpr Cell refusedAndLost(int within = FIRST_LIMIT) {
+constexpr Cell refusedAndLost(int within = kFirstLimit) {
     return {Outcome::RefusedAndDisconnected, within};
 }
-constexpr Cell returns(int within = AT_ONCE) {
+constexpr Cell returns(int within = kAtOnce) {
     return {Outcome::Returns, within};
 }
-constexpr Cell ended(int within = AT_ONCE) {
+constexpr Cell ended(int within = kAtOnce) {
     return {Outcome::Ended, within};
 }
 
-constexpr const char* NO_WEBSOCKET = "There is no open WebSocket then.";
-constexpr const char* NO_ANSWER = "No HTTP answer is due then.";
+constexpr const char* kNoWebsocket = "There is no open WebSocket then.";
+constexpr const char* kNoAnswer = "No HTTP answer is due then.";
 
 constexpr FaultRow closeCode(int code, const char* name, const char* title) {
     return {Fault::CloseWithCode,
@@ -164,50 +164,50 @@ constexpr FaultRow closeCode(int code, const char* name, const char* title) {
 }
 constexpr FaultRow httpStatus(Fault fault, int status, const char* name, const char* title) {
     return {fault,    status, name, title, {waits(), waits(), none, refused(), none, none, none, none},
-            NO_ANSWER};
+            kNoAnswer};
 }
 
 }  // namespace cells
 
 // clang-format off
-inline const FaultRow FAULTS[] = {
+inline const FaultRow kFaults[] = {
     //                                                                 before connect, handshake, idle, find-first,
     //                                                                 first notification, stream, unsubscribe, Stop
     {Fault::Refused, 0, "Refused", "Nobody listens any more: connections are refused",
-        {cells::waits(), cells::waits(), cells::lost(), cells::refusedAndLost(cells::AT_ONCE),
+        {cells::waits(), cells::waits(), cells::lost(), cells::refusedAndLost(cells::kAtOnce),
          cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, ""},
     {Fault::Silent, 0, "Silent", "Connections are accepted, and then nothing comes; these never go on",
-        {cells::waits(cells::CONNECT_LIMIT + cells::PAUSE), cells::waits(cells::CONNECT_LIMIT + cells::PAUSE),
-         cells::lost(cells::PONG_TIME_OUT), cells::refusedAndLost(cells::HTTP_LIMIT), cells::refusedAndLost(),
-         cells::lost(cells::PONG_TIME_OUT), cells::lost(cells::PONG_TIME_OUT), cells::returns()}, ""},
+        {cells::waits(cells::kConnectLimit + cells::kPause), cells::waits(cells::kConnectLimit + cells::kPause),
+         cells::lost(cells::kPongTimeOut), cells::refusedAndLost(cells::kHttpLimit), cells::refusedAndLost(),
+         cells::lost(cells::kPongTimeOut), cells::lost(cells::kPongTimeOut), cells::returns()}, ""},
     {Fault::Reset, 0, "Reset", "All connections are reset",
-        {cells::none, cells::waits(), cells::lost(), cells::refusedAndLost(cells::AT_ONCE),
+        {cells::none, cells::waits(), cells::lost(), cells::refusedAndLost(cells::kAtOnce),
          cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, "There is no connection then."},
     {Fault::ResetWithinFrame, 0, "ResetWithinAFrame", "The connection is reset in the middle of a frame",
         {cells::none, cells::none, cells::none, cells::none, cells::refusedAndLost(), cells::lost(), cells::lost(),
          cells::none}, "The server sends no frame with text then."},
     {Fault::EndOfStream, 0, "EndWithoutClose", "All connections end without a close frame",
-        {cells::none, cells::waits(), cells::lost(), cells::refusedAndLost(cells::AT_ONCE),
+        {cells::none, cells::waits(), cells::lost(), cells::refusedAndLost(cells::kAtOnce),
          cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, "There is no connection then."},
     {Fault::Stalled, 0, "Stalled", "The network stalls, and goes on later",
-        {cells::waits(cells::CONNECT_LIMIT + cells::PAUSE), cells::waits(cells::CONNECT_LIMIT + cells::PAUSE),
-         cells::lost(cells::PONG_TIME_OUT), cells::refusedAndLost(cells::HTTP_LIMIT), cells::refusedAndLost(),
-         cells::lost(cells::PONG_TIME_OUT), cells::lost(cells::PONG_TIME_OUT), cells::returns()}, ""},
+        {cells::waits(cells::kConnectLimit + cells::kPause), cells::waits(cells::kConnectLimit + cells::kPause),
+         cells::lost(cells::kPongTimeOut), cells::refusedAndLost(cells::kHttpLimit), cells::refusedAndLost(),
+         cells::lost(cells::kPongTimeOut), cells::lost(cells::kPongTimeOut), cells::returns()}, ""},
     {Fault::PeerStopped, 0, "ServerStopped", "The server's process is stopped (SIGSTOP): half-open",
-        {cells::waits(cells::CONNECT_LIMIT + cells::PAUSE), cells::none, cells::lost(cells::PONG_TIME_OUT),
-         cells::refusedAndLost(cells::HTTP_LIMIT), cells::none, cells::lost(cells::PONG_TIME_OUT),
-         cells::lost(cells::PONG_TIME_OUT), cells::returns()}, "As \"Silent\": a process cannot be stopped so exactly."},
+        {cells::waits(cells::kConnectLimit + cells::kPause), cells::none, cells::lost(cells::kPongTimeOut),
+         cells::refusedAndLost(cells::kHttpLimit), cells::none, cells::lost(cells::kPongTimeOut),
+         cells::lost(cells::kPongTimeOut), cells::returns()}, "As \"Silent\": a process cannot be stopped so exactly."},
     {Fault::PacketsDropped, 0, "PacketsDropped", "Every packet between two network namespaces is lost: half-open",
-        {cells::waits(cells::CONNECT_LIMIT + cells::PAUSE), cells::none, cells::lost(cells::PONG_TIME_OUT),
-         cells::refusedAndLost(cells::HTTP_LIMIT), cells::none, cells::lost(cells::PONG_TIME_OUT),
-         cells::lost(cells::PONG_TIME_OUT), cells::returns()}, "As \"Silent\": a cable cannot be cut so exactly."},
+        {cells::waits(cells::kConnectLimit + cells::kPause), cells::none, cells::lost(cells::kPongTimeOut),
+         cells::refusedAndLost(cells::kHttpLimit), cells::none, cells::lost(cells::kPongTimeOut),
+         cells::lost(cells::kPongTimeOut), cells::returns()}, "As \"Silent\": a cable cannot be cut so exactly."},
     {Fault::SlowBytes, 0, "SlowBytes", "What the server sends comes one byte per 10 ms",
-        {cells::goesOn(cells::CONNECT_LIMIT), cells::goesOn(cells::CONNECT_LIMIT), cells::goesOn(),
-         cells::goesOn(10'000), cells::goesOn(cells::FIRST_LIMIT), cells::goesOn(10'000), cells::goesOn(),
+        {cells::goesOn(cells::kConnectLimit), cells::goesOn(cells::kConnectLimit), cells::goesOn(),
+         cells::goesOn(10'000), cells::goesOn(cells::kFirstLimit), cells::goesOn(10'000), cells::goesOn(),
          cells::returns()}, ""},
     {Fault::CloseWithCode, 1001, "Close1001", "The WebSocket is closed with code 1001 (going away)",
         {cells::none, cells::none, cells::lost(), cells::lost(), cells::refusedAndLost(), cells::lost(),
-         cells::lost(), cells::returns()}, cells::NO_WEBSOCKET},
+         cells::lost(), cells::returns()}, cells::kNoWebsocket},
     cells::closeCode(1000, "Close1000", "Code 1000 (normal)"),
     cells::closeCode(1002, "Close1002", "Code 1002 (protocol error)"),
     cells::closeCode(1003, "Close1003", "Code 1003 (unknown data)"),
@@ -229,31 +229,31 @@ inline const FaultRow FAULTS[] = {
     cells::httpStatus(Fault::HttpStatusWithBody, 503, "Http503WithBody", "HTTP 503 with a body"),
     {Fault::WrongContentType, 0, "WrongContentType", "The right body, said to be text/html",
         {cells::none, cells::none, cells::none, cells::goesOn(), cells::none, cells::none, cells::none, cells::none},
-        cells::NO_ANSWER},
+        cells::kNoAnswer},
     {Fault::WrongContent, 0, "WrongContent", "Status 200 with a page of HTML",
         {cells::waits(), cells::waits(), cells::none, cells::refused(), cells::none, cells::none, cells::none,
-         cells::none}, cells::NO_ANSWER},
+         cells::none}, cells::kNoAnswer},
     {Fault::TruncatedBody, 0, "TruncatedAnswer", "The answer ends in the middle",
         {cells::waits(), cells::waits(), cells::none, cells::refused(), cells::none, cells::none, cells::none,
-         cells::none}, cells::NO_ANSWER},
+         cells::none}, cells::kNoAnswer},
     {Fault::OversizedBody, 0, "OversizedAnswer", "An answer of more than 16 MiB, or a head of more than 8 KiB",
-        {cells::waits(), cells::waits(), cells::none, cells::refused(cells::HTTP_LIMIT), cells::none, cells::none,
-         cells::none, cells::none}, cells::NO_ANSWER},
+        {cells::waits(), cells::waits(), cells::none, cells::refused(cells::kHttpLimit), cells::none, cells::none,
+         cells::none, cells::none}, cells::kNoAnswer},
     {Fault::GarbageFrame, 0, "GarbageFrame", "Bytes that are no WebSocket frame",
         {cells::none, cells::waits(), cells::lost(1000), cells::lost(1000), cells::refusedAndLost(), cells::lost(1000),
-         cells::lost(1000), cells::returns(1100)}, cells::NO_WEBSOCKET},
+         cells::lost(1000), cells::returns(1100)}, cells::kNoWebsocket},
     {Fault::NoUtf8, 0, "NoUtf8", "A text message that is not UTF-8",
         {cells::none, cells::none, cells::lost(1000), cells::none, cells::refusedAndLost(), cells::lost(1000),
-         cells::lost(1000), cells::returns(1100)}, cells::NO_WEBSOCKET},
+         cells::lost(1000), cells::returns(1100)}, cells::kNoWebsocket},
     {Fault::OversizedMessage, 0, "OversizedMessage", "A message said to have 2 GiB",
         {cells::none, cells::none, cells::lost(1000), cells::none, cells::refusedAndLost(), cells::lost(1000),
-         cells::lost(1000), cells::returns(1100)}, cells::NO_WEBSOCKET},
+         cells::lost(1000), cells::returns(1100)}, cells::kNoWebsocket},
     {Fault::Fragments, 0, "Fragments", "Every message in fragments of few bytes, with pings between them",
         {cells::none, cells::none, cells::goesOn(), cells::none, cells::goesOn(), cells::goesOn(), cells::goesOn(),
-         cells::returns()}, cells::NO_WEBSOCKET},
+         cells::returns()}, cells::kNoWebsocket},
     {Fault::UnknownSubscription, 0, "UnknownSubscription", "Notifications of a subscription that nobody has",
         {cells::none, cells::none, cells::goesOn(), cells::none, cells::goesOn(), cells::goesOn(), cells::goesOn(),
-         cells::returns()}, cells::NO_WEBSOCKET},
+         cells::returns()}, cells::kNoWebsocket},
     {Fault::RepeatedMessages, 0, "RepeatedMessages", "Every message of the server comes twice",
         {cells::none, cells::none, cells::none, cells::none, cells::goesOn(), cells::goesOn(), cells::goesOn(),
          cells::returns()}, "The server sends no message then."},
@@ -265,7 +265,7 @@ inline const FaultRow FAULTS[] = {
         {cells::none, cells::none, cells::none, cells::none, cells::none, Cell{Outcome::OneLost, 0}, cells::none,
          cells::none}, "There is no row of notifications then."},
     {Fault::ElementDeleted, 0, "ElementDeleted", "The clamp is taken off the bus, and comes back later",
-        {cells::goesOn(), cells::goesOn(), cells::goesOn(), cells::refused(), cells::refused(cells::FIRST_LIMIT),
+        {cells::goesOn(), cells::goesOn(), cells::goesOn(), cells::refused(), cells::refused(cells::kFirstLimit),
          cells::ended(), cells::goesOn(), cells::returns()}, ""},
     {Fault::ClockSet, 0, "ClockSet", "The system's clock is set forth and back by an hour, all the time",
         {cells::goesOn(), cells::goesOn(), cells::goesOn(), cells::none, cells::goesOn(), cells::goesOn(),

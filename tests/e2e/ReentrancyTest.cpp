@@ -17,7 +17,7 @@
 namespace {
 
 using namespace std::chrono_literals;
-using e2e::LIMIT;
+using e2e::kLimit;
 
 enum class Deed { Unsubscribe, Stop, Destroy, Throw, Block, Subscribe };
 
@@ -26,10 +26,10 @@ struct DeedText {
     const char* name;
 };
 
-constexpr DeedText DEEDS[] = {{Deed::Unsubscribe, "Unsubscribes"},  {Deed::Stop, "Stops"},
-                              {Deed::Destroy, "DestroysTheClient"}, {Deed::Throw, "Throws"},
-                              {Deed::Block, "BlocksForSeconds"},    {Deed::Subscribe, "Subscribes"}};
-constexpr const char* WORDS[] = {"connected", "disconnected", "notification", "on"};
+constexpr DeedText kDeeds[] = {{Deed::Unsubscribe, "Unsubscribes"},  {Deed::Stop, "Stops"},
+                               {Deed::Destroy, "DestroysTheClient"}, {Deed::Throw, "Throws"},
+                               {Deed::Block, "BlocksForSeconds"},    {Deed::Subscribe, "Subscribes"}};
+constexpr const char* kWords[] = {"connected", "disconnected", "notification", "on"};
 
 struct Case {
     DeedText deed;
@@ -38,8 +38,8 @@ struct Case {
 
 std::vector<Case> allCases() {
     std::vector<Case> cases;
-    for (const DeedText& deed : DEEDS) {
-        for (const char* const word : WORDS) {
+    for (const DeedText& deed : kDeeds) {
+        for (const char* const word : kWords) {
             cases.push_back({deed, word});
         }
     }
@@ -118,7 +118,7 @@ class InsideACallback : public e2e::ClientFixture, public testing::WithParamInte
                 }
             }
         }
-        ASSERT_EQ(isDone_.get_future().wait_for(LIMIT), std::future_status::ready) << "it hangs";
+        ASSERT_EQ(isDone_.get_future().wait_for(kLimit), std::future_status::ready) << "it hangs";
     }
 
     std::promise<void> isDone_;

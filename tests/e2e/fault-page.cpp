@@ -19,7 +19,7 @@ using e2e::Outcome;
 using e2e::OutcomeText;
 
 const OutcomeText& textOf(Outcome outcome) {
-    for (const OutcomeText& text : e2e::OUTCOMES) {
+    for (const OutcomeText& text : e2e::kOutcomes) {
         if (text.outcome == outcome) {
             return text;
         }
@@ -54,19 +54,19 @@ with the client usable again once the fault is gone: a subscribe succeeds, and a
 
 The times are what is promised. The tests allow for a busy machine beside them. A silent peer is found by the watchdog:
 after three ping intervals, which is )"
-         << seconds(e2e::cells::PONG_TIME_OUT)
+         << seconds(e2e::cells::kPongTimeOut)
          << R"( here, where it pings every 0.1 s. Without a watchdog TCP keep-alive finds it,
 after about a minute. "Connected again" takes the pause between two attempts, which grows from nothing to )"
-         << seconds(e2e::cells::PAUSE) << R"(
+         << seconds(e2e::cells::kPause) << R"(
 while a service stays away, and, where an attempt is under way that nobody answers, the )"
-         << seconds(e2e::cells::CONNECT_LIMIT) << R"( of that.
+         << seconds(e2e::cells::kConnectLimit) << R"( of that.
 
 ## What the words mean
 
 | in the table | what the application is told |
 | --- | --- |
 )";
-    for (const OutcomeText& outcome : e2e::OUTCOMES) {
+    for (const OutcomeText& outcome : e2e::kOutcomes) {
         text << "| " << outcome.shortText << " | " << outcome.text << " |\n";
     }
     text << R"(
@@ -76,15 +76,15 @@ tests check instead that its connection is gone.
 ## The table
 
 | fault |)";
-    for (const auto& moment : e2e::MOMENTS) {
+    for (const auto& moment : e2e::kMoments) {
         text << " " << moment.title << " |";
     }
     text << " why \"-\" |\n|";
-    for (std::size_t column = 0; column < e2e::MOMENTS.size() + 2; ++column) {
+    for (std::size_t column = 0; column < e2e::kMoments.size() + 2; ++column) {
         text << " --- |";
     }
     text << "\n";
-    for (const FaultRow& row : e2e::FAULTS) {
+    for (const FaultRow& row : e2e::kFaults) {
         text << "| " << row.title << " |";
         for (const Cell& cell : row.cells) {
             text << " " << textOf(cell) << " |";

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr const char* IN_VIEW = "CLAMPCONTROL_PRIVATE_CONFIGURATION";
+constexpr const char* kInView = "CLAMPCONTROL_PRIVATE_CONFIGURATION";
 
 void enterPrivateView(char** arguments) {
     char program[4096] = {};
@@ -33,7 +33,7 @@ void enterPrivateView(char** arguments) {
         command.push_back(*argument);
     }
     command.push_back(nullptr);
-    setenv(IN_VIEW, "1", 1);
+    setenv(kInView, "1", 1);
     execv(command[0], command.data());
     std::perror(command[0]);
     std::exit(125);
@@ -51,7 +51,7 @@ bool isListing(char** arguments) {
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (std::getenv(IN_VIEW) == nullptr && !isListing(arguments)) {
+    if (std::getenv(kInView) == nullptr && !isListing(arguments)) {
         enterPrivateView(arguments);
     }
     testing::InitGoogleTest(&count, arguments);

@@ -36,9 +36,9 @@ using zebobjects_ZEB::ClampcontrolService;
 using Clock = std::chrono::steady_clock;
 
 // Far beyond every time limit of the library: what takes longer has come to a stand.
-constexpr std::chrono::seconds STANDSTILL{90};
+constexpr std::chrono::seconds kStandstill{90};
 
-template <class Condition>
+template <typename Condition>
 bool waitUntil(std::chrono::milliseconds limit, Condition isTrue) {
     const auto deadline = Clock::now() + limit;
     while (!isTrue()) {
@@ -150,7 +150,7 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
         const auto isDone = std::make_shared<std::promise<void>>();
         auto done = isDone->get_future();
         base->getZebExecutor()->add([isDone] { isDone->set_value(); }, "soak: settle");
-        const auto deadline = Clock::now() + STANDSTILL;
+        const auto deadline = Clock::now() + kStandstill;
         while (done.wait_for(milliseconds(50)) != std::future_status::ready && !isStopped_) {
             if (Clock::now() > deadline) {
                 complain("the library's thread stands still");
@@ -212,14 +212,14 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
     Link& link_;
     Dice dice_;
     CallbackInvariants invariants_;
-    std::atomic<int> slowness_{0};  // us
-    std::atomic<bool> lookInside_{false};
-    std::atomic<bool> stopsInside_{false};
-    std::atomic<bool> isStopped_{false};
-    std::atomic<bool> isInside_{false};
+    std::atomic<int> slowness_ = 0;  // us
+    std::atomic<bool> lookInside_ = false;
+    std::atomic<bool> stopsInside_ = false;
+    std::atomic<bool> isStopped_ = false;
+    std::atomic<bool> isInside_ = false;
     std::string uuid_;
-    std::atomic<std::uint64_t> subscribes_{0};
-    std::atomic<std::uint64_t> refusedSubscribes_{0};
+    std::atomic<std::uint64_t> subscribes_ = 0;
+    std::atomic<std::uint64_t> refusedSubscribes_ = 0;
     std::atomic<milliseconds> longestSubscribe_{milliseconds(0)};
     std::atomic<milliseconds> longestStop_{milliseconds(0)};
     std::unique_ptr<ClampControlClient> client_;
@@ -233,7 +233,7 @@ class Counter : public std::enable_shared_from_this<Counter> {
     void start() {
         zeb::ServiceListener<ClampcontrolService> listener;
         listener.connected = [self = shared_from_this()](std::shared_ptr<ClampcontrolService> service) {
-            const std::lock_guard<std::mutex> lock(self->mutex_);
+            const std::lock_guard lock(self->mutex_);
             if (self->service_) {
                 self->violation_("connected twice in a row");
             }
@@ -241,7 +241,7 @@ class Counter : public std::enable_shared_from_this<Counter> {
         };
         listener.disconnected = [self = shared_from_this()] {
             std::shared_ptr<zeb::Subscription> released;
-            const std::lock_guard<std::mutex> lock(self->mutex_);
+            const std::lock_guard lock(self->mutex_);
             if (!self->service_) {
                 self->violation_("disconnected without being connected");
             }
@@ -257,7 +257,7 @@ class Counter : public std::enable_shared_from_this<Counter> {
     bool subscribe() {
         std::shared_ptr<ClampcontrolService> service;
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             service = service_;
         }
         if (!service) {
@@ -265,7 +265,7 @@ class Counter : public std::enable_shared_from_this<Counter> {
         }
         auto values = std::make_shared<CountingSubscription>(violation_);
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             if (service != service_) {
                 return false;
             }
@@ -295,18 +295,18 @@ class Counter : public std::enable_shared_from_this<Counter> {
     }
     /// To be called when the library's thread has settled after unsubscribe().
     void unsubscribed() {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         if (values_ && !subscription_) {
             values_->end();
         }
     }
 
     bool isSubscribed() const {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return service_ && values_ && !values_->hasEnded();
     }
     std::uint64_t last() const {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return values_ ? values_->last() : 0;
     }
     std::uint64_t told() const { return told_; }
@@ -317,7 +317,7 @@ class Counter : public std::enable_shared_from_this<Counter> {
     std::shared_ptr<ClampcontrolService> service_;
     std::shared_ptr<CountingSubscription> values_;
     std::shared_ptr<zeb::Subscription> subscription_;  // of the application's thread alone
-    std::atomic<std::uint64_t> told_{0};
+    std::atomic<std::uint64_t> told_ = 0;
 };
 
 std::string ownFigures() {
@@ -343,7 +343,7 @@ std::string ownFigures() {
 class Endurance {
  public:
     explicit Endurance(std::uint64_t seed)
-        : link_(Child::LINK_DESCRIPTOR),
+        : link_(Child::kLinkDescriptor),
           application_(link_, seed),
           counter_(std::make_shared<Counter>(
               [this](const std::string& text) { application_.complain("data object: " + text); })) {}
@@ -396,7 +396,7 @@ class Endurance {
         counter_->unsubscribe();
         application_.settle();
         counter_->unsubscribed();
-        const bool isUsable = waitUntil(STANDSTILL, [this] {
+        const bool isUsable = waitUntil(kStandstill, [this] {
             if (!application_.invariants().isConnected() || !application_.subscribe() ||
                 !counter_->subscribe()) {
                 return false;
@@ -413,7 +413,7 @@ class Endurance {
         const auto isTold = [this, value] {
             return counter_->last() == value && application_.invariants().lastState() == (value % 2 != 0);
         };
-        waitUntil(STANDSTILL, [&] { return isTold() || !isSubscribed(); });
+        waitUntil(kStandstill, [&] { return isTold() || !isSubscribed(); });
         if (!isSubscribed()) {
             link_.send("disturbed callback " + std::to_string(application_.invariants().isSubscribed()) +
                        ", data object " + std::to_string(counter_->isSubscribed()) + ", connections " +
@@ -431,8 +431,8 @@ class Endurance {
     Link link_;
     Application application_;
     const std::shared_ptr<Counter> counter_;
-    unsigned turn_{0};
-    bool isCalm_{false};  ///< touches nothing until it was told what to expect
+    unsigned turn_ = 0;
+    bool isCalm_ = false;  ///< touches nothing until it was told what to expect
 };
 
 }  // namespace
@@ -442,11 +442,11 @@ int runEndurance(std::uint64_t seed) {
 }
 
 int runGeneration(std::uint64_t seed) {
-    Link link(Child::LINK_DESCRIPTOR);
+    Link link(Child::kLinkDescriptor);
     Dice dice(seed);
     Application application(link, seed);
     application.start();
-    std::atomic<bool> isOver{false};
+    std::atomic<bool> isOver = false;
     std::thread acting([&] {
         while (!isOver && !application.isStopped()) {
             application.act();

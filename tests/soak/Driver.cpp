@@ -39,17 +39,17 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* SERVICE = "ClampControl";
-constexpr const char* REGISTRY = "serviceregistry";
-constexpr const char* CLAMPS = "/ClampControl/clamps";
-constexpr const char* CLAMP_15 = "/ClampControl/clamps/1";
+constexpr const char* kService = "ClampControl";
+constexpr const char* kRegistry = "serviceregistry";
+constexpr const char* kClamps = "/ClampControl/clamps";
+constexpr const char* kClamp15 = "/ClampControl/clamps/1";
 // For an answer of a child, which has time limits of its own; beyond it the child hangs.
-constexpr seconds PATIENCE{240};
+constexpr seconds kPatience{240};
 
 // What the sanitizers keep of freed memory is theirs.
-constexpr bool JUDGES_MEMORY = SOAK_WITH_SANITIZER == 0;
-constexpr long MEMORY_MAY_GROW = 4096;    // KiB
-constexpr long DESCRIPTORS_MAY_GROW = 2;  // a kept-alive HTTP connection is there or not
+constexpr bool kJudgesMemory = SOAK_WITH_SANITIZER == 0;
+constexpr long kMemoryMayGrow = 4096;    // KiB
+constexpr long kDescriptorsMayGrow = 2;  // a kept-alive HTTP connection is there or not
 
 struct Sample {
     long resident;  // KiB
@@ -62,7 +62,7 @@ class Dice {
     explicit Dice(std::uint64_t seed) : engine_(seed) {}
     int below(int count) { return static_cast<int>(engine_() % static_cast<std::uint64_t>(count)); }
     std::uint64_t number() { return engine_(); }
-    template <class Container>
+    template <typename Container>
     const auto& oneOf(const Container& container) {
         return container[static_cast<std::size_t>(below(static_cast<int>(container.size())))];
     }
@@ -93,33 +93,33 @@ class Sender {
         thread_ = std::thread([this] { run(); });
     }
     void pause(bool pauses) {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         isPaused_ = pauses;
     }
     /// The number of the last value.
     std::uint64_t send(int count) {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         sendLocked(count);
         return value_;
     }
     void removeElement() {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        bus_.removeElement(CLAMP_15);
+        const std::lock_guard lock(mutex_);
+        bus_.removeElement(kClamp15);
         isThere_ = false;
     }
     void addElement() {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        bus_.addElement(CLAMP_15, R"({"id":"1","type":"Clamp15",)" + fields(value_) + "}");
+        const std::lock_guard lock(mutex_);
+        bus_.addElement(kClamp15, R"({"id":"1","type":"Clamp15",)" + fields(value_) + "}");
         isThere_ = true;
     }
     void removeService() {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        bus_.removeService(SERVICE);
+        const std::lock_guard lock(mutex_);
+        bus_.removeService(kService);
         isThere_ = false;
     }
     void addService() {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        bus_.addService(SERVICE);
+        const std::lock_guard lock(mutex_);
+        bus_.addService(kService);
         isThere_ = true;
     }
 
@@ -131,7 +131,7 @@ class Sender {
 
     void sendLocked(int count) {
         for (int index = 0; index < count && isThere_; ++index) {
-            bus_.set(CLAMP_15, "{" + fields(value_ + 1) + "}");
+            bus_.set(kClamp15, "{" + fields(value_ + 1) + "}");
             ++value_;
         }
     }
@@ -139,7 +139,7 @@ class Sender {
     void run() {
         while (!isOver_) {
             {
-                const std::lock_guard<std::mutex> lock(mutex_);
+                const std::lock_guard lock(mutex_);
                 if (!isPaused_) {
                     // Sometimes more than the client lets queue up.
                     sendLocked(dice_.below(200) == 0 ? 3000 : dice_.below(40));
@@ -152,10 +152,10 @@ class Sender {
     zebbussim::BusSimulator& bus_;
     Dice dice_;
     std::mutex mutex_;
-    std::uint64_t value_{0};
-    bool isPaused_{false};
-    bool isThere_{true};
-    std::atomic<bool> isOver_{false};
+    std::uint64_t value_ = 0;
+    bool isPaused_ = false;
+    bool isThere_ = true;
+    std::atomic<bool> isOver_ = false;
     std::thread thread_;
 };
 
@@ -224,19 +224,19 @@ class Soak {
 
     static const std::vector<Fault>& faults() {
         static const std::vector<Fault> all{
-            {"connections reset", [](Soak& soak) { soak.bus_.dropConnections(SERVICE); }},
+            {"connections reset", [](Soak& soak) { soak.bus_.dropConnections(kService); }},
             {"connections closed with a code",
              [](Soak& soak) {
                  static constexpr std::array<std::uint16_t, 9> codes{1000, 1001, 1002, 1003, 1008,
                                                                      1011, 1012, 1013, 4000};
-                 soak.bus_.closeConnections(SERVICE, soak.dice_.oneOf(codes));
+                 soak.bus_.closeConnections(kService, soak.dice_.oneOf(codes));
              }},
-            {"registry's connection reset", [](Soak& soak) { soak.bus_.dropConnections(REGISTRY); }},
+            {"registry's connection reset", [](Soak& soak) { soak.bus_.dropConnections(kRegistry); }},
             {"service unavailable for a while",
              [](Soak& soak) {
-                 soak.bus_.setServiceAvailable(SERVICE, false);
+                 soak.bus_.setServiceAvailable(kService, false);
                  sleepUpTo(soak.dice_, 500);
-                 soak.bus_.setServiceAvailable(SERVICE, true);
+                 soak.bus_.setServiceAvailable(kService, true);
              }},
             {"service out of the registry for a while",
              [](Soak& soak) {
@@ -273,7 +273,7 @@ class Soak {
                      R"({"action":"subscribe","requestId":"no such","subscriptionId":"1"})",
                      R"({"action":"nothing known"})",
                      std::string(100000, '[')};
-                 soak.bus_.sendText(CLAMP_15, soak.dice_.oneOf(texts));
+                 soak.bus_.sendText(kClamp15, soak.dice_.oneOf(texts));
              }},
             {"garbage in place of a frame",
              [](Soak& soak) {
@@ -281,22 +281,22 @@ class Soak {
                      std::string("\x81\x02\xc3\x28", 4), std::string("\xff\xff\xff\xff", 4),
                      std::string("\x80\x01x", 3), std::string("\x81\xff\x7f\xff\xff\xff\xff\xff\xff\xff", 10),
                      "HTTP/1.1 200 OK\r\n\r\n"};
-                 soak.bus_.sendBytes(CLAMP_15, soak.dice_.oneOf(bytes));
+                 soak.bus_.sendBytes(kClamp15, soak.dice_.oneOf(bytes));
              }},
             {"connections frozen until the watchdog found out",
              [](Soak& soak) {
-                 const std::size_t before = soak.bus_.handshakeCount(SERVICE);
-                 soak.bus_.freezeConnections(SERVICE);
+                 const std::size_t before = soak.bus_.handshakeCount(kService);
+                 soak.bus_.freezeConnections(kService);
                  const auto deadline = Clock::now() + seconds(4);
-                 while (soak.bus_.handshakeCount(SERVICE) == before && Clock::now() < deadline) {
+                 while (soak.bus_.handshakeCount(kService) == before && Clock::now() < deadline) {
                      std::this_thread::sleep_for(milliseconds(20));
                  }
-                 soak.bus_.dropConnections(SERVICE);  // the frozen ones are still there
+                 soak.bus_.dropConnections(kService);  // the frozen ones are still there
              }},
             {"HTTP answered with an error",
              [](Soak& soak) {
                  static constexpr std::array<int, 5> statuses{400, 401, 404, 500, 503};
-                 soak.bus_.answerHttp(CLAMPS, soak.dice_.oneOf(statuses),
+                 soak.bus_.answerHttp(kClamps, soak.dice_.oneOf(statuses),
                                       soak.dice_.below(2) == 0 ? "" : "{}");
              }},
             {"HTTP answered with garbage",
@@ -304,11 +304,11 @@ class Soak {
                  static const std::vector<std::string> bytes{
                      "", "garbage", "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n{\"data\":[",
                      "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n[]"};
-                 soak.bus_.answerHttpWithBytes(CLAMPS, soak.dice_.oneOf(bytes));
+                 soak.bus_.answerHttpWithBytes(kClamps, soak.dice_.oneOf(bytes));
              }},
             {"HTTP not answered for a while",
              [](Soak& soak) {
-                 soak.bus_.ignoreHttp(soak.dice_.below(2) == 0 ? CLAMPS : "/");
+                 soak.bus_.ignoreHttp(soak.dice_.below(2) == 0 ? kClamps : "/");
                  sleepUpTo(soak.dice_, soak.dice_.below(20) == 0 ? 6000 : 500);
                  soak.bus_.clearHttpFaults();
              }},
@@ -367,7 +367,7 @@ class Soak {
     }
 
     std::string await(Child& child, const std::string& word, const std::string& other = "") {
-        const auto deadline = Clock::now() + PATIENCE;
+        const auto deadline = Clock::now() + kPatience;
         while (Clock::now() < deadline && !child.link().isOver()) {
             const auto line = child.link().receive(seconds(1));
             if (!line) {
@@ -405,7 +405,7 @@ class Soak {
 
     /// Until the child has closed its end of the link.
     void drain(Child& child) {
-        const auto deadline = Clock::now() + PATIENCE;
+        const auto deadline = Clock::now() + kPatience;
         while (!child.link().isOver() && Clock::now() < deadline) {
             const auto line = child.link().receive(seconds(1));
             if (line && line->rfind("violation ", 0) == 0) {
@@ -415,7 +415,7 @@ class Soak {
                 std::string way;
                 long long took = 0;
                 words >> way >> took;
-                const std::lock_guard<std::mutex> lock(mutex_);
+                const std::lock_guard lock(mutex_);
                 ++endings_[way];
                 longestStop_ = std::max(longestStop_, milliseconds(took));
             }
@@ -442,7 +442,7 @@ class Soak {
     // ------------------------------------------------------------------------------------- judging
 
     void complain(const std::string& text) {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         const auto at = std::chrono::duration_cast<milliseconds>(Clock::now() - began_).count();
         violations_.push_back("at " + std::to_string(at) + " ms: " + text);
         std::fprintf(stderr, "BROKEN %s\n", violations_.back().c_str());
@@ -473,11 +473,11 @@ class Soak {
         resident_ = both(&Sample::resident);
         descriptors_ = both(&Sample::descriptors);
         threads_ = both(&Sample::threads);
-        if (JUDGES_MEMORY && resident_.second > resident_.first + MEMORY_MAY_GROW) {
+        if (kJudgesMemory && resident_.second > resident_.first + kMemoryMayGrow) {
             complain("resident memory grew from " + std::to_string(resident_.first) + " to " +
                      std::to_string(resident_.second) + " KiB");
         }
-        if (descriptors_.second > descriptors_.first + DESCRIPTORS_MAY_GROW) {
+        if (descriptors_.second > descriptors_.first + kDescriptorsMayGrow) {
             complain("file descriptors grew from " + std::to_string(descriptors_.first) + " to " +
                      std::to_string(descriptors_.second));
         }
@@ -544,11 +544,11 @@ class Soak {
     Sender sender_;
     Clock::time_point began_{};
     seconds took_{0};
-    std::atomic<bool> isOver_{false};
+    std::atomic<bool> isOver_ = false;
     std::vector<Sample> samples_;
     std::map<std::string, int> counts_;
-    int rounds_{0};
-    int disturbed_{0};
+    int rounds_ = 0;
+    int disturbed_ = 0;
     milliseconds longestRecovery_{0};
     std::string totals_;
     std::pair<long, long> resident_{};

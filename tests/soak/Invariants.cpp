@@ -15,7 +15,7 @@ std::string stateText(bool isOn) {
 CallbackInvariants::CallbackInvariants(Violation violation) : violation_(std::move(violation)) {}
 
 void CallbackInvariants::connectionState(bool isConnected) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     const std::string word = isConnected ? "connected" : "disconnected";
     if (hasEnded_) {
         violation_("told \"" + word + "\" after the client had ended");
@@ -63,7 +63,7 @@ bool CallbackInvariants::mayBeTold(const char* what) {
 }
 
 void CallbackInvariants::notification() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     if (!mayBeTold("a notification")) {
         return;
     }
@@ -74,7 +74,7 @@ void CallbackInvariants::notification() {
 }
 
 void CallbackInvariants::state(bool isOn) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     if (!mayBeTold("a state")) {
         return;
     }
@@ -89,7 +89,7 @@ void CallbackInvariants::state(bool isOn) {
 }
 
 void CallbackInvariants::subscribeBegins() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     replaces_ = phase_ == Phase::Subscribed;
     mayBreakPair_ = mayBreakOrder_ = replaces_;
     if (!replaces_) {
@@ -102,7 +102,7 @@ void CallbackInvariants::subscribeBegins() {
 }
 
 void CallbackInvariants::subscribeReturned(bool wasRefused) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     if (!wasRefused) {
         phase_ = Phase::Subscribed;
         return;
@@ -115,48 +115,48 @@ void CallbackInvariants::subscribeReturned(bool wasRefused) {
 }
 
 void CallbackInvariants::unsubscribeReturned() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     mayTellOneMore_ = phase_ == Phase::Subscribed;
     phase_ = Phase::None;
 }
 
 void CallbackInvariants::settled() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     mayTellOneMore_ = mayBreakPair_ = mayBreakOrder_ = false;
 }
 
 void CallbackInvariants::clientEnded() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     hasEnded_ = true;
 }
 
 bool CallbackInvariants::isConnected() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return isConnected_;
 }
 
 bool CallbackInvariants::isSubscribed() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return isConnected_ && phase_ == Phase::Subscribed && !lostMeanwhile_;
 }
 
 std::optional<bool> CallbackInvariants::lastState() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return lastState_;
 }
 
 std::uint64_t CallbackInvariants::states() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return states_;
 }
 
 std::uint64_t CallbackInvariants::connections() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return connections_;
 }
 
 std::uint64_t CallbackInvariants::callsInTheGap() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return callsInTheGap_;
 }
 

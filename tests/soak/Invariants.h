@@ -53,20 +53,20 @@ class CallbackInvariants {
 
     const Violation violation_;
     mutable std::mutex mutex_;
-    bool isConnected_{false};
-    bool hasEnded_{false};
+    bool isConnected_ = false;
+    bool hasEnded_ = false;
     Phase phase_{Phase::None};
-    bool replaces_{false};            ///< the subscribe that runs has a subscription before it
-    bool lostMeanwhile_{false};       ///< the connection, during that subscribe
-    std::uint64_t toldMeanwhile_{0};  ///< during that subscribe
-    bool mayTellOneMore_{false};
-    bool mayBreakPair_{false};
-    bool mayBreakOrder_{false};
-    bool awaitsState_{false};
+    bool replaces_ = false;            ///< the subscribe that runs has a subscription before it
+    bool lostMeanwhile_ = false;       ///< the connection, during that subscribe
+    std::uint64_t toldMeanwhile_ = 0;  ///< during that subscribe
+    bool mayTellOneMore_ = false;
+    bool mayBreakPair_ = false;
+    bool mayBreakOrder_ = false;
+    bool awaitsState_ = false;
     std::optional<bool> lastState_;
-    std::uint64_t states_{0};
-    std::uint64_t connections_{0};
-    std::uint64_t callsInTheGap_{0};
+    std::uint64_t states_ = 0;
+    std::uint64_t connections_ = 0;
+    std::uint64_t callsInTheGap_ = 0;
 };
 
 /// Judges what one subscription is told: an element that counts up by one. Used on the library's thread, but
@@ -84,8 +84,8 @@ class CountingSubscription {
 
  private:
     const Violation violation_;
-    std::atomic<bool> hasEnded_{false};
-    std::atomic<std::uint64_t> last_{0};
+    std::atomic<bool> hasEnded_ = false;
+    std::atomic<std::uint64_t> last_ = 0;
 };
 
 }  // namespace soak

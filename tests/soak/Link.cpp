@@ -25,7 +25,7 @@ Link::~Link() {
 }
 
 bool Link::send(const std::string& line) {
-    const std::lock_guard<std::mutex> lock(sending_);
+    const std::lock_guard lock(sending_);
     std::string rest = line + "\n";
     while (!rest.empty()) {
         const ssize_t sent = ::send(socket_, rest.data(), rest.size(), MSG_NOSIGNAL);
@@ -86,12 +86,12 @@ Child::Child(const std::string& configurationFile, const std::vector<std::string
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
     posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], LINK_DESCRIPTOR);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], kLinkDescriptor);
     // A copy of a connection of the bus would keep it open.
-    for (int descriptor = 3; descriptor < LINK_DESCRIPTOR; ++descriptor) {
+    for (int descriptor = 3; descriptor < kLinkDescriptor; ++descriptor) {
         posix_spawn_file_actions_addclose(&actions, descriptor);
     }
-    posix_spawn_file_actions_addclosefrom_np(&actions, LINK_DESCRIPTOR + 1);
+    posix_spawn_file_actions_addclosefrom_np(&actions, kLinkDescriptor + 1);
     const int error = posix_spawn(&process_, command[0], &actions, nullptr, command.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     close(ends[1]);

@@ -28,7 +28,7 @@ class Link {
     const int socket_;
     std::mutex sending_;
     std::string received_;
-    bool isOver_{false};
+    bool isOver_ = false;
 };
 
 /// A process of this very program, in its own view of the client's configuration, with a link to it.
@@ -46,10 +46,10 @@ class Child {
     std::string wait(std::chrono::milliseconds limit);
 
     /// Where a child finds its end of the link.
-    static constexpr int LINK_DESCRIPTOR = 9;
+    static constexpr int kLinkDescriptor = 9;
 
  private:
-    int process_{-1};
+    int process_ = -1;
     std::optional<Link> link_;
 };
 

@@ -14,14 +14,14 @@ namespace test_support {
 
 namespace {
 
-template <class T, void (*free)(T*)>
+template <typename T, void (*free)(T*)>
 struct Free {
     void operator()(T* object) const { free(object); }
 };
 using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY, EVP_PKEY_free>>;
 using X509Pointer = std::unique_ptr<X509, Free<X509, X509_free>>;
 
-constexpr long DAY = 24L * 60 * 60;
+constexpr long kDay = 24L * 60 * 60;
 
 void require(bool isDone, const char* what) {
     if (!isDone) {
@@ -56,8 +56,8 @@ Certificate make(const std::filesystem::path& directory, const std::string& name
     X509_set_version(certificate.get(), X509_VERSION_3);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), ++lastSerialNumber);
     const bool isPast = validity == CertificationAuthority::Validity::Past;
-    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), isPast ? -2 * DAY : -DAY);
-    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), isPast ? -DAY : DAY);
+    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), isPast ? -2 * kDay : -kDay);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), isPast ? -kDay : kDay);
     X509_set_pubkey(certificate.get(), key.get());
     X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate.get()), "CN", MBSTRING_UTF8,
                                reinterpret_cast<const unsigned char*>(name.c_str()), -1, -1, 0);
@@ -102,7 +102,7 @@ Certificate CertificationAuthority::issue(const std::string& name, const std::st
 
 Certificate CertificationAuthority::selfSigned(const std::filesystem::path& directory,
                                                const std::string& name) {
-    return make(directory, name, nullptr, false, THIS_MACHINE, Validity::Present);
+    return make(directory, name, nullptr, false, kThisMachine, Validity::Present);
 }
 
 }  // namespace test_support

@@ -16,7 +16,7 @@ class CertificationAuthority {
  public:
     enum class Validity { Present, Past };
 
-    static constexpr const char* THIS_MACHINE = "IP:127.0.0.1,DNS:localhost";
+    static constexpr const char* kThisMachine = "IP:127.0.0.1,DNS:localhost";
 
     /// @param name different for every authority and certificate of the directory
     CertificationAuthority(std::filesystem::path directory, const std::string& name);
@@ -26,7 +26,7 @@ class CertificationAuthority {
 
     /// A server's certificate.
     /// @param hosts alternative names as OpenSSL writes them, "IP:127.0.0.1,DNS:localhost"
-    Certificate issue(const std::string& name, const std::string& hosts = THIS_MACHINE,
+    Certificate issue(const std::string& name, const std::string& hosts = kThisMachine,
                       Validity validity = Validity::Present) const;
 
     /// A server's certificate that no authority has issued.

@@ -23,7 +23,9 @@ namespace {
 struct Pipe {
     Pipe() {
         std::array<int, 2> ends{};
-        if (::pipe2(ends.data(), O_CLOEXEC) != 0) fail("pipe2");
+        if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+            fail("pipe2");
+        }
         reader = ends[0];
         writer = ends[1];
     }
@@ -35,14 +37,18 @@ struct Pipe {
 bool readSome(int descriptor, std::string& text) {
     std::array<char, 4096> buffer{};
     const ssize_t length = ::read(descriptor, buffer.data(), buffer.size());
-    if (length > 0) text.append(buffer.data(), static_cast<std::size_t>(length));
+    if (length > 0) {
+        text.append(buffer.data(), static_cast<std::size_t>(length));
+    }
     return length > 0 || (length < 0 && errno == EINTR);
 }
 
 void readBoth(int output, int errors, ChildResult& result) {
     std::array<pollfd, 2> waiting = {pollfd{output, POLLIN, 0}, pollfd{errors, POLLIN, 0}};
     while (waiting[0].fd >= 0 || waiting[1].fd >= 0) {
-        if (::poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) fail("poll");
+        if (::poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) {
+            fail("poll");
+        }
         if (waiting[0].fd >= 0 && waiting[0].revents != 0 && !readSome(output, result.output))
             waiting[0].fd = -1;
         if (waiting[1].fd >= 0 && waiting[1].revents != 0 && !readSome(errors, result.errors))
@@ -53,7 +59,9 @@ void readBoth(int output, int errors, ChildResult& result) {
 int waitFor(pid_t process) {
     int status = 0;
     while (::waitpid(process, &status, 0) < 0) {
-        if (errno != EINTR) fail("waitpid");
+        if (errno != EINTR) {
+            fail("waitpid");
+        }
     }
     return status;
 }
@@ -66,7 +74,9 @@ ChildResult runInChild(const std::function<void()>& work) {
     std::fflush(nullptr);
     const auto start = std::chrono::steady_clock::now();
     const pid_t child = ::fork();
-    if (child < 0) fail("fork");
+    if (child < 0) {
+        fail("fork");
+    }
     if (child == 0) {
         ::dup2(output.writer, STDOUT_FILENO);
         ::dup2(errors.writer, STDERR_FILENO);
@@ -88,8 +98,12 @@ ChildResult runInChild(const std::function<void()>& work) {
     const int status = waitFor(child);
     result.lifetime =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
-    if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
-    if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
+    if (WIFEXITED(status)) {
+        result.exitCode = WEXITSTATUS(status);
+    }
+    if (WIFSIGNALED(status)) {
+        result.signal = WTERMSIG(status);
+    }
     return result;
 }
 
@@ -98,19 +112,27 @@ ChildProgram::ChildProgram(const std::vector<std::string>& arguments,
     // Everything that allocates is done before the fork: the test may have threads.
     std::vector<std::string> words = arguments;
     std::vector<char*> argumentPointers;
-    for (std::string& word : words) argumentPointers.push_back(word.data());
+    for (std::string& word : words) {
+        argumentPointers.push_back(word.data());
+    }
     argumentPointers.push_back(nullptr);
     std::vector<std::string> additions = environment;
     std::vector<char*> environmentPointers;
-    for (std::string& addition : additions) environmentPointers.push_back(addition.data());
+    for (std::string& addition : additions) {
+        environmentPointers.push_back(addition.data());
+    }
     for (char** variable = environ; *variable != nullptr; ++variable)
         environmentPointers.push_back(*variable);
     environmentPointers.push_back(nullptr);
     const int file = ::open(outputFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    if (file < 0) fail(outputFile.c_str());
+    if (file < 0) {
+        fail(outputFile.c_str());
+    }
 
     process_ = ::fork();
-    if (process_ < 0) fail("fork");
+    if (process_ < 0) {
+        fail("fork");
+    }
     if (process_ == 0) {
         ::dup2(file, STDOUT_FILENO);
         ::dup2(file, STDERR_FILENO);
@@ -121,11 +143,15 @@ ChildProgram::ChildProgram(const std::vector<std::string>& arguments,
 }
 
 ChildProgram::~ChildProgram() {
-    if (!isRunning()) return;
+    if (!isRunning()) {
+        return;
+    }
     ::kill(process_, SIGTERM);
     using std::chrono::milliseconds;
     for (auto waited = milliseconds{0}; waited < milliseconds{5000}; waited += milliseconds{10}) {
-        if (!isRunning()) return;
+        if (!isRunning()) {
+            return;
+        }
         ::usleep(10'000);
     }
     ::kill(process_, SIGKILL);
@@ -133,12 +159,16 @@ ChildProgram::~ChildProgram() {
 }
 
 bool ChildProgram::isRunning() {
-    if (!ended_) ended_ = ::waitpid(process_, &status_, WNOHANG) == process_;
+    if (!ended_) {
+        ended_ = ::waitpid(process_, &status_, WNOHANG) == process_;
+    }
     return !ended_;
 }
 
 int ChildProgram::wait() {
-    if (!ended_) status_ = waitFor(process_);
+    if (!ended_) {
+        status_ = waitFor(process_);
+    }
     ended_ = true;
     return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1;
 }

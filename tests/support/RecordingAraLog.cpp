@@ -111,7 +111,9 @@ Logger& CreateLogger(std::string ctxId, std::string ctxDescription) {
     recordCall("CreateLogger(" + quoted(ctxId) + ", " + quoted(ctxDescription) + ")");
     const std::lock_guard lock(recording().mutex);
     auto& state = recording().loggers[ctxId];
-    if (state == nullptr) state = std::make_unique<Logger::State>(ctxId);
+    if (state == nullptr) {
+        state = std::make_unique<Logger::State>(ctxId);
+    }
     return state->logger;
 }
 

@@ -19,21 +19,21 @@ class RecordedLog {
  public:
     void add(std::string line) {
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             lines_.push_back(std::move(line));
         }
         changed_.notify_all();
     }
 
     std::vector<std::string> lines() const {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return lines_;
     }
 
     /// Whether `times` lines that contain `part` are there, at the latest after `limit`.
     bool waitFor(const std::string& part, std::chrono::milliseconds limit = std::chrono::seconds(10),
                  std::size_t times = 1) const {
-        std::unique_lock<std::mutex> lock(mutex_);
+        std::unique_lock lock(mutex_);
         return changed_.wait_for(lock, limit, [&] { return countUnlocked(part) >= times; });
     }
 
@@ -41,7 +41,7 @@ class RecordedLog {
 
     /// Lines that contain `part`.
     std::size_t count(const std::string& part) const {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return countUnlocked(part);
     }
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-std::atomic<std::time_t> offset{0};
+std::atomic<std::time_t> offset = 0;
 
 }  // namespace
 

@@ -10,7 +10,9 @@ namespace test_support {
 
 TemporaryDirectory::TemporaryDirectory() {
     std::string name = (std::filesystem::temp_directory_path() / "clampcontrol-test-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::system_category(), name);
+    if (::mkdtemp(name.data()) == nullptr) {
+        throw std::system_error(errno, std::system_category(), name);
+    }
     path_ = name;
 }
 
@@ -23,7 +25,9 @@ std::filesystem::path TemporaryDirectory::write(std::string_view name, std::stri
     const auto file = path_ / name;
     std::ofstream stream(file, std::ios::binary);
     stream << content;
-    if (!stream.flush()) throw std::runtime_error("cannot write " + file.string());
+    if (!stream.flush()) {
+        throw std::runtime_error("cannot write " + file.string());
+    }
     return file;
 }
 

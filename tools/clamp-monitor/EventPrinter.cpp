@@ -109,7 +109,7 @@ void EventPrinter::stopped() {
 void EventPrinter::print(const std::string& event, const std::string& jsonValue, const std::string& text,
                          const char* colour) {
     // The time is taken under the lock, so that the lines' times never go backwards.
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     const Time now = clock_();
     if (format_ == Format::Json) {
         stream_ << "{\"ts\":\"" << utcTime(now) << "\",\"event\":" << quoted(event)

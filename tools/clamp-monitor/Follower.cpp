@@ -24,7 +24,7 @@ void Follower::stop() {
     }
     std::string uuid;
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         stopping_ = true;
         uuid = uuid_;
     }
@@ -39,7 +39,7 @@ void Follower::stop() {
 void Follower::OnConnectionStateChanged(bool connected) {
     {
         // Printed under the lock, so that "subscribed" never follows the loss of its connection.
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         printer_.connection(connected);
         connected_ = connected;
         connections_ += connected ? 1 : 0;
@@ -60,7 +60,7 @@ void Follower::followConnections() {
     std::size_t followed = 0;
     for (;;) {
         {
-            std::unique_lock<std::mutex> lock(mutex_);
+            std::unique_lock lock(mutex_);
             changed_.wait(lock, [&] { return stopping_ || (connected_ && connections_ != followed); });
             if (stopping_) {
                 return;
@@ -74,7 +74,7 @@ void Follower::followConnections() {
 void Follower::subscribeTo(std::size_t connection) {
     for (auto pause = pauses_.first;; pause = std::min(2 * pause, pauses_.longest)) {
         const std::string uuid = trySubscribe();
-        std::unique_lock<std::mutex> lock(mutex_);
+        std::unique_lock lock(mutex_);
         if (!isPresent(connection)) {
             return;
         }

@@ -78,7 +78,7 @@ void heedASecondSignal(const sigset_t& endingSignals) {
 }
 
 int monitor(EventPrinter::Format format, const sigset_t& awaitedSignals, const sigset_t& endingSignals) {
-    std::atomic<bool> outputLost{false};
+    std::atomic<bool> outputLost = false;
     EventPrinter printer(std::cout, format, std::chrono::system_clock::now, [&] {
         outputLost = true;
         kill(getpid(), kOutputLostSignal);

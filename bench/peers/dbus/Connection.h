@@ -9,12 +9,14 @@
 
 namespace bench::dbus {
 
-constexpr const char* PATH = "/ClampControl/clamps/1";
-constexpr const char* INTERFACE = "bench.ClampControl";
-constexpr const char* SIGNAL = "Changed";
+constexpr const char* kPath = "/ClampControl/clamps/1";
+constexpr const char* kInterface = "bench.ClampControl";
+constexpr const char* kSignal = "Changed";
 
 inline int require(int result, const char* what) {
-    if (result < 0) throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
+    if (result < 0) {
+        throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
+    }
     return result;
 }
 

@@ -29,11 +29,11 @@ int main(int count, char** arguments) {
     try {
         const bench::Arguments options(count, arguments, bench::Arrivals::arguments({{"address", "", true}}));
         bench::Arrivals arrivals(options);
-        std::atomic<bool> isDone{false};
+        std::atomic<bool> isDone = false;
         std::thread reader([&] {
             const auto bus = dbus::connect(options.text("address"));
-            dbus::require(sd_bus_match_signal(bus.get(), nullptr, nullptr, dbus::PATH, dbus::INTERFACE,
-                                              dbus::SIGNAL, onChanged, &arrivals),
+            dbus::require(sd_bus_match_signal(bus.get(), nullptr, nullptr, dbus::kPath, dbus::kInterface,
+                                              dbus::kSignal, onChanged, &arrivals),
                           "match");
             arrivals.present();  // there are no retained signals: what comes now is the first change
             while (!isDone) {

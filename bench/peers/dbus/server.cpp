@@ -24,10 +24,12 @@ int main(int count, char** arguments) {
         departures.run(
             [&](std::int64_t number) {
                 const std::string& text = bench::Departures::isSwitchedOn(number) ? on : off;
-                dbus::require(sd_bus_emit_signal(bus.get(), dbus::PATH, dbus::INTERFACE, dbus::SIGNAL, "s",
+                dbus::require(sd_bus_emit_signal(bus.get(), dbus::kPath, dbus::kInterface, dbus::kSignal, "s",
                                                  text.c_str()),
                               "emit");
-                if (number % flushEvery == 0) flush();
+                if (number % flushEvery == 0) {
+                    flush();
+                }
             },
             flush);
     } catch (const std::exception& exception) {

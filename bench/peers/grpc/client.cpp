@@ -26,7 +26,9 @@ int main(int count, char** arguments) {
             bench::grpc::Clamp clamp;
             stream->Read(&clamp);
             arrivals.present();
-            while (stream->Read(&clamp)) arrivals.arrived(clamp.is_switched_on());
+            while (stream->Read(&clamp)) {
+                arrivals.arrived(clamp.is_switched_on());
+            }
         });
         pthread_setname_np(reader.native_handle(), "reader");
         const bool isRight = arrivals.waitAndTell();

@@ -9,7 +9,7 @@
 
 namespace bench::mqtt {
 
-constexpr const char* TOPIC = "ClampControl/clamps/1";
+constexpr const char* kTopic = "ClampControl/clamps/1";
 
 inline void require(int result, const char* what) {
     if (result != MOSQ_ERR_SUCCESS)
@@ -22,7 +22,9 @@ class Connection {
     explicit Connection(void* user) {
         mosquitto_lib_init();
         connection_ = mosquitto_new(nullptr, true, user);
-        if (connection_ == nullptr) throw std::runtime_error("mosquitto_new has failed");
+        if (connection_ == nullptr) {
+            throw std::runtime_error("mosquitto_new has failed");
+        }
         require(mosquitto_int_option(connection_, MOSQ_OPT_TCP_NODELAY, 1), "TCP_NODELAY");
     }
     ~Connection() {
@@ -38,7 +40,9 @@ class Connection {
     void start(int port) {
         int result = MOSQ_ERR_ERRNO;
         for (int attempt = 0; attempt < 100 && result != MOSQ_ERR_SUCCESS; ++attempt) {
-            if (attempt > 0) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            if (attempt > 0) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            }
             result = mosquitto_connect(connection_, "127.0.0.1", port, 60);
         }
         require(result, "connect");

@@ -13,7 +13,7 @@ int main(int count, char** arguments) {
         bench::Arrivals arrivals(options);
         bench::mqtt::Connection connection(&arrivals);
         mosquitto_connect_callback_set(connection.get(), [](mosquitto* self, void*, int) {
-            mosquitto_subscribe(self, nullptr, bench::mqtt::TOPIC, 0);
+            mosquitto_subscribe(self, nullptr, bench::mqtt::kTopic, 0);
         });
         mosquitto_message_callback_set(
             connection.get(), [](mosquitto*, void* user, const mosquitto_message* message) {

@@ -30,14 +30,14 @@ class Publisher {
     }
 
     void publish(const std::string& text, bool isRetained) {
-        bench::mqtt::require(mosquitto_publish(connection_.get(), nullptr, bench::mqtt::TOPIC,
+        bench::mqtt::require(mosquitto_publish(connection_.get(), nullptr, bench::mqtt::kTopic,
                                                static_cast<int>(text.size()), text.data(), 0, isRetained),
                              "publish");
     }
 
     /// Waits until so many have left this process.
     void waitForPublished(std::int64_t count) {
-        std::unique_lock<std::mutex> lock(mutex_);
+        std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return published_ >= count; });
     }
 
@@ -45,7 +45,7 @@ class Publisher {
 
  private:
     void onPublished() {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         ++published_;
         changed_.notify_one();
     }

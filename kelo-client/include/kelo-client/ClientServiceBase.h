@@ -84,9 +84,9 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
     std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> httpExecutor_;
     std::shared_ptr<zeb::IServiceRegistry> serviceRegistry_;
     std::shared_ptr<zeb::ElementRegistry> elementRegistry_;
-    int registryMode_{1};
+    int registryMode_ = 1;
     /// Atomic for the sake of an exit while another thread still fills the base.
-    std::atomic<bool> initialised_{false};
+    std::atomic<bool> initialised_ = false;
 };
 
 }  // namespace kelo_client

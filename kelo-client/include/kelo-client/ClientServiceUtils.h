@@ -39,7 +39,7 @@ class CLAMPCONTROL_EXPORT ClientServiceUtils {
                                                                         const std::string& clientName);
 
     /// The client's object of type `T`, derived from zeb::ZebClient. Does not start it.
-    template <class T>
+    template <typename T>
     static std::shared_ptr<T> CreateClient(std::shared_ptr<zeb::ZebClientServices> services) {
         return std::make_shared<T>(std::move(services));
     }

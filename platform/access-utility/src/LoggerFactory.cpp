@@ -69,7 +69,7 @@ DefaultFactory& defaultFactory() {
 
 std::shared_ptr<LoggerFactory> LoggerFactory::getDefaultLoggerFactory() {
     DefaultFactory& instance = defaultFactory();
-    const std::lock_guard<std::mutex> lock(instance.mutex);
+    const std::lock_guard lock(instance.mutex);
     return instance.factory;
 }
 
@@ -78,7 +78,7 @@ bool LoggerFactory::setDefaultLoggerFactoryOnce(std::shared_ptr<LoggerFactory> f
         throw std::invalid_argument("the default logger factory must not be null");
     }
     DefaultFactory& instance = defaultFactory();
-    const std::lock_guard<std::mutex> lock(instance.mutex);
+    const std::lock_guard lock(instance.mutex);
     if (!instance.isSet) {
         instance.factory = std::move(factory);
         instance.isSet = true;

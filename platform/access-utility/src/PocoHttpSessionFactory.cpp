@@ -20,10 +20,10 @@ namespace {
 
 // A caller waits five seconds for the outcome of a request: connecting, with the TLS handshake, and sending
 // have to fail before that, and so has connecting plus the first wait for an answer.
-const Poco::Timespan CONNECT_TIME_LIMIT(2, 0);
-const Poco::Timespan SEND_TIME_LIMIT(2, 0);
-const Poco::Timespan RECEIVE_TIME_LIMIT(2, 500'000);
-const Poco::Timespan KEEP_ALIVE(30, 0);
+const Poco::Timespan kConnectTimeLimit(2, 0);
+const Poco::Timespan kSendTimeLimit(2, 0);
+const Poco::Timespan kReceiveTimeLimit(2, 500'000);
+const Poco::Timespan kKeepAlive(30, 0);
 
 // Says why a certificate was refused, which Poco's session by itself does not, and bounds the TLS handshake
 // as a whole, where Poco bounds each wait for a byte: with the connecting before it in one limit.
@@ -36,12 +36,12 @@ class TlsSession : public Poco::Net::HTTPSClientSession {
  protected:
     void connect(const Poco::Net::SocketAddress& address) override {
         const auto end = std::chrono::steady_clock::now() +
-                         std::chrono::microseconds(CONNECT_TIME_LIMIT.totalMicroseconds());
+                         std::chrono::microseconds(kConnectTimeLimit.totalMicroseconds());
         Poco::Net::StreamSocket plain;
-        plain.connect(address, CONNECT_TIME_LIMIT);
+        plain.connect(address, kConnectTimeLimit);
         plain.setNoDelay(true);
-        plain.setSendTimeout(SEND_TIME_LIMIT);
-        plain.setReceiveTimeout(RECEIVE_TIME_LIMIT);
+        plain.setSendTimeout(kSendTimeLimit);
+        plain.setReceiveTimeout(kReceiveTimeLimit);
         // Of a socket that does not block, the handshake is not made at once but step by step.
         plain.setBlocking(false);
         auto secure = Poco::Net::SecureStreamSocket::attach(plain, getHost(), context_);
@@ -101,9 +101,9 @@ std::unique_ptr<Poco::Net::HTTPClientSession> PocoHttpSessionFactory::createSess
     } else {
         session = std::make_unique<Poco::Net::HTTPClientSession>(uri.getHost(), uri.getPort());
     }
-    session->setTimeout(CONNECT_TIME_LIMIT, SEND_TIME_LIMIT, RECEIVE_TIME_LIMIT);
+    session->setTimeout(kConnectTimeLimit, kSendTimeLimit, kReceiveTimeLimit);
     session->setKeepAlive(true);
-    session->setKeepAliveTimeout(KEEP_ALIVE);
+    session->setKeepAliveTimeout(kKeepAlive);
     return session;
 }
 

@@ -17,7 +17,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
         : name_(name), logger_(std::move(logger)) {}
 
     static void start(const std::shared_ptr<Worker>& self) {
-        const std::lock_guard<std::mutex> lock(self->mutex_);
+        const std::lock_guard lock(self->mutex_);
         if (self->stopped_ || self->threadId_ != std::thread::id()) {
             return;
         }
@@ -31,7 +31,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
         std::vector<Task> dropped;
         bool isOwnThread = false;
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             stopped_ = true;
             dropped.swap(queue_);
             isOwnThread = threadId_ == std::this_thread::get_id();
@@ -45,7 +45,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
             return;  // joined by the next stop() on another thread, or detached at the end
         }
         // Also the second of two concurrent calls returns only when the thread has ended.
-        const std::lock_guard<std::mutex> threadLock(threadMutex_);
+        const std::lock_guard threadLock(threadMutex_);
         if (thread_.joinable()) {
             thread_.join();
         }
@@ -55,7 +55,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
     // task.
     void abandon() {
         stop();
-        const std::lock_guard<std::mutex> threadLock(threadMutex_);
+        const std::lock_guard threadLock(threadMutex_);
         if (thread_.joinable()) {
             thread_.detach();
         }
@@ -63,7 +63,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
 
     void add(Task task) {
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             if (!stopped_) {
                 queue_.push_back(std::move(task));
                 if (queue_.size() > 1 || !waiting_) {
@@ -77,7 +77,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
  private:
     void run() {
         std::vector<Task> batch;
-        std::unique_lock<std::mutex> lock(mutex_);
+        std::unique_lock lock(mutex_);
         while (true) {
             waiting_ = true;
             wakeUp_.wait(lock, [this] { return stopped_ || !queue_.empty(); });
@@ -110,7 +110,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
     }
 
     bool isStopped() {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return stopped_;
     }
 
@@ -130,8 +130,8 @@ class SingleThreadAsyncTaskExecutor::Worker {
     std::mutex mutex_;
     std::condition_variable wakeUp_;
     std::vector<Task> queue_;
-    bool stopped_{false};
-    bool waiting_{false};
+    bool stopped_ = false;
+    bool waiting_ = false;
     std::thread::id threadId_;
 
     /// Held while somebody joins, so nothing that a task may call locks it.

@@ -10,7 +10,7 @@ namespace zebutil {
 
 namespace {
 
-constexpr int MAXIMUM_CHAIN_LENGTH = 9;
+constexpr int kMaximumChainLength = 9;
 
 // Otherwise OpenSSL would clean up in an exit handler as young as the first connection, which runs while the
 // connections are still in use: what they belong to may be a static, older than that, or be never destroyed.
@@ -40,7 +40,7 @@ Poco::Net::Context::Ptr createContext(const std::string& host) {
     keepOpenSslToTheEndOfTheProcess();
     Poco::Net::Context::Ptr context(new Poco::Net::Context(
         Poco::Net::Context::TLS_CLIENT_USE, "", "", "", Poco::Net::Context::VERIFY_STRICT,
-        MAXIMUM_CHAIN_LENGTH, true, "ECDHE+AESGCM:ECDHE+CHACHA20:!aNULL:!eNULL"));
+        kMaximumChainLength, true, "ECDHE+AESGCM:ECDHE+CHACHA20:!aNULL:!eNULL"));
     context->requireMinimumProtocol(Poco::Net::Context::PROTO_TLSV1_2);
     // OpenSSL verifies chain and host in one place, addresses too, for every connection that is made from
     // this context. The library's own check of the host would know names alone.

@@ -15,7 +15,7 @@ class TlsClientContext::Impl {
     const std::string host;
     const Poco::Net::Context::Ptr context;
     /// A code of OpenSSL, set while a certificate is verified.
-    std::atomic<int> reason{0};
+    std::atomic<int> reason = 0;
 };
 
 }  // namespace zebutil

@@ -25,7 +25,7 @@ constexpr LogLevel kLevelBeforeInitLogging = LogLevel::kInfo;
 constexpr std::chrono::seconds kExitLimit{1};
 
 /// The level of the most talkative logger. Apart from the rest, so that asking for it costs one load.
-std::atomic<LogLevel> mostTalkative{kLevelBeforeInitLogging};
+std::atomic<LogLevel> mostTalkative = kLevelBeforeInitLogging;
 
 bool includes(LogMode mode, LogMode part) noexcept {
     return (mode & part) == part;
@@ -34,7 +34,9 @@ bool includes(LogMode mode, LogMode part) noexcept {
 std::string logFilePath(const std::string& directory, const std::string& application) {
     std::string name = application;
     std::replace(name.begin(), name.end(), '/', '_');
-    if (directory.empty()) return name + ".log";
+    if (directory.empty()) {
+        return name + ".log";
+    }
     return directory + (directory.back() == '/' ? "" : "/") + name + ".log";
 }
 
@@ -83,11 +85,15 @@ void ApplicationLog::initializeLocked(std::string id, std::string description, L
                                       LogMode mode, const std::string& directory) {
     defaultLevel_ = defaultLevel;
     for (const auto& [name, state] : loggers_) {
-        if (!state->ownLevel) state->level.store(defaultLevel);
+        if (!state->ownLevel) {
+            state->level.store(defaultLevel);
+        }
     }
 
     const bool remote = includes(mode, LogMode::kRemote);
-    if (remote) registerWithDlt(id, description);
+    if (remote) {
+        registerWithDlt(id, description);
+    }
     TextOutput* const file = includes(mode, LogMode::kFile) ? fileAt(logFilePath(directory, id)) : nullptr;
     TextOutput* const console = includes(mode, LogMode::kConsole) ? &console_ : nullptr;
     allDestinations_.push_back(
@@ -98,15 +104,23 @@ void ApplicationLog::initializeLocked(std::string id, std::string description, L
 
 void ApplicationLog::registerWithDlt(const std::string& id, const std::string& description) {
     const std::lock_guard gate(remoteGate_);
-    if (remoteShut_.load()) return;
+    if (remoteShut_.load()) {
+        return;
+    }
     startDlt();
-    for (const auto& [name, state] : loggers_) dlt_output::unregisterContext(*state);
+    for (const auto& [name, state] : loggers_) {
+        dlt_output::unregisterContext(*state);
+    }
     dlt_output::registerApplication(id, description);
-    for (const auto& [name, state] : loggers_) registerContext(*state);
+    for (const auto& [name, state] : loggers_) {
+        registerContext(*state);
+    }
 }
 
 void ApplicationLog::startDlt() {
-    if (std::exchange(remoteUsed_, true)) return;
+    if (std::exchange(remoteUsed_, true)) {
+        return;
+    }
     dlt_output::start();
     // A second guard, which runs before libdlt's own exit handler; the first one, older than that, keeps
     // libdlt from being started while the process ends.
@@ -124,7 +138,9 @@ void ApplicationLog::registerContext(Logger::State& state) {
 
 TextOutput* ApplicationLog::fileAt(const std::string& path) {
     std::unique_ptr<TextOutput>& file = files_[path];
-    if (file == nullptr) file = TextOutput::openFile(path);
+    if (file == nullptr) {
+        file = TextOutput::openFile(path);
+    }
     return file.get();
 }
 
@@ -134,7 +150,9 @@ Logger& ApplicationLog::logger(const std::string& id, const std::string& descrip
     Logger* made = nullptr;
     {
         const std::lock_guard lock(mutex_);
-        if (const auto known = loggers_.find(id); known != loggers_.end()) return known->second->logger;
+        if (const auto known = loggers_.find(id); known != loggers_.end()) {
+            return known->second->logger;
+        }
 
         std::string shownId = freeDltId(id, dltIds_);
         if (const std::string usual = dltId(id); shownId != usual) {
@@ -161,7 +179,9 @@ Logger& ApplicationLog::logger(const std::string& id, const std::string& descrip
         }
         updateMostTalkative();
     }
-    if (!collision.empty()) made->LogWarn() << collision;
+    if (!collision.empty()) {
+        made->LogWarn() << collision;
+    }
     return *made;
 }
 
@@ -172,19 +192,29 @@ bool ApplicationLog::isEnabled(LogLevel level) noexcept {
 void ApplicationLog::write(Logger::State& state, LogLevel level, const std::string& text) noexcept {
     try {
         const Destinations& to = destinations();
-        if (to.remote) writeRemote(state, level, text);
-        if (to.file == nullptr && to.console == nullptr) return;
+        if (to.remote) {
+            writeRemote(state, level, text);
+        }
+        if (to.file == nullptr && to.console == nullptr) {
+            return;
+        }
         const std::string line =
             formatLine(std::chrono::system_clock::now(), to.application, state.name, level, text);
-        if (to.file != nullptr) to.file->write(line);
-        if (to.console != nullptr) to.console->write(line);
+        if (to.file != nullptr) {
+            to.file->write(line);
+        }
+        if (to.console != nullptr) {
+            to.console->write(line);
+        }
     } catch (...) {
         complain("a record is lost: no memory");
     }
 }
 
 const ApplicationLog::Destinations& ApplicationLog::destinations() {
-    if (const Destinations* const known = destinations_.load(std::memory_order_acquire)) return *known;
+    if (const Destinations* const known = destinations_.load(std::memory_order_acquire)) {
+        return *known;
+    }
     const std::lock_guard lock(mutex_);
     if (destinations_.load(std::memory_order_relaxed) == nullptr) {
         const std::string program = program_invocation_short_name;
@@ -200,25 +230,33 @@ void ApplicationLog::writeRemote(Logger::State& state, LogLevel level, const std
         return;
     }
     const std::lock_guard gate(remoteGate_);
-    if (!remoteShut_.load()) dlt_output::write(state, level, text);
+    if (!remoteShut_.load()) {
+        dlt_output::write(state, level, text);
+    }
 }
 
 void ApplicationLog::levelChanged(std::string_view dltId, LogLevel level) {
     const std::lock_guard lock(mutex_);
     for (const auto& [name, state] : loggers_) {
-        if (state->dltId == dltId) state->level.store(level);
+        if (state->dltId == dltId) {
+            state->level.store(level);
+        }
     }
     updateMostTalkative();
 }
 
 void ApplicationLog::updateMostTalkative() noexcept {
     LogLevel most = loggers_.empty() ? defaultLevel_ : LogLevel::kOff;
-    for (const auto& [name, state] : loggers_) most = std::max(most, state->level.load());
+    for (const auto& [name, state] : loggers_) {
+        most = std::max(most, state->level.load());
+    }
     mostTalkative.store(most, std::memory_order_relaxed);
 }
 
 void ApplicationLog::shutRemote() noexcept {
-    if (!remoteShut_.load()) dlt_output::waitForAnswers();
+    if (!remoteShut_.load()) {
+        dlt_output::waitForAnswers();
+    }
     remoteShut_.store(true);
     const auto limit = std::chrono::steady_clock::now() + kExitLimit;
     while (std::chrono::steady_clock::now() < limit) {

@@ -78,9 +78,9 @@ class ApplicationLog {
     std::vector<std::unique_ptr<const Destinations>> allDestinations_;
     bool remoteUsed_ = false;
 
-    std::atomic<const Destinations*> destinations_{nullptr};
+    std::atomic<const Destinations*> destinations_ = nullptr;
     std::mutex remoteGate_;  ///< held in every call of libdlt; taken after mutex_ where both are needed
-    std::atomic<bool> remoteShut_{false};
+    std::atomic<bool> remoteShut_ = false;
     std::atomic<bool> lossUnsaid_{
         false};  ///< in a forked process, until it has been said that records are lost
 };

@@ -66,8 +66,12 @@ class UnansweredContexts {
 
     void remove(std::string_view id) {
         const std::lock_guard lock(mutex_);
-        if (const auto answered = ids_.find(id); answered != ids_.end()) ids_.erase(answered);
-        if (ids_.empty()) noneLeft_.notify_all();
+        if (const auto answered = ids_.find(id); answered != ids_.end()) {
+            ids_.erase(answered);
+        }
+        if (ids_.empty()) {
+            noneLeft_.notify_all();
+        }
     }
 
     bool empty() {
@@ -87,13 +91,15 @@ class UnansweredContexts {
     std::chrono::steady_clock::time_point limit_;
 };
 
-std::atomic<LevelChanged> listener{nullptr};
+std::atomic<LevelChanged> listener = nullptr;
 
 extern "C" void onLevelChanged(char* contextId, std::uint8_t level, std::uint8_t /*traceStatus*/) {
     const char* const end = std::find(contextId, contextId + DLT_ID_SIZE, '\0');
     const std::string_view id(contextId, static_cast<std::size_t>(end - contextId));
     UnansweredContexts::instance().remove(id);
-    if (isLevel(level)) listener.load()(id, static_cast<LogLevel>(level));
+    if (isLevel(level)) {
+        listener.load()(id, static_cast<LogLevel>(level));
+    }
 }
 
 }  // namespace
@@ -103,7 +109,9 @@ void start() {
     // application prints. That there is no daemon yet is not worth a line.
     dlt_log_init(DLT_LOG_TO_STDERR);
     dlt_log_set_level(LOG_WARNING);
-    if (dlt_init() < DLT_RETURN_OK) complain("libdlt cannot be started; records will not reach DLT");
+    if (dlt_init() < DLT_RETURN_OK) {
+        complain("libdlt cannot be started; records will not reach DLT");
+    }
     dlt_set_resend_timeout_atexit(kExitTimeoutMilliseconds);
 }
 
@@ -112,7 +120,9 @@ void registerApplication(const std::string& name, const std::string& description
     char registered[DLT_ID_SIZE + 1] = {};
     dlt_get_appid(registered);
     const std::string id = dltId(name);
-    if (registered[0] != '\0') dlt_unregister_app();
+    if (registered[0] != '\0') {
+        dlt_unregister_app();
+    }
     if (dlt_register_app(id.c_str(), dltDescription(name, id, description).c_str()) < DLT_RETURN_OK) {
         complain("the application cannot be registered with DLT; its records may be lost");
     }
@@ -139,14 +149,18 @@ void registerContext(Logger::State& state, LevelChanged levelChanged) {
 }
 
 void unregisterContext(Logger::State& state) {
-    if (state.dltContext.log_level_ptr == nullptr) return;
+    if (state.dltContext.log_level_ptr == nullptr) {
+        return;
+    }
     UnansweredContexts::instance().remove(state.dltId);
     dlt_unregister_context(&state.dltContext);
 }
 
 void waitForAnswers() noexcept {
     UnansweredContexts& unanswered = UnansweredContexts::instance();
-    if (!unanswered.empty() && hasDaemon()) unanswered.waitUntilEmpty();
+    if (!unanswered.empty() && hasDaemon()) {
+        unanswered.waitUntilEmpty();
+    }
 }
 
 void write(Logger::State& state, LogLevel level, const std::string& text) noexcept {

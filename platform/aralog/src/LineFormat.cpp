@@ -36,7 +36,9 @@ std::string formatLine(std::chrono::system_clock::time_point time, std::string_v
         .append(1, ' ');
     for (const char character : text) {
         line.push_back(character);
-        if (character == '\n') line.push_back('\t');
+        if (character == '\n') {
+            line.push_back('\t');
+        }
     }
     line.push_back('\n');
     return line;

@@ -14,11 +14,15 @@ LogStream::LogStream(LogLevel level, const Logger& logger) noexcept
     : logger_(logger), level_(level), enabled_(logger.IsEnabled(level)) {}
 
 LogStream::~LogStream() {
-    if (enabled_) ApplicationLog::instance().write(logger_.state_, level_, text_);
+    if (enabled_) {
+        ApplicationLog::instance().write(logger_.state_, level_, text_);
+    }
 }
 
 void LogStream::append(std::string_view text) noexcept {
-    if (!enabled_) return;
+    if (!enabled_) {
+        return;
+    }
     try {
         text_.append(text);
     } catch (...) {
@@ -38,7 +42,9 @@ LogStream& LogStream::appendNumber(Number value) noexcept {
 }
 
 LogStream& LogStream::operator<<(const char* text) noexcept {
-    if (enabled_) append(text != nullptr ? std::string_view(text) : "(null)");
+    if (enabled_) {
+        append(text != nullptr ? std::string_view(text) : "(null)");
+    }
     return *this;
 }
 

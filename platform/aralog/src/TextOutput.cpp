@@ -58,7 +58,9 @@ void TextOutput::write(std::string_view line) noexcept {
         failing_.store(false, std::memory_order_relaxed);
         return;
     }
-    if (failing_.exchange(true, std::memory_order_relaxed)) return;
+    if (failing_.exchange(true, std::memory_order_relaxed)) {
+        return;
+    }
     try {
         complain("writing to \"" + name_ + "\" failed (" + errorText(error) +
                  "); records are lost until it works again");

@@ -31,7 +31,7 @@ class TextOutput {
  private:
     const int descriptor_;
     const std::string name_;
-    std::atomic<bool> failing_{false};
+    std::atomic<bool> failing_ = false;
 };
 
 }  // namespace ara::log

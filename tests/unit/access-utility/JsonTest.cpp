@@ -391,17 +391,17 @@ TEST(JsonObjectParse, RefusesEveryBrokenText) {
 }
 
 /// Numbers that are no 64-bit integers, which another notation, or a double, would change.
-const std::vector<std::string> ODD_NUMBERS{"1.50", "1.0",   "-0.0",   "1e3",
+const std::vector<std::string> kOddNumbers{"1.50", "1.0",   "-0.0",   "1e3",
                                            "1E+2", "1e999", "1e-400", "100000000000000000000001"};
 
 TEST(JsonObjectParse, GivesTheTextOfANumberAsItStands) {
-    for (const std::string& number : ODD_NUMBERS) {
+    for (const std::string& number : kOddNumbers) {
         EXPECT_EQ(objectWith(number)->getString("key"), number);
     }
 }
 
 TEST(JsonObjectParse, WritesANumberAsItWasRead) {
-    for (const std::string& number : ODD_NUMBERS) {
+    for (const std::string& number : kOddNumbers) {
         EXPECT_EQ(objectWith(number)->toString(), "{\"key\":" + number + "}");
     }
 }

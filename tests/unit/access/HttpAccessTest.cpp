@@ -63,7 +63,7 @@ class ScriptedServer {
 
  private:
     Poco::Net::ServerSocket socket_;
-    std::atomic<bool> isEnding_{false};
+    std::atomic<bool> isEnding_ = false;
     std::thread thread_;
 };
 
@@ -135,7 +135,7 @@ TEST(HttpAccess, AsksWithBasePathServiceResourceSeparatorAndEncodedQuery) {
 }
 
 TEST(HttpAccess, AsksOnceMoreWhenAKeptConnectionWasClosed) {
-    std::atomic<int> connections{0};
+    std::atomic<int> connections = 0;
     const ScriptedServer server([&connections](StreamSocket& connection, const std::atomic<bool>&) {
         ++connections;
         ScriptedServer::readRequest(connection);
@@ -184,7 +184,7 @@ class HttpAccessOnAKeptConnection : public testing::TestWithParam<BrokenAnswer> 
         }
     }
 
-    std::atomic<int> requests{0};
+    std::atomic<int> requests = 0;
     ScriptedServer server{[this](StreamSocket& connection, const std::atomic<bool>&) { serve(connection); }};
     const std::shared_ptr<zeb::ITpAccess> sut = accessTo(server);
 };
@@ -233,7 +233,7 @@ INSTANTIATE_TEST_SUITE_P(Ends, HttpAccessOnAConnectionThatEndsLate, testing::Boo
                          [](const auto& isReset) { return isReset.param ? "ByReset" : "Closed"; });
 
 TEST_P(HttpAccessOnAConnectionThatEndsLate, AsksNoMore) {
-    std::atomic<int> connections{0};
+    std::atomic<int> connections = 0;
     const ScriptedServer server([&connections](StreamSocket& connection, const std::atomic<bool>&) {
         ++connections;
         ScriptedServer::readRequest(connection);
@@ -249,7 +249,7 @@ TEST_P(HttpAccessOnAConnectionThatEndsLate, AsksNoMore) {
 }
 
 TEST(HttpAccess, EndsAGetInAnErrorWhenItsAnswerBreaksOffOnAKeptConnection) {
-    std::atomic<int> requests{0};
+    std::atomic<int> requests = 0;
     const ScriptedServer server([&requests](StreamSocket& connection, const std::atomic<bool>&) {
         ScriptedServer::readRequest(connection);
         ++requests;

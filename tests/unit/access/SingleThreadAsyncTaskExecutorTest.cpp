@@ -98,7 +98,7 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, RunsTheNextTaskAfterOneThatThrew) {
 TEST_F(SingleThreadAsyncTaskExecutorTest, LetsTheRunningTaskEndWhenItIsStopped) {
     std::promise<void> isRunning;
     std::promise<void> mayEnd;
-    std::atomic<bool> hasEnded{false};
+    std::atomic<bool> hasEnded = false;
     sut->start();
     sut->add(
         [&] {
@@ -115,7 +115,7 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, LetsTheRunningTaskEndWhenItIsStopped) 
 }
 
 TEST_F(SingleThreadAsyncTaskExecutorTest, DropsAndCountsWhatIsQueuedWhenItIsStopped) {
-    std::atomic<bool> hasRun{false};
+    std::atomic<bool> hasRun = false;
     sut->add([&hasRun] { hasRun = true; }, "first");
     sut->add([&hasRun] { hasRun = true; }, "second");
     sut->stop();
@@ -125,7 +125,7 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, DropsAndCountsWhatIsQueuedWhenItIsStop
 }
 
 TEST_F(SingleThreadAsyncTaskExecutorTest, DropsWhatIsQueuedBehindATaskThatStopsIt) {
-    std::atomic<bool> hasRun{false};
+    std::atomic<bool> hasRun = false;
     sut->add([this] { sut->stop(); }, "stop");
     sut->add([&hasRun] { hasRun = true; }, "never");
     sut->start();
@@ -143,7 +143,7 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, CanBeStoppedTwice) {
 
 TEST_F(SingleThreadAsyncTaskExecutorTest, LetsEachOfTwoConcurrentStopsReturnOnlyWhenTheThreadHasEnded) {
     std::promise<void> mayEnd;
-    std::atomic<bool> hasEnded{false};
+    std::atomic<bool> hasEnded = false;
     std::promise<void> isRunning;
     sut->start();
     sut->add(

@@ -80,7 +80,7 @@ class ZebAccessorTest : public testing::Test {
     const std::shared_ptr<HandDrivenExecutor> callbacks = std::make_shared<HandDrivenExecutor>();
     zeb::ZebAccessor sut{access, requests, callbacks,
                          std::make_shared<test_support::RecordingLogger>(log, "Accessor")};
-    int successes{0};
+    int successes = 0;
     std::vector<Response> errors;
 };
 

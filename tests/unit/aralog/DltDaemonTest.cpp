@@ -44,7 +44,9 @@ class DltDaemonTest : public testing::Test {
 void waitUntil(const std::function<bool()>& condition, int exitCode) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {
-        if (std::chrono::steady_clock::now() >= end) std::exit(exitCode);
+        if (std::chrono::steady_clock::now() >= end) {
+            std::exit(exitCode);
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
 }
@@ -73,9 +75,13 @@ TEST_F(DltDaemonTest, IsToldTheFullNames) {
 TEST_F(DltDaemonTest, TurnsALevelUpFromOutside) {
     const ChildResult result = runLogging([this] {
         CSCLogging::InitLogging("Clamp", csc_logging::kError);
-        if (ara::log::IsLogEnabled(LogLevel::kVerbose)) std::exit(1);
+        if (ara::log::IsLogEnabled(LogLevel::kVerbose)) {
+            std::exit(1);
+        }
         CSCLogging::LogError("ready");
-        if (!daemon.receives("[ready]")) std::exit(2);
+        if (!daemon.receives("[ready]")) {
+            std::exit(2);
+        }
         daemon.setLevel("CSC", "Clam", 6);
         waitUntil([] { return ara::log::IsLogEnabled(LogLevel::kVerbose); }, 3);
         CSCLogging::LogVerbose("after the change");
@@ -88,7 +94,9 @@ TEST_F(DltDaemonTest, TurnsALevelDownFromOutside) {
     const ChildResult result = runLogging([this] {
         CSCLogging::InitLogging("Clamp", csc_logging::kDebug);
         CSCLogging::LogInfo("ready");
-        if (!daemon.receives("[ready]")) std::exit(2);
+        if (!daemon.receives("[ready]")) {
+            std::exit(2);
+        }
         daemon.setLevel("CSC", "Clam", 0);
         waitUntil([] { return !ara::log::IsLogEnabled(LogLevel::kFatal); }, 3);
         CSCLogging::LogFatal("after the change");
@@ -110,10 +118,14 @@ TEST_F(DltDaemonTest, ReceivesWhatWasLoggedBeforeItWasThere) {
     const std::string pipe = daemon.pipeDirectory() + "/dlt";
     const ChildResult result = runLogging([&] {
         // As if the daemon had not made its pipe yet.
-        if (std::rename(pipe.c_str(), later.c_str()) != 0) std::exit(1);
+        if (std::rename(pipe.c_str(), later.c_str()) != 0) {
+            std::exit(1);
+        }
         CSCLogging::InitLogging("Clamp");
         CSCLogging::LogInfo("an early line");
-        if (std::rename(later.c_str(), pipe.c_str()) != 0) std::exit(2);
+        if (std::rename(later.c_str(), pipe.c_str()) != 0) {
+            std::exit(2);
+        }
         waitUntil(
             [this] {
                 CSCLogging::LogInfo("a later line");
@@ -127,14 +139,18 @@ TEST_F(DltDaemonTest, ReceivesWhatWasLoggedBeforeItWasThere) {
 TEST_F(DltDaemonTest, LetsAProcessEndWhoseThreadsLogToTheLast) {
     const ChildResult result = runLogging([] {
         CSCLogging::InitLogging("Clamp");
-        static std::atomic<int> running{0};
+        static std::atomic<int> running = 0;
         for (int i = 0; i < 3; ++i) {
             std::thread([] {
                 ++running;
-                for (;;) CSCLogging::LogInfo("still here");
+                for (;;) {
+                    CSCLogging::LogInfo("still here");
+                }
             }).detach();
         }
-        while (running != 3) std::this_thread::yield();
+        while (running != 3) {
+            std::this_thread::yield();
+        }
     });
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_LT(result.lifetime, std::chrono::seconds(5));
@@ -170,7 +186,9 @@ TEST_F(DltDaemonTest, HoldsUpTheEndOfAProcessForASecondAtMostWhenItHangs) {
 TEST_F(DltDaemonTest, EndsWithNothingLostThatWasLoggedLast) {
     const ChildResult result = runLogging([] {
         CSCLogging::InitLogging("Clamp");
-        for (int i = 0; i < 200; ++i) CSCLogging::LogInfo("line " + std::to_string(i));
+        for (int i = 0; i < 200; ++i) {
+            CSCLogging::LogInfo("line " + std::to_string(i));
+        }
     });
     EXPECT_LT(result.lifetime, std::chrono::seconds(5));
     EXPECT_TRUE(daemon.receives("[line 199]"));

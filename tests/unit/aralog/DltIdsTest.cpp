@@ -42,14 +42,20 @@ TEST(DltId, IsLongerWhenAShortOneIsTaken) {
 
 TEST(DltId, IsDifferentForManyNamesThatBeginAlike) {
     std::set<std::string> taken;
-    for (int i = 0; i < 1000; ++i) taken.insert(freeDltId("Clamp", taken));
+    for (int i = 0; i < 1000; ++i) {
+        taken.insert(freeDltId("Clamp", taken));
+    }
     EXPECT_EQ(taken.size(), 1000u);
 }
 
 TEST(DltId, NeverHasMoreThanFourCharacters) {
     std::set<std::string> taken;
-    for (int i = 0; i < 1000; ++i) taken.insert(freeDltId("Clamp", taken));
-    for (const std::string& id : taken) EXPECT_LE(id.size(), 4u);
+    for (int i = 0; i < 1000; ++i) {
+        taken.insert(freeDltId("Clamp", taken));
+    }
+    for (const std::string& id : taken) {
+        EXPECT_LE(id.size(), 4u);
+    }
 }
 
 TEST(DltDescription, IsTheDescriptionWhenTheIdSaysTheName) {

@@ -206,8 +206,12 @@ TEST(Logger, TakesTheLevelOfALaterInitLogging) {
 
 TEST(CreateLogger, GivesTheSameLoggerForTheSameId) {
     const ChildResult result = runWithoutDaemon([] {
-        if (&CreateLogger("Ctx", "one") != &CreateLogger("Ctx", "two")) std::exit(1);
-        if (&CreateLogger("Ctx", "one") == &CreateLogger("Other", "one")) std::exit(2);
+        if (&CreateLogger("Ctx", "one") != &CreateLogger("Ctx", "two")) {
+            std::exit(1);
+        }
+        if (&CreateLogger("Ctx", "one") == &CreateLogger("Other", "one")) {
+            std::exit(2);
+        }
     });
     EXPECT_EQ(result.exitCode, 0);
 }
@@ -218,9 +222,13 @@ TEST(CreateLogger, GivesTheSameLoggerToConcurrentCallers) {
         std::vector<std::thread> threads;
         for (Logger*& logger : loggers)
             threads.emplace_back([&logger] { logger = &CreateLogger("Ctx", ""); });
-        for (std::thread& thread : threads) thread.join();
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
         for (const Logger* logger : loggers) {
-            if (logger != loggers.front()) std::exit(1);
+            if (logger != loggers.front()) {
+                std::exit(1);
+            }
         }
     });
 }
@@ -239,8 +247,12 @@ TEST(CreateLogger, SaysWhichIdAContextHasThatSharesItsFirstFourCharacters) {
 TEST(IsLogEnabled, FollowsTheDefaultLevelWhileThereIsNoLogger) {
     runWithoutDaemon([] {
         initConsole(LogLevel::kWarn);
-        if (!IsLogEnabled(LogLevel::kWarn)) std::exit(1);
-        if (IsLogEnabled(LogLevel::kInfo)) std::exit(2);
+        if (!IsLogEnabled(LogLevel::kWarn)) {
+            std::exit(1);
+        }
+        if (IsLogEnabled(LogLevel::kInfo)) {
+            std::exit(2);
+        }
     });
 }
 
@@ -248,25 +260,37 @@ TEST(IsLogEnabled, FollowsTheMostTalkativeLogger) {
     runWithoutDaemon([] {
         initConsole(LogLevel::kWarn);
         CreateLogger("Quiet", "");
-        if (IsLogEnabled(LogLevel::kInfo)) std::exit(1);
+        if (IsLogEnabled(LogLevel::kInfo)) {
+            std::exit(1);
+        }
         CreateLogger("Loud", "", LogLevel::kDebug);
-        if (!IsLogEnabled(LogLevel::kDebug)) std::exit(2);
-        if (IsLogEnabled(LogLevel::kVerbose)) std::exit(3);
+        if (!IsLogEnabled(LogLevel::kDebug)) {
+            std::exit(2);
+        }
+        if (IsLogEnabled(LogLevel::kVerbose)) {
+            std::exit(3);
+        }
     });
 }
 
 TEST(IsLogEnabled, IsNeverTrueForOff) {
     runWithoutDaemon([] {
         initConsole(LogLevel::kVerbose);
-        if (IsLogEnabled(LogLevel::kOff)) std::exit(1);
+        if (IsLogEnabled(LogLevel::kOff)) {
+            std::exit(1);
+        }
     });
 }
 
 TEST(IsLogEnabled, IsTrueUpToInfoBeforeInitLogging) {
     runWithoutDaemon([] {
         CreateLogger("Ctx", "");
-        if (!IsLogEnabled(LogLevel::kInfo)) std::exit(1);
-        if (IsLogEnabled(LogLevel::kDebug)) std::exit(2);
+        if (!IsLogEnabled(LogLevel::kInfo)) {
+            std::exit(1);
+        }
+        if (IsLogEnabled(LogLevel::kDebug)) {
+            std::exit(2);
+        }
     });
 }
 
@@ -282,7 +306,9 @@ TEST(RemoteMode, MapsTheLevelsOneToOne) {
     const std::string output = dltOutputOf([] {
         InitLogging("CSC", "", LogLevel::kVerbose, LogMode::kRemote, "");
         const Logger& logger = CreateLogger("Ctx", "");
-        for (int level = 1; level <= 6; ++level) logger.WithLevel(static_cast<LogLevel>(level)) << level;
+        for (int level = 1; level <= 6; ++level) {
+            logger.WithLevel(static_cast<LogLevel>(level)) << level;
+        }
     });
     const char* const names[] = {"fatal", "error", "warn", "info", "debug", "verbose"};
     for (int level = 1; level <= 6; ++level) {
@@ -337,7 +363,9 @@ TEST(RemoteMode, TakesTheInitialLevelFromTheEnvironment) {
                     ::setenv("DLT_INITIAL_LOG_LEVEL", "::6", 1);
                     InitLogging("CSC", "", LogLevel::kError, LogMode::kRemote, "");
                     const Logger& logger = CreateLogger("Ctx", "");
-                    if (!IsLogEnabled(LogLevel::kVerbose)) std::exit(1);
+                    if (!IsLogEnabled(LogLevel::kVerbose)) {
+                        std::exit(1);
+                    }
                     logger.LogVerbose() << "text";
                 }),
                 HasSubstr("log verbose V 1 [text]"));
@@ -372,7 +400,9 @@ TEST(RemoteMode, DoesNotBlockWithoutADaemonHoweverMuchIsLogged) {
     const ChildResult result = runWithoutDaemon([] {
         InitLogging("CSC", "", LogLevel::kInfo, LogMode::kRemote, "");
         const Logger& logger = CreateLogger("Ctx", "");
-        for (int i = 0; i < 50'000; ++i) logger.LogInfo() << "record number " << i;
+        for (int i = 0; i < 50'000; ++i) {
+            logger.LogInfo() << "record number " << i;
+        }
     });
     EXPECT_LT(result.lifetime.count(), 8000);
 }
@@ -420,13 +450,17 @@ TEST(RemoteMode, CanForkWhileThreadsLog) {
     const ChildResult result = runWithoutDaemon([] {
         InitLogging("CSC", "", LogLevel::kInfo, LogMode::kRemote, "");
         const Logger& logger = CreateLogger("Ctx", "");
-        std::atomic<bool> done{false};
+        std::atomic<bool> done = false;
         std::thread other([&] {
-            while (!done) logger.LogInfo() << "text";
+            while (!done) {
+                logger.LogInfo() << "text";
+            }
         });
         for (int i = 0; i < 5; ++i) {
             const ChildResult child = runInChild([&logger] { logger.LogInfo() << "child"; });
-            if (child.exitCode != 0) std::exit(1);
+            if (child.exitCode != 0) {
+                std::exit(1);
+            }
         }
         done = true;
         other.join();
@@ -448,7 +482,9 @@ TEST(FileMode, AppendsLinesToTheFileNamedAfterTheApplication) {
 TEST(FileMode, UsesTheWorkingDirectoryUnlessToldOtherwise) {
     const TemporaryDirectory directory;
     runWithoutDaemon([&] {
-        if (::chdir(directory.path().c_str()) != 0) std::exit(1);
+        if (::chdir(directory.path().c_str()) != 0) {
+            std::exit(1);
+        }
         InitLogging("CSC", "", LogLevel::kInfo, LogMode::kFile, "");
         CreateLogger("Ctx", "").LogInfo() << "text";
     });
@@ -480,7 +516,9 @@ TEST(FileMode, SaysOnceThatTheFileCannotBeOpenedAndGoesOn) {
 }
 
 TEST(FileMode, SaysOnceThatTheDiskIsFullAndGoesOn) {
-    if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full on this system";
+    if (!std::filesystem::exists("/dev/full")) {
+        GTEST_SKIP() << "no /dev/full on this system";
+    }
     const TemporaryDirectory directory;
     const auto file = directory.path() / "CSC.log";
     std::filesystem::create_symlink("/dev/full", file);
@@ -513,16 +551,22 @@ TEST(FileMode, KeepsTheLinesOfThreadsApart) {
         std::vector<std::thread> threads;
         for (char letter = 'a'; letter < 'e'; ++letter) {
             threads.emplace_back([&logger, letter] {
-                for (int i = 0; i < 500; ++i) logger.LogInfo() << std::string(300, letter);
+                for (int i = 0; i < 500; ++i) {
+                    logger.LogInfo() << std::string(300, letter);
+                }
             });
         }
-        for (std::thread& thread : threads) thread.join();
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
     });
     std::ifstream file(directory.path() / "CSC.log");
     int whole = 0;
     for (std::string line; std::getline(file, line);) {
         const std::string text = line.substr(line.rfind(' ') + 1);
-        if (text == std::string(300, text.front())) ++whole;
+        if (text == std::string(300, text.front())) {
+            ++whole;
+        }
     }
     EXPECT_EQ(whole, 2000);
 }

@@ -37,15 +37,19 @@ void expectCleanEnd(const std::function<void()>& work) {
 
 /// Threads that log until the process is gone.
 void logForEver(const Logger& logger) {
-    static std::atomic<int> running{0};
+    static std::atomic<int> running = 0;
     constexpr int count = 3;
     for (int i = 0; i < count; ++i) {
         std::thread([&logger] {
             ++running;
-            for (;;) logger.LogInfo() << "still here";
+            for (;;) {
+                logger.LogInfo() << "still here";
+            }
         }).detach();
     }
-    while (running != count) std::this_thread::yield();
+    while (running != count) {
+        std::this_thread::yield();
+    }
 }
 
 TEST(ProcessExit, IsSoonWithoutADaemon) {

@@ -26,24 +26,24 @@ using Lines = std::vector<std::string>;
 class Record {
  public:
     void add(std::string line) {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         lines_.push_back(std::move(line));
         changed_.notify_all();
     }
 
     bool waitFor(const std::string& line) {
-        std::unique_lock<std::mutex> lock(mutex_);
+        std::unique_lock lock(mutex_);
         return changed_.wait_for(
             lock, seconds(10), [&] { return std::find(lines_.begin(), lines_.end(), line) != lines_.end(); });
     }
 
     bool waitForLines(std::size_t wanted) {
-        std::unique_lock<std::mutex> lock(mutex_);
+        std::unique_lock lock(mutex_);
         return changed_.wait_for(lock, seconds(10), [&] { return lines_.size() >= wanted; });
     }
 
     Lines lines() const {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return lines_;
     }
 
@@ -86,13 +86,13 @@ class FakeClient : public clampcontrolclient::ClampControlClientIf {
 
     void Stop() override {
         others.add("Stop");
-        const std::lock_guard<std::mutex> lock(mutex);
+        const std::lock_guard lock(mutex);
         stopped = true;
         changed.notify_all();
     }
 
     std::string SubscribeClampControl() override {
-        std::unique_lock<std::mutex> lock(mutex);
+        std::unique_lock lock(mutex);
         subscribeCalls.push_back(steady_clock::now());
         changed.notify_all();
         changed.wait_for(lock, seconds(10), [this] { return stopped || !results.empty(); });
@@ -108,18 +108,18 @@ class FakeClient : public clampcontrolclient::ClampControlClientIf {
     }
 
     void answer(const std::string& result) {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const std::lock_guard lock(mutex);
         results.push_back(result);
         changed.notify_all();
     }
 
     bool waitForCalls(std::size_t wanted, milliseconds timeout = seconds(10)) {
-        std::unique_lock<std::mutex> lock(mutex);
+        std::unique_lock lock(mutex);
         return changed.wait_for(lock, timeout, [&] { return subscribeCalls.size() >= wanted; });
     }
 
     std::vector<steady_clock::time_point> timesOfCalls() {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const std::lock_guard lock(mutex);
         return subscribeCalls;
     }
 

@@ -352,22 +352,22 @@ TEST_F(ClampControlAccessTest, IgnoresAnAnswerThatComesTooLate) {
 
 /// How long `work` takes on a clock. Only to be compared with a time that it has to wait at least, or with
 /// one that it must not wait at all.
-template <class Clock>
+template <typename Clock>
 typename Clock::duration durationOf(const std::function<void()>& work) {
     const auto begin = Clock::now();
     work();
     return Clock::now() - begin;
 }
 
-constexpr std::chrono::seconds fiveSeconds{5};
+constexpr std::chrono::seconds kFiveSeconds{5};
 
 // Only that it does not wait less can be seen by waiting; that it does not wait more, here.
 TEST(ClampControlAccessTimeLimits, GiveAnAnswerFiveSeconds) {
-    EXPECT_EQ(ClampControlAccess::TimeLimits().findFirst, fiveSeconds);
+    EXPECT_EQ(ClampControlAccess::TimeLimits().findFirst, kFiveSeconds);
 }
 
 TEST(ClampControlAccessTimeLimits, GiveTheFirstNotificationFiveSeconds) {
-    EXPECT_EQ(ClampControlAccess::TimeLimits().firstNotification, fiveSeconds);
+    EXPECT_EQ(ClampControlAccess::TimeLimits().firstNotification, kFiveSeconds);
 }
 
 TEST_F(ClampControlAccessTest, GivesUpAfterFiveSecondsWhenNobodyAnswers) {
@@ -375,7 +375,7 @@ TEST_F(ClampControlAccessTest, GivesUpAfterFiveSecondsWhenNobodyAnswers) {
     const UnansweredRequest unanswered(bus);
     std::string uuid = "none";
     EXPECT_GE(durationOf<std::chrono::system_clock>([&] { uuid = sut->SubscribeClampControl(); }),
-              fiveSeconds);
+              kFiveSeconds);
     EXPECT_EQ(uuid, "");
     EXPECT_THAT(logged(), ElementsAre(error + std::string("GetClampControlUuid() request timeout")));
     EXPECT_THAT(bus.subscriptions(), IsEmpty());
@@ -388,7 +388,7 @@ TEST_F(ClampControlAccessTest, WaitsForAnAnswerUntilATimeOfTheSystemClock) {
     test_support::setSystemClock(std::chrono::hours(-1));
     const auto lasted = durationOf<std::chrono::steady_clock>([this] { sut->SubscribeClampControl(); });
     test_support::setSystemClock(std::chrono::seconds(0));
-    EXPECT_LT(lasted, fiveSeconds);
+    EXPECT_LT(lasted, kFiveSeconds);
     EXPECT_THAT(logged(), ElementsAre(error + std::string("GetClampControlUuid() request timeout")));
 }
 
@@ -548,7 +548,7 @@ TEST_F(ClampControlAccessTest, HoldsUpNoExecutorWhenTheFirstNotificationComesAtT
 TEST_F(ClampControlAccessTest, WaitsFiveSecondsForTheFirstNotification) {
     createConnected();
     bus.onSubscribe = [](const auto&) {};
-    EXPECT_GE(durationOf<std::chrono::steady_clock>([this] { sut->SubscribeClampControl(); }), fiveSeconds);
+    EXPECT_GE(durationOf<std::chrono::steady_clock>([this] { sut->SubscribeClampControl(); }), kFiveSeconds);
 }
 
 TEST_F(ClampControlAccessTest, ASecondSubscribeReplacesTheFirstSubscription) {

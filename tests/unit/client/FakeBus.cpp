@@ -61,7 +61,7 @@ class FakeBus::TpAccess : public zeb::ITpAccess {
 
     zeb::ZebResponse get(const std::string& resource, const std::string& id, const Query& query) override {
         {
-            const std::lock_guard<std::mutex> lock(mutex);
+            const std::lock_guard lock(mutex);
             requests.push_back({resource, id, query});
         }
         return bus_.answer();
@@ -89,7 +89,7 @@ class FakeBus::Websocket : public zeb::IWebsocketManager {
         subscribed->uuid = uuid;
         subscribed->handler = std::move(handler);
         {
-            const std::lock_guard<std::mutex> lock(mutex);
+            const std::lock_guard lock(mutex);
             subscriptions.push_back(subscribed);
         }
         bus_.onSubscribe(subscribed);
@@ -176,12 +176,12 @@ void FakeBus::refuseRequests() {
 }
 
 std::vector<FakeBus::Request> FakeBus::requests() const {
-    const std::lock_guard<std::mutex> lock(tpAccess_->mutex);
+    const std::lock_guard lock(tpAccess_->mutex);
     return tpAccess_->requests;
 }
 
 std::vector<std::shared_ptr<FakeBus::Subscribed>> FakeBus::subscriptions() const {
-    const std::lock_guard<std::mutex> lock(websocket_->mutex);
+    const std::lock_guard lock(websocket_->mutex);
     return websocket_->subscriptions;
 }
 

@@ -31,8 +31,8 @@ class FakeBus {
         std::string path;
         std::string uuid;
         zeb::IWebsocketManager::DataHandler handler;
-        std::atomic<int> unsubscribes{0};
-        std::atomic<bool> released{false};
+        std::atomic<int> unsubscribes = 0;
+        std::atomic<bool> released = false;
         /// Called when it is released, on the thread that does. Set it while the subscription is in the
         /// making.
         std::function<void()> inRelease = [] {};

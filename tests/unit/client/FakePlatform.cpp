@@ -18,7 +18,7 @@ void say(const std::string& event) {
 }
 
 // Never destroyed: used while the process's statics are.
-template <class T>
+template <typename T>
 T& immortal() {
     static auto& value = *new T();
     return value;

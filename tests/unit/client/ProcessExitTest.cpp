@@ -33,7 +33,7 @@ using test_support::runInChild;
 using test_support::TemporaryDirectory;
 
 /// Whether a callback ends the process.
-std::atomic<bool> isExiting{false};
+std::atomic<bool> isExiting = false;
 
 /// Ends the process in the callback of the test's choice, once it is told to.
 class Callback : public clampcontrolclient::ClampControlCallbackIf {

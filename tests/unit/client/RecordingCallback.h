@@ -32,13 +32,13 @@ class RecordingCallback : public clampcontrolclient::ClampControlCallbackIf {
     }
 
     void note(const std::string& event) {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         events_.push_back(event);
     }
 
     /// All events since the last call.
     std::vector<std::string> take() {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return std::exchange(events_, {});
     }
 

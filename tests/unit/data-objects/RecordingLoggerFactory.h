@@ -36,7 +36,7 @@ class RecordingLoggerFactory : public zebutil::LoggerFactory {
             throw std::runtime_error("no logger today");
         }
         whenOneIsMade();
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         created.push_back(name);
         return std::make_unique<Logger>(*this, name);
     }
@@ -56,7 +56,7 @@ class RecordingLoggerFactory : public zebutil::LoggerFactory {
         Logger(RecordingLoggerFactory& factory, std::string name)
             : factory_(factory), name_(std::move(name)) {}
         ~Logger() override {
-            const std::lock_guard<std::mutex> lock(factory_.mutex_);
+            const std::lock_guard lock(factory_.mutex_);
             ++factory_.released;
         }
 
@@ -78,7 +78,7 @@ class RecordingLoggerFactory : public zebutil::LoggerFactory {
 
      private:
         void add(const std::string& level, const std::string& message) {
-            const std::lock_guard<std::mutex> lock(factory_.mutex_);
+            const std::lock_guard lock(factory_.mutex_);
             factory_.lines.push_back(level + " " + name_ + ": " + message);
         }
 

@@ -469,7 +469,7 @@ TEST_F(ServicemanagementLoggerOfThreads, IsMadeOnce) {
     std::condition_variable changed;
     int makers = 0;
     log.whenOneIsMade = [&] {
-        std::unique_lock<std::mutex> lock(mutex);
+        std::unique_lock lock(mutex);
         ++makers;
         changed.notify_all();
         changed.wait_for(lock, std::chrono::milliseconds(100), [&] { return makers > 1; });

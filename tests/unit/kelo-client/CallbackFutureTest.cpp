@@ -49,7 +49,9 @@ WaitedFor waitedFor(FutureValue value) {
         std::this_thread::sleep_for(milliseconds(round));
         future->Set(value);
         const FutureValue given = reader.get();
-        if (hasNoState(*future)) return {std::move(future), given};
+        if (hasNoState(*future)) {
+            return {std::move(future), given};
+        }
     }
     throw std::runtime_error("no Get ever had to wait");
 }

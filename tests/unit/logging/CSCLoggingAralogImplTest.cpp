@@ -84,7 +84,9 @@ TEST_F(CSCLoggingAralogImplTest, IsDisabledAtEveryLevelWithoutALogger) {
 }
 
 TEST_F(CSCLoggingAralogImplTest, DropsMessagesWithoutALogger) {
-    for (const auto& [write, level] : kWriters) (sut.*write)("text");
+    for (const auto& [write, level] : kWriters) {
+        (sut.*write)("text");
+    }
     EXPECT_THAT(RecordingAraLog::calls(), IsEmpty());
 }
 
@@ -155,7 +157,9 @@ TEST(CSCLoggingApi, ForwardsEveryOperationToAnAraLogBackEnd) {
     sut.InitLogging("A", csc_logging::kInfo);
     sut.CreateLogger("B");
     EXPECT_TRUE(sut.IsLoggingEnabled(csc_logging::kError));
-    for (const auto& [write, level] : kWriters) (sut.*write)("text");
+    for (const auto& [write, level] : kWriters) {
+        (sut.*write)("text");
+    }
 
     std::vector<std::string> expected = {"InitLogging(\"CSC\", \"Core Service Component\", 4, 1, \"\")",
                                          "CreateLogger(\"A\", \"CSC Component\")", "IsLogEnabled(2)"};

@@ -30,7 +30,9 @@ using testing::HasSubstr;
 std::string callsOf(const std::function<void()>& work) {
     const ChildResult result = runInChild([&work] {
         work();
-        for (const std::string& call : RecordingAraLog::calls()) std::printf("%s\n", call.c_str());
+        for (const std::string& call : RecordingAraLog::calls()) {
+            std::printf("%s\n", call.c_str());
+        }
     });
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     return result.output;
@@ -159,7 +161,9 @@ TEST(CSCLogging, IsThereForStaticsThatWereMadeAfterIt) {
     struct LogsAtTheEnd {
         ~LogsAtTheEnd() {
             CSCLogging::LogInfo("last words");
-            for (const auto& record : RecordingAraLog::records()) std::printf("%s\n", record.text.c_str());
+            for (const auto& record : RecordingAraLog::records()) {
+                std::printf("%s\n", record.text.c_str());
+            }
         }
     };
     const ChildResult result = runInChild([] {
@@ -188,14 +192,18 @@ TEST(CSCLogging, LetsTheProcessEndWhileThreadsLog) {
     const ChildResult result = runInChild([] {
         CSCLogging::InitLogging("A");
         RecordingAraLog::enableUpTo(ara::log::LogLevel::kInfo);
-        static std::atomic<int> running{0};
+        static std::atomic<int> running = 0;
         for (int i = 0; i < 3; ++i) {
             std::thread([] {
                 ++running;
-                for (;;) CSCLogging::LogVerbose("still here");
+                for (;;) {
+                    CSCLogging::LogVerbose("still here");
+                }
             }).detach();
         }
-        while (running != 3) std::this_thread::yield();
+        while (running != 3) {
+            std::this_thread::yield();
+        }
     });
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     EXPECT_LT(result.lifetime.count(), 5000);
@@ -209,7 +217,9 @@ TEST(CSCLogging, IsLeftToAThreadThatStaysInsideItBeyondItsEnd) {
         std::atexit([] {  // runs when the logging, which is made after this, has come to its end
             ended.set_value();
             logged.get_future().wait();
-            for (const auto& record : RecordingAraLog::records()) std::printf("%s\n", record.text.c_str());
+            for (const auto& record : RecordingAraLog::records()) {
+                std::printf("%s\n", record.text.c_str());
+            }
         });
         CSCLogging::InitLogging("A");
         std::thread([] {

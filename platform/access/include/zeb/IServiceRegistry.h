@@ -16,7 +16,7 @@ class ZEB_EXPORT IServiceRegistry {
 
     /// Follows service `S` from now on: the listener is told when it is connected, at once if it already is.
     /// Returns without waiting for the service.
-    template <class S>
+    template <typename S>
     void registerServiceListener(const ServiceListener<S>& listener) {
         UntypedServiceListener untyped;
         untyped.serviceName = S::getServiceName();

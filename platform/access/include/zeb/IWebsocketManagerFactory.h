@@ -25,8 +25,8 @@ struct WebsocketSettings {
 
 /// Why a WebSocket has ended or was never established.
 struct WebsocketEnd {
-    std::string reason;       ///< for the log
-    bool isUntrusted{false};  ///< the server's certificate was refused
+    std::string reason;        ///< for the log
+    bool isUntrusted = false;  ///< the server's certificate was refused
 };
 
 /// Told what becomes of one WebSocket, on the executor thread: at most one `opened`, then exactly one

@@ -31,7 +31,7 @@ class ZEB_EXPORT Service {
     /// and then each change, null when the server says that there is no state; it runs on the executor
     /// thread, never on the caller's stack, and never when this function throws.
     /// @throws std::exception when the descriptor has no id or the connection is not open
-    template <class T>
+    template <typename T>
     std::shared_ptr<Subscription> subscribeElement(const typename T::Desctype& descriptor,
                                                    std::function<void(std::shared_ptr<const T>)> handler) {
         return subscribeUntyped(descriptor,

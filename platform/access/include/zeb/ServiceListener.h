@@ -9,7 +9,7 @@ namespace zeb {
 /// The three handlers of somebody who follows service `S`. All run on the registry's executor thread;
 /// connected and disconnected strictly alternate, beginning with connected. Handlers should hold their object
 /// weakly: the registry keeps them until it is stopped.
-template <class S>
+template <typename S>
 struct ServiceListener {
     std::function<void(std::shared_ptr<S>)> connected;
     std::function<void()> disconnected;

@@ -36,7 +36,7 @@ class ZEB_EXPORT ZebAccessor {
     /// Looks for the first element that matches the descriptor's filter.
     /// @param success given the element, null when none matches, and the response
     /// @param error   given the response: its status, or its exception when there was no answer
-    template <class T>
+    template <typename T>
     void findFirst(typename T::Desctype descriptor,
                    std::function<void(std::shared_ptr<const T>, std::shared_ptr<const ZebResponse>)> success,
                    ErrorHandler error) {

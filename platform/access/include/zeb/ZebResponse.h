@@ -32,7 +32,7 @@ class ZEB_EXPORT ZebResponse {
     }
 
  private:
-    int statusCode_{0};
+    int statusCode_ = 0;
     std::string body_;
     std::shared_ptr<const std::exception> httpException_;
 };

@@ -41,7 +41,7 @@ class ZebServiceConfigurations {
         std::string separatorAfterResource;  ///< text between a resource name and "?"
         std::chrono::milliseconds watchdogPingInterval{0};
         std::chrono::milliseconds watchdogPongTimeout{0};
-        bool useSeparator{false};
+        bool useSeparator = false;
     };
 };
 

@@ -49,7 +49,7 @@ class ExchangeDeadline {
         Watch(boost::asio::io_context& context, int socket) : timer(context), socket_(socket) {}
 
         void shutDown() {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             if (socket_ >= 0) {
                 ::shutdown(socket_, SHUT_RDWR);
                 hasPassed_ = true;
@@ -58,12 +58,12 @@ class ExchangeDeadline {
 
         // From here on the socket may be closed, and its number be that of another one.
         void release() {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             socket_ = -1;
         }
 
         bool hasPassed() {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             return hasPassed_;
         }
 
@@ -72,7 +72,7 @@ class ExchangeDeadline {
      private:
         std::mutex mutex_;
         int socket_;
-        bool hasPassed_{false};
+        bool hasPassed_ = false;
     };
 
     const std::shared_ptr<IoThread> ioThread_;

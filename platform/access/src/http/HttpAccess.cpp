@@ -22,11 +22,11 @@ namespace zeb {
 
 namespace {
 
-constexpr std::size_t MAXIMUM_BODY_SIZE = std::size_t{16} * 1024 * 1024;
+constexpr std::size_t kMaximumBodySize = std::size_t{16} * 1024 * 1024;
 // Whoever waits for the outcome waits five seconds.
-constexpr std::chrono::milliseconds EXCHANGE_TIME_LIMIT{4500};
+constexpr std::chrono::milliseconds kExchangeTimeLimit{4500};
 // What connecting and sending may take of it, which have limits of their own.
-constexpr std::chrono::milliseconds CONNECT_AND_SEND_TIME_LIMIT{4000};
+constexpr std::chrono::milliseconds kConnectAndSendTimeLimit{4000};
 
 std::string readBody(std::istream& stream) {
     std::string body;
@@ -34,7 +34,7 @@ std::string readBody(std::istream& stream) {
     do {
         stream.read(chunk.data(), static_cast<std::streamsize>(chunk.size()));
         body.append(chunk.data(), static_cast<std::size_t>(stream.gcount()));
-        if (body.size() > MAXIMUM_BODY_SIZE) {
+        if (body.size() > kMaximumBodySize) {
             throw ZebException("the answer has more than 16 MiB", "HTTP");
         }
     } while (stream);
@@ -77,10 +77,10 @@ std::string HttpAccess::target(const std::string& resource, const std::string& i
 
 ZebResponse HttpAccess::exchange(const std::string& method, const std::string& target,
                                  const std::string& body) {
-    const auto deadline = std::chrono::steady_clock::now() + EXCHANGE_TIME_LIMIT;
+    const auto deadline = std::chrono::steady_clock::now() + kExchangeTimeLimit;
     const bool isKeptSession = session_->connected();
     const auto isTooLateToAskAgain = [deadline] {
-        return std::chrono::steady_clock::now() + CONNECT_AND_SEND_TIME_LIMIT > deadline;
+        return std::chrono::steady_clock::now() + kConnectAndSendTimeLimit > deadline;
     };
     try {
         if (isKeptSession) {

@@ -32,7 +32,7 @@ class BlockedSignals {
 std::shared_ptr<IoThread> IoThread::shared() {
     static std::mutex mutex;
     static std::weak_ptr<IoThread> instance;
-    const std::lock_guard<std::mutex> lock(mutex);
+    const std::lock_guard lock(mutex);
     std::shared_ptr<IoThread> thread = instance.lock();
     if (!thread) {
         thread = std::make_shared<IoThread>();
@@ -69,13 +69,13 @@ void IoThread::waitForPosted() {
 }
 
 void IoThread::keepForOthers(std::shared_ptr<void> object) {
-    const std::lock_guard<std::mutex> lock(keptMutex_);
+    const std::lock_guard lock(keptMutex_);
     kept_.push_back(std::move(object));
 }
 
 void IoThread::releaseKept() {
     std::vector<std::shared_ptr<void>> released;
-    const std::lock_guard<std::mutex> lock(keptMutex_);
+    const std::lock_guard lock(keptMutex_);
     released.swap(kept_);
 }
 

@@ -29,7 +29,7 @@ class IoThread {
 
     /// Destroys `object` here and now, except on the thread itself: then whoever next waits for it, or ends
     /// it, does.
-    template <class Object>
+    template <typename Object>
     static void releaseElsewhere(const std::weak_ptr<IoThread>& ioThread, std::unique_ptr<Object> object) {
         if (const auto thread = ioThread.lock(); thread && thread->isCurrent()) {
             thread->keepForOthers(std::shared_ptr<void>(std::move(object)));

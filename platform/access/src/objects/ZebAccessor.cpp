@@ -12,8 +12,8 @@ namespace zeb {
 
 namespace {
 
-constexpr const char* FIND_FIRST = "ZebAccessor::findFirst(): ";
-constexpr int STATUS_OK = 200;
+constexpr const char* kFindFirst = "ZebAccessor::findFirst(): ";
+constexpr int kStatusOk = 200;
 
 ITpAccess::Query queryOfFirst(const XObjectDescriptor& descriptor) {
     ITpAccess::Query query(descriptor.getFilter().begin(), descriptor.getFilter().end());
@@ -54,8 +54,8 @@ struct ZebAccessor::Request {
         try {
             *response =
                 self->access->get(self->descriptor.getResourceName(), {}, queryOfFirst(self->descriptor));
-            if (response->getStatusCode() != STATUS_OK) {
-                self->logger->warning(std::string(FIND_FIRST) + self->descriptor.getRelativeUri() +
+            if (response->getStatusCode() != kStatusOk) {
+                self->logger->warning(std::string(kFindFirst) + self->descriptor.getRelativeUri() +
                                       " was answered with status " +
                                       std::to_string(response->getStatusCode()) + ": " +
                                       response->getBody().substr(0, 500));
@@ -66,11 +66,11 @@ struct ZebAccessor::Request {
             if (data->size() > 0) {
                 element = self->elementFactory(data->getObject(0));
                 if (!element->getId()) {
-                    self->logger->warning(FIND_FIRST + readable(self->descriptor) +
+                    self->logger->warning(kFindFirst + readable(self->descriptor) +
                                           " was answered with an element without \"id\"");
                 }
             } else {
-                self->logger->warning(FIND_FIRST + readable(self->descriptor) + " matched no element");
+                self->logger->warning(kFindFirst + readable(self->descriptor) + " matched no element");
             }
         } catch (const std::exception& exception) {
             response->setHttpException(
@@ -115,14 +115,14 @@ ZebAccessor::~ZebAccessor() = default;
 
 void ZebAccessor::findFirstUntyped(XObjectDescriptor descriptor, ElementFactory elementFactory,
                                    UntypedSuccessHandler success, ErrorHandler error) {
-    const std::string name = FIND_FIRST + descriptor.getServiceName() + "/" + descriptor.getResourceName();
+    const std::string name = kFindFirst + descriptor.getServiceName() + "/" + descriptor.getResourceName();
     const bool hasSuccessHandler = static_cast<bool>(success);
     const auto request = std::make_shared<Request>(Request{std::move(descriptor), std::move(elementFactory),
                                                            std::move(success), std::move(error), access_,
                                                            callbackExecutor_, logger_});
     requestExecutor_->add([request] { Request::run(request); }, name.c_str());
     if (!hasSuccessHandler) {
-        logger_->error(std::string(FIND_FIRST) + "missing success callback");
+        logger_->error(std::string(kFindFirst) + "missing success callback");
     }
 }
 

@@ -17,18 +17,18 @@ class ReconnectBackoff {
     std::chrono::milliseconds next() {
         std::uniform_int_distribution<std::int64_t> delay(0, ceiling_.count());
         const std::chrono::milliseconds result(delay(random_));
-        ceiling_ = std::min(2 * ceiling_, MAXIMUM);
+        ceiling_ = std::min(2 * ceiling_, kMaximum);
         return result;
     }
 
     /// A connection was established: the next loss starts from the beginning.
-    void reset() { ceiling_ = MINIMUM; }
+    void reset() { ceiling_ = kMinimum; }
 
  private:
-    static constexpr std::chrono::milliseconds MINIMUM{100};
-    static constexpr std::chrono::milliseconds MAXIMUM{5000};
+    static constexpr std::chrono::milliseconds kMinimum{100};
+    static constexpr std::chrono::milliseconds kMaximum{5000};
 
-    std::chrono::milliseconds ceiling_{MINIMUM};
+    std::chrono::milliseconds ceiling_{kMinimum};
     std::minstd_rand random_;
 };
 

@@ -38,7 +38,7 @@ ServiceDirectory::~ServiceDirectory() = default;
 
 UntypedServiceListener ServiceDirectory::listener() {
     UntypedServiceListener listener;
-    listener.serviceName = SERVICE_NAME;
+    listener.serviceName = kServiceName;
     listener.createService = [](std::shared_ptr<ZebAccessor> accessor,
                                 std::shared_ptr<IWebsocketManager> websocketManager) {
         return std::make_shared<RegistryService>(std::move(accessor), std::move(websocketManager));
@@ -62,7 +62,7 @@ UntypedServiceListener ServiceDirectory::listener() {
 }
 
 std::optional<ServiceEndpoint> ServiceDirectory::find(const std::string& service) const {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     const auto found = endpoints_.find(service);
     return found == endpoints_.end() ? std::nullopt : std::make_optional(found->second);
 }
@@ -83,7 +83,7 @@ void ServiceDirectory::update(std::string_view services) {
         }
     }
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         endpoints_ = std::move(endpoints);
     }
     changed_();

@@ -26,7 +26,7 @@ namespace zeb {
 class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
  public:
     /// The registry service's name on the bus.
-    static constexpr const char* SERVICE_NAME = "serviceregistry";
+    static constexpr const char* kServiceName = "serviceregistry";
 
     /// @param changed called on the executor thread after the directory has changed
     ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, std::function<void()> changed);

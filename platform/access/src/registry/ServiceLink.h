@@ -19,7 +19,7 @@ class ZebAccessor;
 /// Somebody who follows a service, and what was last told. Told on the executor thread only.
 struct FollowingListener {
     UntypedServiceListener handlers;
-    bool wasToldConnected{false};
+    bool wasToldConnected = false;
 };
 
 /// One service that is followed: its listeners, and the one connection to it that is open or being made.
@@ -33,7 +33,7 @@ struct ServiceLink {
     std::shared_ptr<IWebsocketManager> websocketManager;
     ServiceEndpoint endpoint;  ///< of `websocketManager` and `accessor`
     std::shared_ptr<ZebAccessor> accessor;
-    bool isConnected{false};
+    bool isConnected = false;
 
     ReconnectBackoff backoff;
     std::chrono::steady_clock::time_point connectedSince;

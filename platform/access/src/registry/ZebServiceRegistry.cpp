@@ -63,7 +63,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     void stop() {
         std::map<std::string, std::shared_ptr<ServiceLink>> links;
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             isStopped_ = true;
             links.swap(links_);
         }
@@ -75,15 +75,13 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     }
 
  private:
-    using Lock = std::lock_guard<std::mutex>;
-
     // ------------------------------------------------------------------ events, on the executor thread
 
     void follow(const std::shared_ptr<FollowingListener>& listener) {
         if (needsDirectory(listener->handlers.serviceName)) {
             startDirectory();
         }
-        const Lock lock(mutex_);
+        const std::lock_guard lock(mutex_);
         if (isStopped_) {
             return;
         }
@@ -101,13 +99,13 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
     bool needsDirectory(const std::string& service) const {
         return settings_.mode == Mode::DynamicOnly ||
-               (settings_.mode == Mode::StaticBeforeDynamic && service != ServiceDirectory::SERVICE_NAME &&
+               (settings_.mode == Mode::StaticBeforeDynamic && service != ServiceDirectory::kServiceName &&
                 !configManager_->isServiceConfigurationKnown(service));
     }
 
     void startDirectory() {
         {
-            const Lock lock(mutex_);
+            const std::lock_guard lock(mutex_);
             if (directory_ || isStopped_) {
                 return;
             }
@@ -123,7 +121,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     }
 
     void onOpened(const std::string& service, const std::weak_ptr<IWebsocketManager>& manager) {
-        const Lock lock(mutex_);
+        const std::lock_guard lock(mutex_);
         const auto link = linkOf(service, manager);
         if (!link) {
             return;
@@ -140,7 +138,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     void onClosed(const std::string& service, const std::weak_ptr<IWebsocketManager>& manager,
                   const WebsocketEnd& end) {
         const std::string& reason = end.reason;
-        const Lock lock(mutex_);
+        const std::lock_guard lock(mutex_);
         const auto link = linkOf(service, manager);
         if (!link) {
             return;
@@ -155,7 +153,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
                 tellDisconnected(listener);
             }
             // One that connects only to be lost at once is not to be asked faster and faster.
-            if (std::chrono::steady_clock::now() - link->connectedSince > STABLE_CONNECTION) {
+            if (std::chrono::steady_clock::now() - link->connectedSince > kStableConnection) {
                 link->backoff.reset();
             }
         } else {
@@ -174,7 +172,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     }
 
     void onDirectoryChanged() {
-        const Lock lock(mutex_);
+        const std::lock_guard lock(mutex_);
         for (const auto& [name, link] : links_) {
             if (!link->websocketManager) {
                 connect(link, std::chrono::milliseconds(0));
@@ -234,8 +232,8 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             found->watchdogPongTimeout = configuration.watchdogPongTimeout;
             found->separator = configuration.useSeparator ? configuration.separatorAfterResource : "";
             applySetting(*found, link.name, configuration.separatorAfterResource);
-            found->watchdogPingInterval = std::min(found->watchdogPingInterval, LONGEST_INTERVAL);
-            found->watchdogPongTimeout = std::min(found->watchdogPongTimeout, LONGEST_INTERVAL);
+            found->watchdogPingInterval = std::min(found->watchdogPingInterval, kLongestInterval);
+            found->watchdogPongTimeout = std::min(found->watchdogPongTimeout, kLongestInterval);
         }
         return found;
     }
@@ -243,7 +241,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     std::optional<ServiceEndpoint> address(
         const std::string& service,
         const ZebServiceConfigurations::ServiceConfiguration& configuration) const {
-        if (directory_ && service == ServiceDirectory::SERVICE_NAME) {
+        if (directory_ && service == ServiceDirectory::kServiceName) {
             const Poco::URI uri(settings_.httpUri);
             return ServiceEndpoint::of(uri.getScheme() + "://" + uri.getAuthority(), uri.getPath());
         }
@@ -340,10 +338,10 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     }
 
     std::vector<std::shared_ptr<IWebsocketManager>> managers() {
-        const Lock lock(mutex_);
+        const std::lock_guard lock(mutex_);
         std::vector<std::shared_ptr<IWebsocketManager>> result;
         for (const auto& [name, link] : links_) {
-            if (link->websocketManager && name != ServiceDirectory::SERVICE_NAME) {
+            if (link->websocketManager && name != ServiceDirectory::kServiceName) {
                 result.push_back(link->websocketManager);
             }
         }
@@ -351,7 +349,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     }
 
     // Queues `function` as a task that does nothing once the registry is gone or stopped.
-    template <class Function>
+    template <typename Function>
     void execute(const char* name, Function function) {
         zebExecutor_->add(
             [weak = weak_from_this(), function = std::move(function)] {
@@ -363,14 +361,14 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     }
 
     bool isStopped() {
-        const Lock lock(mutex_);
+        const std::lock_guard lock(mutex_);
         return isStopped_;
     }
 
     // What a clock can still count to; a longer interval, which means never, is as good as this.
-    static constexpr std::chrono::milliseconds LONGEST_INTERVAL = std::chrono::hours(24 * 365);
+    static constexpr std::chrono::milliseconds kLongestInterval = std::chrono::hours(24 * 365);
     // A connection that held this long was a real one.
-    static constexpr std::chrono::seconds STABLE_CONNECTION{5};
+    static constexpr std::chrono::seconds kStableConnection{5};
 
     const std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory_;
     const std::shared_ptr<IConfigManager> configManager_;
@@ -383,7 +381,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     const std::shared_ptr<zebutil::ILogger> logger_;
 
     std::mutex mutex_;
-    bool isStopped_{false};
+    bool isStopped_ = false;
     std::map<std::string, std::shared_ptr<ServiceLink>> links_;
     std::shared_ptr<ServiceDirectory> directory_;  ///< null until somebody follows a service that needs it
 };

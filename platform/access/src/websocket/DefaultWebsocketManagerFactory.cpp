@@ -20,7 +20,7 @@ class DefaultWebsocketManagerFactory::Impl {
         auto manager = std::make_shared<WebsocketManager>(ioThread_, settings, executor, std::move(logger),
                                                           std::move(observer));
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             managers_.erase(std::remove_if(managers_.begin(), managers_.end(),
                                            [](const Entry& entry) { return entry.manager.expired(); }),
                             managers_.end());
@@ -31,11 +31,11 @@ class DefaultWebsocketManagerFactory::Impl {
     }
 
     // Stops the managers for which `matches` says so, and waits until the I/O thread has taken note.
-    template <class Predicate>
+    template <typename Predicate>
     void stopIf(Predicate matches) {
         std::vector<Entry> stopped;
         {
-            const std::lock_guard<std::mutex> lock(mutex_);
+            const std::lock_guard lock(mutex_);
             const auto kept =
                 std::stable_partition(managers_.begin(), managers_.end(),
                                       [&](const Entry& entry) { return !matches(entry.clientName); });

@@ -42,7 +42,7 @@ class NotificationBatch {
 
     /// Calls `deliver(const SubscriptionRecord&, std::string_view data)` for each, and clears. What a
     /// subscription's handler holds is released before that of another one runs.
-    template <class Deliver>
+    template <typename Deliver>
     void deliverAll(const Deliver& deliver) {
         const Clearing atTheEnd{*this};
         std::string_view rest = text_;
@@ -72,13 +72,13 @@ class NotificationBatch {
     void clear() {
         runs_.clear();
         sizes_.clear();
-        if (text_.capacity() > KEPT_TEXT_SIZE) {
+        if (text_.capacity() > kKeptTextSize) {
             text_ = std::string();
         }
         text_.clear();
     }
 
-    static constexpr std::size_t KEPT_TEXT_SIZE = std::size_t{64} * 1024;
+    static constexpr std::size_t kKeptTextSize = std::size_t{64} * 1024;
 
     std::vector<Run> runs_;
     std::vector<std::size_t> sizes_;

@@ -33,7 +33,7 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
         if (incoming_.isEmpty()) {
             return false;
         }
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         count_ += incoming_.count();
         bytes_ += incoming_.bytes();
         const bool nothingWaited = waiting_.isEmpty();
@@ -58,7 +58,7 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
 
     /// Everything that was handed over, in order. `batch` has to be empty; its storage is used again.
     void takeAll(NotificationBatch& batch) {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const std::lock_guard lock(mutex_);
         std::swap(batch, waiting_);
     }
 
@@ -70,30 +70,30 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
 
     // On both; of what was handed over.
 
-    bool hasRoom() const { return count_ < LOW_COUNT && bytes_ < LOW_BYTES; }
+    bool hasRoom() const { return count_ < kLowCount && bytes_ < kLowBytes; }
 
  private:
-    static constexpr std::size_t HIGH_COUNT = 1024;
-    static constexpr std::size_t LOW_COUNT = 256;
+    static constexpr std::size_t kHighCount = 1024;
+    static constexpr std::size_t kLowCount = 256;
     // Large elements would make a thousand of them large too.
-    static constexpr std::size_t HIGH_BYTES = std::size_t{4} * 1024 * 1024;
-    static constexpr std::size_t LOW_BYTES = std::size_t{1} * 1024 * 1024;
+    static constexpr std::size_t kHighBytes = std::size_t{4} * 1024 * 1024;
+    static constexpr std::size_t kLowBytes = std::size_t{1} * 1024 * 1024;
 
-    bool isTooMuch() const { return mostCount_ > HIGH_COUNT || mostBytes_ > HIGH_BYTES; }
+    bool isTooMuch() const { return mostCount_ > kHighCount || mostBytes_ > kHighBytes; }
 
     // Whatever else stands around, each half has cache lines of its own.
-    static constexpr std::size_t CACHE_LINE_SIZE = 64;
+    static constexpr std::size_t kCacheLineSize = 64;
 
     // Of the I/O thread alone: what was pushed and not handed over, and what is undelivered at most.
-    alignas(CACHE_LINE_SIZE) NotificationBatch incoming_;
-    std::size_t mostCount_{0};
-    std::size_t mostBytes_{0};
+    alignas(kCacheLineSize) NotificationBatch incoming_;
+    std::size_t mostCount_ = 0;
+    std::size_t mostBytes_ = 0;
 
-    alignas(CACHE_LINE_SIZE) std::mutex mutex_;
+    alignas(kCacheLineSize) std::mutex mutex_;
     NotificationBatch waiting_;
     // What was handed over and not yet delivered or released, taken or not.
-    std::atomic<std::size_t> count_{0};
-    std::atomic<std::size_t> bytes_{0};
+    std::atomic<std::size_t> count_ = 0;
+    std::atomic<std::size_t> bytes_ = 0;
 };
 
 }  // namespace zeb

@@ -64,7 +64,7 @@ class Scanner {
                 case '[':
                     ++position_;
                     // The envelope itself is one level.
-                    if (++depth >= MAXIMUM_DEPTH) {
+                    if (++depth >= kMaximumDepth) {
                         refuse("at most 64 levels of nesting");
                     }
                     break;
@@ -96,7 +96,7 @@ class Scanner {
     }
 
  private:
-    static constexpr std::size_t MAXIMUM_DEPTH = 64;
+    static constexpr std::size_t kMaximumDepth = 64;
 
     char peek() const { return position_ < text_.size() ? text_[position_] : '\0'; }
 
@@ -162,7 +162,7 @@ class Scanner {
     }
 
     std::string_view text_;
-    std::size_t position_{0};
+    std::size_t position_ = 0;
 };
 
 }  // namespace

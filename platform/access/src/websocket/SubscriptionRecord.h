@@ -22,7 +22,7 @@ namespace zeb {
 struct SubscriptionRecord {  // NOLINT(clang-analyzer-optin.performance.Padding)
     using Hold = boost::intrusive_ptr<SubscriptionRecord>;
 
-    static constexpr std::size_t CACHE_LINE_SIZE = 64;
+    static constexpr std::size_t kCacheLineSize = 64;
 
     /// Destroys it in a place of its choice.
     using Disposer = std::function<void(std::unique_ptr<SubscriptionRecord>)>;
@@ -38,16 +38,16 @@ struct SubscriptionRecord {  // NOLINT(clang-analyzer-optin.performance.Padding)
           disposer(std::move(lastDisposer)) {}
 
     // Of the executor.
-    alignas(CACHE_LINE_SIZE) const IWebsocketManager::DataHandler handler;
-    std::atomic<bool> active{true};  ///< whether a new call of the handler may begin
+    alignas(kCacheLineSize) const IWebsocketManager::DataHandler handler;
+    std::atomic<bool> active = true;  ///< whether a new call of the handler may begin
 
     // Of the I/O thread, but for the last.
-    alignas(CACHE_LINE_SIZE) std::string subscriptionId;  ///< empty until the server has accepted
-    std::int64_t nextSeq{0};
-    std::atomic<std::size_t> holds{0};
+    alignas(kCacheLineSize) std::string subscriptionId;  ///< empty until the server has accepted
+    std::int64_t nextSeq = 0;
+    std::atomic<std::size_t> holds = 0;
 
     // Of both, now and then.
-    alignas(CACHE_LINE_SIZE) const IWebsocketManager::EndedHandler ended;  ///< of the executor; may be empty
+    alignas(kCacheLineSize) const IWebsocketManager::EndedHandler ended;  ///< of the executor; may be empty
     const std::string path;
     const std::string uuid;
     Disposer disposer;

@@ -93,7 +93,7 @@ class SubscriptionRouter {
     Connection& connection_;
     Requests pending_;  ///< asked for and not answered yet, by request id
     Subscriptions subscriptions_;
-    std::uint64_t lastRequestId_{0};
+    std::uint64_t lastRequestId_ = 0;
 };
 
 }  // namespace zeb

@@ -45,7 +45,7 @@ class TransportStream {
     TlsStream* tls() { return tls_ ? &*tls_ : nullptr; }
     executor_type get_executor() { return socket_.get_executor(); }
 
-    template <class Buffers, class Handler>
+    template <typename Buffers, typename Handler>
     void async_read_some(const Buffers& buffers, Handler&& handler) {
         exhausted_();
         if (tls_) {
@@ -55,7 +55,7 @@ class TransportStream {
         }
     }
 
-    template <class Buffers, class Handler>
+    template <typename Buffers, typename Handler>
     void async_write_some(const Buffers& buffers, Handler&& handler) {
         if (tls_) {
             tls_->async_write_some(buffers, std::forward<Handler>(handler));
@@ -85,15 +85,14 @@ inline void teardown(boost::beast::role_type role, TransportStream& stream, boos
 /// Waits for the peer to end the connection, so that what was sent last arrives, but not longer than this:
 /// the WebSocket has no limit of its own when the peer's close frame or its breach of the protocol is what
 /// ends it.
-constexpr std::chrono::seconds TEARDOWN_TIME_LIMIT{1};
+constexpr std::chrono::seconds kTeardownTimeLimit{1};
 
-template <class Handler>
+template <typename Handler>
 void async_teardown(boost::beast::role_type role, TransportStream& stream, Handler&& handler) {
     stream.giveUp();
     enum class State { Waiting, Late, Over };
     const auto state = std::make_shared<State>(State::Waiting);
-    const auto timer =
-        std::make_shared<boost::asio::steady_timer>(stream.get_executor(), TEARDOWN_TIME_LIMIT);
+    const auto timer = std::make_shared<boost::asio::steady_timer>(stream.get_executor(), kTeardownTimeLimit);
     timer->async_wait([state, &stream](const boost::beast::error_code& error) {
         // Until it is over, who waits for it keeps the stream.
         if (!error && *state == State::Waiting) {

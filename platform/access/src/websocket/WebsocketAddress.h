@@ -13,7 +13,7 @@ struct WebsocketAddress {
     std::string port;        ///< decimal
     std::string hostHeader;  ///< host and port as the HTTP header has them
     std::string target;      ///< path on the server, encoded
-    bool isSecure{false};    ///< whether TLS is to be used
+    bool isSecure = false;   ///< whether TLS is to be used
 };
 
 }  // namespace zeb

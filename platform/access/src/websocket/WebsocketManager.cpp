@@ -24,19 +24,19 @@ namespace asio = boost::asio;
 namespace websocket = boost::beast::websocket;
 using asio::ip::tcp;
 
-constexpr const char* SUB_PROTOCOL = "zeb.v1";
-constexpr std::size_t MAXIMUM_MESSAGE_SIZE = std::size_t{1} * 1024 * 1024;
-constexpr std::size_t KEPT_BUFFER_SIZE = std::size_t{64} * 1024;
-constexpr std::chrono::seconds CONNECT_TIME_LIMIT{5};
+constexpr const char* kSubProtocol = "zeb.v1";
+constexpr std::size_t kMaximumMessageSize = std::size_t{1} * 1024 * 1024;
+constexpr std::size_t kKeptBufferSize = std::size_t{64} * 1024;
+constexpr std::chrono::seconds kConnectTimeLimit{5};
 // How long a peer may take to answer a close, and how long the end of the connection is then overdue at the
 // most.
-constexpr std::chrono::seconds CLOSE_TIME_LIMIT{1};
+constexpr std::chrono::seconds kCloseTimeLimit{1};
 
 // Finds a dead peer where no watchdog does: silent for 30 s, then five probes 5 s apart.
-constexpr int KEEP_ALIVE_IDLE_SECONDS = 30;
-constexpr int KEEP_ALIVE_INTERVAL_SECONDS = 5;
-constexpr int KEEP_ALIVE_PROBES = 5;
-constexpr int UNACKNOWLEDGED_MILLISECONDS = 30'000;
+constexpr int kKeepAliveIdleSeconds = 30;
+constexpr int kKeepAliveIntervalSeconds = 5;
+constexpr int kKeepAliveProbes = 5;
+constexpr int kUnacknowledgedMilliseconds = 30'000;
 
 void setSocketOptions(TransportStream::Socket& socket) {
     // A connection without one of these still works.
@@ -45,10 +45,10 @@ void setSocketOptions(TransportStream::Socket& socket) {
     };
     set(IPPROTO_TCP, TCP_NODELAY, 1);
     set(SOL_SOCKET, SO_KEEPALIVE, 1);
-    set(IPPROTO_TCP, TCP_KEEPIDLE, KEEP_ALIVE_IDLE_SECONDS);
-    set(IPPROTO_TCP, TCP_KEEPINTVL, KEEP_ALIVE_INTERVAL_SECONDS);
-    set(IPPROTO_TCP, TCP_KEEPCNT, KEEP_ALIVE_PROBES);
-    set(IPPROTO_TCP, TCP_USER_TIMEOUT, UNACKNOWLEDGED_MILLISECONDS);
+    set(IPPROTO_TCP, TCP_KEEPIDLE, kKeepAliveIdleSeconds);
+    set(IPPROTO_TCP, TCP_KEEPINTVL, kKeepAliveIntervalSeconds);
+    set(IPPROTO_TCP, TCP_KEEPCNT, kKeepAliveProbes);
+    set(IPPROTO_TCP, TCP_USER_TIMEOUT, kUnacknowledgedMilliseconds);
 }
 
 // What the user holds. The record stays with the connection; the connection may end before.
@@ -137,7 +137,7 @@ void WebsocketManager::stop() {
     post([](WebsocketManager& self) { self.closeWith(CloseCode::going_away, "stopped"); });
 }
 
-template <class Function>
+template <typename Function>
 void WebsocketManager::post(Function function) {
     asio::post(ioThread_->context(),
                [self = shared_from_this(), function = std::move(function)] { function(*self); });
@@ -173,7 +173,7 @@ void WebsocketManager::resolve() {
     if (hasEnded_) {
         return;
     }
-    timer_.expires_after(CONNECT_TIME_LIMIT);
+    timer_.expires_after(kConnectTimeLimit);
     timer_.async_wait([self = shared_from_this()](const ErrorCode& error) {
         if (!error && !self->isOpen_ && !self->hasEnded_) {
             self->fail("no connection within 5 s");
@@ -266,12 +266,12 @@ void WebsocketManager::onTlsHandshake(const ErrorCode& error) {
 void WebsocketManager::upgrade() {
     // No timer of the stream is armed while it is open: it would cost more than the reads it watches.
     // Connecting and the open connection are watched by timer_.
-    stream_.set_option(websocket::stream_base::timeout{CLOSE_TIME_LIMIT + CONNECT_TIME_LIMIT,
+    stream_.set_option(websocket::stream_base::timeout{kCloseTimeLimit + kConnectTimeLimit,
                                                        websocket::stream_base::none(), false});
     stream_.set_option(websocket::stream_base::decorator([](websocket::request_type& request) {
-        request.set(boost::beast::http::field::sec_websocket_protocol, SUB_PROTOCOL);
+        request.set(boost::beast::http::field::sec_websocket_protocol, kSubProtocol);
     }));
-    stream_.read_message_max(MAXIMUM_MESSAGE_SIZE);
+    stream_.read_message_max(kMaximumMessageSize);
     // What came before a ping or close does not wait until the answer to it has been taken.
     stream_.control_callback([this](websocket::frame_type, boost::beast::string_view) { announce(); });
     stream_.async_handshake(
@@ -296,7 +296,7 @@ void WebsocketManager::onHandshake(const ErrorCode& error) {
         fail("WebSocket handshake: " + error.message());
         return;
     }
-    if (handshakeResponse_[boost::beast::http::field::sec_websocket_protocol] != SUB_PROTOCOL) {
+    if (handshakeResponse_[boost::beast::http::field::sec_websocket_protocol] != kSubProtocol) {
         closeWith(CloseCode::protocol_error, "the server does not speak the sub-protocol zeb.v1");
         return;
     }
@@ -307,7 +307,7 @@ void WebsocketManager::open() {
     timer_.cancel();
     handshakeResponse_ = {};
     stream_.set_option(
-        websocket::stream_base::timeout{CLOSE_TIME_LIMIT, websocket::stream_base::none(), false});
+        websocket::stream_base::timeout{kCloseTimeLimit, websocket::stream_base::none(), false});
     isOpen_ = !isStopped_;
     execute(std::exchange(observer_.opened, nullptr), "websocket opened");
     watch();
@@ -349,7 +349,7 @@ void WebsocketManager::onRead(const ErrorCode& error) {
             return;
         }
         readBuffer_.clear();
-        if (readBuffer_.capacity() > KEPT_BUFFER_SIZE) {
+        if (readBuffer_.capacity() > kKeptBufferSize) {
             readBuffer_.shrink_to_fit();
         }
     }

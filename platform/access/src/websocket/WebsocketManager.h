@@ -107,7 +107,7 @@ class WebsocketManager : public IWebsocketManager,
     void tellEnded(const SubscriptionRecord::Hold& record, const std::string& reason) override;
     void release(std::vector<SubscriptionRecord::Hold> records) override;
 
-    template <class Function>
+    template <typename Function>
     void post(Function function);
     void execute(std::function<void()> function, const char* name);
     void addTask(std::function<void()> function, const char* name);
@@ -120,9 +120,9 @@ class WebsocketManager : public IWebsocketManager,
     const std::shared_ptr<zebutil::ILogger> logger_;
 
     // For every thread.
-    std::atomic<bool> isOpen_{false};
-    std::atomic<bool> isStopped_{false};  ///< nothing may be delivered any more
-    std::atomic<bool> isPaused_{false};   ///< written on the I/O thread only
+    std::atomic<bool> isOpen_ = false;
+    std::atomic<bool> isStopped_ = false;  ///< nothing may be delivered any more
+    std::atomic<bool> isPaused_ = false;   ///< written on the I/O thread only
     NotificationQueue queue_;
 
     // Of the executor thread alone.
@@ -131,7 +131,7 @@ class WebsocketManager : public IWebsocketManager,
     // Of the I/O thread alone.
     WebsocketObserver observer_;
     SubscriptionRouter router_;
-    bool hasEnded_{false};
+    bool hasEnded_ = false;
     std::unique_ptr<zebutil::TlsClientContext> tls_;       ///< null without TLS
     std::optional<boost::asio::ssl::context> tlsContext_;  ///< that of `tls_`; outlives the stream
     Stream stream_;
@@ -142,7 +142,7 @@ class WebsocketManager : public IWebsocketManager,
     std::deque<std::string> outgoing_;  ///< the first is being written
     Clock::time_point lastInbound_;
     Clock::time_point nextPing_;
-    bool isPinging_{false};  ///< a ping waits behind a write; a second one must not
+    bool isPinging_ = false;  ///< a ping waits behind a write; a second one must not
 };
 
 }  // namespace zeb
