@@ -1,0 +1,90 @@
+#include "NotificationDelivery.h"
+
+#include <zebutil/ILogger.h>
+#include <zebutil/ITaskExecutor.h>
+
+#include <boost/asio/post.hpp>
+#include <exception>
+#include <utility>
+
+namespace zeb {
+
+NotificationDelivery::NotificationDelivery(boost::asio::io_context& context,
+                                           const std::shared_ptr<zebutil::ITaskExecutor>& executor,
+                                           std::shared_ptr<zebutil::ILogger> logger, Owner& owner)
+    : context_(context), executor_(executor), logger_(std::move(logger)), owner_(owner) {}
+
+// ------------------------------------------------------------------------------------- on the I/O thread
+
+void NotificationDelivery::announce() {
+    if (queue_.handOver()) {
+        addTask([this, alive = owner_.keepAlive()] { deliver(); }, "notifications");
+    }
+}
+
+bool NotificationDelivery::hasRoom() {
+    if (!queue_.isFull()) {
+        return true;
+    }
+    isRoomWanted_ = true;
+    announce();
+    if (!queue_.hasRoom()) {
+        return false;  // the executor thread reports when there is
+    }
+    isRoomWanted_ = false;
+    return true;
+}
+
+void NotificationDelivery::execute(std::function<void()> function, const char* name) {
+    announce();
+    addTask(std::move(function), name);
+}
+
+void NotificationDelivery::addTask(std::function<void()> function, const char* name) {
+    if (const auto executor = executor_.lock()) {
+        executor->add(std::move(function), name);
+    }
+}
+
+// -------------------------------------------------------------------------------- on the executor thread
+
+void NotificationDelivery::deliver() {
+    queue_.takeAll(batch_);
+    const std::size_t bytes = batch_.bytes();
+    batch_.deliverAll([this](const SubscriptionRecord& subscription, std::string_view data) {
+        deliverOne(subscription, data);
+        queue_.delivered();
+        reportRoom();
+    });
+    queue_.released(bytes);
+    reportRoom();
+}
+
+void NotificationDelivery::deliverOne(const SubscriptionRecord& subscription, std::string_view data) {
+    if (!subscription.active || isStopped_) {
+        return;
+    }
+    try {
+        subscription.handler(data);
+    } catch (const std::exception& exception) {
+        logger_->error("task \"notification of " + subscription.path + "\" threw: " + exception.what());
+    } catch (...) {
+        logger_->error("task \"notification of " + subscription.path +
+                       "\" threw something that is not a std::exception");
+    }
+}
+
+void NotificationDelivery::reportRoom() {
+    if (!isRoomWanted_ || !queue_.hasRoom()) {
+        return;
+    }
+    boost::asio::post(context_, [this, alive = owner_.keepAlive()] {
+        // Several reports may be under way; the first one counts.
+        if (isRoomWanted_ && queue_.hasRoom()) {
+            isRoomWanted_ = false;
+            owner_.onRoom();
+        }
+    });
+}
+
+}  // namespace zeb

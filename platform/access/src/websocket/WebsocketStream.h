@@ -1,0 +1,56 @@
+#pragma once
+
+#include <zebutil/TlsClientContext.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <boost/beast/websocket/rfc6455.hpp>
+#include <boost/beast/websocket/stream.hpp>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "TransportStream.h"
+
+namespace zeb {
+
+/// The layers of one WebSocket: TCP, TLS if the address asks for it, and Beast's WebSocket on top. Owned by a
+/// WebsocketManager and used by its parts, on the I/O thread.
+class WebsocketStream {
+ public:
+    using Beast = boost::beast::websocket::stream<TransportStream>;
+    using CloseCode = boost::beast::websocket::close_code;
+
+    /// `allReadUsed` is called whenever the WebSocket has used up what it has read, before it waits for more.
+    WebsocketStream(boost::asio::io_context& context, std::function<void()> allReadUsed)
+        : beast_(context, std::move(allReadUsed)) {}
+
+    Beast& beast() { return beast_; }
+    TransportStream::Socket& socket() { return beast_.next_layer().socket(); }
+
+    /// Null until addTls().
+    TransportStream::TlsStream* tls() { return beast_.next_layer().tls(); }
+    /// Adds the TLS layer, before anything is sent.
+    /// @throws std::exception when the trust store cannot be read
+    void addTls(const std::string& host);
+    /// Why the certificate was refused; empty if it was not.
+    std::string takeTlsRefusal() { return tlsContext_->takeRefusal(); }
+
+    /// Sets the socket options that an open connection needs.
+    void prepareSocket();
+
+    /// Sends a close frame, unless `code` is none or the WebSocket is not open, then closes the socket.
+    /// Returns at once; `alive` keeps this object until the socket is closed.
+    void close(CloseCode code, std::shared_ptr<void> alive);
+
+ private:
+    void closeSocket();
+
+    std::unique_ptr<zebutil::TlsClientContext> tlsContext_;  ///< null without TLS
+    // Asio's handle of the same context. The stream below uses it until its own end.
+    std::optional<boost::asio::ssl::context> asioTlsContext_;
+    Beast beast_;
+};
+
+}  // namespace zeb
