@@ -1,7 +1,7 @@
 #pragma once
 
-// What the application sees of each fault at each moment. The tests of FaultMatrixTest.cpp are made from this
-// table, and docs/faults.md is written from it by fault-page.
+// What the application observes for each fault at each moment. FaultMatrixTest.cpp generates its tests from
+// this table, and fault-page writes docs/faults.md from it.
 
 #include <array>
 
@@ -27,15 +27,15 @@ constexpr std::array<MomentText, 8> kMoments{{
 }};
 
 enum class Outcome {
-    None,                    ///< the cell makes no sense; the row says why
-    Waits,                   ///< told nothing; connected once the fault is gone
-    GoesOn,                  ///< nothing but, at most, time is lost
-    Disconnected,            ///< told "disconnected"; connected once the fault is gone
-    Refused,                 ///< the subscribe returns an empty uuid; the connection stays
+    None,                    ///< not tested; the row says why
+    Waits,                   ///< no callback; connected once the fault is gone
+    GoesOn,                  ///< nothing is lost except, at most, time
+    Disconnected,            ///< "disconnected" is reported; connected once the fault is gone
+    Refused,                 ///< the subscribe call returns an empty uuid; the connection stays
     RefusedAndDisconnected,  ///< both
-    OneLost,                 ///< one value is not told, with an error in the log; the rest is
-    Ended,                   ///< no more values, with an error in the log, until it subscribes again
-    Returns,                 ///< the call returns, and nothing is told after it
+    OneLost,                 ///< one value is missing, with an error in the log; the others are reported
+    Ended,                   ///< no more values until the next subscribe call, with an error in the log
+    Returns,                 ///< the call returns, and no callback follows
 };
 
 struct OutcomeText {
@@ -45,33 +45,30 @@ struct OutcomeText {
 };
 
 constexpr std::array<OutcomeText, 9> kOutcomes{{
-    {Outcome::None, "-", "Cannot happen; the last column says why."},
+    {Outcome::None, "-", "Not tested at this moment; the last column says why."},
     {Outcome::Waits, "waits",
-     "Nothing. The library tries again, with growing pauses, and tells `OnConnectionStateChanged(true)` this "
-     "long "
-     "after the fault is gone at the latest."},
+     "No callback. The library keeps trying, with growing pauses, and calls "
+     "`OnConnectionStateChanged(true)` at most this long after the fault is gone."},
     {Outcome::GoesOn, "goes on",
-     "Nothing of the fault: every value is told, in order and once, and a call succeeds, within this time."},
+     "No effect of the fault: every value is reported once and in order, and a call succeeds, within "
+     "this time."},
     {Outcome::Disconnected, "disconnected",
-     "`OnConnectionStateChanged(false)` within this time; the subscription is over. Once the fault is gone "
-     "`OnConnectionStateChanged(true)`, and the application subscribes again. A subscribe call that waits "
-     "meanwhile "
-     "ends within its own 10 s, successfully or not."},
+     "`OnConnectionStateChanged(false)` within this time; the subscription has ended. Once the fault is "
+     "gone, `OnConnectionStateChanged(true)` is called, and the application subscribes again. A "
+     "subscribe call that is waiting returns within its own limit of 10 s, successfully or not."},
     {Outcome::Refused, "refused",
-     "`SubscribeClampControl()` returns an empty uuid within this time, with the reason in the log. The "
-     "connection "
-     "stays, and the call can be made again."},
+     "`SubscribeClampControl()` returns an empty uuid within this time, and the log has the reason. The "
+     "connection stays open, and the call can be repeated."},
     {Outcome::RefusedAndDisconnected, "refused, disconnected",
      "`SubscribeClampControl()` returns an empty uuid within this time, and "
-     "`OnConnectionStateChanged(false)` is told; "
-     "then as for \"disconnected\"."},
+     "`OnConnectionStateChanged(false)` is called; then as for \"disconnected\"."},
     {Outcome::OneLost, "one lost",
-     "The value that the server left out is not told, which an error line in the log says; all others are."},
+     "The value that the server omitted is not reported, and an error is logged; all other values are "
+     "reported."},
     {Outcome::Ended, "ended",
-     "No more values, which an error line in the log says within this time; the connection stays. The "
-     "application "
-     "subscribes again when it wants to."},
-    {Outcome::Returns, "returns", "The call returns within this time, and nothing is told after it."},
+     "No more values are reported, and an error is logged within this time; the connection stays open. "
+     "The application can subscribe again."},
+    {Outcome::Returns, "returns", "The call returns within this time, and no callback follows."},
 }};
 
 enum class Fault {
@@ -103,8 +100,8 @@ enum class Fault {
     ClockSet,
 };
 
-/// How soon, in milliseconds. The watchdog of these tests pings every 100 ms, so a silent peer counts as lost
-/// after 300 ms.
+/// What the application observes, and within how many milliseconds. The watchdog of these tests pings every
+/// 100 ms, so a silent peer counts as lost after 300 ms.
 struct Cell {
     Outcome outcome = Outcome::None;
     int within = 0;
@@ -116,7 +113,7 @@ struct FaultRow {
     const char* name;   ///< in the name of the test
     const char* title;  ///< on the page
     std::array<Cell, kMoments.size()> cells;
-    const char* reason;  ///< why the empty cells are empty
+    const char* reason;  ///< why some cells are empty
 };
 
 namespace cells {
@@ -151,8 +148,13 @@ constexpr Cell ended(int within = kAtOnce) {
     return {Outcome::Ended, within};
 }
 
-constexpr const char* kNoWebsocket = "There is no open WebSocket then.";
-constexpr const char* kNoAnswer = "No HTTP answer is due then.";
+constexpr const char* kNoConnection = "There is no connection yet.";
+constexpr const char* kNoWebsocket = "No WebSocket is open yet.";
+constexpr const char* kNoWebsocketOrAsGarbage =
+    "No WebSocket is open yet. While it looks for the clamp: as for bytes that are not a WebSocket frame.";
+constexpr const char* kNoWebsocketOrHttp =
+    "No WebSocket is open yet. The look-up of the clamp uses HTTP only.";
+constexpr const char* kNoAnswer = "No HTTP answer is expected then.";
 
 constexpr FaultRow closeCode(int code, const char* name, const char* title) {
     return {Fault::CloseWithCode,
@@ -160,7 +162,7 @@ constexpr FaultRow closeCode(int code, const char* name, const char* title) {
             name,
             title,
             {none, none, lost(), none, none, none, none, none},
-            "As with code 1001: the code stands in the log, and nothing else depends on it."};
+            "As for code 1001: the code is logged and has no other effect."};
 }
 constexpr FaultRow httpStatus(Fault fault, int status, const char* name, const char* title) {
     return {fault,    status, name, title, {waits(), waits(), none, refused(), none, none, none, none},
@@ -173,35 +175,37 @@ constexpr FaultRow httpStatus(Fault fault, int status, const char* name, const c
 inline const FaultRow kFaults[] = {
     //                                                                 before connect, handshake, idle, find-first,
     //                                                                 first notification, stream, unsubscribe, Stop
-    {Fault::Refused, 0, "Refused", "Nobody listens any more: connections are refused",
+    {Fault::Refused, 0, "Refused", "Nothing listens any more: connections are refused",
         {cells::waits(), cells::waits(), cells::lost(), cells::refusedAndLost(cells::kAtOnce),
          cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, ""},
-    {Fault::Silent, 0, "Silent", "Connections are accepted, and then nothing comes; these never go on",
+    {Fault::Silent, 0, "Silent", "Connections are accepted but stay silent, and never recover",
         {cells::waits(cells::kConnectLimit + cells::kPause), cells::waits(cells::kConnectLimit + cells::kPause),
          cells::lost(cells::kPongTimeOut), cells::refusedAndLost(cells::kHttpLimit), cells::refusedAndLost(),
          cells::lost(cells::kPongTimeOut), cells::lost(cells::kPongTimeOut), cells::returns()}, ""},
     {Fault::Reset, 0, "Reset", "All connections are reset",
         {cells::none, cells::waits(), cells::lost(), cells::refusedAndLost(cells::kAtOnce),
-         cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, "There is no connection then."},
+         cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, cells::kNoConnection},
     {Fault::ResetWithinFrame, 0, "ResetWithinAFrame", "The connection is reset in the middle of a frame",
         {cells::none, cells::none, cells::none, cells::none, cells::refusedAndLost(), cells::lost(), cells::lost(),
-         cells::none}, "The server sends no frame with text then."},
+         cells::none}, "The server sends no text frame then."},
     {Fault::EndOfStream, 0, "EndWithoutClose", "All connections end without a close frame",
         {cells::none, cells::waits(), cells::lost(), cells::refusedAndLost(cells::kAtOnce),
-         cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, "There is no connection then."},
-    {Fault::Stalled, 0, "Stalled", "The network stalls, and goes on later",
+         cells::refusedAndLost(), cells::lost(), cells::lost(), cells::returns()}, cells::kNoConnection},
+    {Fault::Stalled, 0, "Stalled", "The network stalls and recovers later",
         {cells::waits(cells::kConnectLimit + cells::kPause), cells::waits(cells::kConnectLimit + cells::kPause),
          cells::lost(cells::kPongTimeOut), cells::refusedAndLost(cells::kHttpLimit), cells::refusedAndLost(),
          cells::lost(cells::kPongTimeOut), cells::lost(cells::kPongTimeOut), cells::returns()}, ""},
     {Fault::PeerStopped, 0, "ServerStopped", "The server's process is stopped (SIGSTOP): half-open",
         {cells::waits(cells::kConnectLimit + cells::kPause), cells::none, cells::lost(cells::kPongTimeOut),
          cells::refusedAndLost(cells::kHttpLimit), cells::none, cells::lost(cells::kPongTimeOut),
-         cells::lost(cells::kPongTimeOut), cells::returns()}, "As \"Silent\": a process cannot be stopped so exactly."},
+         cells::lost(cells::kPongTimeOut), cells::returns()},
+        "As for connections that stay silent: a process cannot be stopped at exactly this moment."},
     {Fault::PacketsDropped, 0, "PacketsDropped", "Every packet between two network namespaces is lost: half-open",
         {cells::waits(cells::kConnectLimit + cells::kPause), cells::none, cells::lost(cells::kPongTimeOut),
          cells::refusedAndLost(cells::kHttpLimit), cells::none, cells::lost(cells::kPongTimeOut),
-         cells::lost(cells::kPongTimeOut), cells::returns()}, "As \"Silent\": a cable cannot be cut so exactly."},
-    {Fault::SlowBytes, 0, "SlowBytes", "What the server sends comes one byte per 10 ms",
+         cells::lost(cells::kPongTimeOut), cells::returns()},
+        "As for connections that stay silent: a cable cannot be cut at exactly this moment."},
+    {Fault::SlowBytes, 0, "SlowBytes", "The server's data arrives at one byte per 10 ms",
         {cells::goesOn(cells::kConnectLimit), cells::goesOn(cells::kConnectLimit), cells::goesOn(),
          cells::goesOn(10'000), cells::goesOn(cells::kFirstLimit), cells::goesOn(10'000), cells::goesOn(),
          cells::returns()}, ""},
@@ -227,52 +231,52 @@ inline const FaultRow kFaults[] = {
     cells::httpStatus(Fault::HttpStatusWithBody, 404, "Http404WithBody", "HTTP 404 with a body"),
     cells::httpStatus(Fault::HttpStatusWithBody, 500, "Http500WithBody", "HTTP 500 with a body"),
     cells::httpStatus(Fault::HttpStatusWithBody, 503, "Http503WithBody", "HTTP 503 with a body"),
-    {Fault::WrongContentType, 0, "WrongContentType", "The right body, said to be text/html",
+    {Fault::WrongContentType, 0, "WrongContentType", "The correct body, but with the content type text/html",
         {cells::none, cells::none, cells::none, cells::goesOn(), cells::none, cells::none, cells::none, cells::none},
-        cells::kNoAnswer},
-    {Fault::WrongContent, 0, "WrongContent", "Status 200 with a page of HTML",
+        "No HTTP answer with a body is expected then."},
+    {Fault::WrongContent, 0, "WrongContent", "Status 200 with an HTML page",
         {cells::waits(), cells::waits(), cells::none, cells::refused(), cells::none, cells::none, cells::none,
          cells::none}, cells::kNoAnswer},
-    {Fault::TruncatedBody, 0, "TruncatedAnswer", "The answer ends in the middle",
+    {Fault::TruncatedBody, 0, "TruncatedAnswer", "The answer ends in the middle of its data",
         {cells::waits(), cells::waits(), cells::none, cells::refused(), cells::none, cells::none, cells::none,
          cells::none}, cells::kNoAnswer},
-    {Fault::OversizedBody, 0, "OversizedAnswer", "An answer of more than 16 MiB, or a head of more than 8 KiB",
+    {Fault::OversizedBody, 0, "OversizedAnswer", "An answer with a body of more than 16 MiB or a head of more than 8 KiB",
         {cells::waits(), cells::waits(), cells::none, cells::refused(cells::kHttpLimit), cells::none, cells::none,
          cells::none, cells::none}, cells::kNoAnswer},
-    {Fault::GarbageFrame, 0, "GarbageFrame", "Bytes that are no WebSocket frame",
+    {Fault::GarbageFrame, 0, "GarbageFrame", "Bytes that are not a WebSocket frame",
         {cells::none, cells::waits(), cells::lost(1000), cells::lost(1000), cells::refusedAndLost(), cells::lost(1000),
          cells::lost(1000), cells::returns(1100)}, cells::kNoWebsocket},
     {Fault::NoUtf8, 0, "NoUtf8", "A text message that is not UTF-8",
         {cells::none, cells::none, cells::lost(1000), cells::none, cells::refusedAndLost(), cells::lost(1000),
-         cells::lost(1000), cells::returns(1100)}, cells::kNoWebsocket},
-    {Fault::OversizedMessage, 0, "OversizedMessage", "A message said to have 2 GiB",
+         cells::lost(1000), cells::returns(1100)}, cells::kNoWebsocketOrAsGarbage},
+    {Fault::OversizedMessage, 0, "OversizedMessage", "A message whose announced length is 2 GiB",
         {cells::none, cells::none, cells::lost(1000), cells::none, cells::refusedAndLost(), cells::lost(1000),
-         cells::lost(1000), cells::returns(1100)}, cells::kNoWebsocket},
-    {Fault::Fragments, 0, "Fragments", "Every message in fragments of few bytes, with pings between them",
+         cells::lost(1000), cells::returns(1100)}, cells::kNoWebsocketOrAsGarbage},
+    {Fault::Fragments, 0, "Fragments", "Every message arrives in small fragments, with pings between them",
         {cells::none, cells::none, cells::goesOn(), cells::none, cells::goesOn(), cells::goesOn(), cells::goesOn(),
-         cells::returns()}, cells::kNoWebsocket},
-    {Fault::UnknownSubscription, 0, "UnknownSubscription", "Notifications of a subscription that nobody has",
+         cells::returns()}, cells::kNoWebsocketOrHttp},
+    {Fault::UnknownSubscription, 0, "UnknownSubscription", "A notification for a subscription that does not exist",
         {cells::none, cells::none, cells::goesOn(), cells::none, cells::goesOn(), cells::goesOn(), cells::goesOn(),
-         cells::returns()}, cells::kNoWebsocket},
-    {Fault::RepeatedMessages, 0, "RepeatedMessages", "Every message of the server comes twice",
+         cells::returns()}, cells::kNoWebsocketOrHttp},
+    {Fault::RepeatedMessages, 0, "RepeatedMessages", "Every message of the server arrives twice",
         {cells::none, cells::none, cells::none, cells::none, cells::goesOn(), cells::goesOn(), cells::goesOn(),
          cells::returns()}, "The server sends no message then."},
     {Fault::RepeatedSubscriptionId, 0, "RepeatedSubscriptionId",
-        "A second subscription is given the id of the first, which is still open",
+        "The server gives a second subscription the id of the first, which is still open",
         {cells::none, cells::none, cells::none, cells::none, cells::refusedAndLost(), cells::none, cells::none,
-         cells::none}, "An id is given only there."},
-    {Fault::Gap, 0, "Gap", "The server leaves out a notification: a gap in \"seq\"",
+         cells::none}, "The server assigns an id only at this moment."},
+    {Fault::Gap, 0, "Gap", "The server omits a notification: a gap in \"seq\"",
         {cells::none, cells::none, cells::none, cells::none, cells::none, Cell{Outcome::OneLost, 0}, cells::none,
-         cells::none}, "There is no row of notifications then."},
-    {Fault::ElementDeleted, 0, "ElementDeleted", "The clamp is taken off the bus, and comes back later",
+         cells::none}, "There is no sequence of notifications then."},
+    {Fault::ElementDeleted, 0, "ElementDeleted", "The clamp is removed from the bus and added again later",
         {cells::goesOn(), cells::goesOn(), cells::goesOn(), cells::refused(), cells::refused(cells::kFirstLimit),
          cells::ended(), cells::goesOn(), cells::returns()}, ""},
-    {Fault::ClockSet, 0, "ClockSet", "The system's clock is set forth and back by an hour, all the time",
+    {Fault::ClockSet, 0, "ClockSet", "The system clock is repeatedly set forward and back by an hour",
         {cells::goesOn(), cells::goesOn(), cells::goesOn(), cells::none, cells::goesOn(), cells::goesOn(),
          cells::goesOn(), cells::returns()},
-        "The look-up ends at a time of day: it may be refused at once when the clock is set forward, and can be made "
-        "again. A clock that is set back lengthens nothing, since the platform answers within 4.5 s by a clock that "
-        "nobody sets."},
+        "The look-up waits until a time of day. If the clock is set forward, the call may be refused at once and can "
+        "be repeated. If the clock is set back, the call does not take longer, because the platform answers within "
+        "4.5 s by a clock that cannot be set."},
 };
 // clang-format on
 

@@ -1,6 +1,6 @@
-// Writes docs/faults.md from the table of FaultTable.h:
+// Writes docs/faults.md from the table in FaultTable.h:
 //   fault-page            prints the page
-//   fault-page FILE       says whether FILE is that page
+//   fault-page FILE       fails if FILE differs from that page
 
 #include <fstream>
 #include <iostream>
@@ -43,35 +43,49 @@ std::string textOf(const Cell& cell) {
 
 std::string page() {
     std::ostringstream text;
-    text << R"(<!-- Written by fault-page from tests/e2e/FaultTable.h; change that, then run
+    text
+        << R"(<!-- Written by fault-page from tests/e2e/FaultTable.h; change that, then run
      fault-page > docs/faults.md -->
 
 # Faults
 
-What an application sees of a fault of the network, the service or the machine, at each moment, and how soon. Every cell
-is a test (`Faults/FaultMatrix` in the end-to-end tests), with real connections and the library as it ships; each ends
-with the client usable again once the fault is gone: a subscribe succeeds, and a change arrives.
+This page lists what an application observes for each fault of the network, the service or the machine, depending on the
+moment of the fault, and how soon. Every cell is a test (`Faults/FaultMatrix` in the end-to-end tests), with real
+connections and the library as it ships. Except during `Stop`, each test ends by checking that the client is usable again
+once the fault is gone: a subscribe call succeeds, and a change arrives.
 
-The times are what is promised. The tests allow for a busy machine beside them. A silent peer is found by the watchdog:
-after three ping intervals, which is )"
-         << seconds(e2e::cells::kPongTimeOut)
-         << R"( here, where it pings every 0.1 s. Without a watchdog TCP keep-alive finds it,
-after about a minute. "Connected again" takes the pause between two attempts, which grows from nothing to )"
-         << seconds(e2e::cells::kPause) << R"(
-while a service stays away, and, where an attempt is under way that nobody answers, the )"
-         << seconds(e2e::cells::kConnectLimit) << R"( of that.
+The times are the promised limits. The tests add a tolerance for a busy machine.
+
+How soon the library detects a silent peer depends on the configuration and on the cause:
+
+- With a watchdog, the connection counts as lost after three ping intervals without any data. In these tests the watchdog
+  pings every 0.1 s, so this takes )"
+        << seconds(e2e::cells::kPongTimeOut) << R"(.
+- Without a watchdog, only TCP detects a silent peer, and only if the kernel of the peer's machine no longer answers: the
+  machine has crashed, or the network is cut. TCP keep-alive then ends the connection about 35 s after the last packet.
+  Sent data that is not acknowledged for 30 s also ends it.
+- Without a watchdog, a process that hangs or is stopped (SIGSTOP) is not detected at all. The kernel of its machine keeps
+  answering the keep-alive probes, and the connection stays open as long as the process exists. Subscribe calls in the
+  meantime fail within their own time limits.
+
+After a loss, the library pauses before each new attempt to connect. The pause is random, up to a limit that grows from
+0.1 s to )"
+        << seconds(e2e::cells::kPause)
+        << R"( while the service stays away. If the fault ends during an attempt that is not answered, the library first
+waits until that attempt times out, which takes up to )"
+        << seconds(e2e::cells::kConnectLimit) << R"(.
 
 ## What the words mean
 
-| in the table | what the application is told |
+| in the table | what the application observes |
 | --- | --- |
 )";
     for (const OutcomeText& outcome : e2e::kOutcomes) {
         text << "| " << outcome.shortText << " | " << outcome.text << " |\n";
     }
     text << R"(
-A fault during `Stop` leaves nothing to be used again: a stopped client stays stopped, with all clients of its process. The
-tests check instead that its connection is gone.
+A client that was stopped during a fault is not usable again: a stopped client stays stopped, and so do all clients of its
+process. Where the server can observe it, these tests check instead that the connection is closed.
 
 ## The table
 
@@ -104,7 +118,7 @@ int main(int count, char** arguments) {
     std::ifstream file(arguments[1]);
     const std::string present((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     if (present != page()) {
-        std::cerr << arguments[1] << " is not what the table says. Write it anew: " << arguments[0] << " > "
+        std::cerr << arguments[1] << " differs from the table. Write it again: " << arguments[0] << " > "
                   << arguments[1] << "\n";
         return 1;
     }
