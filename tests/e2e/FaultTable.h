@@ -148,7 +148,7 @@ constexpr Cell ended(int within = kAtOnce) {
     return {Outcome::Ended, within};
 }
 
-constexpr const char* kNoConnection = "There is no connection yet.";
+constexpr const char* kNoConnection = "Nothing is connected yet.";
 constexpr const char* kNoWebsocket = "No WebSocket is open yet.";
 constexpr const char* kNoWebsocketOrAsGarbage =
     "No WebSocket is open yet. While it looks for the clamp: as for bytes that are not a WebSocket frame.";
@@ -267,7 +267,7 @@ inline const FaultRow kFaults[] = {
          cells::none}, "The server assigns an id only at this moment."},
     {Fault::Gap, 0, "Gap", "The server omits a notification: a gap in \"seq\"",
         {cells::none, cells::none, cells::none, cells::none, cells::none, Cell{Outcome::OneLost, 0}, cells::none,
-         cells::none}, "There is no sequence of notifications then."},
+         cells::none}, "Only a stream has a sequence of notifications."},
     {Fault::ElementDeleted, 0, "ElementDeleted", "The clamp is removed from the bus and added again later",
         {cells::goesOn(), cells::goesOn(), cells::goesOn(), cells::refused(), cells::refused(cells::kFirstLimit),
          cells::ended(), cells::goesOn(), cells::returns()}, ""},

@@ -84,8 +84,8 @@ waits until that attempt times out, which takes up to )"
         text << "| " << outcome.shortText << " | " << outcome.text << " |\n";
     }
     text << R"(
-A client that was stopped during a fault is not usable again: a stopped client stays stopped, and so do all clients of its
-process. Where the server can observe it, these tests check instead that the connection is closed.
+A stopped client cannot be used again, and neither can the other clients of its process. The tests of a fault during `Stop`
+therefore check instead that the connection is closed, where the server can observe it.
 
 ## The table
 
