@@ -16,13 +16,13 @@ namespace zeb {
 class IWebsocketManager;
 class ZebAccessor;
 
-/// Somebody who follows a service, and what was last told. Told on the executor thread only.
+/// A listener of a service, and the last state that it was given. Used on the executor thread only.
 struct FollowingListener {
     UntypedServiceListener handlers;
-    bool wasToldConnected = false;
+    bool isConnected = false;
 };
 
-/// One service that is followed: its listeners, and the one connection to it that is open or being made.
+/// A service that somebody follows: its listeners, and the one connection to it that is open or being made.
 struct ServiceLink {
     explicit ServiceLink(std::string serviceName) : name(std::move(serviceName)) {}
 
@@ -37,7 +37,7 @@ struct ServiceLink {
 
     ReconnectBackoff backoff;
     std::chrono::steady_clock::time_point connectedSince;
-    std::string lastFailure;  ///< so that the same reason is not told at each attempt
+    std::string lastFailure;  ///< a repeated reason is logged at debug level only
 };
 
 }  // namespace zeb

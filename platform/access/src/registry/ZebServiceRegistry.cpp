@@ -1,5 +1,3 @@
-#include <Poco/URI.h>
-#include <zeb/IConfigManager.h>
 #include <zeb/ITpAccessFactory.h>
 #include <zeb/IWebsocketManagerFactory.h>
 #include <zeb/ZebAccessor.h>
@@ -9,13 +7,13 @@
 #include <zebutil/ITaskExecutor.h>
 #include <zebutil/LoggerFactory.h>
 
-#include <algorithm>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "EndpointLookup.h"
 #include "ServiceDirectory.h"
 #include "ServiceEndpoint.h"
 #include "ServiceLink.h"
@@ -26,9 +24,9 @@ const std::string ZebServiceRegistry::STR_MODE_STATIC_ONLY = "staticOnly";
 const std::string ZebServiceRegistry::STR_MODE_DYNAMIC_ONLY = "dynamicOnly";
 const std::string ZebServiceRegistry::STR_MODE_STATIC_BEFORE_DYNAMIC = "staticBeforeDynamic";
 
-// Everything happens on the zebExecutor, in the order in which it was told, except stop() and
-// unsubscribeFromAllElements(); the mutex is for these. It is never held while a handler or another object
-// that may call back is called: listeners are told by tasks of their own.
+// Everything runs on the zebExecutor, in the order in which it was queued, except stop() and
+// unsubscribeFromAllElements(). The mutex protects against these two. It is never held during a call of a
+// handler or of another object that may call back: each listener is called in a separate task.
 class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
  public:
     Impl(std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory,
@@ -39,13 +37,11 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
          std::shared_ptr<zebutil::ITaskExecutor> httpExecutor, const Settings& settings,
          std::shared_ptr<ZebServiceConfigurations::ServiceSettings> serviceSettings)
         : websocketManagerFactory_(std::move(websocketManagerFactory)),
-          configManager_(std::move(configManager)),
           loggerFactory_(loggerFactory),
           tpAccessFactory_(std::move(tpAccessFactory)),
           zebExecutor_(std::move(zebExecutor)),
           httpExecutor_(std::move(httpExecutor)),
-          settings_(settings),
-          serviceSettings_(std::move(serviceSettings)),
+          endpoints_(settings, std::move(configManager), std::move(serviceSettings)),
           logger_(loggerFactory->createLogger("ServiceRegistry")) {}
 
     void registerListener(UntypedServiceListener listener) {
@@ -78,7 +74,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     // ------------------------------------------------------------------ events, on the executor thread
 
     void follow(const std::shared_ptr<FollowingListener>& listener) {
-        if (needsDirectory(listener->handlers.serviceName)) {
+        if (endpoints_.needsDirectory(listener->handlers.serviceName)) {
             startDirectory();
         }
         const std::lock_guard lock(mutex_);
@@ -95,12 +91,6 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         } else if (!link->websocketManager) {
             connect(link, std::chrono::milliseconds(0));
         }
-    }
-
-    bool needsDirectory(const std::string& service) const {
-        return settings_.mode == Mode::DynamicOnly ||
-               (settings_.mode == Mode::StaticBeforeDynamic && service != ServiceDirectory::kServiceName &&
-                !configManager_->isServiceConfigurationKnown(service));
     }
 
     void startDirectory() {
@@ -146,13 +136,13 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         link->websocketManager.reset();
         if (std::exchange(link->isConnected, false)) {
             logger_->warning("service \"" + service + "\" disconnected: " + reason);
-            // Its kept HTTP connection may be as dead as this one was, and would cost the next request its
-            // time.
+            // The service's kept HTTP connection may be dead, too. A request on it would wait for its time
+            // limit.
             link->accessor.reset();
             for (const auto& listener : link->listeners) {
                 tellDisconnected(listener);
             }
-            // One that connects only to be lost at once is not to be asked faster and faster.
+            // A server that accepts and then closes every connection must not be asked faster and faster.
             if (std::chrono::steady_clock::now() - link->connectedSince > kStableConnection) {
                 link->backoff.reset();
             }
@@ -179,7 +169,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
                 continue;
             }
             const std::optional<ServiceEndpoint> endpoint = endpointOrNone(*link);
-            // The end of the connection is told by the connection, in order with what it has received.
+            // The connection itself reports its end, after everything that it has received.
             if (!endpoint) {
                 link->websocketManager->close("it left the service registry");
             } else if (*endpoint != link->endpoint) {
@@ -188,13 +178,12 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         }
     }
 
-    // ------------------------------------------------------------------ telling listeners, by tasks of their
-    // own
+    // ------------------------------------------------- calling the listeners, each in a separate task
 
     void tellConnected(const ServiceLink& link, const std::shared_ptr<FollowingListener>& listener) {
         execute("service connected",
                 [listener, accessor = link.accessor, manager = link.websocketManager](Impl&) {
-                    listener->wasToldConnected = true;
+                    listener->isConnected = true;
                     if (listener->handlers.connected) {
                         listener->handlers.connected(listener->handlers.createService(accessor, manager));
                     }
@@ -203,7 +192,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
     void tellDisconnected(const std::shared_ptr<FollowingListener>& listener) {
         execute("service disconnected", [listener](Impl&) {
-            if (std::exchange(listener->wasToldConnected, false) && listener->handlers.disconnected) {
+            if (std::exchange(listener->isConnected, false) && listener->handlers.disconnected) {
                 listener->handlers.disconnected();
             }
         });
@@ -222,58 +211,9 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
     // ------------------------------------------------------------------ connecting
 
-    // Where the service is, or none while nobody has said so.
-    std::optional<ServiceEndpoint> endpoint(const ServiceLink& link) const {
-        const ZebServiceConfigurations::ServiceConfiguration configuration =
-            configManager_->getServiceConfiguration(link.name);
-        std::optional<ServiceEndpoint> found = address(link.name, configuration);
-        if (found) {
-            found->watchdogPingInterval = configuration.watchdogPingInterval;
-            found->watchdogPongTimeout = configuration.watchdogPongTimeout;
-            found->separator = configuration.useSeparator ? configuration.separatorAfterResource : "";
-            applySetting(*found, link.name, configuration.separatorAfterResource);
-            found->watchdogPingInterval = std::min(found->watchdogPingInterval, kLongestInterval);
-            found->watchdogPongTimeout = std::min(found->watchdogPongTimeout, kLongestInterval);
-        }
-        return found;
-    }
-
-    std::optional<ServiceEndpoint> address(
-        const std::string& service,
-        const ZebServiceConfigurations::ServiceConfiguration& configuration) const {
-        if (directory_ && service == ServiceDirectory::kServiceName) {
-            const Poco::URI uri(settings_.httpUri);
-            return ServiceEndpoint::of(uri.getScheme() + "://" + uri.getAuthority(), uri.getPath());
-        }
-        if (settings_.mode != Mode::DynamicOnly && configManager_->isServiceConfigurationKnown(service)) {
-            return ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath);
-        }
-        if (settings_.mode == Mode::StaticOnly) {
-            throw ZebException("the configuration says nothing about service \"" + service +
-                                   "\", and the mode is " + STR_MODE_STATIC_ONLY,
-                               "service registry");
-        }
-        return directory_->find(service);
-    }
-
-    void applySetting(ServiceEndpoint& endpoint, const std::string& service,
-                      const std::string& separator) const {
-        const auto setting = serviceSettings_->find(service);
-        if (setting == serviceSettings_->end()) {
-            return;
-        }
-        endpoint.separator = setting->second.useSeparator ? separator : "";
-        if (setting->second.watchdogPingInterval.hasValue()) {
-            endpoint.watchdogPingInterval = setting->second.watchdogPingInterval.getValue();
-        }
-        if (setting->second.watchdogPongTimeout.hasValue()) {
-            endpoint.watchdogPongTimeout = setting->second.watchdogPongTimeout.getValue();
-        }
-    }
-
     std::optional<ServiceEndpoint> endpointOrNone(const ServiceLink& link) {
         try {
-            return endpoint(link);
+            return endpoints_.find(link.name, directory_.get());
         } catch (const std::exception& exception) {
             tellError(link, exception.what());
             return std::nullopt;
@@ -306,7 +246,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         settings.watchdogPingInterval = link->endpoint.watchdogPingInterval;
         settings.watchdogPongTimeout = link->endpoint.watchdogPongTimeout;
 
-        // The observer has to know which manager speaks before the manager is there.
+        // The observer needs the manager that it belongs to, which does not exist yet.
         const auto itself = std::make_shared<std::weak_ptr<IWebsocketManager>>();
         WebsocketObserver observer;
         observer.opened = [weak = weak_from_this(), name = link->name, itself] {
@@ -325,8 +265,8 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         *itself = link->websocketManager;
     }
 
-    // The link of a service if `manager` is its present connection; an event of an earlier one counts no
-    // more.
+    // The link of a service, if `manager` is its current connection. Events of an earlier connection are
+    // ignored.
     std::shared_ptr<ServiceLink> linkOf(const std::string& service,
                                         const std::weak_ptr<IWebsocketManager>& manager) const {
         const auto found = links_.find(service);
@@ -348,7 +288,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         return result;
     }
 
-    // Queues `function` as a task that does nothing once the registry is gone or stopped.
+    // Queues `function` as a task. The task does nothing once the registry is stopped or destroyed.
     template <typename Function>
     void execute(const char* name, Function function) {
         zebExecutor_->add(
@@ -365,25 +305,21 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         return isStopped_;
     }
 
-    // What a clock can still count to; a longer interval, which means never, is as good as this.
-    static constexpr std::chrono::milliseconds kLongestInterval = std::chrono::hours(24 * 365);
-    // A connection that held this long was a real one.
+    // After this time a connection counts as established, and the pauses between attempts start over.
     static constexpr std::chrono::seconds kStableConnection{5};
 
     const std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory_;
-    const std::shared_ptr<IConfigManager> configManager_;
     const std::shared_ptr<zebutil::LoggerFactory> loggerFactory_;
     const std::shared_ptr<ITpAccessFactory> tpAccessFactory_;
     const std::shared_ptr<zebutil::ITaskExecutor> zebExecutor_;
     const std::shared_ptr<zebutil::ITaskExecutor> httpExecutor_;
-    const Settings settings_;
-    const std::shared_ptr<ZebServiceConfigurations::ServiceSettings> serviceSettings_;
+    const EndpointLookup endpoints_;
     const std::shared_ptr<zebutil::ILogger> logger_;
 
     std::mutex mutex_;
     bool isStopped_ = false;
     std::map<std::string, std::shared_ptr<ServiceLink>> links_;
-    std::shared_ptr<ServiceDirectory> directory_;  ///< null until somebody follows a service that needs it
+    std::shared_ptr<ServiceDirectory> directory_;  ///< null until a service is followed that needs it
 };
 
 ZebServiceRegistry::ZebServiceRegistry(

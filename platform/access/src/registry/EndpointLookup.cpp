@@ -1,0 +1,85 @@
+#include "EndpointLookup.h"
+
+#include <Poco/URI.h>
+#include <zeb/IConfigManager.h>
+#include <zeb/ZebException.h>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "ServiceDirectory.h"
+
+namespace zeb {
+
+namespace {
+
+using Mode = ZebServiceRegistry::Mode;
+
+// A longer interval would overflow the clock. Nobody can tell it from this one.
+constexpr std::chrono::milliseconds kLongestInterval = std::chrono::hours(24 * 365);
+
+}  // namespace
+
+EndpointLookup::EndpointLookup(ZebServiceRegistry::Settings settings,
+                               std::shared_ptr<IConfigManager> configManager,
+                               std::shared_ptr<ZebServiceConfigurations::ServiceSettings> serviceSettings)
+    : settings_(std::move(settings)),
+      configManager_(std::move(configManager)),
+      serviceSettings_(std::move(serviceSettings)) {}
+
+bool EndpointLookup::needsDirectory(const std::string& service) const {
+    return settings_.mode == Mode::DynamicOnly ||
+           (settings_.mode == Mode::StaticBeforeDynamic && service != ServiceDirectory::kServiceName &&
+            !configManager_->isServiceConfigurationKnown(service));
+}
+
+std::optional<ServiceEndpoint> EndpointLookup::find(const std::string& service,
+                                                    const ServiceDirectory* directory) const {
+    const Configuration configuration = configManager_->getServiceConfiguration(service);
+    std::optional<ServiceEndpoint> found = address(service, configuration, directory);
+    if (found) {
+        found->watchdogPingInterval = configuration.watchdogPingInterval;
+        found->watchdogPongTimeout = configuration.watchdogPongTimeout;
+        found->separator = configuration.useSeparator ? configuration.separatorAfterResource : "";
+        applySetting(*found, service, configuration.separatorAfterResource);
+        found->watchdogPingInterval = std::min(found->watchdogPingInterval, kLongestInterval);
+        found->watchdogPongTimeout = std::min(found->watchdogPongTimeout, kLongestInterval);
+    }
+    return found;
+}
+
+std::optional<ServiceEndpoint> EndpointLookup::address(const std::string& service,
+                                                       const Configuration& configuration,
+                                                       const ServiceDirectory* directory) const {
+    if (directory && service == ServiceDirectory::kServiceName) {
+        const Poco::URI uri(settings_.httpUri);
+        return ServiceEndpoint::of(uri.getScheme() + "://" + uri.getAuthority(), uri.getPath());
+    }
+    if (settings_.mode != Mode::DynamicOnly && configManager_->isServiceConfigurationKnown(service)) {
+        return ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath);
+    }
+    if (settings_.mode == Mode::StaticOnly) {
+        throw ZebException("the configuration says nothing about service \"" + service +
+                               "\", and the mode is " + ZebServiceRegistry::STR_MODE_STATIC_ONLY,
+                           "service registry");
+    }
+    return directory ? directory->find(service) : std::nullopt;
+}
+
+void EndpointLookup::applySetting(ServiceEndpoint& endpoint, const std::string& service,
+                                  const std::string& separator) const {
+    const auto setting = serviceSettings_->find(service);
+    if (setting == serviceSettings_->end()) {
+        return;
+    }
+    endpoint.separator = setting->second.useSeparator ? separator : "";
+    if (setting->second.watchdogPingInterval.hasValue()) {
+        endpoint.watchdogPingInterval = setting->second.watchdogPingInterval.getValue();
+    }
+    if (setting->second.watchdogPongTimeout.hasValue()) {
+        endpoint.watchdogPongTimeout = setting->second.watchdogPongTimeout.getValue();
+    }
+}
+
+}  // namespace zeb
