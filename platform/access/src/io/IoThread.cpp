@@ -6,6 +6,7 @@
 #include <boost/asio/post.hpp>
 #include <future>
 #include <mutex>
+#include <type_traits>
 
 namespace zeb {
 
@@ -30,8 +31,10 @@ class BlockedSignals {
 }  // namespace
 
 std::shared_ptr<IoThread> IoThread::shared() {
+    // Never destroyed: at exit the executors' threads may still call this function.
     static std::mutex mutex;
-    static std::weak_ptr<IoThread> instance;
+    static_assert(std::is_trivially_destructible_v<std::mutex>);
+    static auto& instance = *new std::weak_ptr<IoThread>();
     const std::lock_guard lock(mutex);
     std::shared_ptr<IoThread> thread = instance.lock();
     if (!thread) {
