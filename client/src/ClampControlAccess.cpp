@@ -15,7 +15,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "ProcessStatics.h"
+#include "ProcessBase.h"
 
 namespace clampcontrolclient {
 
@@ -154,7 +154,7 @@ std::string ClampControlAccess::GetClampControlUuid(ClampcontrolService::CLAMP_T
     const auto service = connectedService();
     auto uuid = found->get_future();
     try {
-        const csc_logging::ExitGate::Visit visit(kelo_client::processStaticsGate);
+        const kelo_client::ProcessBase::Visit visit;
         if (!visit.admitted()) {
             return {};
         }
@@ -192,7 +192,7 @@ std::string ClampControlAccess::SubscribeClampControl() {
     const auto service = connectedService();
     std::weak_ptr<zeb::Subscription> thisSubscription;
     try {
-        const csc_logging::ExitGate::Visit visit(kelo_client::processStaticsGate);
+        const kelo_client::ProcessBase::Visit visit;
         if (!visit.admitted()) {
             return {};
         }

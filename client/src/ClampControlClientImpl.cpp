@@ -11,6 +11,7 @@
 #include <exception>
 
 #include "ClampControlAccess.h"
+#include "ProcessBase.h"
 
 namespace clampcontrolclient {
 
@@ -28,10 +29,9 @@ constexpr auto kConfigurationPath = "/var/run/csc/config/kelo-client/ClientConfi
 ClampControlClientImpl::ClampControlClientImpl() {
     try {
         clientServiceBase_ = ClientServiceUtils::CreateClientServiceBase(kConfigurationPath);
-        serviceName_ = ClampcontrolService::getServiceName();
         assert(clientServiceBase_);
         const auto clientServices = ClientServiceUtils::CreateClientServices(
-            *clientServiceBase_, serviceName_, "ClampControl client");
+            *clientServiceBase_, ClampcontrolService::getServiceName(), "ClampControl client");
         access_ = ClientServiceUtils::CreateClient<ClampControlAccess>(clientServices);
     } catch (const std::exception& exception) {
         CSCLogging::LogError(CSCLogEntry(" Exception: ") << exception.what());
@@ -57,7 +57,11 @@ void ClampControlClientImpl::Stop() {
         return;
     }
     clientServiceBase_->stop();
-    clientServiceBase_->getWebsocketManagerFactory()->removeClient(serviceName_);
+    // Once the end of the process has begun, the service's name may be gone. Then the base has been stopped
+    // with all its WebSockets, so there is none left to remove.
+    if (const kelo_client::ProcessBase::Visit visit; visit.admitted()) {
+        clientServiceBase_->getWebsocketManagerFactory()->removeClient(ClampcontrolService::getServiceName());
+    }
     access_->Stop();
     access_->DetachCallback();  // for a Stop inside a callback, whose executor ends only after it
 }

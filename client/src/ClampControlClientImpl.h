@@ -32,8 +32,6 @@ class ClampControlClientImpl : public ClampControlClientIf {
     std::shared_ptr<kelo_client::ClientServiceBase> clientServiceBase_;
     /// Null when the construction failed. Destroyed before the base that it stands on.
     std::shared_ptr<ClampControlAccess> access_;
-    /// Kept: a Stop at the end of the process may come after the data objects' own text is gone.
-    std::string serviceName_;
 };
 
 }  // namespace clampcontrolclient

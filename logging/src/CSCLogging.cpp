@@ -8,9 +8,9 @@ namespace {
 
 void logIfEnabled(ECSCLogLevel level, void (CSCLoggingApi::*write)(const std::string&),
                   const std::string& message) {
-    withProcessLogging([&](CSCLoggingApi& api) {
-        if (api.IsLoggingEnabled(level)) {
-            (api.*write)(message);
+    ProcessLogging::with([&](ProcessLoggingObject& logging) {
+        if (logging.api.IsLoggingEnabled(level)) {
+            (logging.api.*write)(message);
         }
     });
 }
@@ -22,11 +22,11 @@ void CSCLogging::InitLogging(const std::string& appName) {
 }
 
 void CSCLogging::InitLogging(const std::string& appName, ECSCLogLevel level) {
-    withProcessLogging([&](CSCLoggingApi& api) { api.InitLogging(appName, level); });
+    ProcessLogging::with([&](ProcessLoggingObject& logging) { logging.api.InitLogging(appName, level); });
 }
 
 void CSCLogging::CreateLogger(const std::string& name) {
-    withProcessLogging([&](CSCLoggingApi& api) { api.CreateLogger(name); });
+    ProcessLogging::with([&](ProcessLoggingObject& logging) { logging.api.CreateLogger(name); });
 }
 
 void CSCLogging::LogFatal(const std::string& message) {

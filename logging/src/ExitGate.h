@@ -5,11 +5,11 @@
 
 namespace csc_logging {
 
-/// Keeps threads that live on away from statics that the end of the process destroys: who uses them makes a
-/// Visit, and who destroys them closes the gate before.
+/// Counts the visits to something that the end of the process will destroy, and refuses further ones once
+/// that has begun. ProcessStatic is built on it.
 ///
-/// Thread safety: any thread. To be a static itself: constant-initialised and trivially destroyed, it is good
-/// before and after every other one.
+/// Thread safety: any thread. A gate may itself be a static: it is constant-initialised and trivially
+/// destructible, so it works before and after every other static.
 class ExitGate {
  public:
     constexpr ExitGate() = default;
@@ -18,8 +18,8 @@ class ExitGate {
 
     class Visit {
      public:
-        // Sequentially consistent on both sides: either the visitor sees the end, or the end sees the
-        // visitor.
+        // Sequentially consistent on both sides: either the visitor sees that the gate is closed, or the
+        // thread that closes it sees the visitor.
         explicit Visit(ExitGate& gate) noexcept : gate_(gate) {
             gate_.inside_.fetch_add(1);
             admitted_ = !gate_.closed_.load();
@@ -36,9 +36,11 @@ class ExitGate {
         bool admitted_;
     };
 
-    /// Admits nobody any more and waits for those who are inside. Returns false when some still are after
-    /// the limit.
-    bool close(std::chrono::milliseconds limit);
+    /// Refuses further visits.
+    void close() noexcept { closed_.store(true); }
+
+    /// Waits until no visit is under way. Returns false if one still is after the limit.
+    bool waitUntilEmpty(std::chrono::milliseconds limit);
 
  private:
     std::atomic<bool> closed_ = false;

@@ -71,7 +71,7 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
 
  private:
     friend class ClientServiceUtils;
-    class ProcessInstance;
+    friend class ProcessBaseObject;
 
     ClientServiceBase();
 

@@ -4,6 +4,7 @@
 #include <csc_logging/CSCLogging.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <kelo-client/ClientServiceBase.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -17,7 +18,6 @@
 
 #include "ClampControlAccess.h"
 #include "FakeBus.h"
-#include "ProcessStatics.h"
 #include "RecordingCallback.h"
 
 namespace {
@@ -268,13 +268,16 @@ TEST_F(ClampControlAccessTest, GivesNoUuidForAnElementWithoutId) {
 
 TEST(ClampControlAccessAtTheEndOfTheProcess, RefusesToSubscribeWithoutAskingForAnything) {
     const auto result = test_support::runInChild([] {
-        FakeBus bus;
+        static auto& bus = *new FakeBus();
+        static auto& sut = *new std::shared_ptr<ClampControlAccess>(
+            std::make_shared<ClampControlAccess>(bus.clientServices()));
         bus.answer = []() -> zeb::ZebResponse { std::_Exit(2); };
-        const auto sut = std::make_shared<ClampControlAccess>(bus.clientServices());
         sut->start();
         bus.connectService();
-        kelo_client::processStaticsGate.close(std::chrono::milliseconds(0));
-        std::_Exit(sut->SubscribeClampControl().empty() ? 0 : 1);
+        std::atexit([] {  // registered before the base is made, so called after its end
+            std::_Exit(sut->SubscribeClampControl().empty() ? 0 : 1);
+        });
+        kelo_client::ClientServiceBase::getInstance();
     });
     EXPECT_EQ(result.exitCode, 0) << result.errors;
 }

@@ -167,7 +167,7 @@ TEST(CSCLogging, IsThereForStaticsThatWereMadeAfterIt) {
         }
     };
     const ChildResult result = runInChild([] {
-        csc_logging::processLogging();
+        csc_logging::ProcessLogging::make();
         static const LogsAtTheEnd last;
         CSCLogging::InitLogging("A");
     });
@@ -223,10 +223,10 @@ TEST(CSCLogging, IsLeftToAThreadThatStaysInsideItBeyondItsEnd) {
         });
         CSCLogging::InitLogging("A");
         std::thread([] {
-            csc_logging::withProcessLogging([](csc_logging::CSCLoggingApi& api) {
+            csc_logging::ProcessLogging::with([](csc_logging::ProcessLoggingObject& logging) {
                 inside.set_value();
                 ended.get_future().wait();
-                api.LogInfo("still inside");
+                logging.api.LogInfo("still inside");
                 logged.set_value();
             });
         }).detach();

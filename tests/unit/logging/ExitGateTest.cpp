@@ -13,24 +13,24 @@ using namespace std::chrono_literals;
 
 static_assert(std::is_trivially_destructible_v<ExitGate>);
 
-TEST(ExitGate, AdmitsWhoComesBeforeItIsClosed) {
+TEST(ExitGate, AdmitsVisitsBeforeItIsClosed) {
     ExitGate sut;
     EXPECT_TRUE(ExitGate::Visit(sut).admitted());
 }
 
-TEST(ExitGate, AdmitsNobodyOnceItIsClosed) {
+TEST(ExitGate, AdmitsNoVisitOnceItIsClosed) {
     ExitGate sut;
-    sut.close(0ms);
+    sut.close();
     EXPECT_FALSE(ExitGate::Visit(sut).admitted());
 }
 
-TEST(ExitGate, ClosesAtOnceWhenNobodyIsInside) {
+TEST(ExitGate, IsEmptyAtOnceWhenTheVisitsAreOver) {
     ExitGate sut;
     { const ExitGate::Visit visit(sut); }
-    EXPECT_TRUE(sut.close(0ms));
+    EXPECT_TRUE(sut.waitUntilEmpty(0ms));
 }
 
-TEST(ExitGate, WaitsForWhoIsInside) {
+TEST(ExitGate, WaitsForTheVisitUnderWay) {
     ExitGate sut;
     std::promise<void> inside;
     std::promise<void> leave;
@@ -40,17 +40,17 @@ TEST(ExitGate, WaitsForWhoIsInside) {
         leave.get_future().wait();
     });
     inside.get_future().wait();
-    auto closed = std::async(std::launch::async, [&sut] { return sut.close(20s); });
+    auto closed = std::async(std::launch::async, [&sut] { return sut.waitUntilEmpty(20s); });
     EXPECT_EQ(closed.wait_for(20ms), std::future_status::timeout);
     leave.set_value();
     EXPECT_TRUE(closed.get());
     visitor.join();
 }
 
-TEST(ExitGate, SaysThatSomebodyIsStillInsideAfterTheLimit) {
+TEST(ExitGate, ReportsAVisitThatIsStillUnderWayAfterTheLimit) {
     ExitGate sut;
     const ExitGate::Visit visit(sut);
-    EXPECT_FALSE(sut.close(5ms));
+    EXPECT_FALSE(sut.waitUntilEmpty(5ms));
 }
 
 }  // namespace

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <chrono>
+#include <utility>
+
+#include "ExitGate.h"
+
+namespace csc_logging {
+
+/// The one `Object` of the process: made by its first use, destroyed at exit, and safe to use from any thread
+/// before, during and after that. This is the library's only way to end what lives as long as the process;
+/// docs/decisions/0010-the-end-of-the-process.md has the whole order.
+///
+/// Threads keep running while exit destroys the statics. So each use is a visit. At its end the object
+///   1. refuses further visits,
+///   2. runs `Object::end()`, which does what has to happen in any case,
+///   3. waits for the visits under way, and is then destroyed. If one takes longer than the limit, the object
+///      is left to the end of the process, which is better than destroying it under the visitor.
+///
+/// Order: exit destroys statics in the reverse order of their construction. An `Object` that uses other
+/// statics to its end, itself or through its threads, makes them in its constructor.
+template <typename Object>
+class ProcessStatic {
+ public:
+    ProcessStatic() = delete;
+
+    /// Calls `use` with the object, which lives until `use` has returned. Returns false, without a call, once
+    /// the object's end has begun.
+    template <typename Use>
+    static bool with(Use&& use) {
+        const Visit visit;
+        if (visit.admitted()) {
+            std::forward<Use>(use)(object());
+        }
+        return visit.admitted();
+    }
+
+    /// Makes the object unless it is there already.
+    static void make() {
+        with([](Object&) {});
+    }
+
+    /// For a use of statics that are older than the object: as long as a visit that was admitted lasts, they
+    /// live, too.
+    class Visit : public ExitGate::Visit {
+     public:
+        Visit() noexcept : ExitGate::Visit(exitGate_) {}
+    };
+
+ private:
+    class Holder {
+     public:
+        Holder() = default;
+        Holder(const Holder&) = delete;
+        Holder& operator=(const Holder&) = delete;
+
+        ~Holder() {
+            exitGate_.close();
+            object_->end();
+            if (exitGate_.waitUntilEmpty(kLimit)) {
+                delete object_;
+            }
+        }
+
+        Object& object() noexcept { return *object_; }
+
+     private:
+        // A plain pointer: to an object that is left it leads on, so that this is not a leak.
+        Object* const object_ = new Object();
+    };
+
+    static Object& object() {
+        static Holder holder;
+        return holder.object();
+    }
+
+    /// A visit takes microseconds. This allows for a machine under load.
+    static constexpr std::chrono::milliseconds kLimit{1000};
+
+    static inline ExitGate exitGate_;
+};
+
+}  // namespace csc_logging
