@@ -26,8 +26,8 @@ using zebobjects_ZEB::ClampcontrolService;
 
 namespace {
 
-/// Decides the outcome of a subscribe that nothing else has decided, however it ended: a notification handler
-/// that waits for the outcome holds up the executor.
+/// Sets the outcome of a subscribe call that ends without one, whatever the reason. A notification handler
+/// that waits for the outcome blocks the executor.
 class OutcomeGuard {
  public:
     explicit OutcomeGuard(SubscribeSync& sync) : sync_(sync) {}
@@ -41,8 +41,8 @@ class OutcomeGuard {
 
 }  // namespace
 
-/// A platform subscription together with the word, shared with its handler, that it has ended. A handler that
-/// the platform had already begun looks at it before it calls the application.
+/// A platform subscription with a flag, shared with its handler, that says that it has ended. A handler that
+/// was already running at that time checks the flag before it calls the application.
 class ClampControlAccess::ElementSubscription : public zeb::Subscription {
  public:
     ElementSubscription(std::shared_ptr<zeb::Subscription> subscription,
@@ -84,7 +84,8 @@ void ClampControlAccess::start() {
             self->ServiceDisconnected();
         }
     };
-    // Taken by value: the text is that of std::exception itself. The platform logs its own.
+    // The exception is taken by value, so the text is that of std::exception itself. The platform logs the
+    // real one.
     listener.error = [weak](std::exception exception) {
         if (const auto self = weak.lock()) {
             CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ServiceListener Error: ")
@@ -133,7 +134,8 @@ std::shared_ptr<ClampcontrolService> ClampControlAccess::connectedService() cons
 }
 
 std::string ClampControlAccess::GetClampControlUuid(ClampcontrolService::CLAMP_TYPE type) {
-    // Kept by this function too: handlers that the platform drops unanswered lead to the time-out below.
+    // This function keeps the promise as well: if the platform drops the handlers without a call, the wait
+    // below times out.
     const auto found = std::make_shared<std::promise<std::string>>();
     auto onSuccess = [found](std::shared_ptr<const ClampcontrolService::Clamp> clamp,
                              std::shared_ptr<const zeb::ZebResponse> /*response*/) {
@@ -180,7 +182,7 @@ std::string ClampControlAccess::SubscribeClampControl() {
         CSCLogging::LogError("Clamp Control Client: SubscribeClampControl called from inside a callback");
         return {};
     }
-    const auto self = shared_from_this();  // the client may be destroyed inside a callback meanwhile
+    const auto self = shared_from_this();  // a callback may destroy the client in the meantime
 
     auto uuid = GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15);
     if (uuid.empty()) {
@@ -226,7 +228,7 @@ std::string ClampControlAccess::SubscribeClampControl() {
 }
 
 void ClampControlAccess::dropSubscription(std::shared_ptr<zeb::Subscription> subscription) {
-    // Not that of another thread, which may have subscribed since.
+    // Leaves the subscription of another thread alone, which may have subscribed since.
     if (subscription) {
         std::atomic_compare_exchange_strong(&subscription_, &subscription,
                                             std::shared_ptr<zeb::Subscription>());

@@ -19,19 +19,19 @@ class ZebClientServices;
 
 namespace clampcontrolclient {
 
-/// Follows the clamp-control service, finds the element of terminal 15, subscribes to it and passes on what
-/// it hears.
+/// Follows the clamp-control service, finds the element of terminal 15, subscribes to it, and passes
+/// connection states and notifications on to the application's callback.
 ///
-/// Owner: ClampControlClientImpl, by shared pointer; while one of its handlers runs, that handler too. The
-/// platform's handlers hold it weakly, so that nothing is called once the client is gone.
+/// Owner: ClampControlClientImpl, by shared pointer, and a handler while it runs. The platform's handlers
+/// hold the object weakly, so nothing is called once the client is destroyed.
 ///
-/// Thread safety: any thread may call the ClampControlClientIf operations; the handlers run on the platform's
-/// executor thread. Service and subscription are read and written atomically, nothing is locked.
+/// Thread safety: any thread may call the ClampControlClientIf operations. The handlers run on the platform's
+/// executor thread. Service and subscription are read and written atomically; no lock is taken.
 class ClampControlAccess : public zeb::ZebClient,
                            public ClampControlClientIf,
                            public std::enable_shared_from_this<ClampControlAccess> {
  public:
-    /// Only tests give others than these.
+    /// Only tests use other values.
     struct TimeLimits {
         std::chrono::milliseconds findFirst{5000};
         std::chrono::milliseconds firstNotification{5000};
@@ -44,7 +44,7 @@ class ClampControlAccess : public zeb::ZebClient,
     /// Registers the service listener; does not wait for the service.
     void start() override;
 
-    /// Nothing: start() and the client's implementation do what there is to do.
+    /// Do nothing: start() and ClampControlClientImpl do the work.
     void Start() override {}
     void Stop() override {}
 
@@ -52,16 +52,16 @@ class ClampControlAccess : public zeb::ZebClient,
     std::string SubscribeClampControl() override;
     void UnsubscribeClampControl(const std::string& uuid) override;
 
-    /// The id of the element with the given type, empty on failure. Blocks for up to 5 s; must not be called
-    /// on an executor thread.
+    /// Returns the id of the element with the given type, or an empty text on failure. Blocks for up to 5 s.
+    /// Must not be called on an executor thread.
     /// @throws std::runtime_error "ClampControl client not ready" while the service is not connected
     std::string GetClampControlUuid(zebobjects_ZEB::ClampcontrolService::CLAMP_TYPE type);
 
     void ServiceConnected(std::shared_ptr<zebobjects_ZEB::ClampcontrolService> service);
     void ServiceDisconnected();
 
-    /// Ends the calls of the callback: none runs or will run once it has returned. Inside a callback it
-    /// returns at once, and that callback is the last one.
+    /// Ends the calls of the callback: once it has returned, none is running or will begin. Inside a callback
+    /// it returns at once, and that callback is the last one.
     void DetachCallback();
 
  private:
@@ -79,7 +79,7 @@ class ClampControlAccess : public zeb::ZebClient,
     std::shared_ptr<zeb::Subscription> subscription_;
     CallbackGate gate_;
     const TimeLimits timeLimits_;
-    /// Made once: no notification pays for the text of a line whose level is off.
+    /// Built once, so that a notification does not build the text of a log line whose level is off.
     const std::string notifiedLine_{"Clamp Control Client: Subscription Callback"};
 };
 

@@ -63,7 +63,7 @@ void ClampControlClientImpl::Stop() {
         clientServiceBase_->getWebsocketManagerFactory()->removeClient(ClampcontrolService::getServiceName());
     }
     access_->Stop();
-    access_->DetachCallback();  // for a Stop inside a callback, whose executor ends only after it
+    access_->DetachCallback();  // Inside a callback the executor has not ended yet.
 }
 
 void ClampControlClientImpl::AssignCallback(ClampControlCallbackIf* callback) {

@@ -13,8 +13,8 @@ namespace clampcontrolclient {
 
 class ClampControlAccess;
 
-/// Sets up the framework for one clamp-control client and takes it down again. Owned by its
-/// ClampControlClient, whose comment gives the contract of the operations.
+/// Sets up the framework for one clamp-control client and tears it down again. Owned by its
+/// ClampControlClient, whose comment describes the operations.
 class ClampControlClientImpl : public ClampControlClientIf {
  public:
     ClampControlClientImpl();
@@ -30,7 +30,7 @@ class ClampControlClientImpl : public ClampControlClientIf {
 
  private:
     std::shared_ptr<kelo_client::ClientServiceBase> clientServiceBase_;
-    /// Null when the construction failed. Destroyed before the base that it stands on.
+    /// Null if the construction failed. Destroyed before the base that it uses.
     std::shared_ptr<ClampControlAccess> access_;
 };
 

@@ -12,7 +12,7 @@ namespace zeb {
 
 namespace {
 
-// The application's signals are for its own threads.
+// Signals of the application must be handled by its own threads.
 class BlockedSignals {
  public:
     BlockedSignals() {

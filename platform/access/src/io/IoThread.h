@@ -10,11 +10,14 @@
 
 namespace zeb {
 
-/// The thread that serves every WebSocket of the process. Kept by each factory and each WebSocket; ends with
-/// the last of them, wherever that is released.
+/// The thread that serves every WebSocket of the process and watches the time limits of HTTP exchanges. Owned
+/// jointly by the objects that use it; it ends when the last of them is destroyed, on whichever thread that
+/// happens.
+///
+/// Thread safety: any thread may use it.
 class IoThread {
  public:
-    /// The one of this process, started if there is none.
+    /// The I/O thread of this process. Starts it if none is running.
     static std::shared_ptr<IoThread> shared();
 
     IoThread();
@@ -24,11 +27,11 @@ class IoThread {
 
     boost::asio::io_context& context() { return *context_; }
 
-    /// Returns when everything that was posted before has run. Does nothing on the thread itself.
+    /// Waits until everything that was posted before has run. Returns at once on the I/O thread itself.
     void waitForPosted();
 
-    /// Destroys `object` here and now, except on the thread itself: then whoever next waits for it, or ends
-    /// it, does.
+    /// Destroys `object` at once, unless called on the I/O thread. Then the object is kept for the next
+    /// thread that calls waitForPosted() or destroys the IoThread.
     template <typename Object>
     static void releaseElsewhere(const std::weak_ptr<IoThread>& ioThread, std::unique_ptr<Object> object) {
         if (const auto thread = ioThread.lock(); thread && thread->isCurrent()) {
@@ -43,7 +46,7 @@ class IoThread {
     void keepForOthers(std::shared_ptr<void> object);
     void releaseKept();
 
-    // Shared with the thread, which may have to outlive this object by a moment.
+    // Shared with the thread, which may outlive this object by a moment.
     const std::shared_ptr<Context> context_;
     boost::asio::executor_work_guard<Context::executor_type> work_;
     std::thread thread_;

@@ -30,7 +30,7 @@ class DefaultWebsocketManagerFactory::Impl {
         return manager;
     }
 
-    // Stops the managers for which `matches` says so, and waits until the I/O thread has taken note.
+    // Stops the managers for which `matches` returns true, and waits until the I/O thread has closed them.
     template <typename Predicate>
     void stopIf(Predicate matches) {
         std::vector<Entry> stopped;
@@ -51,7 +51,7 @@ class DefaultWebsocketManagerFactory::Impl {
     }
 
  private:
-    // Weak: a manager lives as long as its socket or its user needs it.
+    // Weak: a manager belongs to its user and to its socket.
     struct Entry {
         std::string clientName;
         std::weak_ptr<WebsocketManager> manager;

@@ -11,12 +11,14 @@
 
 namespace zeb {
 
-/// Notifications in the order in which they came, their payloads in one piece of memory: once the storage has
-/// grown to what a read brings, another one costs no allocation. Used by one thread at a time.
+/// Notifications in the order in which they arrived, with their payloads in one piece of memory. Once the
+/// storage has grown to the size of a typical read, a further notification costs no allocation. Used by one
+/// thread at a time.
 class NotificationBatch {
  public:
     void push(const SubscriptionRecord::Hold& subscription, std::string_view data) {
-        // In this order: when memory runs out, there is nothing behind what the last run counts.
+        // The order matters when memory runs out: whatever was added is ignored unless the last run counts
+        // it.
         text_ += data;
         sizes_.push_back(data.size());
         if (runs_.empty() || runs_.back().subscription != subscription) {
@@ -26,7 +28,7 @@ class NotificationBatch {
         }
     }
 
-    /// Takes over what `later` has, and leaves it empty.
+    /// Moves everything from `later` to the end of this batch.
     void append(NotificationBatch& later) {
         text_ += later.text_;
         sizes_.insert(sizes_.end(), later.sizes_.begin(), later.sizes_.end());
@@ -40,8 +42,8 @@ class NotificationBatch {
     std::size_t count() const { return sizes_.size(); }
     std::size_t bytes() const { return text_.size(); }
 
-    /// Calls `deliver(const SubscriptionRecord&, std::string_view data)` for each, and clears. What a
-    /// subscription's handler holds is released before that of another one runs.
+    /// Calls `deliver(const SubscriptionRecord&, std::string_view data)` for each notification, then clears
+    /// the batch. A subscription is released before the handler of the next one runs.
     template <typename Deliver>
     void deliverAll(const Deliver& deliver) {
         const Clearing atTheEnd{*this};
@@ -58,7 +60,7 @@ class NotificationBatch {
     }
 
  private:
-    /// Notifications of one subscription, one after another, which share one hold on it.
+    /// Consecutive notifications of one subscription, which share one hold on it.
     struct Run {
         SubscriptionRecord::Hold subscription;
         std::size_t count;

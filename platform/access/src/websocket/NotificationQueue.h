@@ -11,12 +11,14 @@
 
 namespace zeb {
 
-/// What one WebSocket has received and its executor has not delivered yet. The I/O thread pushes, and hands
-/// over what one read has brought at once; the executor takes all that was handed over at once. In between
-/// the two threads share nothing that either writes for each notification: fetching that from the other
-/// processor costs more than a notification does. It never refuses: whoever fills it stops reading when it is
-/// full.
-// The padding keeps the halves apart.
+/// The notifications that one WebSocket has received and its executor has not delivered yet. The I/O thread
+/// pushes them one by one and hands over everything that one read has brought in one step. The executor takes
+/// everything that was handed over in one step. Otherwise the threads share no memory that is written for
+/// each notification: fetching such a cache line from the other processor costs more than the notification
+/// itself.
+///
+/// The queue never refuses a notification. Its user stops reading when it is full.
+// The padding keeps the data of the two threads on separate cache lines.
 class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
  public:
     // On the I/O thread.
@@ -27,8 +29,8 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
         mostBytes_ += data.size();
     }
 
-    /// Puts what was pushed within the executor's reach.
-    /// @return whether the executor has to be told, since nothing waited for it
+    /// Makes what was pushed available to the executor.
+    /// @return whether the executor has to be woken up, because the queue was empty before
     bool handOver() {
         if (incoming_.isEmpty()) {
             return false;
@@ -47,7 +49,7 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
 
     bool isFull() {
         if (isTooMuch()) {
-            // That is without what was delivered since.
+            // The upper bounds do not yet take into account what was delivered since the last look.
             mostCount_ = count_ + incoming_.count();
             mostBytes_ = bytes_ + incoming_.bytes();
         }
@@ -56,42 +58,44 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
 
     // On the executor thread.
 
-    /// Everything that was handed over, in order. `batch` has to be empty; its storage is used again.
+    /// Moves everything that was handed over to `batch`, in order. `batch` must be empty; its storage is
+    /// reused.
     void takeAll(NotificationBatch& batch) {
         const std::lock_guard lock(mutex_);
         std::swap(batch, waiting_);
     }
 
-    /// One notification that was taken has been dealt with.
+    /// One of the notifications that were taken has been delivered.
     void delivered() { --count_; }
 
-    /// A batch that was taken, of so many bytes, is no more.
+    /// The memory of a batch of `bytes` bytes that was taken has been freed.
     void released(std::size_t bytes) { bytes_ -= bytes; }
 
-    // On both; of what was handed over.
+    // On both threads. Counts only what was handed over.
 
     bool hasRoom() const { return count_ < kLowCount && bytes_ < kLowBytes; }
 
  private:
     static constexpr std::size_t kHighCount = 1024;
     static constexpr std::size_t kLowCount = 256;
-    // Large elements would make a thousand of them large too.
+    // A second limit, because a thousand large elements are too much.
     static constexpr std::size_t kHighBytes = std::size_t{4} * 1024 * 1024;
     static constexpr std::size_t kLowBytes = std::size_t{1} * 1024 * 1024;
 
     bool isTooMuch() const { return mostCount_ > kHighCount || mostBytes_ > kHighBytes; }
 
-    // Whatever else stands around, each half has cache lines of its own.
+    // Each half starts on a cache line of its own.
     static constexpr std::size_t kCacheLineSize = 64;
 
-    // Of the I/O thread alone: what was pushed and not handed over, and what is undelivered at most.
+    // Used by the I/O thread only: what was pushed and not handed over, and upper bounds of what is
+    // undelivered.
     alignas(kCacheLineSize) NotificationBatch incoming_;
     std::size_t mostCount_ = 0;
     std::size_t mostBytes_ = 0;
 
     alignas(kCacheLineSize) std::mutex mutex_;
     NotificationBatch waiting_;
-    // What was handed over and not yet delivered or released, taken or not.
+    // What was handed over and is not yet delivered or freed, whether taken or not.
     std::atomic<std::size_t> count_ = 0;
     std::atomic<std::size_t> bytes_ = 0;
 };

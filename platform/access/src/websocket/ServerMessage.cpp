@@ -41,7 +41,7 @@ class Scanner {
         }
     }
 
-    // A string, its quotes included.
+    // A string, including its quotes.
     std::string_view string() {
         skipWhitespace();
         const std::size_t begin = position_;
@@ -122,7 +122,7 @@ class Scanner {
         } while (isEscaped(begin, position_ - 1));
     }
 
-    // Whether an odd number of backslashes stands before it; the text begins at `begin`.
+    // Whether an odd number of backslashes precedes it; the text begins at `begin`.
     bool isEscaped(std::size_t begin, std::size_t position) const {
         std::size_t unescaped = position;
         while (unescaped > begin && text_[unescaped - 1] == '\\') {
@@ -141,7 +141,7 @@ class Scanner {
         }
     }
 
-    // Not find_first_of(), here and for strings: that is a call of memchr() for each byte of the text.
+    // find_first_of() would call memchr() for each byte of the text, here and in strings.
     static bool endsScalar(char character) {
         switch (character) {
             case ',':

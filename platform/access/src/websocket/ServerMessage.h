@@ -8,9 +8,9 @@
 
 namespace zeb {
 
-/// The envelope of one message of the server, found in one pass without building a tree: what routing needs,
-/// and the extent of the payload, which is parsed once, later, by whoever uses it. The views lead into the
-/// text it was read from, which has to live as long.
+/// The envelope of one message of the server, read in one pass without building a tree: the members that
+/// routing needs, and the extent of the payload, which its user parses later, once. The views point into the
+/// text of the message, which must outlive this object.
 struct ServerMessage {
     /// @throws ZebException saying what is wrong where, when the text is not one JSON object or a member of
     /// the
@@ -26,7 +26,7 @@ struct ServerMessage {
     std::optional<std::string_view> error;  ///< JSON text of any kind
 
  private:
-    // Texts that stand with escapes on the wire, decoded.
+    // Decoded texts of members that contain escapes.
     std::forward_list<std::string> decoded_;
 };
 

@@ -13,21 +13,22 @@
 
 namespace zeb {
 
-/// One subscription, as its WebSocket, its queued notifications and its user share it: each has a hold on it,
+/// One subscription, shared by its WebSocket, its queued notifications and its user. Each has a hold on it,
 /// and the last to let go destroys it.
 ///
-/// With many subscriptions, what a notification costs more is the memory that it has to fetch. So a record
-/// counts its holds itself, and what each thread needs of it for a notification is in one cache line.
-// The padding is meant.
+/// With many subscriptions, most of the additional cost of a notification is fetching memory. So the record
+/// contains its own reference count, and each thread finds what it needs for a notification in one cache
+/// line.
+// The padding is intended.
 struct SubscriptionRecord {  // NOLINT(clang-analyzer-optin.performance.Padding)
     using Hold = boost::intrusive_ptr<SubscriptionRecord>;
 
     static constexpr std::size_t kCacheLineSize = 64;
 
-    /// Destroys it in a place of its choice.
+    /// Takes over the destruction of a record, for instance to do it on another thread.
     using Disposer = std::function<void(std::unique_ptr<SubscriptionRecord>)>;
 
-    /// @param lastDisposer what the last to let go calls; if empty, that one destroys it itself
+    /// @param lastDisposer called by the last to let go; if empty, the record is destroyed right there
     SubscriptionRecord(std::string subscribedPath, std::string elementUuid,
                        IWebsocketManager::DataHandler dataHandler,
                        IWebsocketManager::EndedHandler endedHandler, Disposer lastDisposer = {})
@@ -37,16 +38,16 @@ struct SubscriptionRecord {  // NOLINT(clang-analyzer-optin.performance.Padding)
           uuid(std::move(elementUuid)),
           disposer(std::move(lastDisposer)) {}
 
-    // Of the executor.
+    // Used by the executor.
     alignas(kCacheLineSize) const IWebsocketManager::DataHandler handler;
     std::atomic<bool> active = true;  ///< whether a new call of the handler may begin
 
-    // Of the I/O thread, but for the last.
+    // Used by the I/O thread, except `holds`, which every thread uses.
     alignas(kCacheLineSize) std::string subscriptionId;  ///< empty until the server has accepted
     std::int64_t nextSeq = 0;
     std::atomic<std::size_t> holds = 0;
 
-    // Of both, now and then.
+    // Used rarely, by both.
     alignas(kCacheLineSize) const IWebsocketManager::EndedHandler ended;  ///< of the executor; may be empty
     const std::string path;
     const std::string uuid;

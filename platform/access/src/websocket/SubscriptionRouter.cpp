@@ -62,11 +62,12 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
         logger_->error("notification of " + record->path + " out of order: expected seq " +
                        std::to_string(record->nextSeq) + ", got " + std::to_string(*message.seq));
         if (*message.seq < record->nextSeq) {
-            return;  // told before
+            return;  // delivered before
         }
     }
     if (*message.seq == std::numeric_limits<std::int64_t>::max()) {
-        throw ZebException("a notification of " + record->path + " has a \"seq\" that none can follow", uri_);
+        throw ZebException("a notification of " + record->path + " has a \"seq\" that no number can follow",
+                           uri_);
     }
     record->nextSeq = *message.seq + 1;
     connection_.enqueue(record, *message.data);
@@ -75,7 +76,7 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
 void SubscriptionRouter::routeSubscribeAnswer(const ServerMessage& message) {
     if (!message.requestId) {
         if (message.error) {
-            // One that it could not read well enough to say which; the user's time limit ends it.
+            // The server could not read which request it was. The user's time limit ends the wait.
             logger_->error("the server refused a subscribe request: " + text(*message.error));
             return;
         }

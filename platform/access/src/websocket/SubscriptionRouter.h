@@ -16,43 +16,45 @@
 
 namespace zeb {
 
-/// The subscriptions of one WebSocket, as the messages on it know them: makes the requests of the client, and
-/// takes each message of the server to the subscription that it is for. Knows nothing of sockets and threads.
-/// Owned by its connection, and confined to that one's I/O thread.
+/// The subscriptions of one WebSocket on the level of messages: writes the client's requests, and passes each
+/// message of the server to the subscription that it belongs to. Knows nothing of sockets and threads. Owned
+/// by its connection and used on the I/O thread only.
 class SubscriptionRouter {
  public:
     using Record = SubscriptionRecord::Hold;
 
-    /// What the router needs done. None of these may call the router.
+    /// What the router needs from its connection. None of these functions may call the router.
     class Connection {
      public:
         /// Sends a message to the server.
         virtual void send(std::string message) = 0;
-        /// Has the subscription's handler called with `data`, after what was enqueued before.
+        /// Queues a call of the subscription's handler with `data`, behind everything enqueued before.
         virtual void enqueue(const Record& record, std::string_view data) = 0;
-        /// Has the subscription's user told, after what was enqueued before, that the server has ended it.
+        /// Queues a report to the subscription's user that the server has ended it, behind everything
+        /// enqueued before.
         virtual void tellEnded(const Record& record, const std::string& reason) = 0;
-        /// Drops subscriptions that are over, on a thread on which objects of the user may be released.
+        /// Releases subscriptions that have ended, on a thread on which objects of the user may be destroyed.
         virtual void release(std::vector<Record> records) = 0;
 
      protected:
         ~Connection() = default;
     };
 
-    /// `uri` is for messages. `connection` outlives the router.
+    /// `uri` appears in messages. `connection` must outlive the router.
     SubscriptionRouter(std::string uri, std::shared_ptr<zebutil::ILogger> logger, Connection& connection);
 
-    /// Asks the server for a subscription, unless it is over already.
+    /// Asks the server for a subscription, unless it has ended already.
     void subscribe(const Record& record);
-    /// Ends one subscription. One that the server has not answered yet is ended when it does.
+    /// Ends one subscription. If the server has not answered its request yet, it is ended when the answer
+    /// arrives.
     void unsubscribe(const Record& record);
-    /// Ends every subscription. After this, none is active.
+    /// Ends every subscription. None is active afterwards.
     void unsubscribeFromAll();
-    /// Forgets every subscription without telling the server, since the connection has ended.
+    /// Removes every subscription without a message to the server, because the connection has ended.
     std::vector<Record> takeAll();
 
-    /// Does what a message of the server says.
-    /// @throws ZebException when it breaks the protocol; the connection is then of no more use
+    /// Handles one message of the server.
+    /// @throws ZebException when the message breaks the protocol; the connection must then be closed
     void route(std::string_view textOfMessage);
 
  private:
@@ -62,8 +64,8 @@ class SubscriptionRouter {
     };
     using Requests = boost::unordered_flat_map<std::string, Record, TextHash, std::equal_to<>>;
 
-    // A record is found by the subscription id that it has, which thus stands beside what a notification
-    // needs next.
+    // The set looks a record up by the subscription id inside it. So the id is in the memory that the
+    // notification needs next anyway.
     struct IdHash {
         using is_transparent = void;
         std::size_t operator()(std::string_view id) const { return std::hash<std::string_view>()(id); }
@@ -91,7 +93,7 @@ class SubscriptionRouter {
     const std::string uri_;
     const std::shared_ptr<zebutil::ILogger> logger_;
     Connection& connection_;
-    Requests pending_;  ///< asked for and not answered yet, by request id
+    Requests pending_;  ///< requested and not yet answered, by request id
     Subscriptions subscriptions_;
     std::uint64_t lastRequestId_ = 0;
 };

@@ -19,29 +19,29 @@
 
 namespace zeb {
 
-/// What a WebSocket runs on: TCP, with TLS in between or not. Decided once, so that the WebSocket itself need
-/// not know. Confined to the I/O thread.
+/// The transport under a WebSocket: TCP, with or without TLS in between. The WebSocket does not need to know
+/// which. Used on the I/O thread only.
 class TransportStream {
  public:
-    // Not tcp::socket, whose executor may be any: it is copied and destroyed at every step of every read.
+    // Not tcp::socket: its type-erased executor would be copied and destroyed at every step of every read.
     using Socket =
         boost::asio::basic_stream_socket<boost::asio::ip::tcp, boost::asio::io_context::executor_type>;
     using TlsStream = boost::asio::ssl::stream<Socket&>;
     using executor_type = Socket::executor_type;
 
-    /// `exhausted` is called when what the WebSocket was given to read has been used, before it is given more
-    /// or waits for more.
+    /// `exhausted` is called when the WebSocket has used up all the bytes of the last read and asks for more,
+    /// before it gets more or waits for more.
     TransportStream(boost::asio::io_context& context, std::function<void()> exhausted)
         : exhausted_(std::move(exhausted)), socket_(context) {}
 
-    /// Puts TLS between; before the connection is used.
+    /// Adds TLS. Must be called before anything is sent or received.
     void useTls(boost::asio::ssl::context& context) { tls_.emplace(socket_, context); }
 
-    /// Has `exhausted` called where the WebSocket gives up reading.
+    /// Calls `exhausted` when the WebSocket stops reading for good.
     void giveUp() { exhausted_(); }
 
     Socket& socket() { return socket_; }
-    /// Null when there is no TLS.
+    /// Null without TLS.
     TlsStream* tls() { return tls_ ? &*tls_ : nullptr; }
     executor_type get_executor() { return socket_.get_executor(); }
 
@@ -70,21 +70,20 @@ class TransportStream {
     std::optional<TlsStream> tls_;
 };
 
-/// How Beast gives up a transport whose time is over.
+/// Called by Beast to close a transport whose time limit is over.
 inline void beast_close_socket(TransportStream& stream) {
     boost::beast::error_code ignored;
     stream.socket().close(ignored);
 }
 
-/// How the WebSocket ends its transport after the closing handshake. The WebSocket manager closes the socket
-/// right after; a TLS peer has been told by the WebSocket's own close frame.
+/// Called by Beast to end the transport after the closing handshake. The WebSocket manager closes the socket
+/// right afterwards. TLS needs no closing message of its own: the WebSocket's close frame has said it.
 inline void teardown(boost::beast::role_type role, TransportStream& stream, boost::beast::error_code& error) {
     boost::beast::websocket::teardown(role, stream.socket(), error);
 }
 
-/// Waits for the peer to end the connection, so that what was sent last arrives, but not longer than this:
-/// the WebSocket has no limit of its own when the peer's close frame or its breach of the protocol is what
-/// ends it.
+/// How long to wait for the peer to end the connection, so that what was sent last arrives. Beast itself has
+/// no limit if the peer's close frame or a violation of the protocol ends the connection.
 constexpr std::chrono::seconds kTeardownTimeLimit{1};
 
 template <typename Handler>
@@ -94,7 +93,7 @@ void async_teardown(boost::beast::role_type role, TransportStream& stream, Handl
     const auto state = std::make_shared<State>(State::Waiting);
     const auto timer = std::make_shared<boost::asio::steady_timer>(stream.get_executor(), kTeardownTimeLimit);
     timer->async_wait([state, &stream](const boost::beast::error_code& error) {
-        // Until it is over, who waits for it keeps the stream.
+        // The stream exists until the teardown is over, because the operation that waits for it keeps it.
         if (!error && *state == State::Waiting) {
             *state = State::Late;
             beast_close_socket(stream);
@@ -105,7 +104,7 @@ void async_teardown(boost::beast::role_type role, TransportStream& stream, Handl
         [state, timer, handler = std::forward<Handler>(handler)](boost::beast::error_code error) mutable {
             timer->cancel();
             if (std::exchange(*state, State::Over) == State::Late) {
-                error = {};  // why the WebSocket ends is known, and more to the point
+                error = {};  // the reason why the WebSocket ends is known, and says more than this error
             }
             handler(error);
         });

@@ -11,11 +11,11 @@ WebsocketAddress WebsocketAddress::parse(const std::string& uri) {
     try {
         parsed = uri;
     } catch (const Poco::Exception& exception) {
-        throw ZebException("\"" + uri + "\" is no URI: " + exception.displayText(), "WebSocket");
+        throw ZebException("\"" + uri + "\" is not a URI: " + exception.displayText(), "WebSocket");
     }
     const bool isSecure = parsed.getScheme() == "wss";
     if ((parsed.getScheme() != "ws" && !isSecure) || parsed.getHost().empty()) {
-        throw ZebException("\"" + uri + "\" is no address of a WebSocket: expected ws://host:port/path",
+        throw ZebException("\"" + uri + "\" is not the address of a WebSocket: expected ws://host:port/path",
                            "WebSocket");
     }
     WebsocketAddress address;
