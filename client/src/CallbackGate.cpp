@@ -37,7 +37,8 @@ bool CallbackGate::enter() {
 }
 
 void CallbackGate::leave() {
-    // Nobody enters a closed gate, so the last one out comes by once.
+    // No call enters a closed gate, so only one call can be the last to leave, and the promise is set only
+    // once.
     if (state_.fetch_sub(1) == (kClosedFlag | 1U)) {
         drained_.set_value();
     }

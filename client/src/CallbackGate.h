@@ -6,10 +6,10 @@
 
 namespace clampcontrolclient {
 
-/// The one way from the library into the application's callback. Once it is closed nothing passes any more,
-/// which is what lets a client be destroyed while the library's thread is about to call it.
+/// The only way from the library into the application's callback. Once the gate is closed, no call passes.
+/// That makes it safe to destroy a client while the library's thread is about to call its callback.
 ///
-/// Any thread may use it. Nothing is locked while the application is called.
+/// Any thread may use it. No lock is held while the application is called.
 class CallbackGate {
  public:
     /// Calls `call`, unless the gate is closed.
@@ -21,11 +21,11 @@ class CallbackGate {
         }
     }
 
-    /// Once it has returned no call runs or will run. Called from inside a callback it does not wait: there
-    /// is one thread that calls, so what is still running is that very callback.
+    /// Closes the gate. When it returns, no call is running and none will run. Called from inside a callback,
+    /// it does not wait: only one thread makes calls, so the running call is that very callback.
     void close();
 
-    /// Whether this thread is inside the callback of some client.
+    /// Whether this thread is inside the callback of any client.
     static bool isInsideCallback();
 
  private:
@@ -48,7 +48,7 @@ class CallbackGate {
     void leave();
 
     static constexpr unsigned kClosedFlag = 1U << 31U;
-    /// `kClosedFlag`, and how many calls are running.
+    /// `kClosedFlag`, plus the number of running calls.
     std::atomic<unsigned> state_ = 0;
     std::promise<void> drained_;
     std::shared_future<void> whenDrained_{drained_.get_future().share()};

@@ -8,8 +8,8 @@ namespace clampcontrolclient {
 
 class ClampControlCallbackIf;
 
-/// A client of the clamp-control service, as an interface: program against it where a test is to put
-/// something else in the place of ClampControlClient, whose comment says what each operation promises.
+/// The interface of ClampControlClient, whose comments say what each operation promises. Program against it
+/// if your tests are to replace the client.
 class CLAMPCONTROL_EXPORT ClampControlClientIf {
  public:
     virtual ~ClampControlClientIf() = default;
