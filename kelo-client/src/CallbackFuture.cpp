@@ -6,7 +6,7 @@ namespace kelo_client {
 
 namespace {
 
-/// Longer than anyone waits, and short enough for the clock's arithmetic.
+/// Longer than any real wait, and short enough not to overflow the clock's arithmetic.
 constexpr std::chrono::hours kLongestWait{24 * 365};
 
 void requireState(const std::future<CallbackFuture::FutureValue>& future) {

@@ -30,12 +30,12 @@ milliseconds pingInterval(std::int64_t configured) {
     return milliseconds(std::max<std::int64_t>(configured, 0));
 }
 
-/// Three ping intervals, or the longest time there is.
+/// Three ping intervals, or the longest representable time if that would overflow.
 milliseconds pongTimeout(milliseconds interval) {
     return interval > milliseconds::max() / 3 ? milliseconds::max() : 3 * interval;
 }
 
-/// What the strict getter delivers; nothing when the key is missing or has another type.
+/// The value that the strict getter returns; empty if the key is missing or has another type.
 template <typename Value>
 std::optional<Value> find(const JsonObject& object, const std::string& key,
                           Value (JsonObject::*get)(const std::string&) const) {

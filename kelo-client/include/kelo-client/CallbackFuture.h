@@ -9,17 +9,17 @@
 
 namespace kelo_client {
 
-/// Hands one value from a callback to a thread that waits for it. One-shot: the first value counts.
+/// Hands one value from a callback to a thread that waits for it. One-shot: only the first value counts.
 ///
-/// Owned by whoever waits, usually shared with the callback (see SubscribeSync). Destroying it before a value
-/// was set leaves no one waiting: whoever waits must own it.
+/// The waiting thread must own it, usually sharing it with the callback (see SubscribeSync), so that it is
+/// never destroyed while a thread waits.
 ///
-/// Thread safety: one thread at a time may call Set, and one thread at a time WaitFor and Get; the two may be
-/// different threads. WaitFor and Get block, so the thread that is to call Set must not call them.
+/// Thread safety: one thread at a time may call Set, and one thread at a time WaitFor or Get; these may be
+/// two different threads. WaitFor and Get block, so the thread that is to call Set must not call them.
 class CLAMPCONTROL_EXPORT CallbackFuture {
  public:
-    /// The outcome of a callback. Zero is reserved: no value is known yet. What the others mean is up to
-    /// those who set and read them.
+    /// The outcome of a callback. Zero is reserved and means that no value is known yet. The code that sets
+    /// and reads the other values decides what they mean.
     enum class FutureValue : std::int32_t { Unknown = 0 };
 
     CallbackFuture();
@@ -27,19 +27,21 @@ class CLAMPCONTROL_EXPORT CallbackFuture {
     CallbackFuture& operator=(const CallbackFuture&) = delete;
     ~CallbackFuture() = default;
 
-    /// Makes `value`, which is not zero, the result. Does nothing when there is one already.
+    /// Makes `value`, which must not be zero, the result. Does nothing if there is a result already.
     void Set(FutureValue value);
 
     /// Waits until there is a result, but not longer than `timeout`. Returns whether there is one. Throws
-    /// `std::future_error` (no_state) after a Get that had to fetch the result itself.
+    /// `std::future_error` (no_state) if an earlier Get had to wait for the result: that Get has taken it out
+    /// of the future.
     bool WaitFor(std::chrono::milliseconds timeout);
 
-    /// The result; waits for it, without limit. Every further call returns the same. Throws
-    /// `std::future_error` (no_state) when the result was fetched and is not known all the same.
+    /// Returns the result; waits for it without limit. Every further call returns the same value. Throws
+    /// `std::future_error` (no_state) if an earlier Get has taken the result out of the future and it was
+    /// zero, which Set must not be given.
     FutureValue Get();
 
  private:
-    /// Atomic, since Set writes it on one thread and Get reads it on another; no lock is needed.
+    /// Atomic because Set writes it on one thread and Get reads it on another. A lock is not needed.
     std::atomic<FutureValue> value_{FutureValue::Unknown};
     std::future<FutureValue> future_;
     std::promise<FutureValue> promise_;

@@ -21,30 +21,31 @@ namespace kelo_client {
 
 class ConfigurationManager;
 
-/// The platform objects that every service client of a process shares. Empty until
-/// ClientServiceUtils::CreateClientServiceBase has filled it; until then the getters answer null.
+/// The platform objects that all service clients of a process share. Empty until
+/// ClientServiceUtils::CreateClientServiceBase has filled it; until then the getters return null.
 ///
-/// Owner: the process, together with every client: see getInstance().
+/// Owner: the process together with all clients; see getInstance().
 ///
-/// Thread safety: getInstance() and, once the base is filled, every other function may be called from any
-/// thread. The base is filled by one thread at start-up.
+/// Thread safety: getInstance() may be called from any thread, and so may every other function once the base
+/// is filled. One thread fills the base at start-up.
 ///
-/// Calls nobody itself. Its executors call the handlers of the clients.
+/// Does not call client code itself. Its executors call the handlers of the clients.
 class CLAMPCONTROL_EXPORT ClientServiceBase {
  public:
-    /// The one base of the process, made by the first call. At process exit the process lets go of it, which
-    /// destroys it unless a client still holds it; in that case its executors, its registry and its
-    /// connections are stopped all the same, as the destructor would do it. Null once that has happened.
+    /// Returns the one base of the process, which the first call creates. At process exit the process
+    /// releases its reference. That destroys the base unless a client still holds it; in that case its
+    /// executors, its registry and its connections are stopped anyway, as the destructor would do. After
+    /// that, this function returns null.
     static std::shared_ptr<ClientServiceBase> getInstance();
 
-    /// As stop(), then releases everything.
+    /// Does what stop() does, then releases everything.
     ~ClientServiceBase();
     ClientServiceBase(const ClientServiceBase&) = delete;
     ClientServiceBase& operator=(const ClientServiceBase&) = delete;
 
     /// Ends all subscriptions, then stops "zebExecutor", "httpExecutor", the service registry and the
-    /// WebSockets, in this order, for every client of the process; there is no restart. Allowed more than
-    /// once, and on an executor's thread.
+    /// WebSockets, in this order, for all clients of the process; there is no restart. May be called more
+    /// than once, and on an executor's thread.
     void stop();
 
     const std::shared_ptr<zeb::DefaultWebsocketManagerFactory>& getWebsocketManagerFactory() const {
@@ -65,7 +66,7 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
     }
     const std::shared_ptr<zeb::IServiceRegistry>& getServiceRegistry() const { return serviceRegistry_; }
     const std::shared_ptr<zeb::ElementRegistry>& getElementRegistry() const { return elementRegistry_; }
-    /// 0 static only, 1 dynamic only, 2 static before dynamic.
+    /// 0: static only, 1: dynamic only, 2: static before dynamic.
     int getRegistryMode() const { return registryMode_; }
     bool isInitialised() const { return initialised_; }
 
@@ -75,7 +76,7 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
 
     ClientServiceBase();
 
-    // Destroyed in reverse order: each may use those above it.
+    // Destroyed in reverse order, because each may use those above it.
     std::shared_ptr<zeb::DefaultWebsocketManagerFactory> websocketManagerFactory_;
     std::shared_ptr<zebutil::LoggerFactory> loggerFactory_;
     std::shared_ptr<zeb::ITpAccessFactory> tpAccessFactory_;
@@ -85,7 +86,7 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
     std::shared_ptr<zeb::IServiceRegistry> serviceRegistry_;
     std::shared_ptr<zeb::ElementRegistry> elementRegistry_;
     int registryMode_ = 1;
-    /// Atomic for the sake of an exit while another thread still fills the base.
+    /// Atomic because the process may exit while another thread is still filling the base.
     std::atomic<bool> initialised_ = false;
 };
 

@@ -16,24 +16,24 @@ class JsonObject;
 
 namespace kelo_client {
 
-/// The client's configuration: a JSON file that is read once, at start-up, and what it says of each remote
-/// service. The README describes the file. A missing or broken file is logged, and the defaults
-/// stay in force.
+/// The client's configuration: a JSON file that is read once, at start-up, with the settings of each remote
+/// service. The README describes the file. A missing or broken file is logged, and the defaults stay in
+/// force.
 ///
-/// Shared by the client-service base and the service registry. Thread safety: load and parseProperties come
-/// first, on one thread; after that every function may be called from any thread.
+/// Shared by the client-service base and the service registry. Thread safety: call load and parseProperties
+/// first, on one thread; after that, every function may be called from any thread.
 class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
  public:
     /// The registry's section of the file.
     struct ServiceRegistrySettings {
         std::string mode = "static";
         std::string httpUri = "http://[::1]:80";
-        /// By service name; never null.
+        /// Keyed by service name; never null.
         std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> serviceSettings;
     };
 
-    /// What the "services" section says of one service. No member is ever null. The bundled platform does
-    /// not look here, but asks the functions below.
+    /// What the "services" section says about one service. No member is ever null. The bundled platform does
+    /// not read these members; it calls the functions below.
     struct CLAMPCONTROL_EXPORT ServiceSettings {
         ServiceSettings();
 
@@ -41,38 +41,39 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
         std::shared_ptr<std::string> serverBasePathHTTP;      ///< default "/"
         std::shared_ptr<std::string> serverBasePathWS;        ///< default "/"; the functions below ignore it
         std::shared_ptr<std::string> separatorAfterResource;  ///< default "/"
-        std::shared_ptr<long> watchdogTimeout;                ///< always 0: see getWatchdogPingInterval
+        std::shared_ptr<long> watchdogTimeout;                ///< always 0; see getWatchdogPingInterval
     };
 
-    /// Has the defaults, and no file to load.
+    /// Starts with the defaults. There is no file to load.
     ConfigurationManager();
-    /// Has the defaults; `configFile` is not read before load.
+    /// Starts with the defaults; load reads `configFile`.
     explicit ConfigurationManager(const std::string& configFile);
     ~ConfigurationManager() override;
 
-    /// Reads the file. Never throws: whatever goes wrong is logged at error level.
+    /// Reads the file. Never throws; every failure is logged at error level.
     void load();
 
-    /// Takes over the settings of a parsed file; a null root changes nothing. A key of the wrong JSON type
-    /// counts as absent. Of two entries for the same service the first counts.
+    /// Applies the settings of a parsed file; a null root changes nothing. A key of the wrong JSON type
+    /// counts as absent. If there are two entries for the same service, the first one counts.
     void parseProperties(std::shared_ptr<const zebutil::JsonObject> root);
 
     /// The registry's section.
     const ServiceRegistrySettings& getServiceRegistrySettings() const { return serviceRegistrySettings_; }
-    /// The per-service settings of the registry's section: shared, not copied.
+    /// The per-service settings of the registry's section; shared, not copied.
     std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> getServiceSettings() const;
-    /// The "services" section by service name: shared, not copied; never null.
+    /// The "services" section, keyed by service name; shared, not copied; never null.
     std::shared_ptr<const std::map<std::string, ServiceSettings>> getServices() const { return services_; }
 
-    /// The text under `key` in the section of `service`, or `defaultValue` where there is none. Throws
-    /// `Poco::BadCastException` when the value is not a string, `Poco::InvalidAccessException` when it is
+    /// Returns the text under `key` in the section of `service`, or `defaultValue` if there is none. Throws
+    /// `Poco::BadCastException` if the value is not a string, and `Poco::InvalidAccessException` if it is
     /// null.
     std::string getValueOfService(const std::string& service, const std::string& key,
                                   const std::string& defaultValue) const;
     /// The same for an integer.
     long getIntValueOfService(const std::string& service, const std::string& key, long defaultValue) const;
 
-    /// "serverBaseUri" of the service, "/" by default. Throws as getValueOfService, and so do the next two.
+    /// "serverBaseUri" of the service, "/" by default. This and the next two functions throw as
+    /// getValueOfService does.
     std::string getServerBaseUri(const std::string& service) const override;
     /// "serverBasePathHTTP" of the service, "/" by default.
     std::string getServerBasePath(const std::string& service) const override;
@@ -80,11 +81,12 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
     std::string getSeparatorAfterResource(const std::string& service) const override;
     /// Whether the loaded file has an object for the service in its "services" section.
     bool isServiceConfigurationKnown(const std::string& service) const override;
-    /// "watchdogTimeout" of the service, at least 0, which is the default. Throws as getIntValueOfService.
+    /// "watchdogTimeout" of the service, 0 by default; a negative value counts as 0. Throws as
+    /// getIntValueOfService does.
     std::chrono::milliseconds getWatchdogPingInterval(const std::string& service) const override;
     /// Three ping intervals.
     std::chrono::milliseconds getWatchdogPongTimeout(const std::string& service) const override;
-    /// All of these as one record.
+    /// The values of these getters as one record.
     zeb::ZebServiceConfigurations::ServiceConfiguration getServiceConfiguration(
         const std::string& service) const override;
 
@@ -96,10 +98,10 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
 
     const std::string configFile_;
     ServiceRegistrySettings serviceRegistrySettings_;
-    /// Nothing is copied from it: the copies would share its values.
+    /// Never copied, because a copy would share its values.
     const ServiceSettings defaultServiceSettings_;
     const std::shared_ptr<std::map<std::string, ServiceSettings>> services_;
-    /// The parsed file; null until it was loaded.
+    /// The parsed file; null until load has parsed one.
     Poco::JSON::Object::Ptr root_;
 };
 

@@ -8,13 +8,13 @@
 
 namespace kelo_client {
 
-/// Writes the platform's messages to csc_logging::CSCLogging, each after the name of its facility and ": ".
-/// The levels keep their names, except that `trace` and `system` are verbose; nothing becomes fatal.
+/// Writes the platform's messages to csc_logging::CSCLogging, each prefixed with the name of its facility and
+/// ": ". The levels keep their names, except that `trace` and `system` become verbose. Nothing becomes fatal.
 ///
 /// Owned by the platform object that logs. Thread safety: every function may be called from any thread.
 class CLAMPCONTROL_EXPORT KeloLogger : public zebutil::ILogger {
  public:
-    /// `name`: the facility.
+    /// `name` is the name of the facility.
     explicit KeloLogger(const std::string& name);
 
     void trace(const std::string& message) override;
@@ -24,7 +24,7 @@ class CLAMPCONTROL_EXPORT KeloLogger : public zebutil::ILogger {
     void error(const std::string& message) override;
     void system(const std::string& message) override;
 
-    /// Always true, all of them: CSCLogging drops what is not enabled.
+    /// All of these return true, because CSCLogging drops messages whose level is not enabled.
     bool isTrace() const override;
     bool isDebug() const override;
     bool isInfo() const override;
@@ -32,7 +32,7 @@ class CLAMPCONTROL_EXPORT KeloLogger : public zebutil::ILogger {
     bool isError() const override;
     bool isSystem() const override;
 
-    /// A logger of the facility `name` alone; this logger's own name is not part of it.
+    /// Returns a logger for the facility `name` alone; this logger's own name is not part of it.
     std::shared_ptr<zebutil::ILogger> getSubFacilityLogger(const std::string& name) const override;
 
  private:

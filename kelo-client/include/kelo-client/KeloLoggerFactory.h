@@ -8,7 +8,7 @@
 
 namespace kelo_client {
 
-/// Makes a KeloLogger for every facility of the platform. Shared by all platform objects that log.
+/// Creates a KeloLogger for each facility of the platform. Shared by all platform objects that log.
 ///
 /// Thread safety: may be called from any thread.
 class CLAMPCONTROL_EXPORT KeloLoggerFactory : public zebutil::LoggerFactory {

@@ -4,14 +4,14 @@
 
 namespace kelo_client {
 
-/// The handshake between a thread that subscribes and the handler of the first notification: the subscriber
-/// waits for the first notification, and the handler then for what the subscriber makes of it. Shared by the
-/// two.
+/// The handshake between a thread that subscribes and the handler of the first notification. The subscriber
+/// waits for the first notification; the handler then waits until the subscriber has decided the outcome.
+/// Shared by the two.
 struct SubscribeSync {
-    /// What the subscriber sets.
+    /// Values that the subscriber sets.
     static constexpr CallbackFuture::FutureValue kTimedOut{1};
     static constexpr CallbackFuture::FutureValue kSucceeded{2};
-    /// What the handler sets, on every notification.
+    /// The value that the handler sets, on every notification.
     static constexpr CallbackFuture::FutureValue kNotified{1};
 
     CallbackFuture outcome;   ///< set by the subscriber
