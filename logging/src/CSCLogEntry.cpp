@@ -10,10 +10,10 @@ namespace csc_logging {
 
 namespace {
 
-/// Digits are made on the stack and appended at once, so that the text grows a single time and in place.
+/// Converts on the stack and appends once, so that the text grows only once and in place.
 template <typename Integer>
 void appendNumber(std::string& text, Integer value, int base = 10) {
-    // digits10 are those that fit whatever they are: one more, and a minus sign.
+    // digits10 is the number of digits that always fit. A value may have one more, and a minus sign.
     std::array<char, std::numeric_limits<long>::digits10 + 2> digits;
     static_assert(sizeof(Integer) <= sizeof(long));
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value, base).ptr;

@@ -6,7 +6,7 @@
 
 namespace csc_logging {
 
-/// The `ara::log` logger of the context `name`, which `ara::log` keeps.
+/// Refers to the `ara::log` logger of the context `name`. `ara::log` owns that logger.
 class CSCLogger {
  public:
     explicit CSCLogger(const std::string& name);

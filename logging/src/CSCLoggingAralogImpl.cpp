@@ -6,7 +6,8 @@ namespace csc_logging {
 
 namespace {
 
-/// An application that cannot start its logging must not run unobserved: an exception ends the process here.
+/// An application that cannot start its logging must not run unobserved. Therefore this function is noexcept:
+/// an exception ends the process.
 void initializeAraLog(ara::log::LogLevel level) noexcept {
     ara::log::InitLogging("CSC", "Core Service Component", level, ara::log::LogMode::kRemote, "");
 }

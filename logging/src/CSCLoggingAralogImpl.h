@@ -10,10 +10,10 @@
 
 namespace csc_logging {
 
-/// The back end that writes through `ara::log`. Until the first InitLogging or CreateLogger it has no logger,
-/// and drops what it is given.
+/// The back end that writes through `ara::log`. Until the first InitLogging or CreateLogger it has no logger
+/// and drops every message.
 ///
-/// The writers do not ask whether their level is enabled: CSCLogging has done so once.
+/// The writers do not check whether their level is enabled, because CSCLogging has already done so.
 class CSCLoggingAralogImpl : public CSCLoggingIf {
  public:
     CSCLoggingAralogImpl() = default;
@@ -31,14 +31,14 @@ class CSCLoggingAralogImpl : public CSCLoggingIf {
     void LogVerbose(const std::string& message) override;
     void CreateLogger(const std::string& name) override;
 
-    /// The level of the same number; info for anything that is not one of the seven.
+    /// The level with the same number; info if the number is not one of the seven.
     ara::log::LogLevel ConvertLogLevel(ECSCLogLevel level) const noexcept;
 
  private:
     void write(ara::log::LogLevel level, const std::string& message);
 
     /// Owned; null until there is a logger, then never replaced. Atomic because the platform's threads may
-    /// log already when the application gets to InitLogging.
+    /// already log when the application calls InitLogging.
     std::atomic<const CSCLogger*> logger_ = nullptr;
 };
 

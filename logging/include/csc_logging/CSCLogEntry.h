@@ -6,25 +6,25 @@
 
 namespace csc_logging {
 
-/// The text of one log message, put together from pieces of text and numbers. Nothing is inserted between two
+/// The text of one log message, built from pieces of text and numbers. Nothing is inserted between two
 /// pieces.
 ///
 ///     CSCLogging::LogInfo(CSCLogEntry("answered after ") << milliseconds << " ms");
 ///
-/// Failures: an append throws `std::length_error` ("basic_string::append") when the text would exceed the
-/// largest possible string, and `std::bad_alloc` when memory runs out; nothing else fails.
+/// Failures: an append throws `std::length_error` ("basic_string::append") if the text would exceed the
+/// largest possible string, and `std::bad_alloc` if memory runs out. It cannot fail otherwise.
 ///
 /// Thread safety: an entry belongs to one thread at a time.
 class CLAMPCONTROL_EXPORT CSCLogEntry {
  public:
     CSCLogEntry() = default;
     explicit CSCLogEntry(const std::string& text);
-    /// Takes over `text`, which is empty afterwards.
+    /// Takes over `text` and leaves it empty.
     explicit CSCLogEntry(std::string&& text);
-    /// `text` is NUL-terminated; throws `std::logic_error` when it is null.
+    /// `text` is NUL-terminated; throws `std::logic_error` if it is null.
     explicit CSCLogEntry(const char* text);
 
-    /// The text so far. The reference is good for as long as the entry.
+    /// The text so far. The reference stays valid as long as the entry exists.
     const std::string& Get() const noexcept { return text_; }
 
     /// Empties the text and keeps its storage.

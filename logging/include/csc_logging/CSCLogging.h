@@ -8,30 +8,30 @@
 
 namespace csc_logging {
 
-/// The one way to log, for the whole process. Messages go to `ara::log`, as application "CSC" ("Core Service
-/// Component"), in the one context whose id the first InitLogging or CreateLogger gives; what is logged
-/// before that is dropped. docs/logging.md says how to see the messages.
+/// The logging interface of the whole process. Messages go to `ara::log` as application "CSC" ("Core Service
+/// Component"), in a single context. The first InitLogging or CreateLogger gives that context its id;
+/// messages logged before that are dropped. docs/logging.md says how to see the messages.
 ///
-/// A message of a level that is not enabled costs some 15 ns, most of it for the text, which is built all the
-/// same. A message ends at its first NUL character.
+/// A message whose level is not enabled costs about 15 ns, mostly for its text, which is built in any case. A
+/// message ends at its first NUL character.
 ///
-/// Failures: none is reported; a message that cannot be written is dropped. An exception out of
+/// Failures: none is reported; a message that cannot be written is dropped. An exception from
 /// `ara::log::InitLogging` ends the process.
 ///
-/// Thread safety: the Log functions may be called from any thread, at any time: also by threads that outlive
-/// the process's static objects, whose messages are dropped then. Call InitLogging and CreateLogger at
-/// start-up, before other threads log: which of two concurrent calls gives the context its id is a matter of
-/// luck.
+/// Thread safety: the Log functions may be called from any thread at any time, even by threads that outlive
+/// the process's static objects; their messages are then dropped. Call InitLogging and CreateLogger at
+/// start-up, before other threads log: if two such calls run concurrently, either may give the context its
+/// id.
 class CLAMPCONTROL_EXPORT CSCLogging {
  public:
     CSCLogging() = delete;
 
-    /// InitLogging with level kDebug.
+    /// The same as InitLogging with level kDebug.
     static void InitLogging(const std::string& appName);
-    /// Initialises `ara::log` with the default level `level` (info if it is none of the enumerators) and
-    /// makes the logger with context id `appName`, unless there is one already: then it keeps its context id.
+    /// Initialises `ara::log` with the default level `level` (info if it is not one of the enumerators) and
+    /// creates the logger with context id `appName`. If there is a logger already, it keeps its context id.
     static void InitLogging(const std::string& appName, ECSCLogLevel level);
-    /// Makes the logger with context id `name`, unless there is one already.
+    /// Creates the logger with context id `name`, unless there is one already.
     static void CreateLogger(const std::string& name);
 
     static void LogFatal(const std::string& message);

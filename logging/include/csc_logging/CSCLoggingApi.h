@@ -8,10 +8,10 @@
 
 namespace csc_logging {
 
-/// The way to the logging back end: owns one that writes through `ara::log` and forwards every call to it
-/// unchanged. The process has one instance of its own, behind CSCLogging; applications log through that.
+/// Owns the logging back end, which writes through `ara::log`, and forwards every call to it unchanged. The
+/// process has one instance, behind CSCLogging; applications log through CSCLogging.
 ///
-/// Thread safety: that of the back end, see CSCLoggingIf.
+/// Thread safety: that of the back end; see CSCLoggingIf.
 class CLAMPCONTROL_EXPORT CSCLoggingApi : public CSCLoggingIf {
  public:
     CSCLoggingApi();

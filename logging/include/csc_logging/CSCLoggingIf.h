@@ -15,7 +15,7 @@ class CLAMPCONTROL_EXPORT CSCLoggingIf {
  public:
     virtual ~CSCLoggingIf() = default;
 
-    /// Starts the output under the application's name, and writes messages up to `level`.
+    /// Starts the output under the application's name. Messages up to `level` are written.
     virtual void InitLogging(const std::string& appName, ECSCLogLevel level) = 0;
     /// Whether a message of `level` would be written now.
     virtual bool IsLoggingEnabled(ECSCLogLevel level) = 0;
@@ -25,7 +25,7 @@ class CLAMPCONTROL_EXPORT CSCLoggingIf {
     virtual void LogInfo(const std::string& message) = 0;
     virtual void LogDebug(const std::string& message) = 0;
     virtual void LogVerbose(const std::string& message) = 0;
-    /// Makes the one logger, named `name`, unless there is one.
+    /// Creates the one logger, named `name`, unless there is one already.
     virtual void CreateLogger(const std::string& name) = 0;
 };
 

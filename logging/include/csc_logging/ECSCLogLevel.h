@@ -2,7 +2,7 @@
 
 namespace csc_logging {
 
-/// Log levels, numbered as `ara::log::LogLevel`.
+/// Log levels, with the same numbers as `ara::log::LogLevel`.
 enum ECSCLogLevel : int {
     kOff = 0,
     kFatal = 1,
