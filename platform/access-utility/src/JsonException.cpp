@@ -4,7 +4,7 @@ namespace zebutil {
 
 JsonException::JsonException(const std::string& message) : std::runtime_error(message) {}
 
-// Here, so that every library that catches it sees one type.
+// Defined here, not in the header, so that the type information exists once and every library can catch it.
 JsonException::~JsonException() = default;
 
 }  // namespace zebutil

@@ -8,8 +8,8 @@
 
 namespace zebutil::detail {
 
-/// A number of a JSON text that is no 64-bit integer, as it stands there. A double would be another number,
-/// and would print as one.
+/// A number in a JSON text that is not a 64-bit integer, kept as it is written there. A conversion to double
+/// could change its value and its text.
 struct JsonNumber {
     std::string text;
 };
@@ -18,7 +18,8 @@ struct JsonNumber {
 
 namespace Poco::Dynamic {
 
-/// How Poco's trees hold one: it is written as it was read, and becomes a double for whoever asks for one.
+/// Stores a JsonNumber in a Poco tree. It is written out as it was read, and converted to a double on
+/// request.
 template <>
 class VarHolderImpl<zebutil::detail::JsonNumber> : public VarHolder {
  public:
@@ -36,7 +37,7 @@ class VarHolderImpl<zebutil::detail::JsonNumber> : public VarHolder {
     bool isString() const override { return false; }
 
     void convert(std::string& text) const override { text = value_.text; }
-    /// Throws `Poco::RangeException` when it is beyond the doubles.
+    /// Throws `Poco::RangeException` if the number is outside the range of a double.
     void convert(double& number) const override;
     void convert(float& number) const override;
 

@@ -95,7 +95,7 @@ std::string JsonObject::toString() const {
 }
 
 const Poco::Dynamic::Var* JsonObject::find(const std::string& key) const {
-    // Poco's own look-up copies the value out. Elements have few keys, so that a walk costs less.
+    // Poco's own look-up copies the value. Elements have few keys, so a linear search costs less.
     for (const auto& [name, value] : *object_) {
         if (name == key) {
             return &value;

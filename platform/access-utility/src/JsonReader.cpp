@@ -56,7 +56,7 @@ class JsonReader {
         }
     }
 
-    /// After the opening brace.
+    /// Reads an object after its opening brace.
     Poco::JSON::Object::Ptr readObject() {
         enter();
         Poco::JSON::Object::Ptr object = new Poco::JSON::Object;
@@ -83,7 +83,7 @@ class JsonReader {
         return object;
     }
 
-    /// After the opening bracket.
+    /// Reads an array after its opening bracket.
     Poco::JSON::Array::Ptr readArray() {
         enter();
         Poco::JSON::Array::Ptr array = new Poco::JSON::Array;
@@ -103,7 +103,7 @@ class JsonReader {
 
     void enter() {
         if (--levelsLeft_ < 0) {
-            fail("objects and arrays are nested too deep");
+            fail("objects and arrays are nested too deeply");
         }
     }
 
@@ -185,7 +185,7 @@ class JsonReader {
         return JsonNumber{{first, last}};
     }
 
-    /// After the opening quote.
+    /// Reads a string after its opening quote.
     std::string readString() {
         std::string result;
         for (;;) {
@@ -195,7 +195,7 @@ class JsonReader {
             }
             result.append(text_.data() + begin, position_ - begin);
             if (atEnd()) {
-                fail("a string does not end");
+                fail("unterminated string");
             }
             if (next('"')) {
                 return result;
@@ -203,7 +203,7 @@ class JsonReader {
             if (next('\\')) {
                 readEscape(result);
             } else if (static_cast<unsigned char>(peek()) < 0x20) {
-                fail("a control character in a string");
+                fail("control character in a string");
             } else {
                 readMultibyteCharacter(result);
             }
@@ -275,7 +275,7 @@ class JsonReader {
                 break;
             default:
                 --position_;
-                fail("an escape that JSON does not have");
+                fail("invalid escape sequence");
         }
     }
 
@@ -295,11 +295,11 @@ class JsonReader {
             return character;
         }
         if (character >= 0xDC00 || !next('\\') || !next('u')) {
-            fail("half a surrogate pair");
+            fail("unpaired surrogate");
         }
         const std::uint32_t second = readHexadecimal();
         if (second < 0xDC00 || second > 0xDFFF) {
-            fail("half a surrogate pair");
+            fail("unpaired surrogate");
         }
         return 0x10000 + ((character - 0xD800) << 10U) + (second - 0xDC00);
     }

@@ -6,9 +6,10 @@
 
 namespace zebutil::detail {
 
-/// Reads a JSON text that must be one object, as RFC 8259 has it, into a tree of Poco's. Integers within 64
-/// bits are kept exactly, which Poco's own parser does not do: it takes negative ones through a double, and
-/// some beyond the range wrap around. Other numbers are kept as text (`JsonNumber`). Throws `JsonException`.
+/// Parses a JSON text (RFC 8259), which must be one object, into a Poco tree. Integers that fit in 64 bits
+/// are kept exactly. Poco's own parser does not do that: it converts negative integers through a double, and
+/// some integers beyond the range wrap around. Other numbers are kept as text (`JsonNumber`). Throws
+/// `JsonException`.
 Poco::JSON::Object::Ptr readJsonObject(std::string_view text, int maximumDepth);
 
 }  // namespace zebutil::detail

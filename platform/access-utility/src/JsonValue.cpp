@@ -12,7 +12,7 @@ bool isContinuationByte(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-/// The beginning of a string for a message: short, whole characters, on one line.
+/// Shortens a string for a message: a limited number of whole characters, on one line.
 std::string excerpt(const std::string& text) {
     constexpr std::size_t maximumLength = 60;
     std::string result = text;
@@ -47,7 +47,7 @@ std::string describe(const Poco::Dynamic::Var& value) {
     if (value.type() == typeid(Poco::JSON::Array::Ptr)) {
         return "an array";
     }
-    return "a value that JSON does not have";
+    return "a value of a type that JSON does not have";
 }
 
 }  // namespace
@@ -79,7 +79,7 @@ std::int64_t JsonValue::getInt64() const {
     if (const Poco::Int64* value = as<Poco::Int64>()) {
         return *value;
     }
-    // Trees that were not parsed hold other integer types too.
+    // Trees that did not come from the parser may hold other integer types.
     if (value_ && value_->isInteger() && !value_->isBoolean()) {
         try {
             return value_->convert<Poco::Int64>();

@@ -10,13 +10,13 @@
 
 namespace zebutil::detail {
 
-/// A value of a JSON tree and where it was looked for. The one place that decides what the getters of
-/// `JsonObject` and `JsonArray` accept: Poco's own conversions guess.
+/// A value in a JSON tree, with the key or position where it was looked up. This is the only place that
+/// decides what the getters of `JsonObject` and `JsonArray` accept, because Poco's own conversions guess.
 class JsonValue {
  public:
-    /// The value under a key; `value` is null when there is none.
+    /// The value under a key; `value` is null if the key is missing.
     JsonValue(const Poco::Dynamic::Var* value, const std::string& key) : value_(value), key_(&key) {}
-    /// The element of an array; `value` is null past its end.
+    /// The element of an array; `value` is null if `position` is past the end.
     JsonValue(const Poco::Dynamic::Var* value, std::size_t position) : value_(value), position_(position) {}
 
     bool isNull() const;

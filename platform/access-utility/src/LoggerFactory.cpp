@@ -35,11 +35,11 @@ class StandardErrorLogger : public ILogger {
  private:
     void write(const char* level, const std::string& message) const {
         std::string line = facility_ + ": " + level + ": " + message;
-        // One message, one line, whatever text from the bus it quotes.
+        // One message is one line, even if it quotes text from the bus that has line breaks.
         std::replace(line.begin(), line.end(), '\n', ' ');
         std::replace(line.begin(), line.end(), '\r', ' ');
         line += '\n';
-        // One call, so that lines of several threads do not mix.
+        // A single call, so that the lines of several threads do not mix.
         std::fwrite(line.data(), 1, line.size(), stderr);
     }
 
@@ -59,7 +59,7 @@ struct DefaultFactory {
     bool isSet = false;
 };
 
-/// Never destroyed: data objects may be filled, and so log, in the destructors of statics.
+/// Never destroyed, because data objects may be filled, and may log, in the destructors of static objects.
 DefaultFactory& defaultFactory() {
     static auto& instance = *new DefaultFactory;
     return instance;

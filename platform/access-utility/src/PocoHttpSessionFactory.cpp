@@ -18,15 +18,15 @@ namespace zebutil {
 
 namespace {
 
-// A caller waits five seconds for the outcome of a request: connecting, with the TLS handshake, and sending
-// have to fail before that, and so has connecting plus the first wait for an answer.
+// A caller waits five seconds for the outcome of a request. Connecting (including the TLS handshake) and
+// sending must fail before that, and so must connecting plus the first wait for an answer.
 const Poco::Timespan kConnectTimeLimit(2, 0);
 const Poco::Timespan kSendTimeLimit(2, 0);
 const Poco::Timespan kReceiveTimeLimit(2, 500'000);
 const Poco::Timespan kKeepAlive(30, 0);
 
-// Says why a certificate was refused, which Poco's session by itself does not, and bounds the TLS handshake
-// as a whole, where Poco bounds each wait for a byte: with the connecting before it in one limit.
+// Extends Poco's session in two ways: it reports why a certificate was refused, and it puts one time limit on
+// connecting and the TLS handshake together, where Poco limits each wait for a byte separately.
 class TlsSession : public Poco::Net::HTTPSClientSession {
  public:
     TlsSession(const std::string& host, Poco::UInt16 port, std::unique_ptr<TlsClientContext> tls,
@@ -42,7 +42,7 @@ class TlsSession : public Poco::Net::HTTPSClientSession {
         plain.setNoDelay(true);
         plain.setSendTimeout(kSendTimeLimit);
         plain.setReceiveTimeout(kReceiveTimeLimit);
-        // Of a socket that does not block, the handshake is not made at once but step by step.
+        // On a non-blocking socket the handshake is not done in one call, but step by step in shakeHands().
         plain.setBlocking(false);
         auto secure = Poco::Net::SecureStreamSocket::attach(plain, getHost(), context_);
         try {
@@ -86,12 +86,13 @@ std::unique_ptr<Poco::Net::HTTPClientSession> PocoHttpSessionFactory::createSess
     try {
         uri = baseUri;
     } catch (const Poco::Exception& exception) {
-        throw std::invalid_argument("\"" + baseUri + "\" is no URI: " + exception.displayText());
+        throw std::invalid_argument("\"" + baseUri + "\" is not a URI: " + exception.displayText());
     }
     const bool isSecure = uri.getScheme() == "https";
     if ((uri.getScheme() != "http" && !isSecure) || uri.getHost().empty()) {
-        throw std::invalid_argument("\"" + baseUri +
-                                    "\" is no base URI of a server: expected http://host:port or https:");
+        throw std::invalid_argument(
+            "\"" + baseUri +
+            "\" is not the base URI of a server: expected http://host:port or https://host:port");
     }
     std::unique_ptr<Poco::Net::HTTPClientSession> session;
     if (isSecure) {

@@ -10,7 +10,8 @@
 
 namespace zebutil {
 
-// Shared by the executor and its thread, so that the thread may outlive the executor when a task destroys it.
+// Shared by the executor and its thread, so that the thread can outlive an executor that one of its own tasks
+// destroys.
 class SingleThreadAsyncTaskExecutor::Worker {
  public:
     Worker(const std::string& name, std::unique_ptr<ILogger> logger)
@@ -23,7 +24,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
         }
         self->thread_ = std::thread([self] { self->run(); });
         self->threadId_ = self->thread_.get_id();
-        // The kernel takes fifteen characters.
+        // The kernel limits the name to fifteen characters.
         pthread_setname_np(self->thread_.native_handle(), self->name_.substr(0, 15).c_str());
     }
 
@@ -42,17 +43,17 @@ class SingleThreadAsyncTaskExecutor::Worker {
                           "\" stopped, queued tasks dropped: " + std::to_string(dropped.size()));
         }
         if (isOwnThread) {
-            return;  // joined by the next stop() on another thread, or detached at the end
+            return;  // the next stop() on another thread joins the thread, or abandon() detaches it
         }
-        // Also the second of two concurrent calls returns only when the thread has ended.
+        // Of two concurrent calls, both return only when the thread has ended.
         const std::lock_guard threadLock(threadMutex_);
         if (thread_.joinable()) {
             thread_.join();
         }
     }
 
-    // The executor is gone; when that happens on its own thread, the thread ends by itself after the running
-    // task.
+    // Called when the executor is destroyed. If that happens on its own thread, the thread ends by itself
+    // after the running task.
     void abandon() {
         stop();
         const std::lock_guard threadLock(threadMutex_);
@@ -85,7 +86,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
             if (stopped_) {
                 return;
             }
-            // One lock and at most one wake-up for a burst of tasks.
+            // Taking all tasks at once costs one lock and at most one wake-up for a burst of them.
             batch.swap(queue_);
             lock.unlock();
             runBatch(batch);
@@ -102,7 +103,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
                 break;
             }
             runTask(task);
-            // What a task holds is released before the next one runs.
+            // Release what the task holds before the next one runs.
             task = Task();
             ++executed;
         }
@@ -120,7 +121,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
         } catch (const std::exception& exception) {
             logger_->error("task \"" + task.getName() + "\" threw: " + exception.what());
         } catch (...) {
-            logger_->error("task \"" + task.getName() + "\" threw something that is no std::exception");
+            logger_->error("task \"" + task.getName() + "\" threw something that is not a std::exception");
         }
     }
 
@@ -134,9 +135,10 @@ class SingleThreadAsyncTaskExecutor::Worker {
     bool waiting_ = false;
     std::thread::id threadId_;
 
-    /// Held while somebody joins, so nothing that a task may call locks it.
+    /// Held during the join, which waits for the running task. A stop() that is called by that task does not
+    /// lock it.
     std::mutex threadMutex_;
-    /// Set under mutex_ and not once stopped_ is; after that it belongs to who holds threadMutex_.
+    /// Set while mutex_ is held, and only before stopped_ is set. After that, threadMutex_ protects it.
     std::thread thread_;
 };
 

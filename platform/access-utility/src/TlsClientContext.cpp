@@ -12,14 +12,15 @@ namespace {
 
 constexpr int kMaximumChainLength = 9;
 
-// Otherwise OpenSSL would clean up in an exit handler as young as the first connection, which runs while the
-// connections are still in use: what they belong to may be a static, older than that, or be never destroyed.
-// No effect where the application has used OpenSSL before; then its exit handler is an old one.
+// Without this, OpenSSL would register an exit handler at the first connection. Such a late handler runs
+// early, while connections are still in use: their owner may be an older static object, or one that is never
+// destroyed. The call has no effect if the application has used OpenSSL before; its exit handler is then old
+// enough to run late.
 void keepOpenSslToTheEndOfTheProcess() {
     OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
 }
 
-// Where a context keeps the reason for which it has refused a certificate.
+// Where a context keeps the reason why it refused a certificate.
 int reasonIndex() {
     static const int index = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
     return index;
@@ -42,8 +43,8 @@ Poco::Net::Context::Ptr createContext(const std::string& host) {
         Poco::Net::Context::TLS_CLIENT_USE, "", "", "", Poco::Net::Context::VERIFY_STRICT,
         kMaximumChainLength, true, "ECDHE+AESGCM:ECDHE+CHACHA20:!aNULL:!eNULL"));
     context->requireMinimumProtocol(Poco::Net::Context::PROTO_TLSV1_2);
-    // OpenSSL verifies chain and host in one place, addresses too, for every connection that is made from
-    // this context. The library's own check of the host would know names alone.
+    // OpenSSL verifies the chain and the host, including IP addresses, for every connection that is made from
+    // this context. Poco's own check of the host is turned off, because it knows only names.
     context->enableExtendedCertificateVerification(false);
     SSL_CTX* const native = context->sslContext();
     SSL_CTX_set_verify(native, SSL_VERIFY_PEER, noteReason);

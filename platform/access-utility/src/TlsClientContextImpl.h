@@ -14,7 +14,7 @@ class TlsClientContext::Impl {
 
     const std::string host;
     const Poco::Net::Context::Ptr context;
-    /// A code of OpenSSL, set while a certificate is verified.
+    /// An OpenSSL error code (X509_V_...), set while a certificate is verified.
     std::atomic<int> reason = 0;
 };
 

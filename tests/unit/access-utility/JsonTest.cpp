@@ -300,7 +300,7 @@ TEST(JsonObjectParse, Allows64Levels) {
 }
 
 TEST(JsonObjectParse, RefusesA65thLevel) {
-    EXPECT_THAT(refusalOfParsing(nested(65)), HasSubstr("objects and arrays are nested too deep"));
+    EXPECT_THAT(refusalOfParsing(nested(65)), HasSubstr("objects and arrays are nested too deeply"));
 }
 
 TEST(JsonObjectParse, CountsLevelsAndNotObjects) {

@@ -83,7 +83,7 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, LogsATaskThatThrowsWithItsName) {
 TEST_F(SingleThreadAsyncTaskExecutorTest, LogsATaskThatThrowsNoStandardException) {
     sut->start();
     sut->add([] { throw 5; }, "drive");
-    EXPECT_TRUE(log->waitFor("task \"drive\" threw something that is no std::exception"));
+    EXPECT_TRUE(log->waitFor("task \"drive\" threw something that is not a std::exception"));
 }
 
 TEST_F(SingleThreadAsyncTaskExecutorTest, RunsTheNextTaskAfterOneThatThrew) {

@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what users of libZebAccessUtility.so may use; everything else stays hidden in it.
+/// Exports a declaration from libZebAccessUtility.so; everything else in the library is hidden.
 #define ZEBUTIL_EXPORT __attribute__((visibility("default")))

@@ -7,8 +7,8 @@
 
 namespace zebutil {
 
-/// Where one part of the platform, its facility, writes its messages. Made by a `LoggerFactory`, owned by
-/// whoever asked for it. Implemented by the application or the client library.
+/// Writes the messages of one part of the platform, called a facility. Created by a `LoggerFactory` and owned
+/// by the object that asked for it. Implemented by the application or the client library.
 ///
 /// Thread safety: an implementation must allow every operation from any thread at any time.
 class ZEBUTIL_EXPORT ILogger {
@@ -23,8 +23,7 @@ class ZEBUTIL_EXPORT ILogger {
     virtual void error(const std::string& message) = 0;
     virtual void system(const std::string& message) = 0;
 
-    /// Whether a message at the level would be written, so that a caller can spare itself the making of its
-    /// text.
+    /// Whether a message at this level would be written. A caller can use this to avoid building the text.
     virtual bool isTrace() const = 0;
     virtual bool isDebug() const = 0;
     virtual bool isInfo() const = 0;
@@ -32,7 +31,7 @@ class ZEBUTIL_EXPORT ILogger {
     virtual bool isError() const = 0;
     virtual bool isSystem() const = 0;
 
-    /// A logger for the part `name` of this facility.
+    /// Returns a logger for the part `name` of this facility.
     virtual std::shared_ptr<ILogger> getSubFacilityLogger(const std::string& name) const = 0;
 };
 

@@ -12,14 +12,14 @@ namespace zebutil {
 
 class JsonObject;
 
-/// A JSON array, with the same strictness and sharing as `JsonObject`. Positions count from 0; one past the
-/// end throws `JsonException` as a value of the wrong kind does.
+/// A JSON array, as strict as `JsonObject` and shared in the same way. Positions count from 0. A getter
+/// throws `JsonException` for a position past the end, as it does for a value of the wrong type.
 class ZEBUTIL_EXPORT JsonArray {
  public:
-    /// An array without elements.
+    /// An empty array.
     JsonArray();
 
-    /// A view of `array`. Throws `JsonException` when it is null.
+    /// A view of `array`. Throws `JsonException` if it is null.
     explicit JsonArray(Poco::JSON::Array::Ptr array);
 
     std::size_t size() const;
@@ -29,7 +29,7 @@ class ZEBUTIL_EXPORT JsonArray {
     bool isObject(std::size_t position) const;
     bool isArray(std::size_t position) const;
 
-    /// As the getters of the same name of `JsonObject`.
+    /// The same as the getters of the same name in `JsonObject`.
     bool getBool(std::size_t position) const;
     std::int64_t getInt64(std::size_t position) const;
     std::string getString(std::size_t position) const;
@@ -46,7 +46,7 @@ class ZEBUTIL_EXPORT JsonArray {
     /// The JSON text, without white space.
     std::string toString() const;
 
-    /// The tree itself, never null.
+    /// The underlying Poco array; never null.
     const Poco::JSON::Array::Ptr& getTree() const { return array_; }
 
  private:

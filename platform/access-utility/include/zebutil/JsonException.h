@@ -7,8 +7,8 @@
 
 namespace zebutil {
 
-/// JSON that is not what its reader asked for: text that cannot be parsed, or a value that is missing or of
-/// another kind. `what()` names the key or position, what was expected and what was there.
+/// Thrown for text that is not valid JSON, and for a value that is missing or has another type than the
+/// caller asked for. `what()` names the key or position, what was expected and what was found.
 class ZEBUTIL_EXPORT JsonException : public std::runtime_error {
  public:
     explicit JsonException(const std::string& message);

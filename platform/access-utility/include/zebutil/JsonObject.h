@@ -13,47 +13,47 @@ namespace zebutil {
 
 class JsonArray;
 
-/// A JSON object. A wrapper of a shared `Poco::JSON::Object`: copies, and the objects and arrays got out of
-/// it, are views of one tree, and no getter copies more than the value that it returns.
+/// A JSON object, which wraps a shared `Poco::JSON::Object`. Copies of it, and the objects and arrays taken
+/// from it, are views of one tree. No getter copies more than the value that it returns.
 ///
-/// The getters are strict, since a value must never be guessed. One that cannot deliver throws
-/// `JsonException`, for a missing key too.
+/// The getters are strict, because a value must never be guessed. A getter throws `JsonException` if the key
+/// is missing or the value has another type.
 ///
-/// Thread safety: any number of threads may read a tree at once; one that changes it must be alone.
+/// Thread safety: any number of threads may read a tree at the same time. While a thread changes it, no other
+/// thread may use it.
 class ZEBUTIL_EXPORT JsonObject {
  public:
-    /// Objects and arrays in a text may be nested this deep.
+    /// How deep objects and arrays may be nested in a text.
     static constexpr int maximumDepth = 64;
 
-    /// Reads a whole JSON text, UTF-8, which must be one object. A repeated key keeps its last value.
-    /// Throws `JsonException`, which says what is wrong.
+    /// Parses a complete JSON text in UTF-8, which must be one object. If a key is repeated, its last value
+    /// counts. Throws `JsonException` with the reason if the text is invalid.
     static std::shared_ptr<JsonObject> parse(std::string_view text);
 
-    /// An object without keys.
+    /// An empty object.
     JsonObject();
 
-    /// A view of `object`. Throws `JsonException` when it is null.
+    /// A view of `object`. Throws `JsonException` if it is null.
     explicit JsonObject(Poco::JSON::Object::Ptr object);
 
-    /// Whether the key is there, with whatever value, null included.
+    /// Whether the key exists, with any value, including null.
     bool has(const std::string& key) const;
-    /// What kind of value the key has; false when it is missing.
+    /// Whether the key has a value of this type; false if the key is missing.
     bool isNull(const std::string& key) const;
     bool isString(const std::string& key) const;
     bool isObject(const std::string& key) const;
     bool isArray(const std::string& key) const;
 
-    /// A JSON boolean, nothing else.
+    /// Accepts only a JSON boolean.
     bool getBool(const std::string& key) const;
-    /// A JSON integer within 64 bits, signed; 1.0 is none.
+    /// Accepts only a JSON integer that fits in 64 bits, signed; 1.0 is not an integer.
     std::int64_t getInt64(const std::string& key) const;
-    /// A string, or the text of a number or boolean as it stands in the JSON.
+    /// Returns a string, or the text of a number or boolean as written in the JSON.
     std::string getString(const std::string& key) const;
     std::shared_ptr<JsonObject> getObject(const std::string& key) const;
     std::shared_ptr<JsonArray> getArray(const std::string& key) const;
 
-    /// Each puts a value under the key, in the place of an earlier one. Objects and arrays are shared, not
-    /// copied.
+    /// Each sets the value of a key and replaces an earlier value. Objects and arrays are shared, not copied.
     void setBool(const std::string& key, bool value);
     void setInt64(const std::string& key, std::int64_t value);
     void setString(const std::string& key, const std::string& value);
@@ -63,10 +63,10 @@ class ZEBUTIL_EXPORT JsonObject {
     /// The keys, sorted by their bytes.
     std::vector<std::string> getKeys() const;
 
-    /// The JSON text, without white space, keys in the order of `getKeys`.
+    /// The JSON text, without white space, with the keys in the order of `getKeys`.
     std::string toString() const;
 
-    /// The tree itself, never null.
+    /// The underlying Poco object; never null.
     const Poco::JSON::Object::Ptr& getTree() const { return object_; }
 
  private:

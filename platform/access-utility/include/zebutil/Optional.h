@@ -6,10 +6,11 @@
 
 namespace zebutil {
 
-/// A value that may be absent. The value stands in a cell of its own, so that an empty Optional is one null
+/// A value that may be absent. The value is allocated separately, so that an empty Optional is a single null
 /// pointer whatever `T` is, and `T` may be incomplete where an Optional of it is declared.
 ///
-/// Thread safety: that of a plain value; one object is used by one thread at a time, and read by any number.
+/// Thread safety: that of a plain value. Any number of threads may read one object, but while a thread
+/// changes it, no other thread may use it.
 template <typename T>
 class Optional {
  public:
@@ -18,7 +19,7 @@ class Optional {
     /// Empty.
     Optional() = default;
 
-    /// A copy of `*value`, or empty when `value` is null. `value` need not outlive the call.
+    /// A copy of `*value`, or empty if `value` is null. `value` need not outlive the call.
     explicit Optional(const T* value) : cell_(value ? std::make_unique<T>(*value) : nullptr) {}
 
     Optional(const Optional& other) : Optional(other.cell_.get()) {}
@@ -36,8 +37,8 @@ class Optional {
     bool hasValue() const noexcept { return cell_ != nullptr; }
     explicit operator bool() const noexcept { return hasValue(); }
 
-    /// The value; the reference is good until the next change of this object.
-    /// Throws `std::runtime_error` when there is none.
+    /// The value. The reference stays valid until this object is changed. Throws `std::runtime_error` if
+    /// there is no value.
     const T& getValue() const {
         if (!cell_) {
             throw std::runtime_error("getValue called on uninitialized Optional");
@@ -45,8 +46,7 @@ class Optional {
         return *cell_;
     }
 
-    /// Puts a copy of `value` into a new cell. Given a reference to the present cell, it leaves that as it
-    /// is.
+    /// Puts a copy of `value` into a new cell. If `value` refers to the current cell, nothing changes.
     void setValue(const T& value) {
         if (&value != cell_.get()) {
             cell_ = std::make_unique<T>(value);
@@ -58,7 +58,7 @@ class Optional {
         }
     }
 
-    /// Empties it.
+    /// Makes this object empty.
     void reset() noexcept { cell_.reset(); }
 
  private:

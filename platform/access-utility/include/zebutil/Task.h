@@ -6,7 +6,7 @@
 
 namespace zebutil {
 
-/// A piece of work with a name; the name appears in the log when the work throws.
+/// A named piece of work. The name appears in the log if the work throws.
 class Task {
  public:
     Task() = default;
