@@ -20,11 +20,10 @@ namespace {
 
 constexpr LogLevel kLevelBeforeInitLogging = LogLevel::kInfo;
 
-/// How long the end of the process waits for records that are on their way into libdlt, none of which should
-/// take any time.
+/// How long process exit waits for records that are being handed to libdlt. That should not take any time.
 constexpr std::chrono::seconds kExitLimit{1};
 
-/// The level of the most talkative logger. Apart from the rest, so that asking for it costs one load.
+/// The most verbose level of any logger. Kept separately, so that a query costs one load.
 std::atomic<LogLevel> mostTalkative = kLevelBeforeInitLogging;
 
 bool includes(LogMode mode, LogMode part) noexcept {
@@ -48,8 +47,8 @@ ApplicationLog& ApplicationLog::instance() {
 }
 
 ApplicationLog::ApplicationLog() : console_(STDERR_FILENO, "standard error") {
-    // A child must not inherit a lock of a thread that it does not have; nor libdlt's own lock, which is only
-    // taken with the gate held.
+    // A child must not inherit a lock that is held by a thread which does not exist in the child. This
+    // includes libdlt's own lock, which is only taken while the gate is held.
     pthread_atfork([] { instance().beforeFork(); }, [] { instance().afterForkInParent(); },
                    [] { instance().afterForkInChild(); });
     guardExit();
@@ -68,7 +67,7 @@ void ApplicationLog::afterForkInParent() {
 void ApplicationLog::afterForkInChild() {
     remoteGate_.unlock();
     if (remoteUsed_) {
-        // Once in use, libdlt refuses to work in a child.
+        // libdlt refuses to work in a child process once the parent has used it.
         remoteShut_.store(true);
         lossUnsaid_.store(true);
     }
@@ -122,8 +121,8 @@ void ApplicationLog::startDlt() {
         return;
     }
     dlt_output::start();
-    // A second guard, which runs before libdlt's own exit handler; the first one, older than that, keeps
-    // libdlt from being started while the process ends.
+    // This second guard runs before libdlt's own exit handler. The first guard is older than that handler;
+    // it keeps libdlt from being started while the process exits.
     guardExit();
 }
 
@@ -169,9 +168,9 @@ Logger& ApplicationLog::logger(const std::string& id, const std::string& descrip
         const Destinations* const destinations = destinations_.load(std::memory_order_relaxed);
         if (const std::lock_guard gate(remoteGate_); !remoteShut_.load()) {
             if (destinations == nullptr) {
-                // The first record may start the output, from any thread, and while another thread begins to
-                // end the process. libdlt must be there by then, or its exit handler would come between its
-                // start and ours.
+                // The first record may start the output on any thread, even while another thread begins to
+                // exit the process. Start libdlt now: if it were started only then, its exit handler could
+                // run before our guard is registered.
                 startDlt();
             } else if (destinations->remote) {
                 registerContext(*state);

@@ -17,12 +17,13 @@
 
 namespace ara::log {
 
-/// All that `ara::log` knows of the application: who it is, its loggers, and where its records go.
+/// Everything that `ara::log` knows about the application: its identity, its loggers, and where its records
+/// go.
 ///
-/// Made by the first use and never destroyed, since threads may log for as long as there are any. What must
-/// not be used to the last is libdlt, which frees itself when the process exits: a guard that is registered
-/// after libdlt's own exit handler, and so runs before it, shuts the way to it and waits for records that are
-/// on it.
+/// Created by the first use and never destroyed, because threads may log for as long as they exist. Only
+/// libdlt must not be used to the very end, because it frees itself when the process exits. A guard is
+/// registered after libdlt's own exit handler and therefore runs before it. It closes the way to libdlt and
+/// waits for records that are being handed to it.
 ///
 /// Thread safety: every function may be called from any thread.
 class ApplicationLog {
@@ -34,14 +35,14 @@ class ApplicationLog {
 
     Logger& logger(const std::string& id, const std::string& description, std::optional<LogLevel> ownLevel);
 
-    /// Whether some logger writes records of the level.
+    /// Whether any logger writes records of this level.
     static bool isEnabled(LogLevel level) noexcept;
 
-    /// Writes a record, whatever its level, wherever records go at present.
+    /// Writes a record to the current destinations, whatever its level.
     void write(Logger::State& state, LogLevel level, const std::string& text) noexcept;
 
  private:
-    /// Where records go, and the name that they carry there.
+    /// Where records go, and the name of the application that they carry there.
     struct Destinations {
         std::string application;
         bool remote;
@@ -59,7 +60,7 @@ class ApplicationLog {
     void registerWithDlt(const std::string& id, const std::string& description);
     void startDlt();
     void registerContext(Logger::State& state);
-    /// Where records go; by default, if InitLogging has not said so.
+    /// The current destinations. Sets the default ones if InitLogging has not set any.
     const Destinations& destinations();
     TextOutput* fileAt(const std::string& path);
     void levelChanged(std::string_view dltId, LogLevel level);
@@ -68,21 +69,21 @@ class ApplicationLog {
     void guardExit();
     void shutRemote() noexcept;
 
-    std::mutex mutex_;  ///< for the members down to the gap
+    std::mutex mutex_;  ///< protects the members down to the blank line
     LogLevel defaultLevel_ = LogLevel::kInfo;
-    std::map<std::string, std::unique_ptr<Logger::State>> loggers_;  ///< by the context's name
+    std::map<std::string, std::unique_ptr<Logger::State>> loggers_;  ///< keyed by the context's name
     std::set<std::string> dltIds_;
-    std::map<std::string, std::unique_ptr<TextOutput>> files_;  ///< by path
+    std::map<std::string, std::unique_ptr<TextOutput>> files_;  ///< keyed by path
     TextOutput console_;
-    /// Present and former ones: a record may still be on its way to a former one.
+    /// Current and former ones: a record may still be on its way to a former one.
     std::vector<std::unique_ptr<const Destinations>> allDestinations_;
     bool remoteUsed_ = false;
 
     std::atomic<const Destinations*> destinations_ = nullptr;
-    std::mutex remoteGate_;  ///< held in every call of libdlt; taken after mutex_ where both are needed
+    std::mutex remoteGate_;  ///< held during every call of libdlt; locked after mutex_ if both are needed
     std::atomic<bool> remoteShut_ = false;
     std::atomic<bool> lossUnsaid_{
-        false};  ///< in a forked process, until it has been said that records are lost
+        false};  ///< true in a forked process until the loss of records has been reported
 };
 
 }  // namespace ara::log

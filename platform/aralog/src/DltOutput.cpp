@@ -18,12 +18,12 @@ namespace ara::log::dlt_output {
 
 namespace {
 
-/// How long libdlt may try at the end of the process to get rid of what is still in its buffer; without a
-/// daemon it tries in vain, for 10 s unless told otherwise.
+/// How long libdlt may try, while the process exits, to send what is still in its buffer. Without a daemon it
+/// tries in vain, by default for 10 s.
 constexpr std::uint32_t kExitTimeoutMilliseconds = 100;
 
-/// How long the answer to a registration is waited for, when the process ends that soon after it. libdlt's
-/// thread looks for answers every half a second.
+/// The time limit for the answer to a registration if the process exits meanwhile. libdlt's thread looks for
+/// answers every half a second.
 constexpr std::chrono::seconds kAnswerLimit{1};
 
 /// Leaves the trace status, which concerns recorded bus traffic, to the daemon.
@@ -42,14 +42,15 @@ bool isLevel(int level) noexcept {
     return level >= DLT_LOG_OFF && level <= DLT_LOG_VERBOSE;
 }
 
-/// Whether records go straight to a daemon: without one they stay in libdlt's buffer, the registration first.
+/// Whether records go straight to a daemon. Without one they stay in libdlt's buffer, starting with the
+/// registration.
 bool hasDaemon() {
     int total = 0;
     int used = 0;
     return dlt_user_check_buffer(&total, &used) >= DLT_RETURN_OK && used == 0;
 }
 
-/// The contexts whose registration the daemon has not answered yet; it answers with the level that is in
+/// The contexts whose registration the daemon has not answered yet. Its answer contains the level that is in
 /// force.
 class UnansweredContexts {
  public:
@@ -105,8 +106,9 @@ extern "C" void onLevelChanged(char* contextId, std::uint8_t level, std::uint8_t
 }  // namespace
 
 void start() {
-    // What libdlt says of itself, to standard output unless told otherwise, must not get into what the
-    // application prints. That there is no daemon yet is not worth a line.
+    // By default libdlt writes its own messages to standard output, where they would mix with the output of
+    // the application. Only warnings and errors are kept, because a daemon that is not there yet is not worth
+    // a line.
     dlt_log_init(DLT_LOG_TO_STDERR);
     dlt_log_set_level(LOG_WARNING);
     if (dlt_init() < DLT_RETURN_OK) {
@@ -116,7 +118,7 @@ void start() {
 }
 
 void registerApplication(const std::string& name, const std::string& description) {
-    // libdlt takes an id for registered when a shorter registered one begins alike.
+    // libdlt mistakes a new id for the registered one if the new one begins with it, so unregister first.
     char registered[DLT_ID_SIZE + 1] = {};
     dlt_get_appid(registered);
     const std::string id = dltId(name);
@@ -140,8 +142,8 @@ void registerContext(Logger::State& state, LevelChanged levelChanged) {
         UnansweredContexts::instance().remove(state.dltId);
         return;
     }
-    // An answer that has come already is not noticed; the end of the process then waits in vain, if it comes
-    // within the second. libdlt takes this callback only for a context that is registered.
+    // libdlt accepts this callback only for a registered context. An answer that arrives before this call is
+    // therefore missed, and process exit waits in vain if it comes within the second.
     dlt_register_log_level_changed_callback(&state.dltContext, &onLevelChanged);
     if (const int level = *state.dltContext.log_level_ptr; isLevel(level)) {
         state.level.store(static_cast<LogLevel>(level));

@@ -7,39 +7,39 @@
 
 namespace ara::log {
 
-/// The calls of libdlt. None of them blocks: without a daemon, or when it is slow, records wait in libdlt's
-/// own ring buffer (its size is set with DLT_USER_BUFFER_MAX), and libdlt reports how many did not fit.
+/// The calls of libdlt. None of them blocks, except waitForAnswers(). Without a daemon, or if the daemon is
+/// slow, records wait in libdlt's own ring buffer (its size is set with DLT_USER_BUFFER_MAX), and libdlt
+/// reports how many did not fit.
 ///
-/// Thread safety: one thread at a time. libdlt has a lock of its own, but does not hold it wherever it
-/// should.
+/// Thread safety: one thread at a time. libdlt has its own lock, but does not hold it everywhere it should.
 namespace dlt_output {
 
-/// Told when a level is changed from outside, on libdlt's own thread: the context's id and the level from 0
+/// Called on libdlt's own thread when a level is changed from outside, with the context's id and the level, 0
 /// to 6.
 using LevelChanged = void (*)(std::string_view dltId, LogLevel level);
 
-/// Starts libdlt, its threads and its exit handler. Once.
+/// Starts libdlt, its threads and its exit handler. Call it once.
 void start();
 
-/// Registers the application, under another name if it was registered before.
+/// Registers the application. Replaces an earlier registration.
 void registerApplication(const std::string& name, const std::string& description);
 
-/// Registers the context with its present level, and takes over the level that libdlt's environment
+/// Registers the context with its current level, and adopts the level that libdlt's environment
 /// (DLT_INITIAL_LOG_LEVEL) asks for.
 void registerContext(Logger::State& state, LevelChanged levelChanged);
 
-/// Takes the registration back, if there is one.
+/// Withdraws the registration, if there is one.
 void unregisterContext(Logger::State& state);
 
-/// Waits until the daemon has answered the registration of every context, for at most a second after the last
-/// one; not at all without a daemon. To be called once, while the process ends.
+/// Waits until the daemon has answered the registration of every context, for at most one second after the
+/// last registration. Does not wait if there is no daemon. Call it once, while the process exits.
 ///
-/// A daemon that finds the process gone when it answers a registration drops all that it has read behind it:
-/// the only words of a process that says why it cannot start, and ends. Other threads may write meanwhile:
-/// libdlt holds its lock where it is asked here.
+/// If a daemon finds the process gone when it answers a registration, it drops everything that it has read
+/// after that registration. For a process that logs why it cannot start and then ends, those are its only
+/// records. Other threads may write meanwhile, because libdlt holds its lock in the calls that are made here.
 void waitForAnswers() noexcept;
 
-/// Sends one record of one text, which libdlt cuts, and marks as cut, when it is too long.
+/// Sends one record with one text. libdlt truncates a text that is too long and marks it as truncated.
 void write(Logger::State& state, LogLevel level, const std::string& text) noexcept;
 
 }  // namespace dlt_output

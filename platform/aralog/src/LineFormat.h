@@ -11,9 +11,12 @@ namespace ara::log {
 /// "off", "fatal", "error", "warn", "info", "debug" or "verbose".
 std::string_view levelName(LogLevel level) noexcept;
 
-/// One record as a line of text, ending in a line feed:
-/// "2026-11-20T09:30:00.123456Z CSC ClampClient warn text". Line feeds within the text are followed by a tab,
-/// so that a line that starts with a digit always starts a record.
+/// Formats one record as a line of text that ends in a line feed, such as
+///
+///     2026-11-20T09:30:00.123456Z CSC ClampClient warn text
+///
+/// Line feeds within the text are followed by a tab, so that a line that starts with a digit always starts a
+/// record.
 std::string formatLine(std::chrono::system_clock::time_point time, std::string_view application,
                        std::string_view context, LogLevel level, std::string_view text);
 

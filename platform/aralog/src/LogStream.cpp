@@ -34,7 +34,7 @@ void LogStream::append(std::string_view text) noexcept {
 template <typename Number>
 LogStream& LogStream::appendNumber(Number value) noexcept {
     if (enabled_) {
-        std::array<char, 32> digits;  // the longest shortest text of a double has 24 characters
+        std::array<char, 32> digits;  // to_chars writes at most 24 characters for a double
         const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
         append(std::string_view(digits.data(), static_cast<std::size_t>(end - digits.data())));
     }

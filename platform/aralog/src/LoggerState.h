@@ -9,7 +9,7 @@
 
 namespace ara::log {
 
-/// What `ara::log` knows of one context. Never destroyed.
+/// What `ara::log` knows about one context. Never destroyed.
 struct Logger::State {
     State(std::string id, std::string about, std::string shownId, std::optional<LogLevel> own, LogLevel now)
         : name(std::move(id)),
@@ -23,7 +23,7 @@ struct Logger::State {
     const std::string description;
     /// One to four characters, different from those of every other context.
     const std::string dltId;
-    /// The level that CreateLogger was given, if it was.
+    /// The level that was given to CreateLogger, if any.
     const std::optional<LogLevel> ownLevel;
     std::atomic<LogLevel> level;
     DltContext dltContext{};

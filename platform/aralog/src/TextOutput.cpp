@@ -15,7 +15,7 @@ std::string errorText(int error) {
     return std::system_category().message(error);
 }
 
-/// The error number, 0 for success. What a short write leaves is written after it.
+/// Returns the error number, 0 for success. Goes on writing after a short write.
 int writeAll(int descriptor, std::string_view text) noexcept {
     while (!text.empty()) {
         const ssize_t written = ::write(descriptor, text.data(), text.size());
@@ -34,7 +34,7 @@ void complain(std::string_view what) noexcept {
     try {
         writeAll(STDERR_FILENO, std::string("ara::log: ").append(what).append(1, '\n'));
     } catch (...) {
-        // Without memory for one line there is no one left to tell.
+        // Without memory for a single line nothing can be reported.
     }
 }
 
@@ -42,11 +42,11 @@ TextOutput::TextOutput(int descriptor, std::string name) noexcept
     : descriptor_(descriptor), name_(std::move(name)) {}
 
 std::unique_ptr<TextOutput> TextOutput::openFile(const std::string& path) {
-    // O_NONBLOCK: a named pipe without a reader must not stop the application.
+    // O_NONBLOCK: a named pipe without a reader must not block the application.
     const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, 0644);
     if (descriptor < 0) {
         complain("the log file \"" + path + "\" cannot be opened (" + errorText(errno) +
-                 "); records will not be in a file");
+                 "); records will not be written to a file");
         return nullptr;
     }
     return std::make_unique<TextOutput>(descriptor, path);
@@ -65,7 +65,7 @@ void TextOutput::write(std::string_view line) noexcept {
         complain("writing to \"" + name_ + "\" failed (" + errorText(error) +
                  "); records are lost until it works again");
     } catch (...) {
-        complain("writing failed, and there is no memory to say what");
+        complain("writing failed, and there is no memory to report the cause");
     }
 }
 

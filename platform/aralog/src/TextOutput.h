@@ -7,23 +7,24 @@
 
 namespace ara::log {
 
-/// Says something about the logging itself on standard error, for want of a better place.
+/// Reports a problem of the logging itself on standard error, because it cannot be logged.
 void complain(std::string_view what) noexcept;
 
-/// Lines of text into a file descriptor: a log file or standard error.
+/// Writes lines of text to a file descriptor: a log file or standard error.
 ///
 /// Every line is a single write, so that lines of several threads and processes do not mix. A line that
-/// cannot be written is dropped; the first one of a row is said on standard error.
+/// cannot be written is dropped; the first of several such failures in a row is reported on standard error.
 ///
-/// Thread safety: `write` may be called from any thread; it keeps nothing locked.
+/// Thread safety: `write` may be called from any thread; it holds no lock.
 class TextOutput {
  public:
-    /// Writes to a descriptor that stays open for ever. `name` is for complaints.
+    /// Writes to a descriptor that is never closed. `name` appears in error reports.
     TextOutput(int descriptor, std::string name) noexcept;
     TextOutput(const TextOutput&) = delete;
     TextOutput& operator=(const TextOutput&) = delete;
 
-    /// Appends to the file, which is made if need be. Null where that fails, which is said on standard error.
+    /// Appends to the file, which is created if necessary. Returns null if that fails, and reports it on
+    /// standard error.
     static std::unique_ptr<TextOutput> openFile(const std::string& path);
 
     void write(std::string_view line) noexcept;

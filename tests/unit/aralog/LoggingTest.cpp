@@ -511,8 +511,8 @@ TEST(FileMode, SaysOnceThatTheFileCannotBeOpenedAndGoesOn) {
     });
     EXPECT_EQ(result.errors,
               "ara::log: the log file \"" + missing +
-                  "/CSC.log\" cannot be opened (No such file or directory); records will not be in a "
-                  "file\n");
+                  "/CSC.log\" cannot be opened (No such file or directory); records will not be written "
+                  "to a file\n");
 }
 
 TEST(FileMode, SaysOnceThatTheDiskIsFullAndGoesOn) {

@@ -4,7 +4,7 @@
 
 namespace ara::log {
 
-/// How severe a record is, and up to which severity records are written.
+/// The severity of a record, and the limit up to which records are written.
 enum class LogLevel : std::uint8_t {
     kOff = 0x00,
     kFatal = 0x01,
@@ -15,7 +15,7 @@ enum class LogLevel : std::uint8_t {
     kVerbose = 0x06,
 };
 
-/// Where records go. Modes combine: `LogMode::kRemote | LogMode::kConsole`.
+/// Where records go. Modes can be combined: `LogMode::kRemote | LogMode::kConsole`.
 enum class LogMode : std::uint8_t {
     kRemote = 0x01,   ///< DLT
     kFile = 0x02,     ///< "<application id>.log" in the directory given to InitLogging
@@ -32,5 +32,5 @@ constexpr LogMode operator&(LogMode left, LogMode right) noexcept {
 
 }  // namespace ara::log
 
-/// Marks what libaralog gives to its users; everything else stays hidden in it.
+/// Exports a declaration from libaralog.so; everything else in the library is hidden.
 #define ARA_LOG_EXPORT __attribute__((visibility("default")))

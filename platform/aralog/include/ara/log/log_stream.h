@@ -16,23 +16,23 @@ struct LogHex {
     std::uint64_t value;
 };
 
-/// The value in hexadecimal; a negative one as its two's complement of the same width.
+/// Formats a value in hexadecimal; a negative one as its two's complement of the same width.
 template <typename Integer>
 constexpr LogHex HexFormat(Integer value) noexcept {
     static_assert(std::is_integral_v<Integer>, "HexFormat takes an integer");
     return LogHex{static_cast<std::make_unsigned_t<Integer>>(value)};
 }
 
-/// The text of one record. The pieces are joined as they are, with nothing between them; the destructor
-/// writes the record to every destination that InitLogging chose, if the logger's level let it through when
-/// the stream was made. A record of a disabled level costs one comparison; its pieces are not even formatted.
+/// The text of one record. The pieces are joined with nothing between them. The destructor writes the record
+/// to every destination that InitLogging chose, if the logger's level admitted it when the stream was
+/// created. A record of a disabled level costs one comparison; its pieces are not even formatted.
 ///
-/// Failures: no function throws. A record for which there is no memory is said to be lost on standard error.
+/// Failures: no function throws. If there is no memory for a record, its loss is reported on standard error.
 ///
-/// Thread safety: one stream belongs to one thread. Records of different threads are never mixed up.
+/// Thread safety: one stream belongs to one thread. Records of different threads do not mix.
 class ARA_LOG_EXPORT LogStream final {
  public:
-    /// `logger` is one that CreateLogger returned.
+    /// `logger` must come from CreateLogger.
     LogStream(LogLevel level, const Logger& logger) noexcept;
     LogStream(const LogStream&) = delete;
     LogStream& operator=(const LogStream&) = delete;

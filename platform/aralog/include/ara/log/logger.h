@@ -5,26 +5,26 @@
 
 namespace ara::log {
 
-/// One context of the application: the part of it that a record comes from, with a level of its own.
+/// One context of the application: the part that a record comes from, with its own level.
 ///
-/// Made by CreateLogger and kept by `ara::log` until the process ends, and beyond: a reference never dangles.
+/// Created by CreateLogger and never destroyed: a reference never dangles, even while the process exits.
 ///
-/// Thread safety: every function may be called from any thread, at any time, also while the process exits.
+/// Thread safety: every function may be called from any thread at any time, even while the process exits.
 class ARA_LOG_EXPORT Logger final {
  public:
     struct State;
 
-    /// For the library itself: `state` outlives the logger.
+    /// For use by the library only. `state` must outlive the logger.
     explicit Logger(State& state) noexcept : state_(state) {}
 
     Logger(const Logger&) = delete;
     Logger& operator=(const Logger&) = delete;
     ~Logger() = default;
 
-    /// Whether a record of this level would be written now. Never true for LogLevel::kOff.
+    /// Whether a record of this level would be written now. Always false for LogLevel::kOff.
     bool IsEnabled(LogLevel level) const noexcept;
 
-    /// A record of the level, written when the returned stream is destroyed.
+    /// Starts a record of this level, which is written when the returned stream is destroyed.
     LogStream WithLevel(LogLevel level) const { return LogStream(level, *this); }
     LogStream LogFatal() const { return WithLevel(LogLevel::kFatal); }
     LogStream LogError() const { return WithLevel(LogLevel::kError); }
