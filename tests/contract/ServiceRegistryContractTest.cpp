@@ -142,7 +142,7 @@ TEST_F(ServiceRegistryContract, TellsTheErrorWhenTheBaseUriCannotBeUsed) {
     createRegistry(Mode::StaticOnly);
     listen();
     EXPECT_EQ(states.next(), "error");
-    EXPECT_TRUE(log->contains("\"/\" is no base URI of a server"));
+    EXPECT_TRUE(log->contains("\"/\" is not the base URI of a server"));
 }
 
 // P17
@@ -191,7 +191,7 @@ TEST_F(ServiceRegistryContract, AsksForTheServicesAgainWhenTheRegistryServiceEnd
     EXPECT_EQ(states.next(), "connected");
     bus.sendText("/serviceregistry/services",
                  R"({"action":"subscription","subscriptionId":"1","error":{"number":413}})");
-    EXPECT_TRUE(log->waitFor("the subscription of the services was refused or ended"));
+    EXPECT_TRUE(log->waitFor("the subscription to the services was refused or ended"));
     bus.removeService("Lighting");
     EXPECT_EQ(states.next(), "disconnected");
 }

@@ -8,8 +8,9 @@
 
 namespace zeb {
 
-/// Owns the WebSocket managers and the thread that serves them all. That thread is shared by every factory of
-/// the process and ends with the last of them; no user code runs on it. Any thread may use the factory.
+/// Creates the WebSocket managers, keeps track of them, and keeps the thread running that serves them all.
+/// That thread is shared by the whole process and ends when neither a factory nor a connection needs it any
+/// more. No user code runs on it. Any thread may use the factory.
 class ZEB_EXPORT DefaultWebsocketManagerFactory : public IWebsocketManagerFactory {
  public:
     DefaultWebsocketManagerFactory();
@@ -22,10 +23,10 @@ class ZEB_EXPORT DefaultWebsocketManagerFactory : public IWebsocketManagerFactor
         std::shared_ptr<zebutil::ITaskExecutor> executor, std::shared_ptr<zebutil::ILogger> logger,
         WebsocketObserver observer) override;
 
-    /// Stops and drops every manager. When it has returned nothing is received any more.
+    /// Stops and drops all managers. When it returns, nothing more is received.
     void stopAndClearAll();
 
-    /// Stops and drops the managers of one client; does nothing when there are none.
+    /// Stops and drops the managers of one client; does nothing if there are none.
     void removeClient(const std::string& clientName);
 
  private:

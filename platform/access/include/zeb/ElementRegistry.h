@@ -12,14 +12,14 @@ namespace zeb {
 
 class IServiceRegistry;
 
-/// The element subscriptions of all services, as one. Any thread may call it.
+/// The element subscriptions of all services, taken together. Any thread may call it.
 class ZEB_EXPORT ElementRegistry {
  public:
     ElementRegistry(std::shared_ptr<IServiceRegistry> serviceRegistry,
                     std::shared_ptr<zebutil::ILogger> logger);
     ~ElementRegistry();
 
-    /// Ends all subscriptions. Once it has returned no new call of any handler begins.
+    /// Ends all subscriptions. When it returns, no new handler call begins.
     void unsubscribeFromAll();
 
  private:

@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what users of the service-access library may link against; everything else stays hidden in it.
+/// Exports a declaration from libZebAccess.so; everything else in the library is hidden.
 #define ZEB_EXPORT __attribute__((visibility("default")))

@@ -11,7 +11,7 @@ class PocoHttpSessionFactory;
 
 namespace zeb {
 
-/// Transport access over HTTP, with one kept-alive session per service.
+/// Creates transport access over HTTP, with one keep-alive session per service.
 class ZEB_EXPORT HttpAccessFactory : public ITpAccessFactory {
  public:
     explicit HttpAccessFactory(std::shared_ptr<zebutil::PocoHttpSessionFactory> sessionFactory);

@@ -8,10 +8,10 @@
 
 namespace zeb {
 
-/// Answers what the service registry asks about a service's configuration. Implemented by the client
-/// framework, owned by shared pointer, asked on the registry's executor thread. Every getter may throw a
-/// std::exception when the value that was configured has the wrong type; the registry tells the listener of
-/// the service.
+/// Answers the service registry's questions about the configuration of a service. Implemented by the client
+/// framework, owned by shared pointer, and called on the registry's executor thread. Every getter may throw a
+/// std::exception if the configured value has the wrong type; the registry then reports the error to the
+/// listeners of that service.
 class ZEB_EXPORT IConfigManager {
  public:
     virtual ~IConfigManager() = default;

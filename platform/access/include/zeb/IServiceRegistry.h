@@ -9,13 +9,13 @@
 
 namespace zeb {
 
-/// Knows which services are there and tells their listeners. Any thread may call it.
+/// Knows which services are connected, and notifies their listeners. Any thread may call it.
 class ZEB_EXPORT IServiceRegistry {
  public:
     virtual ~IServiceRegistry() = default;
 
-    /// Follows service `S` from now on: the listener is told when it is connected, at once if it already is.
-    /// Returns without waiting for the service.
+    /// Follows service `S` from now on. The listener's `connected` is called when the service connects, or at
+    /// once if it is connected already. Returns without waiting for the service.
     template <typename S>
     void registerServiceListener(const ServiceListener<S>& listener) {
         UntypedServiceListener untyped;
@@ -36,10 +36,10 @@ class ZEB_EXPORT IServiceRegistry {
 
     virtual void registerServiceListener(UntypedServiceListener listener) = 0;
 
-    /// Ends every element subscription on every service; see Subscription::unsubscribe().
+    /// Ends all element subscriptions on all services; see Subscription::unsubscribe().
     virtual void unsubscribeFromAllElements() = 0;
 
-    /// Follows no service any more and tells nobody anything any more. Calling it again does nothing.
+    /// Stops following services and notifying listeners. Calling it again does nothing.
     virtual void stop() = 0;
 };
 

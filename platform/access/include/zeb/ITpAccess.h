@@ -10,21 +10,22 @@
 
 namespace zeb {
 
-/// Transport access: requests to one service. Used on the request executor's thread only; each call blocks
-/// until the answer is there or the transport's time limit, shorter than five seconds, has passed.
+/// Transport access: sends requests to one service. Used only on the request executor's thread. Each call
+/// blocks until the answer has arrived or the transport's time limit, which is shorter than five seconds, has
+/// passed.
 class ZEB_EXPORT ITpAccess {
  public:
-    /// Name and value, not yet encoded.
+    /// Pairs of name and value, not yet percent-encoded.
     using Query = std::vector<std::pair<std::string, std::string>>;
 
     virtual ~ITpAccess() = default;
 
-    /// Reads the elements of a resource, or one of them when `id` is not empty.
-    /// @throws std::exception when no answer came; an error status is an answer
+    /// Reads the elements of a resource, or only one of them if `id` is not empty.
+    /// @throws std::exception if no answer arrived. An answer with an error status is returned like any other
     virtual ZebResponse get(const std::string& resource, const std::string& id, const Query& query) = 0;
 
     /// Merges a JSON object into an element.
-    /// @throws std::exception when no answer came
+    /// @throws std::exception if no answer arrived
     virtual ZebResponse post(const std::string& resource, const std::string& id, const std::string& body) = 0;
 };
 

@@ -12,17 +12,17 @@ namespace zeb {
 struct TpEndpoint {
     std::string service;        ///< name of the service on the bus
     std::string serverBaseUri;  ///< scheme, host and port
-    std::string basePath;       ///< path of the bus on the server; "/" is added where it does not end in one
-    std::string separator;      ///< text after a resource name; empty when the service uses none
+    std::string basePath;       ///< path of the bus on the server; "/" is appended if it does not end in one
+    std::string separator;      ///< text after a resource name; empty if the service uses none
 };
 
-/// Makes the transport access of a service.
+/// Creates the transport access to a service.
 class ZEB_EXPORT ITpAccessFactory {
  public:
     virtual ~ITpAccessFactory() = default;
 
     /// Does not connect yet.
-    /// @throws std::exception when the endpoint's URI cannot be used
+    /// @throws std::exception if the endpoint's URI cannot be used
     virtual std::shared_ptr<ITpAccess> createAccess(const TpEndpoint& endpoint) = 0;
 };
 

@@ -15,36 +15,36 @@ class ITaskExecutor;
 
 namespace zeb {
 
-/// Where a WebSocket leads and how it is watched.
+/// Where a WebSocket connects to, and how it is monitored.
 struct WebsocketSettings {
     std::string uri;                                    ///< "ws://127.0.0.1:8080/ClampControl", or "wss:"
-    std::chrono::milliseconds connectDelay{0};          ///< time to let pass before connecting
-    std::chrono::milliseconds watchdogPingInterval{0};  ///< zero: no pings, TCP keep-alive alone
+    std::chrono::milliseconds connectDelay{0};          ///< time to wait before connecting
+    std::chrono::milliseconds watchdogPingInterval{0};  ///< zero: no pings, only TCP keep-alive
     std::chrono::milliseconds watchdogPongTimeout{0};   ///< silence after which the connection counts as lost
 };
 
-/// Why a WebSocket has ended or was never established.
+/// Why a WebSocket has ended or could not be established.
 struct WebsocketEnd {
     std::string reason;        ///< for the log
     bool isUntrusted = false;  ///< the server's certificate was refused
 };
 
-/// Told what becomes of one WebSocket, on the executor thread: at most one `opened`, then exactly one
-/// `closed` unless the manager was stopped. A connection that was never established gives `closed` alone.
+/// Receives the events of one WebSocket on the executor thread: `opened` at most once, then `closed` exactly
+/// once unless the manager was stopped. If the connection could not be established, only `closed` is called.
 struct WebsocketObserver {
     std::function<void()> opened;
     std::function<void(const WebsocketEnd& end)> closed;
 };
 
-/// Makes the WebSockets of the service registry.
+/// Creates the WebSockets of the service registry.
 class ZEB_EXPORT IWebsocketManagerFactory {
  public:
     virtual ~IWebsocketManagerFactory() = default;
 
-    /// Begins to connect and returns at once.
-    /// @param clientName whose connection it is: the name of the service; see removeClient()
+    /// Starts to connect and returns at once.
+    /// @param clientName whose connection it is, which is the name of the service; see removeClient()
     /// @param executor   runs the observer and the handlers of the subscriptions, in order
-    /// @throws ZebException when the URI cannot be used
+    /// @throws ZebException if the URI cannot be used
     virtual std::shared_ptr<IWebsocketManager> createWebsocketManager(
         const std::string& clientName, const WebsocketSettings& settings,
         std::shared_ptr<zebutil::ITaskExecutor> executor, std::shared_ptr<zebutil::ILogger> logger,

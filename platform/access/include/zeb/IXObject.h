@@ -12,15 +12,15 @@ class JsonObject;
 
 namespace zeb {
 
-/// An element of some resource of the bus, whatever its type.
+/// An element of any resource of the bus.
 ///
 /// Thread safety: that of a plain value.
 class ZEB_EXPORT IXObject {
  public:
     virtual ~IXObject() = default;
 
-    /// Takes over what `json` says and keeps `json`, shared, as what the element was last filled from. What
-    /// `json` does not mention stays as it was.
+    /// Takes over the values in `json` and keeps `json`, shared, as the JSON that the element was last filled
+    /// from. Values that `json` does not contain stay as they are.
     virtual void fillFromJson(std::shared_ptr<zebutil::JsonObject> json) = 0;
 
     virtual const zebutil::Optional<std::string>& getId() const = 0;

@@ -16,9 +16,9 @@ namespace zeb {
 
 class ZebAccessor;
 
-/// A connected service: the base of the typed services. Made by the service registry for each connection
-/// anew; once that connection is lost the object can still read, but no longer subscribe. Any thread may use
-/// it.
+/// A connected service: the base of the typed services. The service registry creates a new object for each
+/// connection. Once that connection is lost, the object can still read, but no longer subscribe. Any thread
+/// may use it.
 class ZEB_EXPORT Service {
  public:
     Service(std::shared_ptr<ZebAccessor> accessor, std::shared_ptr<IWebsocketManager> websocketManager);
@@ -27,10 +27,10 @@ class ZEB_EXPORT Service {
     /// Performs the requests to this service.
     std::shared_ptr<ZebAccessor> getAccessor() const { return accessor_; }
 
-    /// Subscribes to the element with the descriptor's id. The handler is given the element's present state
-    /// and then each change, null when the server says that there is no state; it runs on the executor
-    /// thread, never on the caller's stack, and never when this function throws.
-    /// @throws std::exception when the descriptor has no id or the connection is not open
+    /// Subscribes to the element with the descriptor's id. The handler receives the element's current state
+    /// and then each change, or null if the server says that there is no state. It runs on the executor
+    /// thread, never on the caller's stack, and never if this function throws.
+    /// @throws std::exception if the descriptor has no id or the connection is not open
     template <typename T>
     std::shared_ptr<Subscription> subscribeElement(const typename T::Desctype& descriptor,
                                                    std::function<void(std::shared_ptr<const T>)> handler) {

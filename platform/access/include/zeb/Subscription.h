@@ -6,8 +6,8 @@
 
 namespace zeb {
 
-/// A live subscription to one element. Owned by whoever subscribed; releasing the last reference ends it, as
-/// unsubscribe() does. Ends by itself when its connection is lost or the server ends it. Any thread may use
+/// A live subscription to one element. Owned by the subscriber; releasing the last reference ends it, as
+/// unsubscribe() does. It ends by itself if its connection is lost or the server ends it. Any thread may use
 /// it, also from inside the subscription's own handler.
 class ZEB_EXPORT Subscription {
  public:
@@ -16,8 +16,8 @@ class ZEB_EXPORT Subscription {
     /// The id of the element.
     virtual std::string getUuidOfElement() const = 0;
 
-    /// Ends the subscription; never blocks. Once it has returned no new call of the handler begins; a call
-    /// that has begun on the executor thread may still be running. Calling it again does nothing.
+    /// Ends the subscription; never blocks. When it returns, no new handler call begins; a call that has
+    /// already begun on the executor thread may still be running. Calling it again does nothing.
     virtual void unsubscribe() = 0;
 };
 

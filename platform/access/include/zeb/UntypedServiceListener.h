@@ -12,7 +12,7 @@ namespace zeb {
 class IWebsocketManager;
 class ZebAccessor;
 
-/// A ServiceListener as the registry keeps it: the typed service is made by `createService`.
+/// A ServiceListener as the registry stores it. `createService` creates the typed service.
 struct UntypedServiceListener {
     std::string serviceName;
     std::function<std::shared_ptr<Service>(std::shared_ptr<ZebAccessor>, std::shared_ptr<IWebsocketManager>)>

@@ -10,27 +10,25 @@
 
 namespace zeb {
 
-/// An element: a descriptor that holds its values, and the JSON object that it was last filled from, if any.
-/// The base of the resources' objects; `XObject<XObjectDescriptor>` is an element whose resource is not
-/// known.
+/// An element: a descriptor with its values, and the JSON object that it was last filled from, if any. The
+/// base of the resources' objects; `XObject<XObjectDescriptor>` is an element of an unknown resource.
 ///
-/// Its constructor from JSON is the element factory: what a request or a notification delivers is built by
-/// it.
+/// Its constructor from JSON is the element factory: it builds what a request or a notification delivers.
 ///
-/// Thread safety: that of a plain value; the JSON object is shared with whoever handed it in.
+/// Thread safety: that of a plain value. The JSON object is shared with the code that passed it in.
 template <typename D>
 class ZEB_EXPORT XObject : public IXObject {
  public:
     using Desctype = D;
 
     XObject() = default;
-    /// An element that no JSON told of.
+    /// An element that was not filled from JSON.
     explicit XObject(D descriptor) : descriptor_(std::move(descriptor)) {}
     /// Throws as `fillFromJson` does.
     explicit XObject(std::shared_ptr<zebutil::JsonObject> json) { XObject::fillFromJson(std::move(json)); }
 
-    /// Takes over "id", "name" and "uri". Does nothing when `json` is null. Throws when one of them is no
-    /// text.
+    /// Takes over "id", "name" and "uri". Does nothing if `json` is null. Throws if one of them cannot be
+    /// read as a string.
     void fillFromJson(std::shared_ptr<zebutil::JsonObject> json) override {
         if (json) {
             json_ = std::move(json);
@@ -42,15 +40,15 @@ class ZEB_EXPORT XObject : public IXObject {
     const zebutil::Optional<std::string>& getName() const override { return descriptor_.getName(); }
     const zebutil::Optional<std::string>& getUri() const override { return descriptor_.getUri(); }
 
-    /// A copy, for instance to ask for the same element again.
+    /// A copy, for instance to request the same element again.
     D getDescriptor() const { return descriptor_; }
 
-    /// As the descriptor's.
+    /// The same as the descriptor's functions of these names.
     std::shared_ptr<zebutil::JsonObject> getAsReference() const { return descriptor_.getAsReference(); }
     std::string getReferenceUri() const { return descriptor_.getReferenceUri(); }
 
-    /// The same values under another uri, and with the id that stands at the end of that. Of no JSON, since
-    /// none told of such an element.
+    /// A copy with the same values, but with another uri and with the id at the end of that uri. It has no
+    /// JSON, because none described such an element.
     std::unique_ptr<XObject> copyWithIdFromUri(const std::string& uri) const {
         auto copy = std::make_unique<XObject>(descriptor_);
         copy->descriptor_.setIdFromUri(uri);

@@ -16,14 +16,14 @@ class JsonObject;
 
 namespace zeb {
 
-/// Names elements of the bus: the service, the resource, what every element has ("id", "name", "uri"), and
-/// for a request the filter and the query options. The base of the resources' descriptors, which add the
-/// fields; by itself it describes an element whose resource is not known.
+/// Describes elements of the bus: the service, the resource, the values that every element has ("id", "name",
+/// "uri") and, for a request, the filter and the query options. The base of the resources' descriptors, which
+/// add the fields; by itself it describes an element of an unknown resource.
 ///
 /// Thread safety: that of a plain value.
 class ZEB_EXPORT XObjectDescriptor {
  public:
-    /// Of an element whose service and resource are not known.
+    /// For an element whose service and resource are not known.
     XObjectDescriptor();
     XObjectDescriptor(std::string serviceName, std::string resourceName);
     XObjectDescriptor(const XObjectDescriptor&);
@@ -32,19 +32,19 @@ class ZEB_EXPORT XObjectDescriptor {
     XObjectDescriptor& operator=(XObjectDescriptor&&) noexcept;
     virtual ~XObjectDescriptor();
 
-    /// Empty when not known.
+    /// Empty if not known.
     const std::string& getServiceName() const { return serviceName_; }
     const std::string& getResourceName() const { return resourceName_; }
 
     const zebutil::Optional<std::string>& getId() const { return id_; }
     const zebutil::Optional<std::string>& getName() const { return name_; }
     const zebutil::Optional<std::string>& getUri() const { return uri_; }
-    /// These add no filter term: an id stands in the path of a request.
+    /// These add no filter term, because the id is part of the path of a request.
     void setId(std::string id);
     void setName(std::string name);
     void setUri(std::string uri);
 
-    /// The path of the element on the bus: "/<service>/<resource>/<id>". What is not known is left out.
+    /// The path of the element on the bus: "/<service>/<resource>/<id>". Unknown parts are left out.
     std::string getRelativeUri() const;
 
     const ZebFilter& getFilter() const { return filter_; }
@@ -52,9 +52,9 @@ class ZEB_EXPORT XObjectDescriptor {
 
     const QueryOptions& getQueryOptions() const { return queryOptions_; }
     void setQueryOptions(QueryOptions options);
-    /// Each replaces all query options. `fields` are the keys asked for, `expandFields` those whose
-    /// references are followed, `limit` and `offset` numbers of elements, `offsetId` the id of the last
-    /// element left out.
+    /// Each replaces all query options. `fields` are the keys to ask for, `expandFields` are the keys whose
+    /// references are followed, `limit` and `offset` are numbers of elements, and `offsetId` is the id of the
+    /// last element to skip.
     void setQueryOptions(const std::vector<std::string>& fields, QueryOptions::EXPAND_LEVEL expandLevel);
     void setQueryOptions(const std::vector<std::string>& fields, QueryOptions::EXPAND_LEVEL expandLevel,
                          const std::vector<std::string>& expandFields,
@@ -77,26 +77,26 @@ class ZEB_EXPORT XObjectDescriptor {
                                const std::vector<std::string>& expandFields,
                                const std::vector<QueryOptions::SortKey>& sortBy, const std::string& offsetId);
 
-    /// The element as a JSON object: "id", "name" and "uri", those that are set. Derived classes add their
-    /// fields.
+    /// The element as a JSON object, with those of "id", "name" and "uri" that are set. Derived classes add
+    /// their fields.
     virtual std::shared_ptr<zebutil::JsonObject> getAsJson() const;
 
-    /// The body of a request that writes the element: no "id", "name" or "uri", which are not for a client to
-    /// write. Derived classes add their fields.
+    /// The body of a request that writes the element. It has no "id", "name" or "uri", because a client
+    /// cannot write them. Derived classes add their fields.
     virtual std::shared_ptr<zebutil::JsonObject> getAsZEBBody() const;
 
-    /// What stands for the element in another one: an object of "uri" (as `getReferenceUri`), "id" and
-    /// "name". Throws `std::runtime_error` when the id or the name is not set.
+    /// The element as another element refers to it: an object with "uri" (as `getReferenceUri`), "id" and
+    /// "name". Throws `std::runtime_error` if the id or the name is not set.
     std::shared_ptr<zebutil::JsonObject> getAsReference() const;
-    /// The uri, or the relative one when none is set.
+    /// The uri, or the relative uri if none is set.
     std::string getReferenceUri() const;
 
     /// Takes over "id", "name" and "uri", in this order, as far as `json` has them. Throws what the string
-    /// getter of `json` throws; what was read before stays.
+    /// getter of `json` throws; values that were read before that are kept.
     void fillIdentity(const zebutil::JsonObject& json);
 
-    /// Sets the uri, and the id to what follows the last "/" or backslash in it, or to all of it without
-    /// either.
+    /// Sets the uri, and sets the id to the part of it after the last "/" or backslash, or to the whole uri
+    /// if it has neither.
     void setIdFromUri(const std::string& uri);
 
  private:

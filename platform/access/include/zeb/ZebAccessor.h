@@ -20,13 +20,13 @@ namespace zeb {
 class ITpAccess;
 
 /// Performs the resource requests of one service. Shared by the service objects of that service. Any thread
-/// may issue a request, which returns at once; its handlers run later on the callback executor, never on the
-/// caller's stack. A caller that waits for a handler must not be on that executor.
+/// may make a request, which returns at once. Its handlers run later on the callback executor, never on the
+/// caller's stack. Code that waits for a handler must not run on that executor.
 class ZEB_EXPORT ZebAccessor {
  public:
     using ErrorHandler = std::function<void(std::shared_ptr<const ZebResponse>)>;
 
-    /// @param requestExecutor  runs the requests, which block it until they are answered
+    /// @param requestExecutor  runs the requests; each one blocks it until it is answered
     /// @param callbackExecutor runs the handlers
     ZebAccessor(std::shared_ptr<ITpAccess> access, std::shared_ptr<zebutil::ITaskExecutor> requestExecutor,
                 std::shared_ptr<zebutil::ITaskExecutor> callbackExecutor,
@@ -34,8 +34,8 @@ class ZEB_EXPORT ZebAccessor {
     ~ZebAccessor();
 
     /// Looks for the first element that matches the descriptor's filter.
-    /// @param success given the element, null when none matches, and the response
-    /// @param error   given the response: its status, or its exception when there was no answer
+    /// @param success receives the element, or null if none matches, and the response
+    /// @param error   receives the response: its status, or its exception if there was no usable answer
     template <typename T>
     void findFirst(typename T::Desctype descriptor,
                    std::function<void(std::shared_ptr<const T>, std::shared_ptr<const ZebResponse>)> success,

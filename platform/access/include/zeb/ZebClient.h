@@ -8,13 +8,14 @@ namespace zeb {
 
 class ZebClientServices;
 
-/// Base of the objects that follow a service for a client. Owned by the client through a shared pointer.
+/// Base of the objects that follow a service on behalf of a client. Owned by the client through a shared
+/// pointer.
 class ZEB_EXPORT ZebClient {
  public:
     explicit ZebClient(std::shared_ptr<ZebClientServices> clientServices);
     virtual ~ZebClient();
 
-    /// Called once, when the client is to register its listeners.
+    /// Called once. The object registers its listeners here.
     virtual void start() = 0;
 
  protected:

@@ -16,12 +16,12 @@ namespace zeb {
 class ElementRegistry;
 class IServiceRegistry;
 
-/// What the platform gives to one client. Immutable; shared by the client's objects.
+/// The platform objects that one client uses. Immutable; shared by the client's objects.
 class ZEB_EXPORT ZebClientServices {
  public:
     using Properties = std::map<std::string, std::shared_ptr<std::string>>;
 
-    /// @param properties      texts that the client's parts share; may be empty, not null
+    /// @param properties      texts that the client's parts share; may be empty, but not null
     /// @param valueDictionary replacement values for the client, or null
     ZebClientServices(std::string clientName, std::shared_ptr<IServiceRegistry> serviceRegistry,
                       std::shared_ptr<zebutil::LoggerFactory> loggerFactory,

@@ -7,8 +7,8 @@
 
 namespace zeb {
 
-/// The platform's own exception. `what()` is "ZebException: ", the origin, one blank and the message; with a
-/// cause, " reason: " and the cause's text follow.
+/// The platform's own exception. `what()` is "ZebException: ", the origin, one blank and the message. If
+/// there is a cause, " reason: " and the text of the cause follow.
 class ZEB_EXPORT ZebException : public std::exception {
  public:
     /// @param message what failed

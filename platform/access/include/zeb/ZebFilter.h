@@ -9,7 +9,8 @@
 
 namespace zeb {
 
-/// Which elements of a resource are wanted: those that have every term's value under the term's key.
+/// Selects elements of a resource. An element matches if it has the value of every term under that term's
+/// key.
 ///
 /// Thread safety: that of a plain value.
 class ZEB_EXPORT ZebFilter {
@@ -19,11 +20,11 @@ class ZEB_EXPORT ZebFilter {
     using Term = std::pair<std::string, std::string>;
     using const_iterator = std::vector<Term>::const_iterator;
 
-    /// Each adds a term; a key that is there already keeps its place and takes the new value.
+    /// Each adds a term. A key that exists already keeps its place and gets the new value.
     void add(const std::string& key, bool value);
     void add(const std::string& key, std::int64_t value);
     void add(const std::string& key, std::string value);
-    /// Without this one a literal would be taken for a bool.
+    /// Without this overload a string literal would be taken for a bool.
     void add(const std::string& key, const char* value);
 
     bool isEmpty() const { return terms_.empty(); }

@@ -12,20 +12,21 @@ class JsonObject;
 
 namespace zeb {
 
-/// The answer to one request. Made by the platform, handed to the request's handlers as const.
+/// The answer to one request. Created by the platform and passed to the request's handlers as const.
 class ZEB_EXPORT ZebResponse {
  public:
-    /// A response that never came: status 0, no body.
+    /// No answer: status 0, empty body.
     ZebResponse() = default;
     ZebResponse(int statusCode, std::string body) : statusCode_(statusCode), body_(std::move(body)) {}
 
-    /// The HTTP status, or 0 when no answer was received.
+    /// The HTTP status, or 0 if no answer was received.
     int getStatusCode() const { return statusCode_; }
 
     /// The body as it was received.
     const std::string& getBody() const { return body_; }
 
-    /// What kept the request from being answered; null when it was answered, whatever the status.
+    /// Why the request failed: no answer was received, or its body could not be used. Otherwise null, even if
+    /// the status is an error.
     std::shared_ptr<const std::exception> getHttpException() const { return httpException_; }
     void setHttpException(std::shared_ptr<const std::exception> exception) {
         httpException_ = std::move(exception);

@@ -9,12 +9,12 @@
 
 namespace zeb {
 
-/// The records in which the settings of remote services travel from a configuration to the service registry.
-/// Plain values; copy them freely.
+/// The records that carry the settings of remote services from a configuration to the service registry. Plain
+/// values; copy them freely.
 class ZebServiceConfigurations {
  public:
-    /// How to talk to one service, as the registry's own section of the configuration says it. What is set
-    /// here wins over the ServiceConfiguration of the same service.
+    /// How to talk to one service, as given in the registry's own section of the configuration. A value that
+    /// is set here takes precedence over the ServiceConfiguration of the same service.
     struct ServiceSetting {
         ServiceSetting(bool useSeparatorAfterResource,
                        const zebutil::Optional<std::chrono::milliseconds>& pingInterval,
@@ -25,13 +25,13 @@ class ZebServiceConfigurations {
 
         /// Whether the separator follows the resource name in requests to this service.
         bool useSeparator;
-        /// Time between two pings; zero switches the watchdog off.
+        /// Time between two pings; zero turns the watchdog off.
         zebutil::Optional<std::chrono::milliseconds> watchdogPingInterval;
         /// Silence after which the connection counts as lost.
         zebutil::Optional<std::chrono::milliseconds> watchdogPongTimeout;
     };
 
-    /// ServiceSetting by service name.
+    /// The settings, keyed by service name.
     using ServiceSettings = std::map<std::string, ServiceSetting>;
 
     /// Where one service is and how to talk to it.

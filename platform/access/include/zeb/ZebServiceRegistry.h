@@ -18,26 +18,27 @@ class IConfigManager;
 class ITpAccessFactory;
 class IWebsocketManagerFactory;
 
-/// The service registry of the bus: finds the endpoint of each service that somebody follows, keeps a
-/// WebSocket to it open, and tells the listeners. A service is connected while its WebSocket is open. Owned
-/// by shared pointer; any thread may call it; listeners run on the "zebExecutor".
+/// The service registry of the bus: finds the endpoint of each service that has a listener, keeps a WebSocket
+/// to it open, and notifies the listeners. A service is connected while its WebSocket is open. Owned by
+/// shared pointer. Any thread may call it; listeners run on the "zebExecutor".
 class ZEB_EXPORT ZebServiceRegistry : public IServiceRegistry {
  public:
-    /// Endpoints come from the configuration alone.
+    /// Endpoints come only from the configuration.
     static const std::string STR_MODE_STATIC_ONLY;
-    /// Endpoints come from the registry service of the bus alone.
+    /// Endpoints come only from the registry service of the bus.
     static const std::string STR_MODE_DYNAMIC_ONLY;
-    /// Endpoints come from the configuration where it knows the service, else from the registry service.
+    /// Endpoints come from the configuration if it knows the service, otherwise from the registry service.
     static const std::string STR_MODE_STATIC_BEFORE_DYNAMIC;
 
     enum class Mode : int { StaticOnly = 0, DynamicOnly = 1, StaticBeforeDynamic = 2 };
 
     struct Settings {
         Mode mode{Mode::DynamicOnly};
-        std::string httpUri;  ///< where the registry service is: base URI and, after it, the base path
+        std::string httpUri;  ///< where the registry service is: base URI, followed by the base path
     };
 
-    /// The first registry of the process also makes `loggerFactory` the default logger factory.
+    /// The first registry of the process also makes `loggerFactory` the default logger factory of the
+    /// process.
     ZebServiceRegistry(std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory,
                        std::shared_ptr<IConfigManager> configManager,
                        std::shared_ptr<zebutil::LoggerFactory> loggerFactory,

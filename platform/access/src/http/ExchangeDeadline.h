@@ -12,9 +12,9 @@
 
 namespace zeb {
 
-/// Bounds how long an exchange on a blocking socket may take as a whole: at the deadline the socket is shut
-/// down, which ends whatever waits for it. A time limit per read would not do: a server can send a byte each
-/// time.
+/// Limits how long an exchange on a blocking socket may take as a whole. At the deadline the socket is shut
+/// down, which ends every wait on it. A time limit per read is not enough, because a server could send one
+/// byte just before each limit.
 ///
 /// Lives on the stack of the exchange; the timer runs on the I/O thread.
 class ExchangeDeadline {
@@ -56,7 +56,7 @@ class ExchangeDeadline {
             }
         }
 
-        // From here on the socket may be closed, and its number be that of another one.
+        // After this the socket may be closed, and its number may be reused for another one.
         void release() {
             const std::lock_guard lock(mutex_);
             socket_ = -1;

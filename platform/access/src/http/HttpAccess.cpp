@@ -23,9 +23,9 @@ namespace zeb {
 namespace {
 
 constexpr std::size_t kMaximumBodySize = std::size_t{16} * 1024 * 1024;
-// Whoever waits for the outcome waits five seconds.
+// Callers wait five seconds for the outcome of an exchange.
 constexpr std::chrono::milliseconds kExchangeTimeLimit{4500};
-// What connecting and sending may take of it, which have limits of their own.
+// The part of it that connecting and sending may take. The HTTP session limits each of them.
 constexpr std::chrono::milliseconds kConnectAndSendTimeLimit{4000};
 
 std::string readBody(std::istream& stream) {
@@ -35,7 +35,7 @@ std::string readBody(std::istream& stream) {
         stream.read(chunk.data(), static_cast<std::streamsize>(chunk.size()));
         body.append(chunk.data(), static_cast<std::size_t>(stream.gcount()));
         if (body.size() > kMaximumBodySize) {
-            throw ZebException("the answer has more than 16 MiB", "HTTP");
+            throw ZebException("the answer is larger than 16 MiB", "HTTP");
         }
     } while (stream);
     return body;
@@ -87,16 +87,16 @@ ZebResponse HttpAccess::exchange(const std::string& method, const std::string& t
             try {
                 return exchangeOnce(method, target, body, deadline);
             } catch (const Poco::Net::NoMessageException&) {
-                // The server may close a kept connection at any time, and then not a byte of an answer comes
-                // on it.
+                // The server may close a kept-alive connection at any time. No byte of an answer has arrived,
+                // so the request can be repeated on a new connection.
                 if (isTooLateToAskAgain()) {
                     throw;
                 }
                 session_->reset();
             } catch (const Poco::Net::MessageException&) {
-                throw;  // an answer had begun: asking again could do twice what was asked
+                throw;  // an answer had begun: repeating the request could execute it twice
             } catch (const Poco::Net::NetException&) {
-                // Nobody knows whether an answer had begun.
+                // An answer may have begun or not. Only a GET can be repeated without harm.
                 if (method != Poco::Net::HTTPRequest::HTTP_GET || isTooLateToAskAgain()) {
                     throw;
                 }
@@ -124,7 +124,8 @@ ZebResponse HttpAccess::exchangeOnce(const std::string& method, const std::strin
     }
     session_->sendRequest(request) << body << std::flush;
 
-    // Connecting and sending have limits of their own; how long an answer takes is up to the server.
+    // Connecting and sending have their own limits. The answer needs this one, because its duration is up to
+    // the server.
     const ExchangeDeadline watch(ioThread_, session_->socket().impl()->sockfd(), deadline);
     try {
         Poco::Net::HTTPResponse response;

@@ -13,7 +13,8 @@
 
 namespace zeb {
 
-/// Requests to one service over one kept-alive HTTP session. Confined to the request executor's thread.
+/// Sends the requests to one service over one keep-alive HTTP session. Used only on the request executor's
+/// thread.
 class HttpAccess : public ITpAccess {
  public:
     HttpAccess(TpEndpoint endpoint, std::unique_ptr<Poco::Net::HTTPClientSession> session);

@@ -5,8 +5,8 @@
 
 namespace zeb {
 
-/// Percent-encodes everything but the unreserved characters of RFC 3986, so that the text is safe as a path
-/// segment and as a key or value of a query.
+/// Percent-encodes everything except the unreserved characters of RFC 3986, so that the text is safe as a
+/// path segment and as a key or value of a query.
 inline std::string percentEncode(std::string_view text) {
     constexpr std::string_view unreserved =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";

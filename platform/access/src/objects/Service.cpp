@@ -14,7 +14,7 @@ Service::~Service() = default;
 std::shared_ptr<Subscription> Service::subscribeUntyped(
     const XObjectDescriptor& descriptor, std::function<void(std::shared_ptr<zebutil::JsonObject>)> handler) {
     if (!descriptor.getId().hasValue()) {
-        throw ZebException("cannot subscribe to an element without id: " + descriptor.getRelativeUri(),
+        throw ZebException("cannot subscribe to an element without an id: " + descriptor.getRelativeUri(),
                            descriptor.getServiceName());
     }
     return websocketManager_->subscribe(

@@ -7,7 +7,7 @@
 
 namespace zeb::detail {
 
-/// Gives the name a value: in its place when it is there, else at the end.
+/// Sets the value of the term `name`. An existing term keeps its place; a new one is appended.
 inline void setTerm(std::vector<std::pair<std::string, std::string>>& terms, const std::string& name,
                     std::string value) {
     const auto found =

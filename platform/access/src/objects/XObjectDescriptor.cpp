@@ -159,7 +159,7 @@ void XObjectDescriptor::fillIdentity(const zebutil::JsonObject& json) {
 }
 
 void XObjectDescriptor::setIdFromUri(const std::string& uri) {
-    // No separator: npos + 1 is 0, the whole of it.
+    // Without a separator, npos + 1 is 0: the id is the whole uri.
     setId(uri.substr(uri.find_last_of("/\\") + 1));
     setUri(uri);
 }

@@ -26,7 +26,7 @@ ITpAccess::Query queryOfFirst(const XObjectDescriptor& descriptor) {
     return query;
 }
 
-// "/ClampControl/clamps?type=Clamp15", for people.
+// The request as text for log messages, such as "/ClampControl/clamps?type=Clamp15".
 std::string readable(const XObjectDescriptor& descriptor) {
     std::string text = descriptor.getRelativeUri();
     char delimiter = '?';
@@ -38,7 +38,7 @@ std::string readable(const XObjectDescriptor& descriptor) {
 
 }  // namespace
 
-// One find-first request on its way: what the request function and its two possible callbacks share.
+// A find-first request in progress. The request function and its two possible callbacks share it.
 struct ZebAccessor::Request {
     XObjectDescriptor descriptor;
     ElementFactory elementFactory;
@@ -78,8 +78,8 @@ struct ZebAccessor::Request {
             fail(self, response, "findFirst: exception error occurred but no error callback given");
             return;
         } catch (...) {
-            response->setHttpException(
-                std::make_shared<ZebException>("find first failed with something that is no std::exception"));
+            response->setHttpException(std::make_shared<ZebException>(
+                "find first failed with something that is not a std::exception"));
             fail(self, response, "findFirst: exception error occurred but no error callback given");
             return;
         }

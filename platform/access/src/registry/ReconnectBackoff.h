@@ -7,13 +7,14 @@
 
 namespace zeb {
 
-/// How long to wait before the next attempt to connect: exponential from 100 ms to 5 s, without end, with
-/// full jitter, so that the clients of a restarted server do not come back all at once.
+/// How long to wait before the next attempt to connect: exponential backoff from 100 ms to 5 s with full
+/// jitter, so that the clients of a restarted server do not return all at once. The number of attempts is not
+/// limited.
 class ReconnectBackoff {
  public:
     explicit ReconnectBackoff(std::uint32_t seed = std::random_device{}()) : random_(seed) {}
 
-    /// Between zero and the present ceiling, which is then doubled.
+    /// Returns a random delay between zero and the current ceiling, then doubles the ceiling.
     std::chrono::milliseconds next() {
         std::uniform_int_distribution<std::int64_t> delay(0, ceiling_.count());
         const std::chrono::milliseconds result(delay(random_));
@@ -21,7 +22,8 @@ class ReconnectBackoff {
         return result;
     }
 
-    /// A connection was established: the next loss starts from the beginning.
+    /// Call this when a connection has proved stable: the next loss then starts again with the shortest
+    /// delay.
     void reset() { ceiling_ = kMinimum; }
 
  private:

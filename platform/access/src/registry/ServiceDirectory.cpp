@@ -8,7 +8,7 @@
 
 namespace zeb {
 
-// The registry service, for the one thing that is wanted of it: all of its elements, as one.
+// The registry service, reduced to what is needed here: one subscription to all of its elements.
 class ServiceDirectory::RegistryService : public Service {
  public:
     RegistryService(std::shared_ptr<ZebAccessor> accessor,
@@ -16,11 +16,12 @@ class ServiceDirectory::RegistryService : public Service {
         : Service(std::move(accessor), websocketManager), websocketManager_(std::move(websocketManager)) {}
 
     std::shared_ptr<Subscription> subscribeServices(IWebsocketManager::DataHandler handler) {
-        // Without it nothing is known of the services any more: the next connection asks again.
+        // Without this subscription the directory learns nothing more about the services. Closing the
+        // connection makes the registry reconnect, and the new connection subscribes again.
         auto reconnect =
             [manager = std::weak_ptr<IWebsocketManager>(websocketManager_)](const std::string& reason) {
                 if (const auto connection = manager.lock()) {
-                    connection->close("the subscription of the services was refused or ended: " + reason);
+                    connection->close("the subscription to the services was refused or ended: " + reason);
                 }
             };
         return websocketManager_->subscribe("/serviceregistry/services", "", std::move(handler),

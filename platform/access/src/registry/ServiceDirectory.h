@@ -20,9 +20,9 @@ class ILogger;
 
 namespace zeb {
 
-/// What the registry service of the bus says about the services and where they are. Follows that service like
-/// any other, through a listener. Keeps what it knows while the registry service is away. Any thread may ask
-/// it.
+/// What the registry service of the bus says about the services and their addresses. Follows the registry
+/// service through a listener, like any other service. Keeps its information while the registry service is
+/// unreachable. Any thread may query it.
 class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
  public:
     /// The registry service's name on the bus.
@@ -32,10 +32,10 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, std::function<void()> changed);
     ~ServiceDirectory();
 
-    /// The listener through which the registry has to tell of the registry service.
+    /// The listener that must be registered for the registry service.
     UntypedServiceListener listener();
 
-    /// Base URI and path of a service; none when the registry service does not know it.
+    /// Base URI and path of a service; empty if the registry service does not know it.
     std::optional<ServiceEndpoint> find(const std::string& service) const;
 
  private:
@@ -45,7 +45,7 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
 
     const std::shared_ptr<zebutil::ILogger> logger_;
     const std::function<void()> changed_;
-    std::shared_ptr<Subscription> subscription_;  ///< of the executor thread
+    std::shared_ptr<Subscription> subscription_;  ///< used only on the executor thread
     mutable std::mutex mutex_;
     std::map<std::string, ServiceEndpoint> endpoints_;
 };

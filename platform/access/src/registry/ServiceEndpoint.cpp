@@ -15,13 +15,14 @@ ServiceEndpoint ServiceEndpoint::of(const std::string& serverBaseUri, const std:
         const bool isHttp = uri.getScheme() == "http" || uri.getScheme() == "https";
         if (!isHttp || uri.getHost().empty() || !(uri.getPathEtc().empty() || uri.getPathEtc() == "/")) {
             throw ZebException(
-                "\"" + serverBaseUri + "\" is no base URI of a server: expected http://host:port",
+                "\"" + serverBaseUri + "\" is not the base URI of a server: expected http://host:port",
                 "service registry");
         }
         endpoint.serverBaseUri = uri.getScheme() + "://" + uri.getAuthority();
     } catch (const Poco::Exception& exception) {
-        throw ZebException("\"" + serverBaseUri + "\" is no base URI of a server: " + exception.displayText(),
-                           "service registry");
+        throw ZebException(
+            "\"" + serverBaseUri + "\" is not the base URI of a server: " + exception.displayText(),
+            "service registry");
     }
     if (basePath.empty() || basePath.front() != '/') {
         endpoint.basePath = "/";

@@ -5,16 +5,16 @@
 
 namespace zeb {
 
-/// Where a service is, and how its connection is watched.
+/// Where a service is, and how its connection is monitored.
 struct ServiceEndpoint {
-    std::string serverBaseUri;  ///< scheme, host and port, nothing after
+    std::string serverBaseUri;  ///< scheme, host and port, nothing after them
     std::string basePath;       ///< begins and ends in "/"
-    std::string separator;      ///< empty when the service uses none
+    std::string separator;      ///< empty if the service uses none
     std::chrono::milliseconds watchdogPingInterval{0};
     std::chrono::milliseconds watchdogPongTimeout{0};
 
-    /// Brings both addresses into the form above.
-    /// @throws ZebException when `serverBaseUri` is no http or https base URI
+    /// Builds an endpoint from its two addresses and brings them into the form above.
+    /// @throws ZebException if `serverBaseUri` is not an http or https base URI
     static ServiceEndpoint of(const std::string& serverBaseUri, const std::string& basePath);
 
     /// The address of the service's WebSocket.
