@@ -6,7 +6,7 @@
 #include <iostream>
 
 struct Printer : clampcontrolclient::ClampControlCallbackIf {
-    kelo_client::CallbackFuture connectedOnce;  // keeps only the first value that is set
+    kelo_client::CallbackFuture connectedOnce;  // keeps the first value set
     void OnConnectionStateChanged(bool connected) override {
         std::cout << (connected ? "service connected" : "service gone, clamp unknown") << std::endl;
         if (connected) {
@@ -19,12 +19,14 @@ struct Printer : clampcontrolclient::ClampControlCallbackIf {
 
 int main() {
     csc_logging::CSCLogging::InitLogging("first-client");
-    Printer printer;  // must outlive the client
+    Printer printer;  // outlives the client
     clampcontrolclient::ClampControlClient client;
     client.AssignCallback(&printer);
     client.Start();
-    printer.connectedOnce.Get();                           // waits until the service is connected
-    if (client.SubscribeClampControl().empty()) return 1;  // the log says why; throws while not connected
-    std::cin.get();                                        // waits for Enter
+    printer.connectedOnce.Get();  // waits until the service is connected
+    if (client.SubscribeClampControl().empty()) {
+        return 1;  // the log says why; throws if the service is gone
+    }
+    std::cin.get();  // waits for Enter
     client.Stop();
 }
