@@ -19,7 +19,7 @@ struct Printer : clampcontrolclient::ClampControlCallbackIf {
 
 int main() {
     csc_logging::CSCLogging::InitLogging("first-client");
-    Printer printer;  // outlives the client
+    Printer printer;  // must outlive the client
     clampcontrolclient::ClampControlClient client;
     client.AssignCallback(&printer);
     client.Start();
