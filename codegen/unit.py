@@ -1,11 +1,12 @@
-"""What the templates print of a model: names and C++ types, and lines that are laid out as .clang-format has it."""
+"""The names and C++ types that the templates print for a model."""
 
 import pathlib
 import textwrap
 
 import jinja2
 
-WIDTH = 110
+# Lines that cannot be broken may be longer.
+WIDTH = 120
 
 SCALAR_TYPES = {"bool": "bool", "integer": "std::int64_t", "string": "std::string"}
 UNTYPED = "zeb::XObject<zeb::XObjectDescriptor>"
@@ -52,7 +53,7 @@ class Field:
                 "reference": lambda: self.to,
                 "list of untyped references": lambda: f"std::vector<{UNTYPED}>",
             }[kind]()
-        # How a setter takes its value, and hands it on.
+        # How a setter takes its value and passes it on.
         self.parameter, self.argument = {
             "enumeration": (f"{self.type} value", "value"),
             "list of enumerations": (f"{self.type} value", "std::move(value)"),
@@ -91,116 +92,22 @@ class Unit:
         self.enumerations = [each for resource in self.resources for each in resource.enumerations]
 
 
-def comment(text, indent):
+def comment(indent, text):
     margin = " " * indent + "/// "
     return "\n".join(textwrap.wrap(" ".join(text.split()), WIDTH, initial_indent=margin, subsequent_indent=margin))
 
 
-def fitting(indent, *layouts):
-    """The first of the layouts that fits the width. A layout is a text whose lines begin where they would without
-    the indentation."""
-    for layout in layouts:
-        lines = [" " * indent + line for line in layout.split("\n")]
-        if all(len(line) <= WIDTH for line in lines):
-            break
-    return "\n".join(lines)
-
-
-def function(indent, result, name, parameters, qualifier, body):
-    """A function with a body of one statement, which may be broken after its last comma."""
-    head = f"{result} {name}({parameters}){qualifier} {{"
-    if parameters:
-        broken_heads = [f"{result} {name}(\n    {parameters}){qualifier} {{"]
-    else:
-        broken_heads = [f"{result} {name}()\n   {qualifier} {{", f"{result}\n{name}(){qualifier} {{"]
-    bodies = [body]
-    if "(" in body and ", " in body:
-        front, back = body.rsplit(", ", 1)
-        bodies.append(f"{front},\n{' ' * (5 + body.index('('))}{back}")
-    return fitting(
-        indent,
-        f"{head} {body} }}",
-        *(f"{each_head}\n    {each_body}\n}}" for each_head in (head, *broken_heads) for each_body in bodies),
-    )
-
-
-def arguments(indent, opening, values, closing, column=None):
-    """A list of arguments, packed on as few lines as it takes, aligned after the opening."""
-    margin = " " * (len(opening) if column is None else column)
-    lines = [opening]
-    for i, value in enumerate(values):
-        text = value + (closing if i + 1 == len(values) else ",")
-        if i == 0:
-            lines[-1] += text
-        elif indent + len(lines[-1]) + 1 + len(text) <= WIDTH:
-            lines[-1] += " " + text
-        else:
-            lines.append(margin + text)
-    return "\n".join(" " * indent + line for line in lines)
-
-
-def derived(indent, name, opening, values):
-    head = f"class {name}"
-    base = f" : public {opening}"
-    one_line = f"{head}{base}{', '.join(values)}> {{"
-    if indent + len(one_line) <= WIDTH:
-        return " " * indent + one_line
-    return f"{' ' * indent}{head}\n" + arguments(indent + 4, base[1:], values, "> {")
-
-
-def table(enumeration):
-    declared = f"const std::map<Service::{enumeration.name}, std::string>"
-    name = f"Service::{enumeration.toText} ="
-    opening = f"literals<{enumeration.name}>({{\n"
-
-    def literals(indent):
-        return "".join(f'{" " * indent}    "{literal}",\n' for literal in enumeration.literals) + " " * indent + "});"
-
-    return fitting(
-        0,
-        f"{declared} {name} {opening}{literals(0)}",
-        f"{declared} {name}\n    {opening}{literals(4)}",
-        f"{declared}\n    {name} {opening}{literals(4)}",
-        f"{declared}\n    {name}\n        {opening}{literals(8)}",
-    )
-
-
-def reversed_table(enumeration):
-    declared = f"const std::map<std::string, Service::{enumeration.name}>"
-    name = f"Service::{enumeration.fromText} ="
-    value = f"reversed({enumeration.toText});"
-    return fitting(
-        0,
-        f"{declared} {name} {value}",
-        f"{declared} {name}\n    {value}",
-        f"{declared}\n    {name} {value}",
-        f"{declared}\n    {name}\n        {value}",
-    )
-
-
-def tables(enumeration):
-    declared = f"const Tables<Service::{enumeration.name}>"
-    name = f"tables<Service::{enumeration.name}>{{"
-    first = f"Service::{enumeration.toText},"
-    second = f"Service::{enumeration.fromText}}};"
-    aligned = " " * len(f"{declared} {name}")
-    return fitting(
-        0,
-        f"{declared} {name}{first} {second}",
-        f"{declared} {name}{first}\n{aligned}{second}",
-        f"{declared} {name}\n    {first} {second}",
-        f"{declared} {name}\n    {first}\n    {second}",
-        f"{declared}\n    {name}{first}\n    {' ' * len(name)}{second}",
-        f"{declared}\n    {name}\n        {first}\n        {second}",
-    )
-
-
-def visited(indent, resource, field):
-    return arguments(indent, "visit(", [f'"{field.key}"', f"&{resource.descriptor}::{field.member}"], ");")
+def fitted(indent, first, *others):
+    """The parts on one line if they fit, otherwise one per line. A closing brace is indented like the first part."""
+    margin = " " * indent
+    line = margin + " ".join((first, *others))
+    if len(line) <= WIDTH:
+        return line
+    return "\n".join([margin + first] + [margin + ("" if part == "}" else "    ") + part for part in others])
 
 
 def render(model, source):
-    """The texts of the header and of the source file. `source` is how they name the model."""
+    """Returns the texts of the header and of the source file. `source` is the path of the model as both show it."""
     environment = jinja2.Environment(
         loader=jinja2.FileSystemLoader(pathlib.Path(__file__).parent / "templates"),
         trim_blocks=True,
@@ -208,8 +115,6 @@ def render(model, source):
         keep_trailing_newline=True,
         undefined=jinja2.StrictUndefined,
     )
-    for each in (arguments, comment, derived, fitting, function, table, tables, visited):
-        environment.globals[each.__name__] = each
-    environment.globals["reversedTable"] = reversed_table
+    environment.globals.update(comment=comment, fitted=fitted)
     names = {"unit": Unit(model), "source": source}
     return tuple(environment.get_template(f"unit.{suffix}.j2").render(names) for suffix in ("h", "cpp"))
