@@ -71,6 +71,9 @@ std::string Service::Time::getResourceName() {
     return name;
 }
 
+template <>
+const int kBaseFillLine<Service::Time> = __LINE__;
+
 template <typename Visit>
 void Service::TimeDescriptor::visitFields(const Visit& visit) {
     visit("available", &TimeDescriptor::available_);

@@ -157,6 +157,9 @@ std::string Service::Clamp::getResourceName() {
     return name;
 }
 
+template <>
+const int kBaseFillLine<Service::Clamp> = __LINE__;
+
 template <typename Visit>
 void Service::ClampDescriptor::visitFields(const Visit& visit) {
     visit("isSwitchedOn", &ClampDescriptor::isSwitchedOn_);
@@ -168,6 +171,9 @@ std::string Service::Notification::getResourceName() {
     return name;
 }
 
+template <>
+const int kBaseFillLine<Service::Notification> = __LINE__;
+
 template <typename Visit>
 void Service::NotificationDescriptor::visitFields(const Visit& visit) {
     visit("type", &NotificationDescriptor::type_);
@@ -178,6 +184,9 @@ std::string Service::SpecialState::getResourceName() {
     static const std::string name = "specialStates";
     return name;
 }
+
+template <>
+const int kBaseFillLine<Service::SpecialState> = __LINE__;
 
 template <typename Visit>
 void Service::SpecialStateDescriptor::visitFields(const Visit& visit) {

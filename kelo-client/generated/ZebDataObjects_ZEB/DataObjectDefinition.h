@@ -34,6 +34,11 @@ struct Tables {
 template <typename E>
 extern const Tables<E> tables;
 
+/// The line of the unit that messages about "id", "name" and "uri" of the resource `R` point to. Every unit
+/// specialises it for its resources.
+template <typename R>
+extern const int kBaseFillLine;
+
 /// The table of values numbered from 0 in the order of their literals.
 template <typename E>
 std::map<E, std::string> literals(const std::vector<std::string>& texts) {
@@ -391,14 +396,6 @@ void ResourceDescriptor<S, R, F>::fillFields(const zebutil::JsonObject& json, in
 }
 
 template <typename S, typename R, typename F>
-int ResourceDescriptor<S, R, F>::firstLine() {
-    int line = 0;
-    R::Desctype::visitFields(
-        [&](const char*, auto, int listedAt = __builtin_LINE()) { line = line == 0 ? listedAt : line; });
-    return line;
-}
-
-template <typename S, typename R, typename F>
 void ResourceDescriptor<S, R, F>::writeFields(zebutil::JsonObject& json) const {
     const auto& self = static_cast<const typename R::Desctype&>(*this);
     R::Desctype::visitFields([&](const char* key, auto member) {
@@ -419,12 +416,12 @@ void DataObject<D>::fillFromJson(std::shared_ptr<zebutil::JsonObject> json) {
     if (!json) {
         return;
     }
-    int line = 0;  // of the field that the fill has got to, none during "id", "name" and "uri"
+    int line = kBaseFillLine<typename D::Resource>;
     try {
         zeb::XObject<D>::fillFromJson(json);
         this->descriptor().fillFields(*json, line);
     } catch (...) {
-        unitMessages<typename D::Service>.reportEndOfFill(line == 0 ? this->descriptor().firstLine() : line);
+        unitMessages<typename D::Service>.reportEndOfFill(line);
     }
 }
 

@@ -69,6 +69,9 @@ std::string Service::Info::getResourceName() {
     return name;
 }
 
+template <>
+const int kBaseFillLine<Service::Info> = __LINE__;
+
 template <typename Visit>
 void Service::InfoDescriptor::visitFields(const Visit& visit) {
     visit("elementId", &InfoDescriptor::elementId_);
@@ -83,6 +86,9 @@ std::string Service::Notification::getResourceName() {
     static const std::string name = "notifications";
     return name;
 }
+
+template <>
+const int kBaseFillLine<Service::Notification> = __LINE__;
 
 template <typename Visit>
 void Service::NotificationDescriptor::visitFields(const Visit& visit) {

@@ -326,6 +326,9 @@ std::string Service::AllUsersTransactionActivationType::getResourceName() {
     return name;
 }
 
+template <>
+const int kBaseFillLine<Service::AllUsersTransactionActivationType> = __LINE__;
+
 template <typename Visit>
 void Service::AllUsersTransactionActivationTypeDescriptor::visitFields(const Visit& visit) {
     visit("disabledReason", &AllUsersTransactionActivationTypeDescriptor::disabledReason_);
@@ -336,6 +339,9 @@ std::string Service::BinarySigned::getResourceName() {
     static const std::string name = "binarySigned";
     return name;
 }
+
+template <>
+const int kBaseFillLine<Service::BinarySigned> = __LINE__;
 
 template <typename Visit>
 void Service::BinarySignedDescriptor::visitFields(const Visit& visit) {
@@ -348,6 +354,9 @@ std::string Service::ConnectionState::getResourceName() {
     return name;
 }
 
+template <>
+const int kBaseFillLine<Service::ConnectionState> = __LINE__;
+
 template <typename Visit>
 void Service::ConnectionStateDescriptor::visitFields(const Visit& visit) {
     visit("connectionState", &ConnectionStateDescriptor::connectionState_);
@@ -357,6 +366,9 @@ std::string Service::HttpOperationType::getResourceName() {
     static const std::string name = "httpOperationTypes";
     return name;
 }
+
+template <>
+const int kBaseFillLine<Service::HttpOperationType> = __LINE__;
 
 template <typename Visit>
 void Service::HttpOperationTypeDescriptor::visitFields(const Visit& visit) {
@@ -377,6 +389,9 @@ std::string Service::MqttOperationType::getResourceName() {
     return name;
 }
 
+template <>
+const int kBaseFillLine<Service::MqttOperationType> = __LINE__;
+
 template <typename Visit>
 void Service::MqttOperationTypeDescriptor::visitFields(const Visit& visit) {
     visit("isAlwaysOnOperation", &MqttOperationTypeDescriptor::isAlwaysOnOperation_);
@@ -388,6 +403,9 @@ std::string Service::TransactionActivationType::getResourceName() {
     return name;
 }
 
+template <>
+const int kBaseFillLine<Service::TransactionActivationType> = __LINE__;
+
 template <typename Visit>
 void Service::TransactionActivationTypeDescriptor::visitFields(const Visit& visit) {
     visit("disabledReason", &TransactionActivationTypeDescriptor::disabledReason_);
@@ -398,6 +416,9 @@ std::string Service::TransactionType::getResourceName() {
     static const std::string name = "transactionTypes";
     return name;
 }
+
+template <>
+const int kBaseFillLine<Service::TransactionType> = __LINE__;
 
 template <typename Visit>
 void Service::TransactionTypeDescriptor::visitFields(const Visit& visit) {

@@ -45,6 +45,15 @@ R objectOf(const std::string& json) {
 class Servicemanagement : public test_data_objects::DataObjectTest {
  protected:
     std::vector<std::string> messages() const { return messagesOf("Servicemanagement"); }
+
+    /// Fills an object from JSON that ends the fill. Returns the source line that the message points to.
+    template <typename R>
+    std::string lineThatEndsTheFill(const std::string& json) const {
+        log.lines.clear();
+        objectOf<R>(json);
+        EXPECT_THAT(messages(), ElementsAre(endOfFill)) << json;
+        return log.lines.size() == 1 ? sourceLineOf("Servicemanagement", log.lines[0]) : "";
+    }
 };
 
 // Lists of enumerations
@@ -303,9 +312,15 @@ TEST_F(Servicemanagement, EndsTheFillWhenAnAttachedOperationHasNoTextForItsId) {
 }
 
 TEST_F(Servicemanagement, PointsToTheFieldThatEndedTheFill) {
-    objectOf<TransactionType>(R"({"privacyGroups":1})");
-    ASSERT_EQ(log.lines.size(), 1U);
-    EXPECT_THAT(sourceLineOf("Servicemanagement", log.lines[0]), HasSubstr("visit(\"privacyGroups\""));
+    EXPECT_EQ(lineThatEndsTheFill<TransactionType>(R"({"id":"1","attachedOperations":1})"),
+              "    visit(\"attachedOperations\", &TransactionTypeDescriptor::attachedOperations_);");
+    EXPECT_EQ(lineThatEndsTheFill<TransactionType>(R"({"attachedOperations":[],"connectionState":1})"),
+              "    visit(\"connectionState\", &TransactionTypeDescriptor::connectionState_);");
+    EXPECT_EQ(lineThatEndsTheFill<TransactionType>(R"({"privacyGroups":1})"),
+              "    visit(\"privacyGroups\", &TransactionTypeDescriptor::privacyGroups_);");
+    EXPECT_EQ(lineThatEndsTheFill<HttpOperationType>(R"({"vehicleIntegrationTlsMode":null})"),
+              "    visit(\"vehicleIntegrationTlsMode\", "
+              "&HttpOperationTypeDescriptor::vehicleIntegrationTlsMode_);");
 }
 
 TEST_F(Servicemanagement, SaysSoWhenTheIdentityEndsTheFill) {
@@ -314,12 +329,20 @@ TEST_F(Servicemanagement, SaysSoWhenTheIdentityEndsTheFill) {
     EXPECT_THAT(messages(), ElementsAre(endOfFill));
 }
 
-// None of its fields has been got to, and the first is the next.
-TEST_F(Servicemanagement, PointsToTheFirstFieldWhenTheIdentityEndsTheFill) {
-    objectOf<TransactionType>(R"({"id":null,"privacyGroups":[]})");
-    ASSERT_EQ(log.lines.size(), 1U);
-    EXPECT_EQ(sourceLineOf("Servicemanagement", log.lines[0]),
-              "    visit(\"attachedOperations\", &TransactionTypeDescriptor::attachedOperations_);");
+TEST_F(Servicemanagement, PointsToTheBaseFillOfTheResourceThatItEnded) {
+    for (const std::string key : {"id", "name", "uri"}) {
+        EXPECT_EQ(lineThatEndsTheFill<TransactionType>("{\"" + key + R"(":null,"privacyGroups":1})"),
+                  "const int kBaseFillLine<Service::TransactionType> = __LINE__;")
+            << key;
+        EXPECT_EQ(lineThatEndsTheFill<ConnectionState>("{\"" + key + R"(":[],"connectionState":1})"),
+                  "const int kBaseFillLine<Service::ConnectionState> = __LINE__;")
+            << key;
+    }
+}
+
+TEST_F(Servicemanagement, PointsToTheBaseFillOfTheElementReferredTo) {
+    EXPECT_EQ(lineThatEndsTheFill<TransactionType>(R"({"connectionState":{"id":null}})"),
+              "const int kBaseFillLine<Service::ConnectionState> = __LINE__;");
 }
 
 ServicemanagementService::TransactionTypeDescriptor referringTo(

@@ -135,6 +135,9 @@ std::string Service::Part::getResourceName() {
     return name;
 }
 
+template <>
+const int kBaseFillLine<Service::Part> = __LINE__;
+
 template <typename Visit>
 void Service::PartDescriptor::visitFields(const Visit& visit) {
     visit("size", &PartDescriptor::size_);
@@ -144,6 +147,9 @@ std::string Service::Whole::getResourceName() {
     static const std::string name = "wholes";
     return name;
 }
+
+template <>
+const int kBaseFillLine<Service::Whole> = __LINE__;
 
 template <typename Visit>
 void Service::WholeDescriptor::visitFields(const Visit& visit) {
@@ -161,6 +167,9 @@ std::string Service::ResourceWithARatherLongNameOfItsOwn::getResourceName() {
     static const std::string name = "resourcesWithARatherLongName";
     return name;
 }
+
+template <>
+const int kBaseFillLine<Service::ResourceWithARatherLongNameOfItsOwn> = __LINE__;
 
 template <typename Visit>
 void Service::ResourceWithARatherLongNameOfItsOwnDescriptor::visitFields(const Visit& visit) {

@@ -98,7 +98,7 @@ class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
     friend class DataObject;
 
     void addFilterTerm(const void* field);
-    static int firstLine();
+    /// Sets `line` to that of each field before it reads the field.
     void fillFields(const zebutil::JsonObject& json, int& line);
     void writeFields(zebutil::JsonObject& json) const;
 };
