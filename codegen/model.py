@@ -1,4 +1,4 @@
-"""Reads the model of a service and refuses one that is broken, with file, line and reason."""
+"""Reads a service model. An invalid model is refused with file, line and reason."""
 
 from document import Document
 from rules import refuse_broken_rules
@@ -6,7 +6,7 @@ from shape import refuse_wrong_shape
 
 
 def load(path):
-    """Returns the document of a sound model; raises BrokenModel or OSError for any other."""
+    """Returns the document of a valid model. Raises BrokenModel or OSError otherwise."""
     document = Document(path)
     refuse_wrong_shape(document)
     refuse_broken_rules(document)

@@ -1,11 +1,11 @@
-"""Refuses a document of the right shape from which no sound C++ can be made."""
+"""Refuses a document that matches the schema but would produce invalid C++."""
 
 import pathlib
 
 from document import quoted
 from unit import Unit
 
-# Of C++ up to C++20, and of the GNU dialect.
+# The reserved words of C++ up to C++20 and of the GNU dialect.
 RESERVED_WORDS = frozenset(
     """
     alignas alignof and and_eq asm auto bitand bitor bool break case catch char char8_t char16_t char32_t class compl
@@ -20,15 +20,15 @@ RESERVED_WORDS = frozenset(
 
 
 def _macros():
-    """Only macros without parameters: the names from a model are never followed by a parenthesis where those with
-    parameters would harm."""
+    """Returns the object-like macros. A function-like macro is harmless, because the generated code never puts a
+    parenthesis after a name from a model where the macro would be expanded."""
     lines = pathlib.Path(__file__).with_name("reserved-macros.txt").read_text(encoding="utf-8").splitlines()
     return frozenset(name for line in lines if not line.startswith("#") for name in line.split())
 
 
 MACROS = _macros()
 
-# What the generated code and its bases call by its bare name: a class or enumeration of the service would hide it.
+# Unqualified names in the generated code and its base classes. A class or enumeration of the service would hide them.
 NEEDED_NAMES = frozenset(
     """
     DataObject Desctype EXPAND_LEVEL IXObject Optional Resource ResourceDescriptor Service SortKeys Visit XObject
@@ -36,7 +36,7 @@ NEEDED_NAMES = frozenset(
     """.split()
 )
 
-# The getters and setters of the base classes, which those of a field would hide.
+# The getters and setters of the base classes. Those of a field would hide them.
 OPERATIONS_OF_EVERY_ELEMENT = frozenset(
     """
     getAsJson getAsReference getAsString getAsZEBBody getDescriptor getFilter getId getName getQueryOptions
@@ -54,7 +54,7 @@ def refuse_broken_rules(document):
         refuse_repeated_texts,
         refuse_names_that_collide_in_the_service,
         refuse_operations_that_collide_in_a_resource,
-        refuse_references_to_what_is_not_above,
+        refuse_references_to_later_resources,
     ):
         rule(document, unit)
 
@@ -76,8 +76,8 @@ def _literals(place, field):
 
 
 def refuse_docs_that_break_a_comment(document, unit):
-    """A comment of one line goes on in the next after a backslash, and may be broken after any word. A "*/" does no
-    harm in it."""
+    """A backslash at the end of a line continues a // comment on the next line, and any word can end up at the end of a
+    line. A "*/" is harmless in such a comment."""
     for name in ("doc", "enumeration"):
         for place, text in document.texts(name):
             for sign in ("\\", "??/"):
@@ -89,8 +89,8 @@ def refuse_docs_that_break_a_comment(document, unit):
 
 
 def _identifiers(unit):
-    """Where an identifier comes from, what it is and its text. No "Descriptor", "_FIELDS" or "Service" at its end is
-    reserved."""
+    """Yields the place, the sort and the text of each identifier. Names with the suffixes "Descriptor", "_FIELDS" and
+    "Service" are never reserved and are left out."""
     for resource_place, resource in _resources(unit):
         yield resource_place + ("class",), "class", resource.name
         for place, field in _fields(resource_place, resource):
@@ -104,11 +104,11 @@ def _identifiers(unit):
 def refuse_reserved_names(document, unit):
     for place, what, name in _identifiers(unit):
         if name in RESERVED_WORDS:
-            document.refuse(place, f'the {what} "{name}" is a word that C++ reserves')
+            document.refuse(place, f'the {what} "{name}" is a reserved word of C++')
         if "__" in name:
-            document.refuse(place, f'the {what} "{name}" has two underscores in a row, which C++ reserves')
+            document.refuse(place, f'the {what} "{name}" contains a double underscore, which C++ reserves')
         if name in MACROS:
-            document.refuse(place, f'the {what} "{name}" is a macro of a header')
+            document.refuse(place, f'the {what} "{name}" is a macro in a header')
 
 
 def refuse_repeated_texts(document, unit):
@@ -123,7 +123,7 @@ def _refuse_repeated(document, what, texts):
     seen = set()
     for place, text in texts:
         if text in seen:
-            document.refuse(place, f'the {what} "{text}" is there already')
+            document.refuse(place, f'duplicate {what} "{text}"')
         seen.add(text)
 
 
@@ -143,9 +143,9 @@ def refuse_names_that_collide_in_the_service(document, unit):
     made = {}
     for place, name in _names_in_the_service(unit):
         if name in NEEDED_NAMES or name == unit.scope:
-            document.refuse(place, f'the generated code needs the name "{name}" itself')
+            document.refuse(place, f'the name "{name}" is used by the generated code')
         if name in made:
-            document.refuse(place, f'the name "{name}" is made on line {document.lines[made[name]]} already')
+            document.refuse(place, f'the name "{name}" is already generated for line {document.lines[made[name]]}')
         made[name] = place
 
 
@@ -159,11 +159,11 @@ def refuse_operations_that_collide_in_a_resource(document, unit):
                     document.refuse(place, f'the key "{field.key}" would hide "{name}", which every element has')
                 if name in made:
                     line = document.lines[made[name]]
-                    document.refuse(place, f'the key "{field.key}" makes "{name}", as line {line} does')
+                    document.refuse(place, f'the key "{field.key}" generates "{name}", as line {line} does')
                 made[name] = place
 
 
-def refuse_references_to_what_is_not_above(document, unit):
+def refuse_references_to_later_resources(document, unit):
     classes = [resource.name for resource in unit.resources]
     for r, (resource_place, resource) in enumerate(_resources(unit)):
         for field_place, field in _fields(resource_place, resource):
@@ -172,5 +172,5 @@ def refuse_references_to_what_is_not_above(document, unit):
                 continue
             if field.to == resource.name:
                 document.refuse(place, f'the resource "{field.to}" refers to itself')
-            reason = "stands further down" if field.to in classes else "is not there"
+            reason = "is defined further down" if field.to in classes else "does not exist"
             document.refuse(place, f'the resource "{field.to}" {reason}')

@@ -1,4 +1,4 @@
-"""Refuses a document whose shape is not that of model.schema.json, in words for its author."""
+"""Checks a document against model.schema.json and explains the first violation to its author."""
 
 import json
 import pathlib
@@ -10,7 +10,7 @@ from document import quoted
 SCHEMA = json.loads(pathlib.Path(__file__).with_name("model.schema.json").read_text(encoding="utf-8"))
 
 NON_EMPTY_LIST = "must be a list with at least one entry"
-MUST_BE = {"string": "must be a text", "array": NON_EMPTY_LIST, "object": "must be a mapping of properties"}
+MUST_BE = {"string": "must be a string", "array": NON_EMPTY_LIST, "object": "must be a mapping"}
 
 
 def refuse_wrong_shape(document):
@@ -20,16 +20,16 @@ def refuse_wrong_shape(document):
 
 
 def _rank(error):
-    """What is misspelt comes first, since it is also missing; the others as the schema has them."""
+    """Puts a misspelt property before the error that the correct one is missing. Keeps the other errors in schema order."""
     return 0 if error.validator == "additionalProperties" else 1
 
 
 def _told(error):
-    """The place and the reason."""
+    """Returns the place and the reason."""
     place = tuple(error.absolute_path)
     if error.validator == "additionalProperties":
         unknown = next(name for name in error.instance if name not in error.schema["properties"])
-        return place + (unknown,), f"{quoted(unknown)} is not known here"
+        return place + (unknown,), f"unknown property {quoted(unknown)}"
     if error.validator == "required":
         missing = next(name for name in error.validator_value if name not in error.instance)
         return place, f'"{missing}" is missing'
@@ -38,10 +38,10 @@ def _told(error):
     if error.validator == "minItems":
         return place, f"{_subject(place)} {NON_EMPTY_LIST}"
     if error.validator == "enum":
-        return place, f"{quoted(error.instance)} is none of: {', '.join(error.validator_value)}"
+        return place, f"{quoted(error.instance)} must be one of: {', '.join(error.validator_value)}"
     if error.validator == "pattern":
         return place, f"{quoted(error.instance)} must be {error.schema['description']}"
-    return place, f'"{place[-1]}" does not go with this kind'
+    return place, f'"{place[-1]}" is not allowed for this kind'
 
 
 def _subject(place):
