@@ -76,8 +76,8 @@ def _literals(place, field):
 
 
 def refuse_docs_that_break_a_comment(document, unit):
-    """A backslash at the end of a line continues a // comment on the next line, and any word can end up at the end of a
-    line. A "*/" is harmless in such a comment."""
+    """A // comment continues on the next line after a backslash. Wrapping can put any word at the end of a line. A "*/"
+    is harmless."""
     for name in ("doc", "enumeration"):
         for place, text in document.texts(name):
             for sign in ("\\", "??/"):
@@ -89,8 +89,8 @@ def refuse_docs_that_break_a_comment(document, unit):
 
 
 def _identifiers(unit):
-    """Yields the place, the sort and the text of each identifier. Names with the suffixes "Descriptor", "_FIELDS" and
-    "Service" are never reserved and are left out."""
+    """Yields the place, the kind and the text of each identifier. Names that end in "Descriptor", "_FIELDS" or "Service"
+    are omitted, because none of them is reserved."""
     for resource_place, resource in _resources(unit):
         yield resource_place + ("class",), "class", resource.name
         for place, field in _fields(resource_place, resource):

@@ -20,7 +20,7 @@ def refuse_wrong_shape(document):
 
 
 def _rank(error):
-    """Puts a misspelt property before the error that the correct one is missing. Keeps the other errors in schema order."""
+    """Ranks an unknown property first, because its correct spelling is also missing. Others stay in schema order."""
     return 0 if error.validator == "additionalProperties" else 1
 
 

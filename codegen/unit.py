@@ -98,7 +98,7 @@ def comment(indent, text):
 
 
 def fitted(indent, first, *others):
-    """The parts on one line if they fit, otherwise one per line. A closing brace is indented like the first part."""
+    """Returns the parts on one line if they fit, otherwise one per line. A closing brace lines up with the first."""
     margin = " " * indent
     line = margin + " ".join((first, *others))
     if len(line) <= WIDTH:

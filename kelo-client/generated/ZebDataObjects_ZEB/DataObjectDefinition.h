@@ -1,7 +1,7 @@
 #pragma once
 
-// The bodies of <ZebDataObjects_ZEB/DataObject.h>, for the units alone, which instantiate them: users of the
-// data objects compile neither these nor JSON.
+// The definitions of the templates in <ZebDataObjects_ZEB/DataObject.h>. Only the units include this header
+// and instantiate the templates, so that users of the data objects compile neither them nor the JSON classes.
 
 #include <ZebDataObjects_ZEB/DataObject.h>
 #include <zebutil/JsonArray.h>
@@ -21,7 +21,7 @@
 
 namespace zebobjects_ZEB {
 
-/// Where the messages of the service's unit go. Every unit specialises it for its service.
+/// Writes the messages of the service `S`. Every unit specialises it for its service.
 template <typename S>
 extern UnitMessages unitMessages;
 
@@ -39,7 +39,7 @@ extern const Tables<E> tables;
 template <typename R>
 extern const int kBaseFillLine;
 
-/// The table of values numbered from 0 in the order of their literals.
+/// Returns the table of an enumeration whose values are numbered from 0 in the order of their literals.
 template <typename E>
 std::map<E, std::string> literals(const std::vector<std::string>& texts) {
     std::map<E, std::string> table;
@@ -58,8 +58,8 @@ std::map<std::string, E> reversed(const std::map<E, std::string>& literals) {
     return table;
 }
 
-/// A field as a descriptor's `visitFields` lists it: messages about it point to the line on which it is
-/// listed.
+/// A field of a descriptor. `line` is that of its entry in `visitFields`; messages about the field point
+/// there.
 struct Field {
     std::string key;
     int line;
@@ -71,13 +71,13 @@ struct Field {
     void unknownLiteral() const { messages.warning(line, {"unknown enum value in ", key}); }
 };
 
-/// How fields of a type are read, written and turned into filter terms. What `read` throws ends the fill;
-/// what costs only the field it reports itself. The term of a list is its JSON text, and in it, as alone, an
-/// element that is referred to is its uri.
+/// Reads and writes the fields of a type and makes filter terms of them. An exception from `read` ends the
+/// fill. A failure that loses only the field is reported by `read` itself. The filter term of a list is its
+/// JSON text. A referenced element appears in a filter term, alone or in a list, as its uri.
 template <typename T, typename = void>
 struct Kind;
 
-/// The JSON array to which `add` has added each value.
+/// Returns a JSON array to which `add` has added each value.
 template <typename T, typename V>
 zebutil::JsonArray arrayOf(const std::vector<T>& values, void (*add)(zebutil::JsonArray&, V)) {
     zebutil::JsonArray array;
@@ -87,7 +87,7 @@ zebutil::JsonArray arrayOf(const std::vector<T>& values, void (*add)(zebutil::Js
     return array;
 }
 
-/// What booleans, integers and strings share: `Getter` is the JSON object's.
+/// The common part of booleans, integers and strings. `getter` reads one from a JSON object.
 template <typename T, T (zebutil::JsonObject::*getter)(const std::string&) const>
 struct ScalarKind {
     template <typename Store>
@@ -156,7 +156,7 @@ struct Kind<E, std::enable_if_t<std::is_enum_v<E>>> {
     }
 };
 
-/// Strings: one that cannot be read loses the whole list.
+/// Lists of strings. An unreadable string loses the whole list.
 template <>
 struct Kind<std::vector<std::string>> {
     template <typename Store>
@@ -186,7 +186,8 @@ struct Kind<std::vector<std::string>> {
     static void addText(zebutil::JsonArray& array, const std::string& text) { array.addString(text); }
 };
 
-/// Enumeration values: an unknown literal loses itself alone, one that is no text ends the fill.
+/// Lists of enumeration values. An unknown literal loses only that element. An element that is not a string
+/// ends the fill.
 template <typename E>
 struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
     template <typename Store>
@@ -221,7 +222,8 @@ struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
     }
 };
 
-/// A reference to an element: read with whatever of the element is there, written as uri, id and name.
+/// References to elements. Reading keeps all data of the element that is present; writing outputs its uri, id
+/// and name.
 template <typename R>
 struct Kind<R, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> {
     template <typename Store>

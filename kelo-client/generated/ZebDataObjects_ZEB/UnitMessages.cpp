@@ -22,7 +22,7 @@ void UnitMessages::warning(int line, std::initializer_list<std::string_view> par
             write(logger);
         }
     } catch (...) {
-        // There is nowhere left to say it.
+        // The failure cannot be reported anywhere.
     }
 }
 

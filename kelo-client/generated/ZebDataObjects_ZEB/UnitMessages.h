@@ -9,26 +9,27 @@
 
 namespace zebobjects_ZEB {
 
-/// Writes the messages of one unit, at warning level, to the platform's default logger factory. Any thread
-/// may call it.
+/// Writes the messages of one unit at warning level to a logger of the platform's default logger factory.
+/// Thread-safe.
 class UnitMessages {
  public:
     enum class Logger {
-        perMessage,  ///< a logger is made for each message and released
-        kept         ///< one is made at the first message, and asked whether warnings are wanted before each
+        perMessage,  ///< creates a logger for each message and releases it
+        kept         ///< creates one logger for the first message and writes only if it has warnings enabled
     };
     enum class EndOfFill {
-        silent,   ///< a fill that cannot go on just ends
-        reported  ///< and says so
+        silent,   ///< a fill that ends early is not reported
+        reported  ///< a fill that ends early is reported
     };
 
-    /// `unit` names the logger and the source that the messages point to; it is a literal.
+    /// `unit` is the name of the logger and of the source file that the messages point to. It is not copied.
     constexpr UnitMessages(const char* unit, Logger logger, EndOfFill endOfFill)
         : unit_(unit), logger_(logger), endOfFill_(endOfFill) {}
 
-    /// `line` is that of the field's entry in the unit. The parts make up the text, which is not put together
-    /// when nobody wants it. A logger that throws, or too little memory, costs the message and nothing else.
+    /// `line` is the line of the unit's source file that the message points to. The parts are concatenated
+    /// only if the message is written. If the logger throws or memory runs out, only the message is lost.
     void warning(int line, std::initializer_list<std::string_view> parts) noexcept;
+    /// Reports that a fill ended early, if the unit reports that. `line` as above.
     void reportEndOfFill(int line) noexcept;
 
  private:

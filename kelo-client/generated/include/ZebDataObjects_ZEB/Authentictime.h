@@ -22,7 +22,7 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
 
     static std::string getServiceName();
 
-    /// The origins of a time.
+    /// The origins of a time value.
     enum class TIME_AVAILABLE : std::int32_t {
         Init,
         PhysicalValue,
@@ -34,7 +34,7 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
         return literalAndNumber(value, mapTimeAvailable2String);
     }
 
-    /// The times that there are.
+    /// The kinds of time.
     enum class TIME_TYPE : std::int32_t {
         CurrentAuthenticTime,
         AuthenticationTime,
@@ -67,7 +67,7 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
 
     class Time;
 
-    /// A query for elements of Time, or the values of one. It has the fields of Time.
+    /// The fields of Time, as the values of an element or as a filter for elements.
     class TimeDescriptor : public ResourceDescriptor<AuthentictimeService, Time, TIME_FIELDS> {
      public:
         const Optional<TIME_AVAILABLE>& getAvailable() const { return available_; }
@@ -122,8 +122,8 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
         Optional<std::int64_t> year_;
     };
 
-    /// A time, broken down and as a Unix time. Nothing checks that the two agree or that any of it is in range; the
-    /// time zone of what is broken down is the service's.
+    /// A calendar time and the same instant as a Unix time. The library does not check that the two agree or that the
+    /// values are in range. The service defines the time zone of the calendar fields.
     class Time : public DataObject<TimeDescriptor> {
      public:
         static std::string getResourceName();
@@ -144,13 +144,13 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
         /// The month.
         const Optional<std::int64_t>& getMonth() const { return descriptor().getMonth(); }
         Optional<std::string> getMonthAsString() const { return getAsString("month"); }
-        /// A figure for the quality of the time source; its scale is the service's.
+        /// The quality of the time source, on a scale that the service defines.
         const Optional<std::int64_t>& getQuality() const { return descriptor().getQuality(); }
         Optional<std::string> getQualityAsString() const { return getAsString("quality"); }
         /// The second.
         const Optional<std::int64_t>& getSecond() const { return descriptor().getSecond(); }
         Optional<std::string> getSecondAsString() const { return getAsString("second"); }
-        /// Which time this is.
+        /// The kind of time.
         const Optional<TIME_TYPE>& getType() const { return descriptor().getType(); }
         /// The same instant as a Unix time.
         const Optional<std::int64_t>& getUnixDate() const { return descriptor().getUnixDate(); }

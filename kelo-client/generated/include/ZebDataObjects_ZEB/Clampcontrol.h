@@ -16,7 +16,7 @@
 namespace zebobjects_ZEB {
 
 /// The clamp-control service, which publishes the states of the vehicle's ignition terminals ("clamps"), notifications
-/// about them, and the special states in which a vehicle function has them switched.
+/// about them, and the special states in which a vehicle function requests a clamp to be switched.
 class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
  public:
     using zeb::Service::Service;
@@ -49,7 +49,7 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
 
     class Clamp;
 
-    /// A query for elements of Clamp, or the values of one. It has the fields of Clamp.
+    /// The fields of Clamp, as the values of an element or as a filter for elements.
     class ClampDescriptor : public ResourceDescriptor<ClampcontrolService, Clamp, CLAMP_FIELDS> {
      public:
         const Optional<bool>& getIsSwitchedOn() const { return isSwitchedOn_; }
@@ -82,11 +82,11 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
         /// Whether the terminal is on.
         const Optional<bool>& getIsSwitchedOn() const { return descriptor().getIsSwitchedOn(); }
         Optional<std::string> getIsSwitchedOnAsString() const { return getAsString("isSwitchedOn"); }
-        /// Which terminal it is.
+        /// The terminal.
         const Optional<CLAMP_TYPE>& getType() const { return descriptor().getType(); }
     };
 
-    /// What a notification can be about.
+    /// The subjects of notifications.
     enum class NOTIFICATION_TYPE : std::int32_t {
         WorkshopRequest,
         EmergencyDeactivation,
@@ -115,7 +115,7 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
 
     class Notification;
 
-    /// A query for elements of Notification, or the values of one. It has the fields of Notification.
+    /// The fields of Notification, as the values of an element or as a filter for elements.
     class NotificationDescriptor : public ResourceDescriptor<ClampcontrolService, Notification, NOTIFICATION_FIELDS> {
      public:
         const Optional<NOTIFICATION_TYPE>& getType() const { return type_; }
@@ -138,21 +138,21 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
         Optional<std::int64_t> value_;
     };
 
-    /// Something that the service has to tell.
+    /// A notification from the service.
     class Notification : public DataObject<NotificationDescriptor> {
      public:
         static std::string getResourceName();
 
         using DataObject::DataObject;
 
-        /// What it is about.
+        /// The subject of the notification.
         const Optional<NOTIFICATION_TYPE>& getType() const { return descriptor().getType(); }
-        /// A number that goes with it; what it means is the service's.
+        /// A number whose meaning the service defines.
         const Optional<std::int64_t>& getValue() const { return descriptor().getValue(); }
         Optional<std::string> getValueAsString() const { return getAsString("value"); }
     };
 
-    /// The phases that a function goes through.
+    /// The phases of a function.
     enum class SPECIALSTATE_FUNCTIONSTATUS : std::int32_t {
         init,
         transitionNewState,
@@ -223,7 +223,7 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
 
     class SpecialState;
 
-    /// A query for elements of SpecialState, or the values of one. It has the fields of SpecialState.
+    /// The fields of SpecialState, as the values of an element or as a filter for elements.
     class SpecialStateDescriptor : public ResourceDescriptor<ClampcontrolService, SpecialState, SPECIALSTATE_FIELDS> {
      public:
         const Optional<std::int64_t>& getElementId() const { return elementId_; }
@@ -254,25 +254,25 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
         Optional<SPECIALSTATE_REQUESTINGFUNCTION> requestingFunction_;
     };
 
-    /// A request of a vehicle function for the terminals.
+    /// A request from a vehicle function to switch terminals.
     class SpecialState : public DataObject<SpecialStateDescriptor> {
      public:
         static std::string getResourceName();
 
         using DataObject::DataObject;
 
-        /// A number for the element; what it means is the service's.
+        /// A number for the element. The service defines its meaning.
         const Optional<std::int64_t>& getElementId() const { return descriptor().getElementId(); }
         Optional<std::string> getElementIdAsString() const { return getAsString("elementId"); }
-        /// The phase that the function is in.
+        /// The current phase of the function.
         const Optional<SPECIALSTATE_FUNCTIONSTATUS>& getFunctionStatus() const {
             return descriptor().getFunctionStatus();
         }
-        /// The kind of immobilizer request that goes with it.
+        /// The kind of immobilizer request that accompanies the special state.
         const Optional<SPECIALSTATE_IMMOBILIZERREQUEST>& getImmobilizerRequest() const {
             return descriptor().getImmobilizerRequest();
         }
-        /// The function that requests it.
+        /// The function that requests the special state.
         const Optional<SPECIALSTATE_REQUESTINGFUNCTION>& getRequestingFunction() const {
             return descriptor().getRequestingFunction();
         }

@@ -13,16 +13,16 @@
 #include <utility>
 #include <vector>
 
-/// The data objects: typed views of the JSON resources of remote services, one unit per service, written by
-/// codegen/generate from the models in codegen/services. This header is what all of them share.
+/// The data objects are typed views of the JSON resources of remote services. codegen/generate generates one
+/// unit per service from the models in codegen/services. This header has the code that all units share.
 ///
-/// Everything here is a plain value: an object or descriptor is used by one thread at a time.
+/// Objects and descriptors are plain values. They are not thread-safe.
 namespace zebobjects_ZEB {
 
 using zebutil::Optional;
 
-/// What the units' `to_string` print: "Clamp15(0)". For a value without a literal it is the number of
-/// literals that is printed, which readers of the log are used to.
+/// Returns the text that `to_string` of the units prints, for example "Clamp15(0)". For a value without a
+/// literal it contains the number of literals, as readers of the log expect, and not the value.
 template <typename E>
 std::string literalAndNumber(E value, const std::map<E, std::string>& literals) {
     const auto found = literals.find(value);
@@ -36,13 +36,13 @@ std::string literalAndNumber(const Optional<E>& value, const std::map<E, std::st
     return value ? literalAndNumber(value.getValue(), literals) : "optional invalid";
 }
 
-/// What the descriptors of all resources have in common. `S` is the service, `R` the resource's object, `F`
-/// the enumeration of its keys. A descriptor holds the fields of one element, each of which may be absent;
-/// what is set is also what an element must match when the descriptor is used to look for one: a list in the
-/// same order, an element that is referred to by its uri.
+/// The common base of all descriptors. `S` is the service, `R` the object class of the resource, `F` the
+/// enumeration of its keys. A descriptor holds the fields of one element. Each field can be absent. When a
+/// descriptor is used to find elements, an element must match all fields that are set: lists in the same
+/// order, referenced elements by their uri.
 ///
-/// Its setters throw `std::out_of_range`, after the field was stored, when they are given an enumeration
-/// value that has no literal; one in a list is left out of the list's JSON and filter term.
+/// A setter throws `std::out_of_range` for an enumeration value without a literal, after it has stored the
+/// field. In a list, such a value does not throw; the JSON and the filter term of the list omit it.
 template <typename S, typename R, typename F>
 class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
  public:
@@ -51,13 +51,14 @@ class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
     using EXPAND_LEVEL = zeb::QueryOptions::EXPAND_LEVEL;
     using SortKeys = std::vector<std::pair<zeb::QueryOptions::SORTBY_OPERATOR, F>>;
 
-    /// The element as JSON, the fields that are set. An enumeration value without a literal is left out.
-    /// Throws `std::runtime_error` when an element that it refers to has no id or no name.
+    /// Returns the fields that are set as JSON, without enumeration values that have no literal. Throws
+    /// `std::runtime_error` if a referenced element has no id or no name.
     std::shared_ptr<zebutil::JsonObject> getAsJson() const override;
-    /// The same without "id", "name" and "uri".
+    /// Like `getAsJson()`, but without "id", "name" and "uri".
     std::shared_ptr<zebutil::JsonObject> getAsZEBBody() const override;
 
-    /// As the operations of the same names of `zeb::XObjectDescriptor`, with the resource's own keys.
+    /// Like the functions of `zeb::XObjectDescriptor` with the same names, but with the keys of the resource.
+    /// A key that is not a value of the enumeration throws `std::out_of_range`.
     void setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel);
     void setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
                          const std::vector<F>& expandFields, const SortKeys& sortBy);
@@ -76,17 +77,17 @@ class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
                                const std::vector<F>& expandFields, const SortKeys& sortBy,
                                const std::string& offsetId);
 
-    /// The keys as text, in the same order and with the same directions. Only values of the enumeration may
-    /// be passed, here and as keys of the query options; others throw `std::out_of_range`.
+    /// Returns the texts of the keys, in the same order and with the same directions. A key that is not a
+    /// value of the enumeration throws `std::out_of_range`.
     static std::vector<zeb::QueryOptions::SortKey> getSortByFieldsAsStringVector(const SortKeys& sortBy);
 
  protected:
-    /// Every field absent.
+    /// Creates a descriptor with all fields absent.
     ResourceDescriptor();
 
     static std::vector<std::string> getVectorAsStringVector(const std::vector<F>& fields);
 
-    /// What every setter does: the field takes the value, and the filter the term that goes with it.
+    /// Implements all setters: stores the value and sets the filter term of the field.
     template <typename T, typename V>
     void set(Optional<T>& field, V&& value) {
         field.setValue(std::forward<V>(value));
@@ -98,37 +99,38 @@ class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
     friend class DataObject;
 
     void addFilterTerm(const void* field);
-    /// Sets `line` to that of each field before it reads the field.
+    /// Sets `line` to the line of each field before it reads the field.
     void fillFields(const zebutil::JsonObject& json, int& line);
     void writeFields(zebutil::JsonObject& json) const;
 };
 
-/// What the objects of all resources have in common. An object is an element as the service told of it: `D`
-/// holds its fields. Its getters give absent ones for what the JSON lacked or had in a wrong form.
+/// The common base of all objects. An object is an element as the service published it. Its descriptor `D`
+/// holds the fields. A getter returns an absent value for a field that the JSON lacked or had in a wrong
+/// form.
 template <typename D>
 class CLAMPCONTROL_EXPORT DataObject : public zeb::XObject<D> {
  public:
     static std::string getServiceName() { return D::Service::getServiceName(); }
 
     DataObject() = default;
-    /// An element that no JSON told of, for instance to refer to it.
+    /// Creates an element without JSON, for example as the target of a reference.
     explicit DataObject(D descriptor) : zeb::XObject<D>(std::move(descriptor)) {}
-    /// Never throws for what `json` holds.
+    /// Creates an element from JSON, with the rules of `fillFromJson()`.
     explicit DataObject(std::shared_ptr<zebutil::JsonObject> json);
 
-    /// Reads every key that `json` has over the present values; what a value in a wrong form costs depends on
-    /// its kind. A bool, integer, string or list of strings costs its own field, an unknown literal itself,
-    /// and either is logged at warning level. Anything else, also in "id", "name" or "uri", ends the fill:
-    /// the fields before it are filled, and some units log that too. Never throws; does nothing when `json`
-    /// is null.
+    /// Reads the keys that `json` has and overwrites their fields. The effect of a value in a wrong form
+    /// depends on its kind. An unreadable bool, integer, string or list of strings loses its field, and an
+    /// unknown literal loses that value; both are logged at warning level. Any other failure, also in "id",
+    /// "name" or "uri", ends the fill: the earlier fields stay filled, and some units log this too. Never
+    /// throws. Does nothing if `json` is null.
     void fillFromJson(std::shared_ptr<zebutil::JsonObject> json) override;
 
-    /// As the operation of `zeb::XObject`.
+    /// Like the function of `zeb::XObject`.
     std::unique_ptr<typename D::Resource> copyWithIdFromUri(const std::string& uri) const;
 
  protected:
-    /// The text of the key's value in the JSON that the object was last filled from; absent without JSON or
-    /// key. Throws what the string getter of the JSON throws.
+    /// Returns the text of the key's value in the JSON that the object was last filled from. Absent without
+    /// JSON or without the key. Throws the exceptions of the JSON's string getter.
     Optional<std::string> getAsString(const std::string& key) const;
 };
 

@@ -40,7 +40,7 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
 
     class Info;
 
-    /// A query for elements of Info, or the values of one. It has the fields of Info.
+    /// The fields of Info, as the values of an element or as a filter for elements.
     class InfoDescriptor : public ResourceDescriptor<ImmobilizerService, Info, INFO_FIELDS> {
      public:
         const Optional<std::int64_t>& getElementId() const { return elementId_; }
@@ -86,19 +86,19 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
 
         using DataObject::DataObject;
 
-        /// A number for the element; what it means is the service's.
+        /// A number for the element. The service defines its meaning.
         const Optional<std::int64_t>& getElementId() const { return descriptor().getElementId(); }
         Optional<std::string> getElementIdAsString() const { return getAsString("elementId"); }
         /// Whether the immobilizer is locked.
         const Optional<bool>& getIsLocked() const { return descriptor().getIsLocked(); }
         Optional<std::string> getIsLockedAsString() const { return getAsString("isLocked"); }
-        /// A key-learning value; its meaning and unit are the service's.
+        /// A key-learning value. The service defines its meaning and unit.
         const Optional<std::int64_t>& getLearnedKeyValue() const { return descriptor().getLearnedKeyValue(); }
         Optional<std::string> getLearnedKeyValueAsString() const { return getAsString("learnedKeyValue"); }
-        /// A key-learning value; its meaning and unit are the service's.
+        /// A key-learning value. The service defines its meaning and unit.
         const Optional<std::int64_t>& getLearningKeyValue() const { return descriptor().getLearningKeyValue(); }
         Optional<std::string> getLearningKeyValueAsString() const { return getAsString("learningKeyValue"); }
-        /// The life-cycle state; its meaning is the service's.
+        /// The life-cycle state. The service defines its meaning.
         const Optional<std::int64_t>& getStateOfLife() const { return descriptor().getStateOfLife(); }
         Optional<std::string> getStateOfLifeAsString() const { return getAsString("stateOfLife"); }
         /// The vehicle identification number.
@@ -110,7 +110,7 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
         }
     };
 
-    /// What a notification can be about.
+    /// The subjects of notifications.
     enum class NOTIFICATION_TYPE : std::int32_t {
         ImmobilizerHint,
     };
@@ -136,7 +136,7 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
 
     class Notification;
 
-    /// A query for elements of Notification, or the values of one. It has the fields of Notification.
+    /// The fields of Notification, as the values of an element or as a filter for elements.
     class NotificationDescriptor : public ResourceDescriptor<ImmobilizerService, Notification, NOTIFICATION_FIELDS> {
      public:
         const Optional<NOTIFICATION_TYPE>& getType() const { return type_; }
@@ -159,16 +159,16 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
         Optional<std::int64_t> value_;
     };
 
-    /// Something that the service has to tell.
+    /// A notification from the service.
     class Notification : public DataObject<NotificationDescriptor> {
      public:
         static std::string getResourceName();
 
         using DataObject::DataObject;
 
-        /// What it is about.
+        /// The subject of the notification.
         const Optional<NOTIFICATION_TYPE>& getType() const { return descriptor().getType(); }
-        /// A number that goes with it; what it means is the service's.
+        /// A number whose meaning the service defines.
         const Optional<std::int64_t>& getValue() const { return descriptor().getValue(); }
         Optional<std::string> getValueAsString() const { return getAsString("value"); }
     };

@@ -15,16 +15,16 @@
 
 namespace zebobjects_ZEB {
 
-/// The service-management service, which publishes the transactions that it knows, the operations that they are made
-/// of, their activation for a user, connection states and signed payloads. The objects carry these settings between
-/// service and application; nothing here acts on them.
+/// The service-management service, which publishes its transactions, their operations, their activation for a user,
+/// connection states and signed payloads. The library passes these settings between service and application without
+/// acting on them.
 class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
  public:
     using zeb::Service::Service;
 
     static std::string getServiceName();
 
-    /// Reasons for a transaction to be disabled, as the service reports them.
+    /// Reasons why a transaction is disabled.
     enum class ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON : std::int32_t {
         privacyConflict,
         permanentlyDeactivated,
@@ -71,8 +71,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class AllUsersTransactionActivationType;
 
-    /// A query for elements of AllUsersTransactionActivationType, or the values of one. It has the fields of
-    /// AllUsersTransactionActivationType.
+    /// The fields of AllUsersTransactionActivationType, as the values of an element or as a filter for elements.
     class AllUsersTransactionActivationTypeDescriptor
         : public ResourceDescriptor<ServicemanagementService, AllUsersTransactionActivationType, ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS> {
      public:
@@ -100,18 +99,18 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         Optional<std::string> userid_;
     };
 
-    /// The activation state of a transaction, over all users.
+    /// The activation state of a transaction for all users.
     class AllUsersTransactionActivationType : public DataObject<AllUsersTransactionActivationTypeDescriptor> {
      public:
         static std::string getResourceName();
 
         using DataObject::DataObject;
 
-        /// The reasons reported for the transaction being disabled.
+        /// The reasons why the transaction is disabled.
         const Optional<std::vector<ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>>& getDisabledReason() const {
             return descriptor().getDisabledReason();
         }
-        /// The user whom the activation state belongs to.
+        /// The user that the activation state belongs to.
         const Optional<std::string>& getUserid() const { return descriptor().getUserid(); }
         Optional<std::string> getUseridAsString() const { return getAsString("userid"); }
     };
@@ -129,7 +128,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class BinarySigned;
 
-    /// A query for elements of BinarySigned, or the values of one. It has the fields of BinarySigned.
+    /// The fields of BinarySigned, as the values of an element or as a filter for elements.
     class BinarySignedDescriptor
         : public ResourceDescriptor<ServicemanagementService, BinarySigned, BINARYSIGNED_FIELDS> {
      public:
@@ -160,15 +159,15 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
         using DataObject::DataObject;
 
-        /// The payload, carried as it is; it is neither decoded nor verified here.
+        /// The payload. The library neither decodes nor verifies it.
         const Optional<std::string>& getSignedPayload() const { return descriptor().getSignedPayload(); }
         Optional<std::string> getSignedPayloadAsString() const { return getAsString("signedPayload"); }
-        /// The user whom the payload belongs to.
+        /// The user that the payload belongs to.
         const Optional<std::string>& getUserid() const { return descriptor().getUserid(); }
         Optional<std::string> getUseridAsString() const { return getAsString("userid"); }
     };
 
-    /// The states of a connection. Mind that the first is the temporary disconnection.
+    /// The states of a connection. Note that 0 is the temporary disconnection.
     enum class CONNECTIONSTATE_CONNECTIONSTATE : std::int32_t {
         connectionStateTempDisconnected,
         connectionStateConnected,
@@ -196,7 +195,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class ConnectionState;
 
-    /// A query for elements of ConnectionState, or the values of one. It has the fields of ConnectionState.
+    /// The fields of ConnectionState, as the values of an element or as a filter for elements.
     class ConnectionStateDescriptor
         : public ResourceDescriptor<ServicemanagementService, ConnectionState, CONNECTIONSTATE_FIELDS> {
      public:
@@ -229,7 +228,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         }
     };
 
-    /// Whose authorisation an operation can run with.
+    /// The authorisations that an operation can run with.
     enum class HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL : std::int32_t {
         vehicle,
         personalised,
@@ -316,7 +315,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class HttpOperationType;
 
-    /// A query for elements of HttpOperationType, or the values of one. It has the fields of HttpOperationType.
+    /// The fields of HttpOperationType, as the values of an element or as a filter for elements.
     class HttpOperationTypeDescriptor
         : public ResourceDescriptor<ServicemanagementService, HttpOperationType, HTTPOPERATIONTYPE_FIELDS> {
      public:
@@ -392,18 +391,18 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         Optional<HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE> vehicleIntegrationTlsMode_;
     };
 
-    /// An operation that is carried out as an HTTP request, with the rules for the security of its transport.
+    /// An operation that runs as an HTTP request, with the security settings of its connection.
     class HttpOperationType : public DataObject<HttpOperationTypeDescriptor> {
      public:
         static std::string getResourceName();
 
         using DataObject::DataObject;
 
-        /// The pairs of host and port that the operation may be sent to.
+        /// The allowed targets of the operation, as pairs of host and port.
         const Optional<std::vector<std::string>>& getAllowedTargetHostsAndPorts() const {
             return descriptor().getAllowedTargetHostsAndPorts();
         }
-        /// Whether the operation runs with the vehicle's authorisation or with that of a user.
+        /// Whether the operation runs with the authorisation of the vehicle or of a user.
         const Optional<HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL>& getAuthorizationLevel() const {
             return descriptor().getAuthorizationLevel();
         }
@@ -414,11 +413,11 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         Optional<std::string> getRequiredScopeOfAccessTokenAsString() const {
             return getAsString("requiredScopeOfAccessToken");
         }
-        /// The client key that the TLS connection authenticates with.
+        /// The client key of the TLS connection.
         const Optional<HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE>& getTlsClientKeyIdType() const {
             return descriptor().getTlsClientKeyIdType();
         }
-        /// Whether the server certificate is to be checked for revocation.
+        /// Whether the server certificate must be checked for revocation.
         const Optional<bool>& getTlsServerCertificateRevocationCheck() const {
             return descriptor().getTlsServerCertificateRevocationCheck();
         }
@@ -429,11 +428,11 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         const Optional<std::vector<std::string>>& getTlsServerHpkpHash() const {
             return descriptor().getTlsServerHpkpHash();
         }
-        /// The trust level of the time that the server certificate is checked with.
+        /// The required trust level of the time that is used to check the server certificate.
         const Optional<HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>& getTlsServerTimeTrustLevel() const {
             return descriptor().getTlsServerTimeTrustLevel();
         }
-        /// The identifier of the trust store that the server certificate is checked against.
+        /// The identifier of the trust store for the server certificate.
         const Optional<std::string>& getTlsServerTruststoreId() const {
             return descriptor().getTlsServerTruststoreId();
         }
@@ -451,7 +450,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         }
     };
 
-    /// The protections that a payload can carry.
+    /// The protections of a payload.
     enum class MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL : std::int32_t {
         payloadSecurityLevelNone,
         payloadSecurityLevelAuthentic,
@@ -481,7 +480,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class MqttOperationType;
 
-    /// A query for elements of MqttOperationType, or the values of one. It has the fields of MqttOperationType.
+    /// The fields of MqttOperationType, as the values of an element or as a filter for elements.
     class MqttOperationTypeDescriptor
         : public ResourceDescriptor<ServicemanagementService, MqttOperationType, MQTTOPERATIONTYPE_FIELDS> {
      public:
@@ -509,7 +508,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         Optional<MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL> payloadSecurityLevel_;
     };
 
-    /// An operation that is carried over MQTT.
+    /// An operation that runs over MQTT.
     class MqttOperationType : public DataObject<MqttOperationTypeDescriptor> {
      public:
         static std::string getResourceName();
@@ -519,13 +518,13 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         /// Whether the operation is always on.
         const Optional<bool>& getIsAlwaysOnOperation() const { return descriptor().getIsAlwaysOnOperation(); }
         Optional<std::string> getIsAlwaysOnOperationAsString() const { return getAsString("isAlwaysOnOperation"); }
-        /// The protection that the payload of a message carries.
+        /// The protection of the payload of a message.
         const Optional<MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL>& getPayloadSecurityLevel() const {
             return descriptor().getPayloadSecurityLevel();
         }
     };
 
-    /// Reasons for a transaction to be disabled, as the service reports them.
+    /// Reasons why a transaction is disabled.
     enum class TRANSACTIONACTIVATIONTYPE_DISABLEDREASON : std::int32_t {
         privacyConflict,
         permanentlyDeactivated,
@@ -570,8 +569,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class TransactionActivationType;
 
-    /// A query for elements of TransactionActivationType, or the values of one. It has the fields of
-    /// TransactionActivationType.
+    /// The fields of TransactionActivationType, as the values of an element or as a filter for elements.
     class TransactionActivationTypeDescriptor
         : public ResourceDescriptor<ServicemanagementService, TransactionActivationType, TRANSACTIONACTIVATIONTYPE_FIELDS> {
      public:
@@ -606,11 +604,11 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
         using DataObject::DataObject;
 
-        /// The reasons reported for the transaction being disabled.
+        /// The reasons why the transaction is disabled.
         const Optional<std::vector<TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>>& getDisabledReason() const {
             return descriptor().getDisabledReason();
         }
-        /// The user whom the activation state belongs to.
+        /// The user that the activation state belongs to.
         const Optional<std::string>& getUserid() const { return descriptor().getUserid(); }
         Optional<std::string> getUseridAsString() const { return getAsString("userid"); }
     };
@@ -649,7 +647,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
 
     class TransactionType;
 
-    /// A query for elements of TransactionType, or the values of one. It has the fields of TransactionType.
+    /// The fields of TransactionType, as the values of an element or as a filter for elements.
     class TransactionTypeDescriptor
         : public ResourceDescriptor<ServicemanagementService, TransactionType, TRANSACTIONTYPE_FIELDS> {
      public:
@@ -691,7 +689,7 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         Optional<TransactionActivationType> transactionActivationType_;
     };
 
-    /// A transaction that the service knows.
+    /// A transaction of the service.
     class TransactionType : public DataObject<TransactionTypeDescriptor> {
      public:
         static std::string getResourceName();

@@ -35,7 +35,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
 
     class Part;
 
-    /// A query for elements of Part, or the values of one. It has the fields of Part.
+    /// The fields of Part, as the values of an element or as a filter for elements.
     class PartDescriptor : public ResourceDescriptor<EverythingService, Part, PART_FIELDS> {
      public:
         const Optional<std::int64_t>& getSize() const { return size_; }
@@ -54,19 +54,19 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         Optional<std::int64_t> size_;
     };
 
-    /// What is referred to.
+    /// The target of a reference.
     class Part : public DataObject<PartDescriptor> {
      public:
         static std::string getResourceName();
 
         using DataObject::DataObject;
 
-        /// How large it is.
+        /// The size.
         const Optional<std::int64_t>& getSize() const { return descriptor().getSize(); }
         Optional<std::string> getSizeAsString() const { return getAsString("size"); }
     };
 
-    /// Enumeration values in a list.
+    /// A list of enumeration values.
     enum class WHOLE_KINDS : std::int32_t {
         one,
     };
@@ -77,7 +77,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         return literalAndNumber(value, mapWholeKinds2String);
     }
 
-    /// What an enumeration can be.
+    /// The values of the enumeration.
     enum class WHOLE_STATE : std::int32_t {
         off,
         on,
@@ -108,7 +108,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
 
     class Whole;
 
-    /// A query for elements of Whole, or the values of one. It has the fields of Whole.
+    /// The fields of Whole, as the values of an element or as a filter for elements.
     class WholeDescriptor : public ResourceDescriptor<EverythingService, Whole, WHOLE_FIELDS> {
      public:
         const Optional<bool>& getFlag() const { return flag_; }
@@ -155,7 +155,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         Optional<WHOLE_STATE> state_;
     };
 
-    /// What has a field of every kind.
+    /// A resource with a field of every kind.
     class Whole : public DataObject<WholeDescriptor> {
      public:
         static std::string getResourceName();
@@ -165,12 +165,12 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         /// A boolean.
         const Optional<bool>& getFlag() const { return descriptor().getFlag(); }
         Optional<std::string> getFlagAsString() const { return getAsString("flag"); }
-        /// Enumeration values in a list.
+        /// A list of enumeration values.
         const Optional<std::vector<WHOLE_KINDS>>& getKinds() const { return descriptor().getKinds(); }
         /// A string.
         const Optional<std::string>& getLabel() const { return descriptor().getLabel(); }
         Optional<std::string> getLabelAsString() const { return getAsString("label"); }
-        /// Strings in a list.
+        /// A list of strings.
         const Optional<std::vector<std::string>>& getLabels() const { return descriptor().getLabels(); }
         /// An integer.
         const Optional<std::int64_t>& getNumber() const { return descriptor().getNumber(); }
@@ -185,7 +185,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         const Optional<WHOLE_STATE>& getState() const { return descriptor().getState(); }
     };
 
-    /// An enumeration with names that do not fit.
+    /// An enumeration with long names.
     enum class RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG : std::int32_t {
         aLiteralThatIsRatherLong,
         anotherLiteralThatIsRatherLong,
@@ -202,7 +202,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         return literalAndNumber(value, mapResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong2String);
     }
 
-    /// The same in a list.
+    /// A list of enumeration values with long names.
     enum class RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME : std::int32_t {
         first,
         second,
@@ -233,8 +233,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
 
     class ResourceWithARatherLongNameOfItsOwn;
 
-    /// A query for elements of ResourceWithARatherLongNameOfItsOwn, or the values of one. It has the fields of
-    /// ResourceWithARatherLongNameOfItsOwn.
+    /// The fields of ResourceWithARatherLongNameOfItsOwn, as the values of an element or as a filter for elements.
     class ResourceWithARatherLongNameOfItsOwnDescriptor
         : public ResourceDescriptor<EverythingService, ResourceWithARatherLongNameOfItsOwn, RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS> {
      public:
@@ -266,18 +265,18 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         Optional<std::vector<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>> aListOfThemWithALongName_;
     };
 
-    /// What does not fit on a line.
+    /// A resource with long names.
     class ResourceWithARatherLongNameOfItsOwn : public DataObject<ResourceWithARatherLongNameOfItsOwnDescriptor> {
      public:
         static std::string getResourceName();
 
         using DataObject::DataObject;
 
-        /// An enumeration with names that do not fit.
+        /// An enumeration with long names.
         const Optional<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>& getAnEnumerationWhoseNameIsLong() const {
             return descriptor().getAnEnumerationWhoseNameIsLong();
         }
-        /// The same in a list.
+        /// A list of enumeration values with long names.
         const Optional<std::vector<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>>& getAListOfThemWithALongName() const {
             return descriptor().getAListOfThemWithALongName();
         }
