@@ -20,7 +20,7 @@ const std::map<Service::CLAMP_TYPE, std::string> Service::mapClampType2String =
 const std::map<std::string, Service::CLAMP_TYPE> Service::mapString2ClampType =
     reversed(mapClampType2String);
 template <>
-const Tables<Service::CLAMP_TYPE> tables<Service::CLAMP_TYPE>{
+const Tables<Service::CLAMP_TYPE> kTables<Service::CLAMP_TYPE>{
     Service::mapClampType2String,
     Service::mapString2ClampType,
 };
@@ -36,7 +36,7 @@ const std::map<Service::CLAMP_FIELDS, std::string> Service::mapClampFields2Strin
 const std::map<std::string, Service::CLAMP_FIELDS> Service::mapString2ClampFields =
     reversed(mapClampFields2String);
 template <>
-const Tables<Service::CLAMP_FIELDS> tables<Service::CLAMP_FIELDS>{
+const Tables<Service::CLAMP_FIELDS> kTables<Service::CLAMP_FIELDS>{
     Service::mapClampFields2String,
     Service::mapString2ClampFields,
 };
@@ -51,7 +51,7 @@ const std::map<Service::NOTIFICATION_TYPE, std::string> Service::mapNotification
 const std::map<std::string, Service::NOTIFICATION_TYPE> Service::mapString2NotificationType =
     reversed(mapNotificationType2String);
 template <>
-const Tables<Service::NOTIFICATION_TYPE> tables<Service::NOTIFICATION_TYPE>{
+const Tables<Service::NOTIFICATION_TYPE> kTables<Service::NOTIFICATION_TYPE>{
     Service::mapNotificationType2String,
     Service::mapString2NotificationType,
 };
@@ -67,7 +67,7 @@ const std::map<Service::NOTIFICATION_FIELDS, std::string> Service::mapNotificati
 const std::map<std::string, Service::NOTIFICATION_FIELDS> Service::mapString2NotificationFields =
     reversed(mapNotificationFields2String);
 template <>
-const Tables<Service::NOTIFICATION_FIELDS> tables<Service::NOTIFICATION_FIELDS>{
+const Tables<Service::NOTIFICATION_FIELDS> kTables<Service::NOTIFICATION_FIELDS>{
     Service::mapNotificationFields2String,
     Service::mapString2NotificationFields,
 };
@@ -82,7 +82,7 @@ const std::map<Service::SPECIALSTATE_FUNCTIONSTATUS, std::string> Service::mapSp
 const std::map<std::string, Service::SPECIALSTATE_FUNCTIONSTATUS> Service::mapString2SpecialStateFunctionStatus =
     reversed(mapSpecialStateFunctionStatus2String);
 template <>
-const Tables<Service::SPECIALSTATE_FUNCTIONSTATUS> tables<Service::SPECIALSTATE_FUNCTIONSTATUS>{
+const Tables<Service::SPECIALSTATE_FUNCTIONSTATUS> kTables<Service::SPECIALSTATE_FUNCTIONSTATUS>{
     Service::mapSpecialStateFunctionStatus2String,
     Service::mapString2SpecialStateFunctionStatus,
 };
@@ -98,7 +98,7 @@ const std::map<std::string, Service::SPECIALSTATE_IMMOBILIZERREQUEST>
     Service::mapString2SpecialStateImmobilizerRequest =
     reversed(mapSpecialStateImmobilizerRequest2String);
 template <>
-const Tables<Service::SPECIALSTATE_IMMOBILIZERREQUEST> tables<Service::SPECIALSTATE_IMMOBILIZERREQUEST>{
+const Tables<Service::SPECIALSTATE_IMMOBILIZERREQUEST> kTables<Service::SPECIALSTATE_IMMOBILIZERREQUEST>{
     Service::mapSpecialStateImmobilizerRequest2String,
     Service::mapString2SpecialStateImmobilizerRequest,
 };
@@ -124,7 +124,7 @@ const std::map<std::string, Service::SPECIALSTATE_REQUESTINGFUNCTION>
     Service::mapString2SpecialStateRequestingFunction =
     reversed(mapSpecialStateRequestingFunction2String);
 template <>
-const Tables<Service::SPECIALSTATE_REQUESTINGFUNCTION> tables<Service::SPECIALSTATE_REQUESTINGFUNCTION>{
+const Tables<Service::SPECIALSTATE_REQUESTINGFUNCTION> kTables<Service::SPECIALSTATE_REQUESTINGFUNCTION>{
     Service::mapSpecialStateRequestingFunction2String,
     Service::mapString2SpecialStateRequestingFunction,
 };
@@ -142,7 +142,7 @@ const std::map<Service::SPECIALSTATE_FIELDS, std::string> Service::mapSpecialSta
 const std::map<std::string, Service::SPECIALSTATE_FIELDS> Service::mapString2SpecialStateFields =
     reversed(mapSpecialStateFields2String);
 template <>
-const Tables<Service::SPECIALSTATE_FIELDS> tables<Service::SPECIALSTATE_FIELDS>{
+const Tables<Service::SPECIALSTATE_FIELDS> kTables<Service::SPECIALSTATE_FIELDS>{
     Service::mapSpecialStateFields2String,
     Service::mapString2SpecialStateFields,
 };

@@ -25,14 +25,14 @@ namespace zebobjects_ZEB {
 template <typename S>
 extern UnitMessages unitMessages;
 
-/// The two tables of an enumeration. Every unit specialises `tables` for its enumerations.
+/// The two tables of an enumeration. Every unit specialises `kTables` for its enumerations.
 template <typename E>
 struct Tables {
     const std::map<E, std::string>& literals;
     const std::map<std::string, E>& values;
 };
 template <typename E>
-extern const Tables<E> tables;
+extern const Tables<E> kTables;
 
 /// The line of the unit that messages about "id", "name" and "uri" of the resource `R` point to. Every unit
 /// specialises it for its resources.
@@ -95,7 +95,7 @@ struct ScalarKind {
         try {
             store((json.*getter)(field.key));
         } catch (const std::exception& reason) {
-            field.unreadable(Kind<T>::name, reason);
+            field.unreadable(Kind<T>::kName, reason);
         }
     }
 
@@ -106,7 +106,7 @@ struct ScalarKind {
 
 template <>
 struct Kind<bool> : ScalarKind<bool, &zebutil::JsonObject::getBool> {
-    static constexpr const char* name = "bool";
+    static constexpr const char* kName = "bool";
 
     static void write(zebutil::JsonObject& json, const std::string& key, bool value) {
         json.setBool(key, value);
@@ -115,7 +115,7 @@ struct Kind<bool> : ScalarKind<bool, &zebutil::JsonObject::getBool> {
 
 template <>
 struct Kind<std::int64_t> : ScalarKind<std::int64_t, &zebutil::JsonObject::getInt64> {
-    static constexpr const char* name = "int64_t";
+    static constexpr const char* kName = "int64_t";
 
     static void write(zebutil::JsonObject& json, const std::string& key, std::int64_t value) {
         json.setInt64(key, value);
@@ -124,7 +124,7 @@ struct Kind<std::int64_t> : ScalarKind<std::int64_t, &zebutil::JsonObject::getIn
 
 template <>
 struct Kind<std::string> : ScalarKind<std::string, &zebutil::JsonObject::getString> {
-    static constexpr const char* name = "std::string";
+    static constexpr const char* kName = "std::string";
 
     static void write(zebutil::JsonObject& json, const std::string& key, const std::string& value) {
         json.setString(key, value);
@@ -135,7 +135,7 @@ template <typename E>
 struct Kind<E, std::enable_if_t<std::is_enum_v<E>>> {
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
-        const auto& values = tables<E>.values;
+        const auto& values = kTables<E>.values;
         const auto found = values.find(json.getString(field.key));
         if (found == values.end()) {
             field.unknownLiteral();
@@ -145,14 +145,14 @@ struct Kind<E, std::enable_if_t<std::is_enum_v<E>>> {
     }
 
     static void write(zebutil::JsonObject& json, const std::string& key, E value) {
-        const auto& literals = tables<E>.literals;
+        const auto& literals = kTables<E>.literals;
         if (const auto found = literals.find(value); found != literals.end()) {
             json.setString(key, found->second);
         }
     }
 
     static void addTo(zeb::ZebFilter& filter, const std::string& key, E value) {
-        filter.add(key, tables<E>.literals.at(value));
+        filter.add(key, kTables<E>.literals.at(value));
     }
 };
 
@@ -169,7 +169,7 @@ struct Kind<std::vector<std::string>> {
             }
             store(std::move(texts));
         } catch (const std::exception& reason) {
-            field.unreadable(Kind<std::string>::name, reason);
+            field.unreadable(Kind<std::string>::kName, reason);
         }
     }
 
@@ -192,7 +192,7 @@ template <typename E>
 struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
-        const auto& table = tables<E>.values;
+        const auto& table = kTables<E>.values;
         const auto array = json.getArray(field.key);
         std::vector<E> values;
         for (std::size_t i = 0; i < array->size(); ++i) {
@@ -215,7 +215,7 @@ struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
 
  private:
     static void addLiteral(zebutil::JsonArray& array, E value) {
-        const auto& literals = tables<E>.literals;
+        const auto& literals = kTables<E>.literals;
         if (const auto found = literals.find(value); found != literals.end()) {
             array.addString(found->second);
         }
@@ -354,7 +354,7 @@ template <typename S, typename R, typename F>
 std::vector<std::string> ResourceDescriptor<S, R, F>::getVectorAsStringVector(const std::vector<F>& fields) {
     std::vector<std::string> keys;
     for (const F field : fields) {
-        keys.push_back(tables<F>.literals.at(field));
+        keys.push_back(kTables<F>.literals.at(field));
     }
     return keys;
 }
@@ -364,7 +364,7 @@ std::vector<zeb::QueryOptions::SortKey> ResourceDescriptor<S, R, F>::getSortByFi
     const SortKeys& sortBy) {
     std::vector<zeb::QueryOptions::SortKey> keys;
     for (const auto& [direction, field] : sortBy) {
-        keys.emplace_back(direction, tables<F>.literals.at(field));
+        keys.emplace_back(direction, kTables<F>.literals.at(field));
     }
     return keys;
 }

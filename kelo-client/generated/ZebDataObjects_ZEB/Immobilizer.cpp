@@ -26,7 +26,7 @@ const std::map<Service::INFO_FIELDS, std::string> Service::mapInfoFields2String 
 const std::map<std::string, Service::INFO_FIELDS> Service::mapString2InfoFields =
     reversed(mapInfoFields2String);
 template <>
-const Tables<Service::INFO_FIELDS> tables<Service::INFO_FIELDS>{
+const Tables<Service::INFO_FIELDS> kTables<Service::INFO_FIELDS>{
     Service::mapInfoFields2String,
     Service::mapString2InfoFields,
 };
@@ -38,7 +38,7 @@ const std::map<Service::NOTIFICATION_TYPE, std::string> Service::mapNotification
 const std::map<std::string, Service::NOTIFICATION_TYPE> Service::mapString2NotificationType =
     reversed(mapNotificationType2String);
 template <>
-const Tables<Service::NOTIFICATION_TYPE> tables<Service::NOTIFICATION_TYPE>{
+const Tables<Service::NOTIFICATION_TYPE> kTables<Service::NOTIFICATION_TYPE>{
     Service::mapNotificationType2String,
     Service::mapString2NotificationType,
 };
@@ -54,7 +54,7 @@ const std::map<Service::NOTIFICATION_FIELDS, std::string> Service::mapNotificati
 const std::map<std::string, Service::NOTIFICATION_FIELDS> Service::mapString2NotificationFields =
     reversed(mapNotificationFields2String);
 template <>
-const Tables<Service::NOTIFICATION_FIELDS> tables<Service::NOTIFICATION_FIELDS>{
+const Tables<Service::NOTIFICATION_FIELDS> kTables<Service::NOTIFICATION_FIELDS>{
     Service::mapNotificationFields2String,
     Service::mapString2NotificationFields,
 };

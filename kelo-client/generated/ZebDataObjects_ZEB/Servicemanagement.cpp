@@ -38,7 +38,7 @@ const std::map<std::string, Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDR
     reversed(mapAllUsersTransactionActivationTypeDisabledReason2String);
 template <>
 const Tables<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>
-    tables<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>{
+    kTables<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>{
     Service::mapAllUsersTransactionActivationTypeDisabledReason2String,
     Service::mapString2AllUsersTransactionActivationTypeDisabledReason,
 };
@@ -57,7 +57,7 @@ const std::map<std::string, Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS>
     reversed(mapAllUsersTransactionActivationTypeFields2String);
 template <>
 const Tables<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS>
-    tables<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS>{
+    kTables<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS>{
     Service::mapAllUsersTransactionActivationTypeFields2String,
     Service::mapString2AllUsersTransactionActivationTypeFields,
 };
@@ -73,7 +73,7 @@ const std::map<Service::BINARYSIGNED_FIELDS, std::string> Service::mapBinarySign
 const std::map<std::string, Service::BINARYSIGNED_FIELDS> Service::mapString2BinarySignedFields =
     reversed(mapBinarySignedFields2String);
 template <>
-const Tables<Service::BINARYSIGNED_FIELDS> tables<Service::BINARYSIGNED_FIELDS>{
+const Tables<Service::BINARYSIGNED_FIELDS> kTables<Service::BINARYSIGNED_FIELDS>{
     Service::mapBinarySignedFields2String,
     Service::mapString2BinarySignedFields,
 };
@@ -90,7 +90,7 @@ const std::map<std::string, Service::CONNECTIONSTATE_CONNECTIONSTATE>
     Service::mapString2ConnectionStateConnectionState =
     reversed(mapConnectionStateConnectionState2String);
 template <>
-const Tables<Service::CONNECTIONSTATE_CONNECTIONSTATE> tables<Service::CONNECTIONSTATE_CONNECTIONSTATE>{
+const Tables<Service::CONNECTIONSTATE_CONNECTIONSTATE> kTables<Service::CONNECTIONSTATE_CONNECTIONSTATE>{
     Service::mapConnectionStateConnectionState2String,
     Service::mapString2ConnectionStateConnectionState,
 };
@@ -105,7 +105,7 @@ const std::map<Service::CONNECTIONSTATE_FIELDS, std::string> Service::mapConnect
 const std::map<std::string, Service::CONNECTIONSTATE_FIELDS> Service::mapString2ConnectionStateFields =
     reversed(mapConnectionStateFields2String);
 template <>
-const Tables<Service::CONNECTIONSTATE_FIELDS> tables<Service::CONNECTIONSTATE_FIELDS>{
+const Tables<Service::CONNECTIONSTATE_FIELDS> kTables<Service::CONNECTIONSTATE_FIELDS>{
     Service::mapConnectionStateFields2String,
     Service::mapString2ConnectionStateFields,
 };
@@ -120,7 +120,7 @@ const std::map<std::string, Service::HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL>
     Service::mapString2HttpOperationTypeAuthorizationLevel =
     reversed(mapHttpOperationTypeAuthorizationLevel2String);
 template <>
-const Tables<Service::HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL> tables<Service::HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL>{
+const Tables<Service::HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL> kTables<Service::HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL>{
     Service::mapHttpOperationTypeAuthorizationLevel2String,
     Service::mapString2HttpOperationTypeAuthorizationLevel,
 };
@@ -136,7 +136,7 @@ const std::map<std::string, Service::HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE>
     Service::mapString2HttpOperationTypeTlsClientKeyIdType =
     reversed(mapHttpOperationTypeTlsClientKeyIdType2String);
 template <>
-const Tables<Service::HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE> tables<Service::HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE>{
+const Tables<Service::HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE> kTables<Service::HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE>{
     Service::mapHttpOperationTypeTlsClientKeyIdType2String,
     Service::mapString2HttpOperationTypeTlsClientKeyIdType,
 };
@@ -152,7 +152,7 @@ const std::map<std::string, Service::HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>
     reversed(mapHttpOperationTypeTlsServerTimeTrustLevel2String);
 template <>
 const Tables<Service::HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>
-    tables<Service::HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>{
+    kTables<Service::HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>{
     Service::mapHttpOperationTypeTlsServerTimeTrustLevel2String,
     Service::mapString2HttpOperationTypeTlsServerTimeTrustLevel,
 };
@@ -169,7 +169,7 @@ const std::map<std::string, Service::HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE
     reversed(mapHttpOperationTypeVehicleIntegrationTlsMode2String);
 template <>
 const Tables<Service::HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE>
-    tables<Service::HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE>{
+    kTables<Service::HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE>{
     Service::mapHttpOperationTypeVehicleIntegrationTlsMode2String,
     Service::mapString2HttpOperationTypeVehicleIntegrationTlsMode,
 };
@@ -193,7 +193,7 @@ const std::map<Service::HTTPOPERATIONTYPE_FIELDS, std::string> Service::mapHttpO
 const std::map<std::string, Service::HTTPOPERATIONTYPE_FIELDS> Service::mapString2HttpOperationTypeFields =
     reversed(mapHttpOperationTypeFields2String);
 template <>
-const Tables<Service::HTTPOPERATIONTYPE_FIELDS> tables<Service::HTTPOPERATIONTYPE_FIELDS>{
+const Tables<Service::HTTPOPERATIONTYPE_FIELDS> kTables<Service::HTTPOPERATIONTYPE_FIELDS>{
     Service::mapHttpOperationTypeFields2String,
     Service::mapString2HttpOperationTypeFields,
 };
@@ -209,7 +209,7 @@ const std::map<std::string, Service::MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL>
     Service::mapString2MqttOperationTypePayloadSecurityLevel =
     reversed(mapMqttOperationTypePayloadSecurityLevel2String);
 template <>
-const Tables<Service::MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL> tables<Service::MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL>{
+const Tables<Service::MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL> kTables<Service::MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL>{
     Service::mapMqttOperationTypePayloadSecurityLevel2String,
     Service::mapString2MqttOperationTypePayloadSecurityLevel,
 };
@@ -225,7 +225,7 @@ const std::map<Service::MQTTOPERATIONTYPE_FIELDS, std::string> Service::mapMqttO
 const std::map<std::string, Service::MQTTOPERATIONTYPE_FIELDS> Service::mapString2MqttOperationTypeFields =
     reversed(mapMqttOperationTypeFields2String);
 template <>
-const Tables<Service::MQTTOPERATIONTYPE_FIELDS> tables<Service::MQTTOPERATIONTYPE_FIELDS>{
+const Tables<Service::MQTTOPERATIONTYPE_FIELDS> kTables<Service::MQTTOPERATIONTYPE_FIELDS>{
     Service::mapMqttOperationTypeFields2String,
     Service::mapString2MqttOperationTypeFields,
 };
@@ -257,7 +257,7 @@ const std::map<std::string, Service::TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>
     reversed(mapTransactionActivationTypeDisabledReason2String);
 template <>
 const Tables<Service::TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>
-    tables<Service::TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>{
+    kTables<Service::TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>{
     Service::mapTransactionActivationTypeDisabledReason2String,
     Service::mapString2TransactionActivationTypeDisabledReason,
 };
@@ -275,7 +275,7 @@ const std::map<std::string, Service::TRANSACTIONACTIVATIONTYPE_FIELDS>
     Service::mapString2TransactionActivationTypeFields =
     reversed(mapTransactionActivationTypeFields2String);
 template <>
-const Tables<Service::TRANSACTIONACTIVATIONTYPE_FIELDS> tables<Service::TRANSACTIONACTIVATIONTYPE_FIELDS>{
+const Tables<Service::TRANSACTIONACTIVATIONTYPE_FIELDS> kTables<Service::TRANSACTIONACTIVATIONTYPE_FIELDS>{
     Service::mapTransactionActivationTypeFields2String,
     Service::mapString2TransactionActivationTypeFields,
 };
@@ -293,7 +293,7 @@ const std::map<Service::TRANSACTIONTYPE_PRIVACYGROUPS, std::string> Service::map
 const std::map<std::string, Service::TRANSACTIONTYPE_PRIVACYGROUPS> Service::mapString2TransactionTypePrivacyGroups =
     reversed(mapTransactionTypePrivacyGroups2String);
 template <>
-const Tables<Service::TRANSACTIONTYPE_PRIVACYGROUPS> tables<Service::TRANSACTIONTYPE_PRIVACYGROUPS>{
+const Tables<Service::TRANSACTIONTYPE_PRIVACYGROUPS> kTables<Service::TRANSACTIONTYPE_PRIVACYGROUPS>{
     Service::mapTransactionTypePrivacyGroups2String,
     Service::mapString2TransactionTypePrivacyGroups,
 };
@@ -311,7 +311,7 @@ const std::map<Service::TRANSACTIONTYPE_FIELDS, std::string> Service::mapTransac
 const std::map<std::string, Service::TRANSACTIONTYPE_FIELDS> Service::mapString2TransactionTypeFields =
     reversed(mapTransactionTypeFields2String);
 template <>
-const Tables<Service::TRANSACTIONTYPE_FIELDS> tables<Service::TRANSACTIONTYPE_FIELDS>{
+const Tables<Service::TRANSACTIONTYPE_FIELDS> kTables<Service::TRANSACTIONTYPE_FIELDS>{
     Service::mapTransactionTypeFields2String,
     Service::mapString2TransactionTypeFields,
 };

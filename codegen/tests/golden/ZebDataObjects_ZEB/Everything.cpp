@@ -21,7 +21,7 @@ const std::map<Service::PART_FIELDS, std::string> Service::mapPartFields2String 
 const std::map<std::string, Service::PART_FIELDS> Service::mapString2PartFields =
     reversed(mapPartFields2String);
 template <>
-const Tables<Service::PART_FIELDS> tables<Service::PART_FIELDS>{
+const Tables<Service::PART_FIELDS> kTables<Service::PART_FIELDS>{
     Service::mapPartFields2String,
     Service::mapString2PartFields,
 };
@@ -33,7 +33,7 @@ const std::map<Service::WHOLE_KINDS, std::string> Service::mapWholeKinds2String 
 const std::map<std::string, Service::WHOLE_KINDS> Service::mapString2WholeKinds =
     reversed(mapWholeKinds2String);
 template <>
-const Tables<Service::WHOLE_KINDS> tables<Service::WHOLE_KINDS>{
+const Tables<Service::WHOLE_KINDS> kTables<Service::WHOLE_KINDS>{
     Service::mapWholeKinds2String,
     Service::mapString2WholeKinds,
 };
@@ -46,7 +46,7 @@ const std::map<Service::WHOLE_STATE, std::string> Service::mapWholeState2String 
 const std::map<std::string, Service::WHOLE_STATE> Service::mapString2WholeState =
     reversed(mapWholeState2String);
 template <>
-const Tables<Service::WHOLE_STATE> tables<Service::WHOLE_STATE>{
+const Tables<Service::WHOLE_STATE> kTables<Service::WHOLE_STATE>{
     Service::mapWholeState2String,
     Service::mapString2WholeState,
 };
@@ -68,7 +68,7 @@ const std::map<Service::WHOLE_FIELDS, std::string> Service::mapWholeFields2Strin
 const std::map<std::string, Service::WHOLE_FIELDS> Service::mapString2WholeFields =
     reversed(mapWholeFields2String);
 template <>
-const Tables<Service::WHOLE_FIELDS> tables<Service::WHOLE_FIELDS>{
+const Tables<Service::WHOLE_FIELDS> kTables<Service::WHOLE_FIELDS>{
     Service::mapWholeFields2String,
     Service::mapString2WholeFields,
 };
@@ -85,7 +85,7 @@ const std::map<std::string, Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUME
     reversed(mapResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong2String);
 template <>
 const Tables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>
-    tables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>{
+    kTables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>{
     Service::mapResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong2String,
     Service::mapString2ResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong,
 };
@@ -101,7 +101,7 @@ const std::map<std::string, Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOF
     reversed(mapResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName2String);
 template <>
 const Tables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>
-    tables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>{
+    kTables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>{
     Service::mapResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName2String,
     Service::mapString2ResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName,
 };
@@ -120,7 +120,7 @@ const std::map<std::string, Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS>
     reversed(mapResourceWithARatherLongNameOfItsOwnFields2String);
 template <>
 const Tables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS>
-    tables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS>{
+    kTables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS>{
     Service::mapResourceWithARatherLongNameOfItsOwnFields2String,
     Service::mapString2ResourceWithARatherLongNameOfItsOwnFields,
 };
