@@ -10,6 +10,7 @@
 
 #include "BusError.h"
 #include "Json.h"
+#include "RequestTarget.h"
 #include "WebSocketPeer.h"
 
 namespace zebbussim {

@@ -2,6 +2,7 @@
 
 #include "Json.h"
 #include "Query.h"
+#include "RequestTarget.h"
 
 namespace zebbussim {
 
