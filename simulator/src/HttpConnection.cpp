@@ -8,9 +8,7 @@
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <chrono>
 
-#include "BusError.h"
 #include "Json.h"
-#include "RequestTarget.h"
 #include "WebSocketPeer.h"
 
 namespace zebbussim {
@@ -98,16 +96,13 @@ void HttpConnection::received(const ErrorCode& error) {
     }
     closeTimer_.cancel();
     request_ = parser_->release();
-    try {
-        path_ = parseRequestTarget(std::string(request_.target()), context_.basePath).path();
-    } catch (const BusError&) {
-        path_.clear();
-    }
+    parseTarget();
+    const std::string path = busPath();
     if (!beast::websocket::is_upgrade(request_)) {
-        context_.observations.countRequest(path_);
+        context_.observations.countRequest(path);
     }
 
-    const std::optional<HttpFault> fault = context_.faults.find(path_);
+    const std::optional<HttpFault> fault = context_.faults.find(path);
     if (fault && fault->silent) {
         return;
     }
@@ -128,26 +123,39 @@ void HttpConnection::handle(const std::optional<HttpFault>& fault) {
         writeBytes(*fault->bytes);
     } else if (fault && fault->status) {
         answer({*fault->status, fault->body, ""}, false);
+    } else if (const auto* const unreadable = std::get_if<BusError>(&target_)) {
+        answer(errorAnswer(*unreadable), false);
     } else if (beast::websocket::is_upgrade(request_)) {
         try {
-            const RequestTarget target =
-                parseRequestTarget(std::string(request_.target()), context_.basePath);
-            if (target.segments.size() != 1) {
-                throw BusError::invalidPath("The WebSocket of a service is at " + context_.basePath +
-                                            "<service>");
-            }
-            handshake(target.segments[0]);
+            handshake(std::get<RequestTarget>(target_));
         } catch (const BusError& error) {
             answer(errorAnswer(error), false);
         }
     } else {
-        answer(answerHttpRequest(context_.model, context_.basePath, std::string(request_.method_string()),
-                                 std::string(request_.target()), request_.body()),
+        answer(answerHttpRequest(context_.model, std::string(request_.method_string()),
+                                 std::get<RequestTarget>(target_), request_.body()),
                false);
     }
 }
 
-void HttpConnection::handshake(const std::string& service) {
+void HttpConnection::parseTarget() {
+    try {
+        target_.emplace<RequestTarget>(parseRequestTarget(std::string(request_.target()), context_.basePath));
+    } catch (const BusError& error) {
+        target_.emplace<BusError>(error);
+    }
+}
+
+std::string HttpConnection::busPath() const {
+    const auto* const target = std::get_if<RequestTarget>(&target_);
+    return target == nullptr ? "" : target->path();
+}
+
+void HttpConnection::handshake(const RequestTarget& target) {
+    if (target.segments.size() != 1) {
+        throw BusError::invalidPath("The WebSocket of a service is at " + context_.basePath + "<service>");
+    }
+    const std::string& service = target.segments[0];
     context_.model.reachableService(service);
     http::token_list offered(request_[http::field::sec_websocket_protocol]);
     if (!offered.exists(WebSocketPeer::kSubProtocol)) {

@@ -11,10 +11,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 
 #include "BusContext.h"
+#include "BusError.h"
 #include "BusStream.h"
 #include "HttpRequests.h"
+#include "RequestTarget.h"
 
 namespace zebbussim {
 
@@ -41,7 +44,10 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     void read();
     void received(const ErrorCode& error);
     void handle(const std::optional<HttpFault>& fault);
-    void handshake(const std::string& service);
+    void parseTarget();
+    /// Where the request goes on the bus; empty when its target cannot be read.
+    std::string busPath() const;
+    void handshake(const RequestTarget& target);
     void answer(const HttpAnswer& httpAnswer, bool closeAfter);
     void writeBytes(const std::string& bytes);
     /// Closes when the client has, or a second later.
@@ -58,7 +64,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     boost::beast::flat_buffer buffer_;
     std::optional<Parser> parser_;
     Request request_;
-    std::string path_;  ///< of the request, on the bus; empty when its target cannot be read
+    std::variant<RequestTarget, BusError> target_;  ///< of the request, or why it cannot be read
     std::array<char, 4096> leftOver_;
     bool over_ = false;
 };

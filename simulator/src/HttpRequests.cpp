@@ -2,7 +2,6 @@
 
 #include "Json.h"
 #include "Query.h"
-#include "RequestTarget.h"
 
 namespace zebbussim {
 
@@ -59,10 +58,9 @@ HttpAnswer errorAnswer(const BusError& error) {
     return {error.number, "{" + errorMember(error) + timestampTail(), ""};
 }
 
-HttpAnswer answerHttpRequest(BusModel& model, const std::string& basePath, const std::string& method,
-                             const std::string& targetText, const std::string& body) {
+HttpAnswer answerHttpRequest(BusModel& model, const std::string& method, const RequestTarget& target,
+                             const std::string& body) {
     try {
-        const RequestTarget target = parseRequestTarget(targetText, basePath);
         const std::vector<std::string>& segments = target.segments;
         if (segments.empty() || segments.size() > 3) {
             throw BusError::invalidPath(

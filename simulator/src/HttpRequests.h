@@ -4,6 +4,7 @@
 
 #include "BusError.h"
 #include "BusModel.h"
+#include "RequestTarget.h"
 
 namespace zebbussim {
 
@@ -16,9 +17,9 @@ struct HttpAnswer {
 /// The answer with an error object.
 HttpAnswer errorAnswer(const BusError& error);
 
-/// Answers an HTTP request that is no WebSocket handshake. `basePath` begins and ends in "/". Never throws
-/// for anything that a request may hold.
-HttpAnswer answerHttpRequest(BusModel& model, const std::string& basePath, const std::string& method,
-                             const std::string& target, const std::string& body);
+/// Answers an HTTP request that is not a WebSocket handshake. Never throws for anything that a request can
+/// contain.
+HttpAnswer answerHttpRequest(BusModel& model, const std::string& method, const RequestTarget& target,
+                             const std::string& body);
 
 }  // namespace zebbussim

@@ -191,7 +191,7 @@ class Expansion {
 
 }  // namespace
 
-Query Query::forCollection(const std::vector<std::pair<std::string, std::string>>& terms) {
+Query Query::forCollection(const QueryTerms& terms) {
     Query query;
     std::set<std::string> options;
     for (const auto& [key, value] : terms) {
@@ -206,7 +206,7 @@ Query Query::forCollection(const std::vector<std::pair<std::string, std::string>
     return query;
 }
 
-Query Query::forElement(const std::vector<std::pair<std::string, std::string>>& terms) {
+Query Query::forElement(const QueryTerms& terms) {
     for (const auto& term : terms) {
         if (term.first != "$fields" && term.first != "$expand") {
             throw BusError::filterInvalid("An element takes $fields and $expand only, not \"" + term.first +

@@ -4,10 +4,10 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "BusModel.h"
+#include "RequestTarget.h"
 
 namespace zebbussim {
 
@@ -15,8 +15,8 @@ namespace zebbussim {
 class Query {
  public:
     /// Throws `BusError` 400 for what cannot be used. An element takes "$fields" and "$expand" alone.
-    static Query forCollection(const std::vector<std::pair<std::string, std::string>>& terms);
-    static Query forElement(const std::vector<std::pair<std::string, std::string>>& terms);
+    static Query forCollection(const QueryTerms& terms);
+    static Query forElement(const QueryTerms& terms);
 
     /// The JSON text of the elements that are asked for, as a list.
     std::string select(const Resource& resource, BusModel& model) const;
@@ -33,7 +33,7 @@ class Query {
     bool matches(const Element& element) const;
     bool comesBefore(const Element& left, const Element& right) const;
 
-    std::vector<std::pair<std::string, std::string>> filters_;
+    QueryTerms filters_;
     std::optional<std::set<std::string>> fields_;
     int expandLevel_ = 0;
     std::optional<std::set<std::string>> expandKeys_;

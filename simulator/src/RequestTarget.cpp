@@ -48,8 +48,8 @@ std::string decoded(const std::string& text) {
     return result;
 }
 
-std::vector<std::pair<std::string, std::string>> parseTerms(const std::string& query) {
-    std::vector<std::pair<std::string, std::string>> terms;
+QueryTerms parseTerms(const std::string& query) {
+    QueryTerms terms;
     std::size_t begin = 0;
     while (begin < query.size()) {
         const std::size_t end = std::min(query.find('&', begin), query.size());
@@ -108,7 +108,7 @@ RequestTarget parseRequestTarget(const std::string& target, const std::string& b
         result.segments.push_back(decoded(segment));
         if (!isName(result.segments.back())) {
             throw BusError::badRequest("The request target has a segment that is not a name: \"" +
-                                       decoded(segment) + "\"");
+                                       result.segments.back() + "\"");
         }
     }
     const std::vector<std::string> base = splitPath(basePath);

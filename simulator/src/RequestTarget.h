@@ -6,10 +6,14 @@
 
 namespace zebbussim {
 
-/// An HTTP request target, split and decoded.
+/// The terms of a query, in order: key and value.
+using QueryTerms = std::vector<std::pair<std::string, std::string>>;
+
+/// An HTTP request target, split and decoded. Each request's target is parsed once and handed on as this
+/// value.
 struct RequestTarget {
-    std::vector<std::string> segments;                       ///< without those of the base path
-    std::vector<std::pair<std::string, std::string>> terms;  ///< of the query, in order
+    std::vector<std::string> segments;  ///< without those of the base path
+    QueryTerms terms;
 
     /// "/a/b/c"; "/" when there are no segments.
     std::string path() const;

@@ -6,6 +6,7 @@
 #include <HttpRequests.h>
 #include <Json.h>
 #include <Observations.h>
+#include <RequestTarget.h>
 #include <Subscriptions.h>
 
 #include <algorithm>
@@ -67,6 +68,15 @@ const Poco::JSON::Object& initialService() {
     return *json;
 }
 
+zebbussim::HttpAnswer answerTo(zebbussim::BusModel& model, const std::string& method,
+                               const std::string& target, const std::string& body) {
+    try {
+        return answerHttpRequest(model, method, zebbussim::parseRequestTarget(target, "/bus/"), body);
+    } catch (const zebbussim::BusError& error) {
+        return zebbussim::errorAnswer(error);
+    }
+}
+
 std::string upToBlank(std::string_view& rest) {
     const std::string_view part = rest.substr(0, rest.find(' '));
     rest.remove_prefix(std::min(rest.size(), part.size() + 1));
@@ -99,7 +109,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                          [](char each) { return each >= 'A' && each <= 'Z'; })) {
             continue;  // the HTTP parser lets no such method through
         }
-        const auto answer = zebbussim::answerHttpRequest(model, "/bus/", method, target, std::string(line));
+        const auto answer = answerTo(model, method, target, std::string(line));
         require(answer.status >= 200 && answer.status != 500, "a request cannot break the bus");
         requireMessage(answer.body);
     }
