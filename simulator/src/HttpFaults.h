@@ -7,16 +7,38 @@
 
 namespace zebbussim {
 
-/// What is done to requests instead of, or before, answering them rightly.
+/// What the bus does with a request in place of, or before, the correct answer.
 struct HttpFault {
-    bool silent = false;
+    bool silent = false;  ///< the request is never answered
     std::chrono::milliseconds delay{0};
     std::optional<std::string> bytes;  ///< sent as they are, before the connection is closed
-    std::optional<int> status;
+    std::optional<int> status;         ///< answered with it and `body`
     std::string body;
+
+    static HttpFault answer(int status, const std::string& body) {
+        HttpFault fault;
+        fault.status = status;
+        fault.body = body;
+        return fault;
+    }
+    static HttpFault rawBytes(const std::string& bytes) {
+        HttpFault fault;
+        fault.bytes = bytes;
+        return fault;
+    }
+    static HttpFault silence() {
+        HttpFault fault;
+        fault.silent = true;
+        return fault;
+    }
+    static HttpFault late(std::chrono::milliseconds delay) {
+        HttpFault fault;
+        fault.delay = delay;
+        return fault;
+    }
 };
 
-/// Faults by path; one counts for its path and everything below it.
+/// The faults by path. A fault applies to its path and everything below it.
 class HttpFaults {
  public:
     void set(const std::string& path, HttpFault fault) { faults_[path] = std::move(fault); }

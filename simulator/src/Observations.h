@@ -10,7 +10,7 @@
 
 namespace zebbussim {
 
-/// What clients do, counted by the bus's thread and waited for on others.
+/// Counts of what clients do. The bus's thread changes them; any thread may read them and wait for them.
 class Observations {
  public:
     using Counts = std::map<std::string, std::size_t>;
@@ -21,14 +21,11 @@ class Observations {
         Counts handshakes;   ///< by service
         Counts requests;     ///< by path
         bool stopped = false;
-
-        static std::size_t of(const Counts& counts, const std::string& key) {
-            const auto found = counts.find(key);
-            return found == counts.end() ? 0 : found->second;
-        }
     };
+    /// One kind of numbers, for instance `&Numbers::subscribers`.
+    using Kind = Counts Numbers::*;
 
-    /// Changes the numbers and wakes those who wait.
+    /// Changes the numbers and wakes the threads that wait.
     template <typename Change>
     void update(Change change) {
         const std::lock_guard lock(mutex_);
@@ -36,50 +33,65 @@ class Observations {
         changed_.notify_all();
     }
 
-    template <typename Read>
-    auto read(Read function) const {
+    std::size_t count(Kind kind, const std::string& key) const {
         const std::lock_guard lock(mutex_);
-        return function(numbers_);
+        return present(kind, key);
     }
 
-    /// Waits until `condition` of the numbers holds. False when the time is over or the simulator has
-    /// stopped.
-    template <typename Condition>
-    bool wait(Condition condition, std::chrono::milliseconds timeout) const {
-        std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, timeout, [&] { return numbers_.stopped || condition(numbers_); });
-        return condition(numbers_);
+    /// Waits until the count is at least `wanted`, or 0 if that is wanted. Returns false when the time is
+    /// over or the simulator stops.
+    bool waitForCount(Kind kind, const std::string& key, std::size_t wanted,
+                      std::chrono::milliseconds timeout) const {
+        return wait(
+            [&] {
+                const std::size_t counted = present(kind, key);
+                return wanted == 0 ? counted == 0 : counted >= wanted;
+            },
+            timeout);
     }
 
-    /// Messages that wait to be sent. Counted apart, and told only when none is left, since it changes twice
-    /// per message.
+    /// Waits until no message waits to be sent. Returns false as `waitForCount()` does.
+    bool waitUntilSent(std::chrono::milliseconds timeout) const {
+        return wait([this] { return unsent_ == 0; }, timeout);
+    }
+
+    /// Messages that wait to be sent. They are counted apart from the other numbers, because the count
+    /// changes twice per message; the waiting threads are woken only when it reaches 0.
     void addUnsent(std::size_t messages) { unsent_ += messages; }
     void removeUnsent(std::size_t messages) {
         if (messages > 0 && (unsent_ -= messages) == 0) {
             update([](Numbers&) {});
         }
     }
-    std::size_t unsentMessages() const { return unsent_; }
 
-    /// Counts a request; paths beyond the ten thousandth are not told apart, so that memory stays bounded.
+    /// Counts a request. All paths beyond the first ten thousand share one count, which bounds the memory.
     void countRequest(const std::string& path) {
         constexpr std::size_t maximumPaths = 10000;
-        update([&](Numbers& present) {
-            const bool isNew = present.requests.count(path) == 0;
-            ++present.requests[isNew && present.requests.size() >= maximumPaths ? "" : path];
+        update([&](Numbers& numbers) {
+            const bool isNew = numbers.requests.count(path) == 0;
+            ++numbers.requests[isNew && numbers.requests.size() >= maximumPaths ? "" : path];
         });
     }
 
  private:
+    template <typename Condition>
+    bool wait(Condition condition, std::chrono::milliseconds timeout) const {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, timeout, [&] { return numbers_.stopped || condition(); });
+        return condition();
+    }
+
+    /// Called with the mutex locked.
+    std::size_t present(Kind kind, const std::string& key) const {
+        const Counts& counts = numbers_.*kind;
+        const auto found = counts.find(key);
+        return found == counts.end() ? 0 : found->second;
+    }
+
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
     Numbers numbers_;
     std::atomic<std::size_t> unsent_ = 0;
 };
-
-/// Whether there are at least so many, or none when none are wanted.
-inline bool reached(std::size_t present, std::size_t wanted) {
-    return wanted == 0 ? present == 0 : present >= wanted;
-}
 
 }  // namespace zebbussim

@@ -5,12 +5,20 @@
 #include <algorithm>
 #include <vector>
 
+#include "BusError.h"
+
 namespace zebbussim {
 
 Registry::Registry(BusModel& busModel) : model_(busModel) {
     Poco::JSON::Object resources;
     resources.set(kResource, Poco::JSON::Array::Ptr(new Poco::JSON::Array));
     model_.addService(kService, resources, true);
+}
+
+void Registry::refuseOwnName(const std::string& service) {
+    if (service == kService) {
+        throw BusError::badRequest(std::string("The service ") + kService + " is built in");
+    }
 }
 
 void Registry::setAddress(const std::string& baseUri, const std::string& basePath) {

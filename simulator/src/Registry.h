@@ -6,19 +6,23 @@
 
 namespace zebbussim {
 
-/// Keeps the service "serviceregistry" true: one element per other service that is present.
+/// The service "serviceregistry": keeps one element for each other service that is present. Used on the bus's
+/// thread.
 class Registry {
  public:
     static constexpr const char* kService = "serviceregistry";
     static constexpr const char* kResource = "services";
 
+    /// Throws `BusError` 400 for the registry's own name, which no other service may have.
+    static void refuseOwnName(const std::string& service);
+
     /// Creates the service in the model, without elements.
     explicit Registry(BusModel& busModel);
 
-    /// Where this server is, as clients are told.
+    /// Sets the address of this server that the elements contain.
     void setAddress(const std::string& baseUri, const std::string& basePath);
 
-    /// Brings the elements in line with the services of the model.
+    /// Updates the elements to match the services of the model.
     void update();
 
  private:

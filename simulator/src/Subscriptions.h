@@ -47,11 +47,12 @@ class Subscriptions {
     /// Ends the subscriptions to an element that was removed.
     void endElement(const BusPath& path);
 
-    /// Nothing: at once. Otherwise later, or never when there is no time in it.
+    /// How long a first notification is held back; without a delay, until it is released.
     struct Hold {
         std::optional<std::chrono::milliseconds> delay;
     };
-    void holdFirstNotifications(std::optional<Hold> newHold) { hold_ = newHold; }
+    void holdFirstNotifications(const Hold& hold) { hold_ = hold; }
+    /// Sends the first notifications that are held back, and later ones at once.
     void releaseFirstNotifications();
 
  private:

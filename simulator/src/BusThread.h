@@ -1,0 +1,81 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <future>
+#include <memory>
+#include <optional>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+namespace zebbussim {
+
+/// The thread that serves the bus, with its `io_context`. Runs once: `start()`, then `requestEnd()` and
+/// `join()`. An exception from a handler is written to standard error, and the thread goes on.
+///
+/// Owned by the simulator. Whatever uses the `io_context` must be destroyed before this object.
+class BusThread {
+ public:
+    boost::asio::io_context& ioContext() { return ioContext_; }
+
+    void start();
+    /// Ends the thread after the present handler; handlers that still wait are dropped.
+    void requestEnd() { ioContext_.stop(); }
+    void join() { thread_.join(); }
+
+    /// Runs a function on this thread, later. Any thread may call it.
+    void post(std::function<void()> function);
+    /// The same when the time has passed; called on this thread. The function is dropped if the thread ends
+    /// before.
+    void runLater(std::chrono::milliseconds delay, std::function<void()> function);
+
+    /// Runs a function on this thread, waits for it, and returns what it returns or throws what it throws.
+    /// Must not be called on this thread.
+    template <typename Function>
+    auto invoke(Function function) {
+        using Result = decltype(function());
+        const auto outcome = std::make_shared<Outcome<Result>>();
+        std::future<void> decided = outcome->decided.get_future();
+        boost::asio::post(ioContext_, [&function, outcome] {
+            try {
+                if constexpr (std::is_void_v<Result>) {
+                    function();
+                } else {
+                    outcome->value = function();
+                }
+            } catch (...) {
+                outcome->error = std::current_exception();
+            }
+            outcome->decided.set_value();
+        });
+        decided.get();
+        if (outcome->error) {
+            // Moved out, because this thread must not release an exception that the caller still reads.
+            std::rethrow_exception(std::exchange(outcome->error, nullptr));
+        }
+        if constexpr (!std::is_void_v<Result>) {
+            return std::move(*outcome->value);
+        }
+    }
+
+ private:
+    /// The result of an invoked function.
+    template <typename Result>
+    struct Outcome {
+        std::conditional_t<std::is_void_v<Result>, std::monostate, std::optional<Result>> value;
+        std::exception_ptr error;
+        std::promise<void> decided;
+    };
+
+    void run();
+
+    boost::asio::io_context ioContext_{1};
+    std::thread thread_;
+};
+
+}  // namespace zebbussim
