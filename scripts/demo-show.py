@@ -1,15 +1,15 @@
 #!/usr/bin/python3
-"""The show of scripts/demo: a simulated vehicle, clamp-monitor beside it, and a look at every event.
+"""The second part of scripts/demo: runs a simulated vehicle and clamp-monitor, and checks every event.
 
     scripts/demo-show.py DIRECTORY [--interactive] [--logs DIRECTORY] [--monitor COMMAND] [--patience SECONDS]
 
-The first directory is that of a build, or of an installed copy. clamp-monitor writes one JSON object per event.
-Each is printed for people, kept in the log directory, and compared with what has to come next: a missing, surplus
-or wrong event ends the demo with exit status 1. Nothing here waits for a guessed time; every wait is for an event,
-with a time limit.
+The first directory contains a build or an installed copy. clamp-monitor writes one JSON object per event. The demo
+prints each event for people, keeps it in the log directory, and compares it with the expected one. A missing,
+surplus or wrong event ends the demo with exit status 1. The demo never sleeps for a guessed time: every wait is for
+an event and has a time limit.
 
---monitor replaces clamp-monitor, for the test that a monitor which misses a change makes the demo fail; --patience
-is how long it waits for one event.
+--monitor replaces clamp-monitor; a test uses it to check that the demo fails if a monitor misses a change.
+--patience is the time limit for one event.
 """
 
 import argparse
@@ -44,11 +44,11 @@ def say(text):
 
 
 class Failure(Exception):
-    """The demo has not shown what it has to show."""
+    """Something did not happen as the demo expects."""
 
 
 def program(directory, name):
-    """Where a program stands in a build or in an installed copy."""
+    """The path of a program in a build or in an installed copy."""
     for place in ("bin", "simulator", f"tools/{name}"):
         if (directory / place / name).is_file():
             return str(directory / place / name)
@@ -56,16 +56,16 @@ def program(directory, name):
 
 
 class Program:
-    """A started program whose output can be waited for line by line. Ended with the object's `with`."""
+    """A running program. Its output can be awaited line by line. The end of the object's `with` ends the program."""
 
-    patience = 30.0  # s for one event; the slowest honest one is a reconnect after a full back-off
+    patience = 30.0  # s for one event; the slowest one is a reconnect after the longest pause
 
     def __init__(self, name, command, log_directory):
         self.name = name
         self.error_log = log_directory / f"{name}.err"
         self.output_log = log_directory / f"{name}.out"
         with self.error_log.open("ab") as errors:
-            # A session of its own: Ctrl-C reaches this script alone, which ends its programs in order.
+            # In a separate session, so Ctrl-C reaches only this script, which ends its programs in order.
             self.process = subprocess.Popen(
                 command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=errors, start_new_session=True
             )
@@ -85,15 +85,15 @@ class Program:
         try:
             return self.lines.get(timeout=patience or self.patience)
         except queue.Empty:
-            raise Failure(f"{self.name}: nothing came within {self.patience:g} s; expected {what}") from None
+            raise Failure(f"{self.name}: no output within {self.patience:g} s; expected {what}") from None
 
     def stop(self):
-        """Asks the program to end, and gives its exit status."""
+        """Sends SIGTERM and returns the exit status."""
         self.process.send_signal(signal.SIGTERM)
         try:
             return self.process.wait(timeout=self.patience)
         except subprocess.TimeoutExpired:
-            raise Failure(f"{self.name} has not ended within {self.patience:g} s of SIGTERM") from None
+            raise Failure(f"{self.name} did not end within {self.patience:g} s of SIGTERM") from None
 
     def __enter__(self):
         return self
@@ -109,7 +109,7 @@ class Program:
 
 
 class Vehicle(Program):
-    """zeb-bus-sim on loopback."""
+    """zeb-bus-sim on the loopback interface."""
 
     READY = "zeb-bus-sim: listening on "
 
@@ -131,7 +131,7 @@ class Vehicle(Program):
         return [program(build, "zeb-bus-sim"), "--port", str(port), str(BUS)]
 
     def clamp15(self):
-        """Path and state of the element that the client is to find."""
+        """The path and the state of the element that the client should find."""
         with urllib.request.urlopen(f"{self.url}ClampControl/clamps/?type=Clamp15", timeout=10) as answer:
             element = json.load(answer)["data"][0]
         return element["uri"].lstrip("/"), element["isSwitchedOn"]
@@ -149,10 +149,10 @@ class Vehicle(Program):
 
 
 class Monitor(Program):
-    """clamp-monitor, with the configuration that leads it to the vehicle."""
+    """clamp-monitor, configured to connect to the vehicle."""
 
     MEANING = {
-        ("connection", True): ("32", "the ClampControl service is there"),
+        ("connection", True): ("32", "the ClampControl service is present"),
         ("connection", False): ("31", "the ClampControl service is gone"),
         ("notification", None): ("2", "the vehicle has sent the clamp's state"),
         ("clamp15", True): ("1;32", "terminal 15 is ON"),
@@ -164,7 +164,7 @@ class Monitor(Program):
         super().__init__("clamp-monitor", command, log_directory)
 
     def next_event(self, what, patience=None):
-        """The next event as (name, value), printed on the way; None at the end of the output."""
+        """Prints the next event and returns it as (name, value), or None at the end of the output."""
         line = self.next_line(what, patience)
         if line is None:
             return None
@@ -179,22 +179,22 @@ class Monitor(Program):
         return name, value
 
     def see(self, *expected, beside=()):
-        """Expects these events, in this order. Those of `beside` may come anywhere between them."""
+        """Expects these events in this order. Those in `beside` may come at any point, in their own order."""
         expected, beside = list(expected), list(beside)
         while expected or beside:
             what = " or ".join(describe(event) for event in expected[:1] + beside)
             event = self.next_event(what)
             if event is None:
-                raise Failure(f"clamp-monitor has ended (status {self.process.wait()}); expected {what}")
+                raise Failure(f"clamp-monitor ended (status {self.process.wait()}); expected {what}")
             if expected and matches(event, expected[0]):
                 expected.pop(0)
             elif beside and matches(event, beside[0]):
                 beside.pop(0)
             else:
-                raise Failure(f"clamp-monitor told {describe(event)}; expected {what}")
+                raise Failure(f"clamp-monitor reported {describe(event)}; expected {what}")
 
     def see_subscription(self, switched_on):
-        """A subscription brings the present state at once, told by another thread than the subscription itself."""
+        """A subscription brings the present state at once. Another thread reports the subscription itself."""
         self.see(("notification", None), ("clamp15", switched_on), beside=[("subscribed", ANY)])
 
     def see_change(self, switched_on):
@@ -205,14 +205,14 @@ class Monitor(Program):
         self.see(("stopped", None))
         surplus = self.next_event("the end of the output")
         if surplus is not None:
-            raise Failure(f"clamp-monitor told {describe(surplus)} after it had stopped")
+            raise Failure(f"clamp-monitor reported {describe(surplus)} after it had stopped")
         if status != 0:
             raise Failure(f"clamp-monitor ended with status {status}; expected 0")
-        say("clamp-monitor has ended with exit status 0")
+        say("clamp-monitor ended with exit status 0")
 
 
 def clock(time):
-    """The time of day of an ISO 8601 time, to the millisecond: all that people need here."""
+    """The time of day of an ISO 8601 time, to the millisecond."""
     return time.rpartition("T")[2][:12]
 
 
@@ -252,22 +252,22 @@ def show(build, logs, monitor_command):
         path, switched_on = vehicle.clamp15()
 
         heading("2. An application follows terminal 15")
-        say("clamp-monitor is a small application on the client library. It waits for the service, subscribes, and")
-        say("is told the present state at once:")
+        say("clamp-monitor is a small application that uses the client library. It waits for the service,")
+        say("subscribes, and receives the present state at once:")
         write_configuration(logs / "ClientConfig.json", vehicle)
         with Monitor(monitor_command, logs) as monitor:
             monitor.see(("connection", True))
             monitor.see_subscription(switched_on)
 
             heading("3. The driver turns the key")
-            say("Each change of the clamp on the bus is one notification to the application:")
+            say("The application receives one notification for each change of the clamp on the bus:")
             for _ in range(3):
                 switched_on = not switched_on
                 vehicle.switch(path, switched_on)
                 monitor.see_change(switched_on)
 
             heading("4. Five changes in quick succession")
-            say("None is lost, and none overtakes another:")
+            say("All of them arrive, in order:")
             changes = []
             for _ in range(5):
                 switched_on = not switched_on
@@ -276,15 +276,15 @@ def show(build, logs, monitor_command):
             for change in changes:
                 monitor.see_change(change)
 
-            heading("5. The service goes away")
-            say("The simulator is stopped. The application is told:")
+            heading("5. The service disappears")
+            say("The simulator is stopped. The client reports it to the application:")
             if vehicle.stop() != 0:
                 raise Failure(f"zeb-bus-sim ended with status {vehicle.process.returncode}; expected 0")
             monitor.see(("connection", False))
 
-            heading("6. The service comes back")
-            say("The simulator starts again, at the same address. The application is told, subscribes again, and")
-            say("follows the clamp as before:")
+            heading("6. The service returns")
+            say("The simulator starts again at the same address. The client reports it. The application subscribes")
+            say("again and follows the clamp as before:")
             with Vehicle(build, logs, vehicle.port) as vehicle_again:
                 path, switched_on = vehicle_again.clamp15()
                 monitor.see(("connection", True))
@@ -294,28 +294,28 @@ def show(build, logs, monitor_command):
                 monitor.see_change(switched_on)
 
                 heading("7. A clean stop")
-                say("clamp-monitor receives SIGTERM, stops its client and ends:")
+                say("clamp-monitor receives SIGTERM, stops its client and exits:")
                 monitor.see_clean_stop()
 
-    heading("Everything was seen, in order.")
+    heading("Every expected event was observed, in order.")
     say(f"Events and logs: {logs}")
 
 
 def play(build, logs, monitor_command):
-    heading("A vehicle, and an application that follows its terminal 15")
+    heading("A vehicle, and an application that follows terminal 15")
     with Vehicle(build, logs) as vehicle:
         path, _ = vehicle.clamp15()
         write_configuration(logs / "ClientConfig.json", vehicle)
         with Monitor(monitor_command, logs) as monitor:
-            heading("Now you, in another terminal. Switch terminal 15 on, and off:")
+            heading("Your turn, in another terminal. Switch terminal 15 on and off:")
             say(shlex.join(vehicle.switch_command(path, True)))
             say(shlex.join(vehicle.switch_command(path, False)))
             heading("Look at the bus:")
             say(f"curl {vehicle.url}ClampControl/clamps")
-            heading("Take the service away, and bring it back:")
+            heading("Stop the service and start it again:")
             say(f"kill {vehicle.process.pid}")
             say(shlex.join(Vehicle.start_command(build, vehicle.port)))
-            heading("Ctrl-C here ends the demo. What the application is told:")
+            heading("Ctrl-C here ends the demo. The events of the application:")
             while True:
                 try:
                     event = monitor.next_event("an event", patience=threading.TIMEOUT_MAX)
@@ -326,7 +326,7 @@ def play(build, logs, monitor_command):
                         pass
                     return
                 if event is None:
-                    raise Failure(f"clamp-monitor has ended with status {monitor.process.wait()}")
+                    raise Failure(f"clamp-monitor ended with status {monitor.process.wait()}")
 
 
 def print_log_ends(logs):
@@ -355,7 +355,7 @@ def main():
         raise KeyboardInterrupt
 
     def time_out(*_):
-        raise Failure(f"the demo has not ended within {WHOLE_LIMIT} s")
+        raise Failure(f"the demo did not end within {WHOLE_LIMIT} s")
 
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, interrupt)
@@ -369,7 +369,7 @@ def main():
             signal.alarm(WHOLE_LIMIT)
             show(arguments.build, logs, command)
     except Failure as failure:
-        print(paint("1;31", f"\nThe demo has failed: {failure}"), file=sys.stderr)
+        print(paint("1;31", f"\nThe demo failed: {failure}"), file=sys.stderr)
         print_log_ends(logs)
         return 1
     except KeyboardInterrupt:
