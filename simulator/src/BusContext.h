@@ -9,7 +9,8 @@
 
 namespace zebbussim {
 
-/// What every connection works on; all of it, but the observations, on the bus's thread alone.
+/// The parts of the bus that all connections share. Everything but the observations is used on the bus's
+/// thread only.
 struct BusContext {
     BusModel& model;
     Subscriptions& subscriptions;

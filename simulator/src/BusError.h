@@ -5,7 +5,7 @@
 
 namespace zebbussim {
 
-/// A request that is refused, with what the error object on the wire says.
+/// The error of a refused request, with the members of the protocol's error object.
 class BusError : public std::runtime_error {
  public:
     BusError(int errorNumber, const std::string& errorReason, const std::string& message)

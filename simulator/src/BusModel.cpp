@@ -14,12 +14,12 @@ namespace {
 std::string stringMember(const Poco::JSON::Object& json, const std::string& key) {
     const Poco::Dynamic::Var value = json.get(key);
     if (value.type() != typeid(std::string)) {
-        throw BusError::badRequest("\"" + key + "\" must be a string, and is " + toText(value));
+        throw BusError::badRequest("\"" + key + "\" must be a string, but is " + toText(value));
     }
     return value.extract<std::string>();
 }
 
-/// Throws when `json` has the member with another value than the one that never changes.
+/// Throws if `json` contains the member, which must not change, with a different value.
 void requireFixed(const Poco::JSON::Object& json, const std::string& key, const std::string& value) {
     if (json.has(key) && stringMember(json, key) != value) {
         throw BusError::badRequest("\"" + key + "\" of " + quoted(value) + " cannot be changed to " +
@@ -30,7 +30,7 @@ void requireFixed(const Poco::JSON::Object& json, const std::string& key, const 
 Element makeElement(const BusPath& path, const Poco::JSON::Object& json) {
     if (!isName(path.id)) {
         throw BusError::badRequest("An element of " + path.collectionText() +
-                                   " has no \"id\" that could be in a path");
+                                   " has an \"id\" that cannot be part of a path");
     }
     requireFixed(json, "id", path.id);
     requireFixed(json, "uri", path.text());
@@ -72,7 +72,7 @@ std::string Resource::text() const {
 
 void BusModel::addService(const std::string& name, const Poco::JSON::Object& json, bool readOnly) {
     if (!isName(name)) {
-        throw BusError::badRequest("The service name " + quoted(name) + " could not be in a path");
+        throw BusError::badRequest("The service name " + quoted(name) + " cannot be part of a path");
     }
     Service added;
     added.readOnly = readOnly;
@@ -91,7 +91,7 @@ void BusModel::addService(const std::string& name, const Poco::JSON::Object& jso
             }
             const BusPath path{name, resourceName, idOf(*item, collectionText)};
             if (resource.find(path.id) != nullptr) {
-                throw BusError::badRequest("The id " + quoted(path.id) + " is there twice in " +
+                throw BusError::badRequest("The id " + quoted(path.id) + " occurs twice in " +
                                            collectionText);
             }
             resource.elements.push_back(makeElement(path, *item));

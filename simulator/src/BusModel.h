@@ -11,7 +11,7 @@
 
 namespace zebbussim {
 
-/// Text that many messages share.
+/// A text shared by many messages.
 using SharedText = std::shared_ptr<const std::string>;
 
 struct Element {
@@ -20,12 +20,12 @@ struct Element {
     SharedText text;  ///< `json` as text, made once per change
 };
 
-/// The elements of a resource, in the order in which they came.
+/// The elements of a resource, in the order in which they were added.
 struct Resource {
     std::vector<Element> elements;
 
     Element* find(const std::string& id);
-    /// The text of the collection: a list of all elements.
+    /// The JSON text of the collection: a list of all elements.
     std::string text() const;
 };
 
@@ -36,22 +36,21 @@ struct Service {
     bool readOnly = false;  ///< over the wire
 };
 
-/// Is told what has changed in the model, after the change.
+/// Receives the changes of the model, each after it was made, on the thread that made it.
 class BusListener {
  public:
     virtual ~BusListener() = default;
-    /// An element has a new state; so has its collection.
+    /// An element has a new state, and so has its collection.
     virtual void elementChanged(const BusPath& path, const Element& element) = 0;
-    /// An element came to be or is gone.
     virtual void elementAdded(const BusPath& path) = 0;
     virtual void elementRemoved(const BusPath& path) = 0;
-    /// A service came, went, or is available again or no more.
+    /// A service was added, replaced, removed or brought back.
     virtual void servicesChanged() = 0;
-    /// A service cannot be reached any more.
+    /// A service can no longer be reached, or is about to be replaced.
     virtual void serviceClosed(const std::string& service) = 0;
 };
 
-/// What is on the bus: services, their resources, their elements. Used on one thread at a time.
+/// The content of the bus: services, their resources and the elements of those. Not thread-safe.
 class BusModel {
  public:
     void setListener(BusListener* busListener) { listener_ = busListener; }
@@ -63,23 +62,23 @@ class BusModel {
 
     void addElement(const BusPath& path, const Poco::JSON::Object& json);
     void removeElement(const BusPath& path);
-    /// Merges `changes` into the element and tells the listener.
+    /// Merges `changes` into the element.
     void set(const BusPath& path, const Poco::JSON::Object& changes);
-    /// Gives the element a state that was made with `merged()`.
+    /// Replaces the element by a state that `merged()` returned.
     void replace(const BusPath& path, const Element& state);
-    /// The element with `changes` merged into it; the model stays as it is.
+    /// Returns the element with `changes` merged into it. Does not change the model.
     Element merged(const BusPath& path, const Poco::JSON::Object& changes);
 
-    /// All of these throw `BusError` 404 for what is not there. Services that are not available are found.
+    /// These three throw `BusError` 404 for what does not exist. They also find unavailable services.
     Service& service(const std::string& name);
     Resource& collection(const BusPath& path);
     Element& element(const BusPath& path);
-    /// Null when it is not there, or its service is not reachable.
+    /// Returns null if the element does not exist or its service was removed.
     Element* findElement(const BusPath& path);
-    /// Throws `BusError` 404 or 503 unless requests to the service can be served.
+    /// Throws `BusError` 404 if the service does not exist, 503 if it is unavailable.
     Service& reachableService(const std::string& name);
 
-    /// Names of the services that are present, in the order in which they came.
+    /// The names of the present services, in the order in which they were added.
     std::vector<std::string> presentServices() const;
 
  private:

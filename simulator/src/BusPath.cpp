@@ -46,8 +46,7 @@ BusPath parseBusPath(const std::string& text) {
 BusPath parseElementPath(const std::string& text) {
     BusPath path = parseBusPath(text);
     if (path.isCollection()) {
-        throw BusError::invalidPath("The path " + quoted(text) +
-                                    " is that of a collection, not of an element");
+        throw BusError::invalidPath("The path " + quoted(text) + " names a collection, not an element");
     }
     return path;
 }

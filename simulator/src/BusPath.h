@@ -5,7 +5,7 @@
 
 namespace zebbussim {
 
-/// The place of a collection or an element on the bus.
+/// The path of a collection or an element on the bus.
 struct BusPath {
     std::string service;
     std::string resource;
@@ -19,14 +19,14 @@ struct BusPath {
 /// Whether a text can name a service, a resource or an element.
 bool isName(const std::string& text);
 
-/// The segments of a path that begins with "/"; the empty one after a trailing "/" is left out.
+/// The segments of a path that begins with "/". A trailing "/" adds no segment.
 std::vector<std::string> splitPath(const std::string& path);
 
 /// Parses "/<service>/<resource>" or "/<service>/<resource>/<id>"; a trailing "/" is allowed. Throws
-/// `BusError`: 400 where the text is no path, 404 where it has too few or too many segments.
+/// `BusError`: 400 if the text is not a path, 404 if it has too few or too many segments.
 BusPath parseBusPath(const std::string& text);
 
-/// Parses the path of an element; throws `BusError` 404 for that of a collection.
+/// Parses the path of an element. Throws `BusError` as `parseBusPath()` does, and 404 for a collection.
 BusPath parseElementPath(const std::string& text);
 
 }  // namespace zebbussim

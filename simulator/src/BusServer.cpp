@@ -45,7 +45,7 @@ void BusServer::accepted(const ErrorCode& error, tcp::socket&& socket) {
         return;
     }
     if (error) {
-        // Out of file descriptors, say: trying again at once would only spin.
+        // For instance out of file descriptors: an immediate retry would only spin.
         retryTimer_.expires_after(kAcceptPause);
         retryTimer_.async_wait([this](const ErrorCode& timerError) {
             if (!timerError) {
@@ -90,7 +90,7 @@ void BusServer::close() {
     ErrorCode ignored;
     acceptor_.close(ignored);
     retryTimer_.cancel();
-    // Copies, since connections leave the sets when they end.
+    // Copies, because connections leave the sets when they end.
     const auto openConnections = connections_;
     for (const auto& connection : openConnections) {
         connection->close();

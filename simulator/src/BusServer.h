@@ -19,28 +19,26 @@
 
 namespace zebbussim {
 
-/// Listens on one port and keeps the connections. Everything but the construction runs on the context's
-/// thread.
+/// Listens on one port and owns the connections. After the construction it is used on the bus's thread only.
 class BusServer {
  public:
     struct Events {
         std::function<void()> queueShrank;  ///< a message was sent, or a peer ended
-        std::function<void()> closed;       ///< after `close()`, when no connection is left
+        std::function<void()> closed;       ///< `close()` was called and no connection is left
     };
 
-    /// Listens when it returns, with TLS if there is a context for it; throws `std::runtime_error` when it
-    /// cannot.
+    /// Starts to listen, with TLS if there is a TLS context. Throws `std::runtime_error` if it cannot listen.
     BusServer(boost::asio::io_context& ioContext, BusContext& busContext, const std::string& address,
               std::uint16_t port, std::optional<boost::asio::ssl::context> tlsContext, Events serverEvents);
 
     std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
 
-    /// Stops listening and closes all connections.
+    /// Stops listening and closes all connections; `Events::closed` reports the end.
     void close();
 
     /// The open WebSockets of a service.
     std::vector<std::shared_ptr<WebSocketPeer>> peersOf(const std::string& service) const;
-    /// What waits for the client for which most waits.
+    /// The bytes queued for the slowest client.
     std::size_t longestQueue() const;
 
  private:

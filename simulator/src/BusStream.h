@@ -13,15 +13,14 @@
 
 namespace zebbussim {
 
-/// What a connection runs on, whatever it speaks: TCP, with TLS in between or not. Can be moved while nothing
-/// is under way.
+/// The byte stream of a connection: TCP with or without TLS. Must not be moved during an operation.
 class BusStream {
  public:
     using Socket = boost::asio::ip::tcp::socket;
     using executor_type = Socket::executor_type;
     using ErrorCode = boost::system::error_code;
 
-    /// Without TLS when there is no context; the context outlives the stream.
+    /// Uses TLS if there is a context, which must outlive the stream.
     BusStream(Socket&& socket, boost::asio::ssl::context* tlsContext)
         : layers_(std::make_unique<Layers>(std::move(socket))) {
         if (tlsContext != nullptr) {
@@ -32,7 +31,8 @@ class BusStream {
     Socket& socket() { return layers_->socket; }
     executor_type get_executor() { return layers_->socket.get_executor(); }
 
-    /// Makes ready to read and write; the handler is given an error code, at once where there is no TLS.
+    /// Does the TLS handshake, after which the stream can be read and written. The handler gets an error
+    /// code; without TLS it is called at once.
     template <typename Handler>
     void begin(Handler&& handler) {
         if (layers_->tls) {
@@ -43,7 +43,8 @@ class BusStream {
         }
     }
 
-    /// Says that nothing more is written. What is still read is of no use, and comes from the socket.
+    /// Ends TLS: nothing more may be written, and further input must be read from the socket and discarded.
+    /// The handler gets an error code; without TLS it is called at once.
     template <typename Handler>
     void end(Handler&& handler) {
         if (layers_->tls) {
@@ -72,7 +73,7 @@ class BusStream {
     }
 
  private:
-    // In one place that does not move, since the upper refers to the lower.
+    // On the heap, because the TLS stream refers to the socket, which therefore must not move.
     struct Layers {
         explicit Layers(Socket&& accepted) : socket(std::move(accepted)) {}
         Socket socket;
@@ -82,18 +83,19 @@ class BusStream {
     std::unique_ptr<Layers> layers_;
 };
 
-/// How Beast gives up a stream whose time is over.
+/// Beast calls this to close a stream whose time limit has run out.
 inline void beast_close_socket(BusStream& stream) {
     BusStream::ErrorCode ignored;
     stream.socket().close(ignored);
 }
 
-/// How Beast ends the stream after the closing handshake of a WebSocket.
+/// Beast calls this to end the stream after the closing handshake of a WebSocket.
 template <typename Handler>
 void async_teardown(boost::beast::role_type role, BusStream& stream, Handler&& handler) {
     stream.end(
         [role, &stream, handler = std::forward<Handler>(handler)](const BusStream::ErrorCode&) mutable {
-            // A client that has gone away without an end to TLS has still closed its WebSocket.
+            // The error is ignored: a client that disconnects without ending TLS has still closed its
+            // WebSocket.
             boost::beast::websocket::async_teardown(role, stream.socket(), std::move(handler));
         });
 }

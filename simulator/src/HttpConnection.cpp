@@ -26,10 +26,10 @@ constexpr std::chrono::seconds kFinishTime{1};
 
 std::optional<HttpAnswer> answerToBrokenRequest(const boost::system::error_code& error) {
     if (error == http::error::body_limit) {
-        return errorAnswer({413, "payload_too_large", "A request body has at most 1 MiB"});
+        return errorAnswer({413, "payload_too_large", "A request body must not exceed 1 MiB"});
     }
     if (error == http::error::header_limit) {
-        return errorAnswer({431, "header_too_large", "Request line and headers have at most 8 KiB"});
+        return errorAnswer({431, "header_too_large", "The request line and headers must not exceed 8 KiB"});
     }
     const bool isHttpError = error.category() == http::make_error_code(http::error::bad_target).category();
     if (isHttpError && error != http::error::end_of_stream && error != http::error::partial_message) {
@@ -61,7 +61,7 @@ void HttpConnection::start() {
 void HttpConnection::closeIn(std::chrono::seconds time) {
     closeTimer_.expires_after(time);
     closeTimer_.async_wait([self = shared_from_this()](const ErrorCode& error) {
-        // Put off after it had gone off already, but before it was heard.
+        // The timer may expire, and get a new time before this handler runs.
         const bool isPutOff = self->closeTimer_.expiry() > std::chrono::steady_clock::now();
         if (!error && !isPutOff) {
             self->close();
@@ -183,7 +183,7 @@ void HttpConnection::answer(const HttpAnswer& httpAnswer, bool closeAfter) {
     response->body() = httpAnswer.body;
     response->prepare_payload();
     if (request_.method() == http::verb::head) {
-        response->body().clear();  // the length stays that of the body left out
+        response->body().clear();  // the length of the omitted body stays
     }
     closeIn(kIdleTime);
     http::async_write(stream_, *response,
@@ -209,7 +209,7 @@ void HttpConnection::writeBytes(const std::string& bytes) {
 }
 
 void HttpConnection::finish() {
-    // Closing with unread bytes would reset the connection, and the client might lose the answer.
+    // Closing a connection with unread bytes resets it, and the client may lose the answer.
     closeIn(kFinishTime);
     stream_.end([self = shared_from_this()](const ErrorCode&) {
         ErrorCode ignored;

@@ -21,8 +21,10 @@
 
 namespace zebbussim {
 
-/// One connection as long as it speaks HTTP. Answers one request after the other, until a WebSocket handshake
-/// takes the connection over.
+/// A connection that speaks HTTP. Answers one request after the other. A WebSocket handshake ends it and
+/// hands the stream on.
+///
+/// Owned by the server's set of connections and by its own pending operations. Used on the bus's thread.
 class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
  public:
     using Request = boost::beast::http::request<boost::beast::http::string_body>;
@@ -45,15 +47,15 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     void received(const ErrorCode& error);
     void handle(const std::optional<HttpFault>& fault);
     void parseTarget();
-    /// Where the request goes on the bus; empty when its target cannot be read.
+    /// The path of the request on the bus; empty if its target cannot be parsed.
     std::string busPath() const;
     void handshake(const RequestTarget& target);
     void answer(const HttpAnswer& httpAnswer, bool closeAfter);
     void writeBytes(const std::string& bytes);
-    /// Closes when the client has, or a second later.
+    /// Closes the connection when the client has closed it, or after a second.
     void finish();
     void discardInput();
-    /// Closes after this time, unless it is put off.
+    /// Closes the connection after this time. A later call replaces the time.
     void closeIn(std::chrono::seconds time);
 
     BusStream stream_;
@@ -64,7 +66,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     boost::beast::flat_buffer buffer_;
     std::optional<Parser> parser_;
     Request request_;
-    std::variant<RequestTarget, BusError> target_;  ///< of the request, or why it cannot be read
+    std::variant<RequestTarget, BusError> target_;  ///< or why it cannot be parsed
     std::array<char, 4096> leftOver_;
     bool over_ = false;
 };

@@ -9,7 +9,7 @@ namespace {
 
 HttpAnswer methodNotAllowed(const std::string& method, const std::string& allow) {
     HttpAnswer answer =
-        errorAnswer({405, "method_not_allowed", method + " is not possible here, only " + allow});
+        errorAnswer({405, "method_not_allowed", method + " is not allowed here, only " + allow});
     answer.allow = allow;
     return answer;
 }

@@ -11,10 +11,10 @@ namespace zebbussim {
 struct HttpAnswer {
     int status;
     std::string body;
-    std::string allow;  ///< the methods that the address takes, for 405
+    std::string allow;  ///< with 405: the methods that are allowed
 };
 
-/// The answer with an error object.
+/// An answer with an error object.
 HttpAnswer errorAnswer(const BusError& error);
 
 /// Answers an HTTP request that is not a WebSocket handshake. Never throws for anything that a request can

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t kMaximumNesting = 64;
 
-/// Length of the UTF-8 sequence at `position`, 0 when there is none.
+/// The length of the UTF-8 sequence at `position`, or 0 if there is none.
 std::size_t sequenceLength(const std::string& text, std::size_t position) {
     const auto byteAt = [&](std::size_t index) { return static_cast<unsigned char>(text[index]); };
     const unsigned char first = byteAt(position);
@@ -68,7 +68,7 @@ Poco::JSON::Object::Ptr parseJsonObject(const std::string& text, const std::stri
             return root.extract<Poco::JSON::Object::Ptr>();
         }
     } catch (const Poco::Exception& exception) {
-        // The parser quotes the byte it did not expect, which may be a part of a character only.
+        // The parser quotes the unexpected byte, which may be only a part of a character.
         std::string reason = exception.displayText();
         std::replace_if(
             reason.begin(), reason.end(), [](char byte) { return byte < ' ' || byte > '~'; }, '?');

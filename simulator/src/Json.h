@@ -10,22 +10,22 @@ namespace zebbussim {
 
 class BusError;
 
-/// Parses one JSON object, with the limits of the bus: UTF-8, at most 64 deep. Throws `BusError` 400, whose
-/// text begins with `what`. Keeps the order of the keys.
+/// Parses one JSON object: UTF-8, nested at most 64 deep. Keeps the order of the keys. Throws `BusError` 400
+/// with a message that begins with `what`.
 Poco::JSON::Object::Ptr parseJsonObject(const std::string& text, const std::string& what);
 
-/// JSON text without white space.
+/// Returns JSON text without white space.
 std::string toText(const Poco::JSON::Object& object);
 std::string toText(const Poco::Dynamic::Var& value);
-/// A JSON string, with its quotes.
+/// Returns a JSON string with its quotes.
 std::string quoted(const std::string& text);
 
 bool isUtf8(const std::string& text);
 
-/// The present time as the bus writes it, "2026-01-31T12:34:56.123456Z".
+/// The present time in the format of the bus: "2026-01-31T12:34:56.123456Z".
 std::string timestamp();
 
-/// `,"ts":"..."}`: how every message ends.
+/// The end of every message: `,"ts":"..."}`.
 std::string timestampTail();
 /// `"error":{...}`
 std::string errorMember(const BusError& error);

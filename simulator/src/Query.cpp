@@ -13,7 +13,7 @@ namespace zebbussim {
 namespace {
 
 constexpr int kMaximumExpandLevel = 8;
-/// Per element, so that a few elements that refer to each other often cannot make an endless answer.
+/// Per element: limits the answer when elements refer to each other many times.
 constexpr std::size_t kMaximumExpanded = 10000;
 
 std::vector<std::string> splitAtCommas(const std::string& text, const std::string& option) {
@@ -39,13 +39,13 @@ std::uint64_t parseCount(const std::string& text, const std::string& option) {
     std::int64_t value = -1;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || value < 0 || text.front() == '-') {
-        throw BusError::filterInvalid(option + " must be a decimal integer of 0 or more, and is \"" + text +
+        throw BusError::filterInvalid(option + " must be a decimal integer of 0 or more, but is \"" + text +
                                       "\"");
     }
     return static_cast<std::uint64_t>(value);
 }
 
-/// The uri of an element that is referred to; nothing when the object has none.
+/// The uri of the element that a reference points to; nothing if the object is not a reference.
 std::optional<std::string> referenceUri(const Poco::JSON::Object& reference) {
     const Poco::Dynamic::Var uri = reference.get("uri");
     if (uri.isEmpty() || uri.type() != typeid(std::string)) {
@@ -54,7 +54,8 @@ std::optional<std::string> referenceUri(const Poco::JSON::Object& reference) {
     return uri.extract<std::string>();
 }
 
-/// The text of a list with the uris in the place of the references; nothing when an object in it is none.
+/// The text of a list, with each reference replaced by its uri; nothing if an object in it is not a
+/// reference.
 std::optional<std::string> listText(const Poco::JSON::Array& list) {
     Poco::JSON::Array::Ptr comparable = new Poco::JSON::Array;
     for (const Poco::Dynamic::Var& value : list) {
@@ -69,7 +70,7 @@ std::optional<std::string> listText(const Poco::JSON::Array& list) {
     return toText(comparable);
 }
 
-/// The text that a filter is compared with; nothing for what matches no filter.
+/// The text that a filter is compared with; nothing for a value that matches no filter.
 std::optional<std::string> filterText(const Poco::Dynamic::Var& value) {
     if (value.isEmpty()) {
         return std::nullopt;
@@ -124,7 +125,7 @@ int compareSameRank(const Poco::Dynamic::Var& left, const Poco::Dynamic::Var& ri
     }
 }
 
-/// The bus path of the element that an object stands for, if it is a reference.
+/// The bus path of the element that an object refers to; nothing if it is not a reference.
 std::optional<BusPath> referencedPath(const Poco::JSON::Object& object) {
     const Poco::Dynamic::Var uri = object.get("uri");
     if (uri.isEmpty() || uri.type() != typeid(std::string)) {
@@ -137,7 +138,7 @@ std::optional<BusPath> referencedPath(const Poco::JSON::Object& object) {
     }
 }
 
-/// Replaces references by what they refer to, down to a level.
+/// Replaces references by the elements they refer to, down to a level.
 class Expansion {
  public:
     explicit Expansion(BusModel& busModel) : model_(busModel) {}
@@ -185,7 +186,7 @@ class Expansion {
     }
 
     BusModel& model_;
-    std::vector<std::string> open_;  ///< the elements being expanded, so that none is expanded inside itself
+    std::vector<std::string> open_;  ///< being expanded; none of them is expanded inside itself
     std::size_t left_ = kMaximumExpanded;
 };
 
@@ -200,7 +201,7 @@ Query Query::forCollection(const QueryTerms& terms) {
         } else if (options.insert(key).second) {
             query.readOption(key, value);
         } else {
-            throw BusError::filterInvalid("The option " + key + " is there twice");
+            throw BusError::filterInvalid("The option " + key + " occurs twice");
         }
     }
     return query;
@@ -209,7 +210,7 @@ Query Query::forCollection(const QueryTerms& terms) {
 Query Query::forElement(const QueryTerms& terms) {
     for (const auto& term : terms) {
         if (term.first != "$fields" && term.first != "$expand") {
-            throw BusError::filterInvalid("An element takes $fields and $expand only, not \"" + term.first +
+            throw BusError::filterInvalid("An element accepts only $fields and $expand, not \"" + term.first +
                                           "\"");
         }
     }
@@ -223,7 +224,8 @@ void Query::readOption(const std::string& key, const std::string& value) {
         const std::size_t colon = value.find(':');
         const std::uint64_t level = parseCount(value.substr(0, colon), key);
         if (level > kMaximumExpandLevel) {
-            throw BusError::filterInvalid("$expand goes to level " + std::to_string(kMaximumExpandLevel));
+            throw BusError::filterInvalid("The highest level of $expand is " +
+                                          std::to_string(kMaximumExpandLevel));
         }
         expandLevel_ = static_cast<int>(level);
         if (colon != std::string::npos) {
@@ -232,8 +234,8 @@ void Query::readOption(const std::string& key, const std::string& value) {
     } else if (key == "$sortby") {
         for (const std::string& part : splitAtCommas(value, key)) {
             if ((part.front() != '+' && part.front() != '-') || part.size() == 1) {
-                throw BusError::filterInvalid("Each key of $sortby needs a leading + or -, which \"" + part +
-                                              "\" has not");
+                throw BusError::filterInvalid("Each key of $sortby must begin with + or -, but one is \"" +
+                                              part + "\"");
             }
             sortKeys_.push_back({part.substr(1), part.front() == '-'});
         }
@@ -288,8 +290,7 @@ std::string Query::select(const Resource& resource, BusModel& model) const {
         const auto found = std::find_if(selected.begin(), selected.end(),
                                         [&](const Element* element) { return element->id == *offsetId_; });
         if (found == selected.end()) {
-            throw BusError::unavailableData("$offset: no element that matches has the id " +
-                                            quoted(*offsetId_));
+            throw BusError::unavailableData("$offset: no matching element has the id " + quoted(*offsetId_));
         }
         begin = static_cast<std::size_t>(found - selected.begin()) + 1;
     }

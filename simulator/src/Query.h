@@ -11,16 +11,16 @@
 
 namespace zebbussim {
 
-/// The filters and options of a request target's query, and what they do.
+/// The filters and options of a request target's query, and their effect.
 class Query {
  public:
-    /// Throws `BusError` 400 for what cannot be used. An element takes "$fields" and "$expand" alone.
+    /// These throw `BusError` 400 for unusable terms. An element accepts only "$fields" and "$expand".
     static Query forCollection(const QueryTerms& terms);
     static Query forElement(const QueryTerms& terms);
 
-    /// The JSON text of the elements that are asked for, as a list.
+    /// Returns the selected elements as a JSON list.
     std::string select(const Resource& resource, BusModel& model) const;
-    /// The JSON text of one element.
+    /// Returns the JSON text of one element.
     std::string render(const Element& element, BusModel& model) const;
 
  private:

@@ -67,7 +67,7 @@ QueryTerms parseTerms(const std::string& query) {
     return terms;
 }
 
-/// The path and query of a target in absolute form, "http://host/path", which HTTP allows in every request.
+/// The path and query of a target. HTTP also allows the absolute form "http://host/path" in every request.
 std::string withoutAuthority(const std::string& target) {
     const std::string scheme = "http://";
     if (target.compare(0, scheme.size(), scheme) != 0) {

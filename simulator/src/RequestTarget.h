@@ -19,8 +19,8 @@ struct RequestTarget {
     std::string path() const;
 };
 
-/// `basePath` begins and ends in "/". Throws `BusError`: 400 for a malformed target, 404 outside the base
-/// path.
+/// `basePath` begins and ends with "/". Throws `BusError`: 400 for a malformed target, 404 for one outside
+/// the base path.
 RequestTarget parseRequestTarget(const std::string& target, const std::string& basePath);
 
 }  // namespace zebbussim

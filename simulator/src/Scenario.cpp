@@ -24,7 +24,7 @@ struct Member {
     bool required;
 };
 
-/// What stands in each kind of step. "print" has a string instead of an object.
+/// The members of each kind of step. "print" has a string instead of an object.
 const std::map<std::string, std::vector<Member>>& stepKinds() {
     static const std::map<std::string, std::vector<Member>> kinds{
         {"set", {{"path", Type::String, true}, {"data", Type::Object, true}}},
@@ -75,13 +75,13 @@ const char* nameOf(Type type) {
     return "";
 }
 
-/// What is wrong with the members; empty when nothing is.
+/// Describes what is wrong with the members; empty if nothing is.
 std::string problemWith(const Poco::JSON::Object& object, const std::vector<Member>& members) {
     for (const std::string& key : object.getNames()) {
         const auto known = std::find_if(members.begin(), members.end(),
                                         [&](const Member& member) { return member.key == key; });
         if (known == members.end()) {
-            return "\"" + key + "\" is not known here";
+            return "\"" + key + "\" is unknown here";
         }
         const Poco::Dynamic::Var value = object.get(key);
         if (value.isEmpty() || !hasType(value, known->type)) {
@@ -133,12 +133,12 @@ void Scenario::fail(std::size_t index, const std::string& why) const {
 void Scenario::check(std::size_t index) const {
     const Poco::JSON::Object::Ptr step = steps_->getObject(static_cast<unsigned int>(index));
     if (step.isNull() || step->size() != 1) {
-        fail(index, "a step is an object with one member, which says what to do");
+        fail(index, "a step must be an object with one member, the kind of step");
     }
     const std::string kind = step->getNames().front();
     const auto known = stepKinds().find(kind);
     if (known == stepKinds().end()) {
-        fail(index, "\"" + kind + "\" is none of add, drop, print, remove, service, set, wait");
+        fail(index, "\"" + kind + "\" is not one of add, drop, print, remove, service, set, wait");
     }
     if (kind == "print") {
         if (!hasType(step->get(kind), Type::String)) {
@@ -152,10 +152,10 @@ void Scenario::check(std::size_t index) const {
     const Poco::JSON::Object::Ptr members = step->getObject(kind);
     std::string problem = problemWith(*members, known->second);
     if (problem.empty() && kind == "service" && members->has("available") == members->has("present")) {
-        problem = "one of \"available\" and \"present\" is needed";
+        problem = "exactly one of \"available\" and \"present\" is required";
     }
     if (problem.empty() && kind == "wait" && members->has("ms") == members->has("subscribers")) {
-        problem = "one of \"ms\" and \"subscribers\" is needed";
+        problem = "exactly one of \"ms\" and \"subscribers\" is required";
     }
     if (problem.empty() && kind == "wait" && members->has("subscribers")) {
         problem = problemWith(*members->getObject("subscribers"), subscribersMembers());
@@ -222,11 +222,11 @@ void Scenario::doWait(BusSimulator& bus, const Poco::JSON::Object& wait) {
     const auto count = static_cast<std::size_t>(subscribers.getValue<int>("count"));
     const bool limited = wait.has("timeout");
     const auto deadline = steady_clock::now() + milliseconds(limited ? wait.getValue<int>("timeout") : 0);
-    // The bus tells at once when they are there; the short time is only for noticing a cancel.
+    // The bus wakes this thread when the subscribers arrive. The short time is only for noticing a cancel.
     while (!cancelled_ && !bus.waitForSubscribers(path, count, kLookForCancelling)) {
         if (limited && steady_clock::now() >= deadline) {
-            throw std::runtime_error("there were " + std::to_string(bus.subscriberCount(path)) +
-                                     " subscribers of " + path + " when the time was over, and not " +
+            throw std::runtime_error("the time is over: " + path + " has " +
+                                     std::to_string(bus.subscriberCount(path)) + " subscribers, expected " +
                                      std::to_string(count));
         }
     }

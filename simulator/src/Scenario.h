@@ -13,24 +13,24 @@
 
 namespace zebbussim {
 
-/// A list of steps that are done on a bus one after the other: changes, and waits between them.
+/// A list of steps, changes and waits, that are done on a bus one after the other.
 ///
 ///     [{"wait": {"subscribers": {"path": "/ClampControl/clamps/1", "count": 1}}},
 ///      {"set": {"path": "/ClampControl/clamps/1", "data": {"isSwitchedOn": true}}}]
 ///
-/// `run()` is called once; `cancel()` may be called from any other thread, and makes it return soon.
+/// `run()` may be called once. Any other thread may call `cancel()`, which makes `run()` return soon. A move
+/// must not overlap with either.
 class Scenario {
  public:
     /// Writes the text of a "print" step.
     using Print = std::function<void(const std::string&)>;
 
-    /// Reads and checks the whole file. Throws `std::runtime_error` that says which step is wrong, and why.
+    /// Reads and checks the whole file. Throws `std::runtime_error` that says which step is wrong and why.
     static Scenario fromFile(const std::string& fileName);
     /// `source` names the text in errors.
     static Scenario fromText(const std::string& json, const std::string& source);
 
-    /// Does the steps; returns when they are done or were cancelled. Throws `std::runtime_error` when one
-    /// fails.
+    /// Does the steps. Returns when they are done or cancelled. Throws `std::runtime_error` if one fails.
     void run(BusSimulator& bus, const Print& print);
     void cancel();
 

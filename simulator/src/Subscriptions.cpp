@@ -27,7 +27,7 @@ std::string requiredMember(const Poco::JSON::Object& message, const std::string&
     if (const std::optional<std::string> value = stringMember(message, key)) {
         return *value;
     }
-    throw BusError::badRequest("The message has no \"" + key + "\" that is a string");
+    throw BusError::badRequest("The message needs \"" + key + "\", a string");
 }
 
 SharedText notificationTail(const std::string& data) {
@@ -40,7 +40,7 @@ Subscriptions::Subscriptions(BusModel& busModel, Observations& busObservations, 
     : model_(busModel), observations_(busObservations), runLater_(std::move(runLaterFunction)) {}
 
 void Subscriptions::receive(Subscriber& subscriber, const std::string& text) {
-    std::string echo;  // what of the request comes back in an error
+    std::string echo;  // the members of the request that an error repeats
     try {
         const Poco::JSON::Object::Ptr message = parseJsonObject(text, "The message");
         for (const char* key : {"action", "requestId"}) {
@@ -180,7 +180,7 @@ void Subscriptions::notifyAll(const std::string& path, const std::string& data) 
         return;
     }
     const SharedText tail = notificationTail(data);
-    // A copy, since a notification that is too large removes.
+    // A copy, because a notification that is too large ends its subscription.
     const std::vector<Number> notified(found->second.begin(), found->second.end());
     for (const Number number : notified) {
         notify(number, tail);

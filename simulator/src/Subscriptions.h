@@ -16,30 +16,31 @@
 
 namespace zebbussim {
 
-/// One client of a service's WebSocket, as the protocol sees it. The socket behind it queues what it is sent.
+/// The client of one WebSocket, which belongs to a service. Queues the messages that it is to send.
 class Subscriber {
  public:
     virtual ~Subscriber() = default;
     /// Sends the message `head` + `*tail`; `tail` may be null. Never calls back.
     virtual void send(std::string head, SharedText tail) = 0;
-    /// Sends bytes that are no message, between two messages.
+    /// Writes bytes unchanged to the connection, between two messages.
     virtual void sendBytes(std::string bytes) = 0;
     virtual const std::string& service() const = 0;
 };
 
-/// The WebSocket messages: answers requests, and turns changes of the model into notifications.
+/// Answers the WebSocket messages of clients and turns changes of the model into notifications. Used on one
+/// thread, the bus's.
 class Subscriptions {
  public:
-    /// `runLater` runs a function on the bus's thread when the time has passed.
+    /// Runs a function on the bus's thread after a delay.
     using RunLater = std::function<void(std::chrono::milliseconds, std::function<void()>)>;
 
     Subscriptions(BusModel& busModel, Observations& busObservations, RunLater runLaterFunction);
 
     /// Answers one text message of a client.
     void receive(Subscriber& subscriber, const std::string& text);
-    /// Ends all subscriptions of a client that is gone.
+    /// Ends all subscriptions of a client that has disconnected.
     void leave(Subscriber& subscriber);
-    /// Clients with a subscription to this path, each once.
+    /// The clients with a subscription to this path.
     std::set<Subscriber*> subscribersOf(const std::string& path) const;
 
     void notifyElement(const BusPath& path, const Element& element);

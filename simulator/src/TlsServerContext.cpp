@@ -20,7 +20,7 @@ ssl::context createTlsServerContext(const std::string& certificateFile, const st
     context.set_options(ssl::context::default_workarounds | ssl::context::no_tlsv1 |
                         ssl::context::no_tlsv1_1);
     boost::system::error_code error;
-    // Rather than asking at the terminal.
+    // Without the callback OpenSSL would ask for a password at the terminal.
     context.set_password_callback([](std::size_t, ssl::context::password_purpose) { return ""; }, error);
     context.use_certificate_chain_file(certificateFile, error);
     if (error) {

@@ -5,8 +5,9 @@
 
 namespace zebbussim {
 
-/// How the bus does TLS: version 1.2 at least, with the certificate (and the chain below its authority) and
-/// the private key of two PEM files. Throws `std::runtime_error` when one of them cannot be used.
+/// Creates the TLS context of the bus: TLS 1.2 or later, with the certificate (and its intermediate
+/// certificates) and the private key from two PEM files. Throws `std::runtime_error` if a file cannot be
+/// used.
 boost::asio::ssl::context createTlsServerContext(const std::string& certificateFile,
                                                  const std::string& keyFile);
 

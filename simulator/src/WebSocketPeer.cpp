@@ -30,8 +30,8 @@ WebSocketPeer::WebSocketPeer(BusStream&& stream, BusContext& busContext, const s
 
 void WebSocketPeer::accept(Request request) {
     handshake_ = std::move(request);
-    // The time limit also bounds how long a client may take to answer a close. There is no idle limit: it
-    // would cost a timer per message, and a silent client is no fault.
+    // The time limit also applies to a client's answer to a close. There is no idle limit: it would need a
+    // timer per message, and a silent client is not an error.
     webSocket_.set_option(websocket::stream_base::timeout{kCloseTime, websocket::stream_base::none(), false});
     webSocket_.set_option(websocket::stream_base::decorator([](websocket::response_type& response) {
         response.set(beast::http::field::sec_websocket_protocol, kSubProtocol);
@@ -52,7 +52,7 @@ void WebSocketPeer::accept(Request request) {
         });
         if (self->closing_) {
             self->sendClose();
-        } else if (!self->frozen_) {  // which may happen before the client's side of the handshake is seen
+        } else if (!self->frozen_) {  // it may be frozen before the handshake is complete
             self->read();
         }
     });
@@ -76,7 +76,7 @@ void WebSocketPeer::enqueue(Outgoing outgoing) {
     if (queueSize_ > kMaximumQueue) {
         overflown_ = true;
         clearQueue(writing_ ? 1 : 0);
-        // Not at once: the caller may be walking through the subscriptions, which closing ends.
+        // Later, because closing ends the subscriptions, and the caller may be iterating over them.
         asio::post(webSocket_.get_executor(),
                    [self = shared_from_this()] { self->close(websocket::close_code::try_again_later); });
         return;
@@ -117,7 +117,7 @@ void WebSocketPeer::written(const ErrorCode& error) {
     } else if (closing_) {
         sendClose();
     }
-    events_.sent();  // last, since it may send more
+    events_.sent();  // last, because it may send more
 }
 
 void WebSocketPeer::clearQueue(std::size_t keep) {
@@ -177,7 +177,7 @@ void WebSocketPeer::received(const ErrorCode& error) {
     }
     if (error) {
         if (!closing_) {
-            ended();  // while closing, the end of the close operation ends the peer
+            ended();  // while closing, the close operation ends the peer
         }
         return;
     }
@@ -199,7 +199,7 @@ void WebSocketPeer::ended() {
     over_ = true;
     const std::shared_ptr<WebSocketPeer> self = shared_from_this();
     context_.subscriptions.leave(*this);
-    clearQueue(writing_ ? 1 : 0);  // the buffers of a write that is under way must stay
+    clearQueue(writing_ ? 1 : 0);  // a pending write still needs its buffers
     if (writing_) {
         context_.observations.removeUnsent(1);
     }

@@ -16,11 +16,12 @@
 
 namespace zebbussim {
 
-/// The server's end of one WebSocket. Kept alive by its own operations and by the server's list of peers.
+/// The server's end of one WebSocket. Owned by the server's set of peers and by its own pending operations.
+/// Used on the bus's thread.
 class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<WebSocketPeer> {
  public:
     static constexpr const char* kSubProtocol = "zeb.v1";
-    /// More than this waiting for a client that does not read closes its WebSocket.
+    /// If more bytes than this are queued for a client that does not read, its WebSocket is closed.
     static constexpr std::size_t kMaximumQueue = 64 * 1024 * 1024;
 
     struct Events {
@@ -31,19 +32,19 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
 
     WebSocketPeer(BusStream&& stream, BusContext& busContext, const std::string& service, Events peerEvents);
 
-    /// Answers the handshake and begins to serve.
+    /// Answers the handshake and starts to serve.
     void accept(Request request);
 
     void send(std::string head, SharedText tail) override;
     const std::string& service() const override { return serviceName_; }
 
-    /// Sends bytes that are no message.
     void sendBytes(std::string bytes) override;
-    /// Ends the subscriptions, sends what waits, then closes. After two seconds the connection is cut.
+    /// Ends the subscriptions, sends the queued messages, then closes. Resets the connection after two
+    /// seconds.
     void close(std::uint16_t code);
     /// Resets the connection.
     void drop();
-    /// Neither reads nor sends any more.
+    /// Stops reading and sending.
     void freeze();
 
     std::size_t queuedBytes() const { return queueSize_; }

@@ -22,48 +22,64 @@ constexpr int kScenarioFailed = 3;
 constexpr const char* kHelp =
     R"(Usage: zeb-bus-sim [OPTION...] BUS.json
 
-Serves the service bus of a vehicle on this machine, over HTTP and WebSocket on one port, with the registry of
-services. Prints one line when it is ready:
+Simulates the service bus of a vehicle on this machine. Serves the services and
+their registry over HTTP and WebSocket on one port. Prints one line when it is
+ready:
 
     zeb-bus-sim: listening on http://127.0.0.1:PORT/
 
-and ends on SIGTERM or SIGINT.
+Ends on SIGTERM or SIGINT.
 
-  --port PORT          listen on PORT; 0, the default, lets the system pick one
+  --port PORT          listen on PORT (default 0: the system chooses one)
   --address ADDRESS    listen on ADDRESS (default 127.0.0.1; ::1 for IPv6)
   --base-path PATH     serve everything below PATH (default /)
-  --tls-cert FILE      serve over TLS (https and wss) with the certificate in FILE, PEM, with the chain below its
-                       authority; needs --tls-key
-  --tls-key FILE       the private key of the certificate, PEM without a password; needs --tls-cert
-  --scenario FILE      do the steps of FILE, then go on serving
+  --tls-cert FILE      serve over TLS (https and wss) with the certificate and
+                       the intermediate certificates in FILE (PEM); needs
+                       --tls-key
+  --tls-key FILE       the private key of the certificate (PEM without a
+                       password); needs --tls-cert
+  --scenario FILE      run the steps in FILE, then continue to serve
   --exit-after-scenario
-                       end when all steps are done
+                       exit when all steps are done
   --help               print this text
 
-BUS.json holds services, their resources, and the elements of those:
+BUS.json contains services, their resources, and the elements of each resource:
 
-    {"services": {"ClampControl": {"clamps": [{"id": "1", "type": "Clamp15", "isSwitchedOn": false}]}}}
+    {"services": {"ClampControl": {"clamps": [
+        {"id": "1", "type": "Clamp15", "isSwitchedOn": false}]}}}
 
-Elements are changed with HTTP POST, or by a scenario:
+An HTTP POST or a scenario changes elements:
 
-    curl -d '{"isSwitchedOn": true}' http://127.0.0.1:PORT/ClampControl/clamps/1
+    curl -d '{"isSwitchedOn": true}' \
+        http://127.0.0.1:PORT/ClampControl/clamps/1
 
-A scenario is a list of steps:
+A scenario is a JSON list of steps:
 
+  change, add or remove an element:
     {"set": {"path": "/ClampControl/clamps/1", "data": {"isSwitchedOn": true}}}
     {"add": {"path": "/ClampControl/clamps/9", "data": {"type": "ClampS"}}}
     {"remove": {"path": "/ClampControl/clamps/9"}}
-    {"service": {"name": "ClampControl", "available": false}}   listed, but answers 503
-    {"service": {"name": "ClampControl", "present": false}}     leaves the bus and the registry
-    {"drop": {"service": "ClampControl"}}                       resets its WebSocket connections
+  make a service unavailable: it stays in the registry, but requests get 503
+    {"service": {"name": "ClampControl", "available": false}}
+  remove a service from the bus and the registry:
+    {"service": {"name": "ClampControl", "present": false}}
+  reset the WebSocket connections of a service:
+    {"drop": {"service": "ClampControl"}}
+  wait 200 ms:
     {"wait": {"ms": 200}}
-    {"wait": {"subscribers": {"path": "/ClampControl/clamps/1", "count": 1}, "timeout": 5000}}
-                                                                at least so many, or none for 0; "timeout" in
-                                                                milliseconds, without it as long as it takes
+  wait for at least "count" subscribers, or for none if "count" is 0; "timeout"
+  is in milliseconds, and without it the wait has no limit:
+    {"wait": {"subscribers": {"path": "/ClampControl/clamps/1", "count": 1},
+              "timeout": 5000}}
+  print a line:
     {"print": "text"}
 
-Exit codes: 0 ended by a signal or after the scenario; 1 wrong usage; 2 the bus file, the scenario or the TLS files
-cannot be used, or the port cannot be had; 3 a step of the scenario failed.
+Exit codes:
+  0  ended by a signal or after the scenario
+  1  wrong usage
+  2  cannot use the bus file, the scenario or the TLS files, or cannot listen on
+     the port
+  3  a step of the scenario failed
 )";
 
 struct Arguments {
@@ -79,12 +95,12 @@ std::uint16_t parsePort(const std::string& text) {
         !text.empty() && text.size() <= 5 && text.find_first_not_of("0123456789") == std::string::npos;
     const int value = isNumber ? std::stoi(text) : -1;
     if (value < 0 || value > 65535) {
-        throw std::invalid_argument("--port needs a number from 0 to 65535, not \"" + text + "\"");
+        throw std::invalid_argument("--port must be a number from 0 to 65535, not \"" + text + "\"");
     }
     return static_cast<std::uint16_t>(value);
 }
 
-/// Takes "--name value" and "--name=value".
+/// Accepts "--name value" and "--name=value".
 Arguments parseArguments(const std::vector<std::string>& words) {
     Arguments arguments;
     for (std::size_t index = 0; index < words.size(); ++index) {
@@ -119,7 +135,7 @@ Arguments parseArguments(const std::vector<std::string>& words) {
         } else if (word.size() > 1 && word.front() == '-') {
             throw std::invalid_argument("unknown option " + word);
         } else if (!arguments.busFile.empty()) {
-            throw std::invalid_argument("one bus file is enough, and \"" + word + "\" is a second");
+            throw std::invalid_argument("only one bus file is allowed, but \"" + word + "\" is a second one");
         } else {
             arguments.busFile = word;
         }
@@ -146,7 +162,8 @@ void complain(const char* text) {
     std::fprintf(stderr, "zeb-bus-sim: %s\n", text);
 }
 
-/// Runs the scenario on a thread of its own, and ends the wait of the main thread where that is wanted.
+/// Runs the scenario on a separate thread. Ends the program with SIGTERM, for which the main thread waits,
+/// when a step fails, or when the scenario is done if `exitAfter` is set.
 class ScenarioThread {
  public:
     ScenarioThread(zebbussim::Scenario& scenarioToRun, zebbussim::BusSimulator& bus, bool exitAfter)
@@ -162,7 +179,7 @@ class ScenarioThread {
               }
           }) {}
 
-    /// True when no step failed.
+    /// Cancels the scenario and waits for it. Returns true if no step failed.
     bool finish() {
         scenario_.cancel();
         thread_.join();
@@ -211,7 +228,7 @@ int main(int argumentCount, char** argumentValues) {
         std::fputs(kHelp, stdout);
         return 0;
     }
-    // Blocked before any thread starts, so that every thread inherits it and the signals wait for sigwait.
+    // Blocked before any thread starts: every thread inherits the mask, and the signals wait for sigwait.
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);

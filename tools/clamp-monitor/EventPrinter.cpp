@@ -28,7 +28,7 @@ std::string fraction(EventPrinter::Time time, int digits) {
     return std::string(text, static_cast<std::size_t>(digits) + 1);
 }
 
-/// "12:34:56.789", as the clock on the wall shows it.
+/// The local time: "12:34:56.789".
 std::string localTime(EventPrinter::Time time) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
     std::tm parts{};
@@ -44,8 +44,8 @@ std::string utcTime(EventPrinter::Time time) {
     return formatted(parts, "%Y-%m-%dT%H:%M:%S") + fraction(time, 6) + "Z";
 }
 
-/// What stands between the quotes of a JSON string. Escapes whatever a terminal would obey: the control
-/// characters of ASCII, and U+0080 to U+009F, which in UTF-8 are 0xC2 and a second byte.
+/// The content of a JSON string, without the quotes. Escapes all characters that control a terminal: the
+/// control characters of ASCII, and U+0080 to U+009F, which in UTF-8 are 0xC2 and a second byte.
 std::string escaped(const std::string& text) {
     std::string result;
     for (std::size_t index = 0; index < text.size(); ++index) {
@@ -89,7 +89,7 @@ void EventPrinter::connection(bool connected) {
 }
 
 void EventPrinter::subscribed(const std::string& uuid) {
-    const std::string text = escaped(uuid);  // the server's text, which may hold anything
+    const std::string text = escaped(uuid);  // the server sends it, so it may contain anything
     print("subscribed", quoted(text), text, kCyan);
 }
 
@@ -108,7 +108,7 @@ void EventPrinter::stopped() {
 
 void EventPrinter::print(const std::string& event, const std::string& jsonValue, const std::string& text,
                          const char* colour) {
-    // The time is taken under the lock, so that the lines' times never go backwards.
+    // The time is taken under the lock, so the times of the lines never go backwards.
     const std::lock_guard lock(mutex_);
     const Time now = clock_();
     if (format_ == Format::Json) {

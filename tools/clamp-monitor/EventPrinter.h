@@ -6,15 +6,15 @@
 #include <ostream>
 #include <string>
 
-/// Writes one line per event, flushed at once: for people, or as JSON objects
+/// Prints one line per event and flushes it: as text for people, or as a JSON object
 /// `{"ts":...,"event":...,"value":...}`. Any thread may call it.
 class EventPrinter {
  public:
     enum class Format { Text, ColouredText, Json };
     using Time = std::chrono::system_clock::time_point;
 
-    /// `stream` has to live as long as the printer. `clock` says what time it is. `outputLost` is called
-    /// once, when the stream cannot be written any more, on the thread that has found out.
+    /// `stream` must outlive the printer. `clock` returns the present time. `outputLost` is called once, when
+    /// a write to the stream fails, on the thread that printed the event.
     EventPrinter(std::ostream& stream, Format format, std::function<Time()> clock,
                  std::function<void()> outputLost);
 

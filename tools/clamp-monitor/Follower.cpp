@@ -38,7 +38,7 @@ void Follower::stop() {
 
 void Follower::OnConnectionStateChanged(bool connected) {
     {
-        // Printed under the lock, so that "subscribed" never follows the loss of its connection.
+        // Printed under the lock: "subscribed" must not follow the loss of its connection.
         const std::lock_guard lock(mutex_);
         printer_.connection(connected);
         connected_ = connected;
@@ -96,7 +96,7 @@ std::string Follower::trySubscribe() {
     try {
         return client_.SubscribeClampControl();
     } catch (const std::exception&) {
-        return {};  // the service has just been lost
+        return {};  // the service has just disappeared
     }
 }
 

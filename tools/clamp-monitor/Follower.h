@@ -13,12 +13,12 @@
 
 #include "EventPrinter.h"
 
-/// Follows terminal 15 through a client: subscribes whenever the service has connected, and prints what it is
-/// told.
+/// Follows terminal 15 with a client: subscribes each time the service connects, and prints the events.
 ///
-/// Subscribing waits for answers that come on the thread which calls the callback, so it is done on a thread
-/// of this object's own. A subscription that fails while the service is connected is tried again: after 500
-/// ms, then after twice as long each time, up to 10 s; a new connection begins anew.
+/// A subscribe call waits for an answer that arrives on the thread of the callbacks. Therefore it is made on
+/// a separate thread, which `start()` creates and `stop()` joins. If it fails while the service is connected,
+/// it is repeated after 500 ms, then after twice the pause each time, up to 10 s. A new connection starts
+/// again at 500 ms.
 class Follower : public clampcontrolclient::ClampControlCallbackIf {
  public:
     struct Pauses {
@@ -26,17 +26,18 @@ class Follower : public clampcontrolclient::ClampControlCallbackIf {
         std::chrono::milliseconds longest{10000};
     };
 
-    /// `client` and `printer` have to live longer than the follower. `complain` is told of what is no event.
+    /// `client` and `printer` must outlive the follower. `complain` receives error messages; it is called on
+    /// the follower's thread.
     Follower(clampcontrolclient::ClampControlClientIf& client, EventPrinter& printer,
              std::function<void(const std::string&)> complain, Pauses pauses);
     ~Follower() override;
     Follower(const Follower&) = delete;
     Follower& operator=(const Follower&) = delete;
 
-    /// Starts the client. To be called once.
+    /// Starts the client. May be called once.
     void start();
-    /// Ends the subscription and stops the client. Waits for a subscribe call that is under way, which takes
-    /// up to ten seconds when the service has just been lost. May be called twice.
+    /// Ends the subscription and stops the client. Waits for a pending subscribe call, which takes up to ten
+    /// seconds if the service has just been lost. May be called twice.
     void stop();
 
     void OnConnectionStateChanged(bool connected) override;
@@ -47,7 +48,7 @@ class Follower : public clampcontrolclient::ClampControlCallbackIf {
     void followConnections();
     void subscribeTo(std::size_t connection);
     std::string trySubscribe();
-    /// Whether this connection still is the present one.
+    /// Whether this is still the present connection.
     bool isPresent(std::size_t connection) const;
 
     clampcontrolclient::ClampControlClientIf& client_;

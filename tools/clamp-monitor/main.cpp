@@ -21,34 +21,43 @@ constexpr int kUsage = 1;
 constexpr int kCannotRun = 2;
 constexpr int kOutputLost = 3;
 
-/// Wakes the main thread. Always blocked, so that it can end nothing by itself.
+/// Wakes the main thread. Always blocked, so it never ends the program by itself.
 constexpr int kOutputLostSignal = SIGUSR1;
 
 constexpr const char* kHelp =
     R"(Usage: clamp-monitor [--json]
 
-Follows ignition terminal 15 of the vehicle and prints every event, until SIGINT (Ctrl-C) or SIGTERM.
+Follows ignition terminal 15 of the vehicle and prints every event until SIGINT
+(Ctrl-C) or SIGTERM.
 
-  --json   print one JSON object per line: {"ts":"...","event":"...","value":...}
+  --json   print one JSON object per line:
+           {"ts":"...","event":"...","value":...}
   --help   print this text
 
-event         value
-connection    whether the clamp-control service is there: connected, disconnected (JSON: true, false)
-subscribed    the id of the clamp that is followed (JSON: a string)
-notification  none (JSON: null): the vehicle has sent the state of the clamp
-clamp15       whether terminal 15 is on: on, off (JSON: true, false)
-stopped       none (JSON: null): the client has been stopped, nothing more follows
+event         value (in JSON)
+connection    connected (true) or disconnected (false): the clamp-control
+              service is present or not
+subscribed    the id of the clamp (a string)
+notification  no value (null): the vehicle has sent the state of the clamp
+clamp15       on (true) or off (false): the state of terminal 15
+stopped       no value (null): the client has stopped; the last event
 
-Times are local; in JSON, UTC. Output is coloured on a terminal, unless NO_COLOR is set in the environment. Errors
-go to standard error; the reasons are in the log, where the application's context is MON.
+Times are local in text, and UTC in JSON. Output to a terminal is coloured
+unless NO_COLOR is set in the environment. Errors go to standard error. The log
+contains their reasons; the application's log context is MON.
 
-A subscription that fails is tried again after 500 ms, then after twice as long each time, up to 10 s. Stopping takes
-up to 10 s when a subscription is under way; a second signal, half a second later at the earliest, ends the program
-at once.
+A failed subscription is repeated after 500 ms, then after twice the pause each
+time, up to 10 s. Stopping takes up to 10 s while a subscribe call is pending. A
+second signal, at least half a second after the first, ends the program at once.
 
-The address of the service comes from /var/run/csc/config/kelo-client/ClientConfig.json.
+The file /var/run/csc/config/kelo-client/ClientConfig.json contains the address
+of the service.
 
-Exit codes: 0 stopped by a signal; 1 wrong usage; 2 the client could not be run; 3 the output could not be written.
+Exit codes:
+  0  stopped by a signal
+  1  wrong usage
+  2  the client could not run
+  3  the output could not be written
 )";
 
 bool wantsColour() {
@@ -62,8 +71,8 @@ void complain(const std::string& text) {
     std::cerr << "clamp-monitor: " + text + "\n";
 }
 
-/// Lets a second signal do what signals do unless told otherwise: end the program. Not at once: whoever ends
-/// a program may well signal it and its process group, as timeout(1) does.
+/// Restores the default action of the signals, so a second one ends the program. Waits half a second first,
+/// because timeout(1), for instance, signals both the program and its process group.
 void heedASecondSignal(const sigset_t& endingSignals) {
     std::thread([endingSignals] {
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
@@ -118,7 +127,7 @@ int main(int argumentCount, char** argumentValues) {
         }
     }
 
-    // Blocked before any thread starts, so that every thread inherits it and the signals wait for sigwait.
+    // Blocked before any thread starts: every thread inherits the mask, and the signals wait for sigwait.
     sigset_t endingSignals;
     sigemptyset(&endingSignals);
     sigaddset(&endingSignals, SIGINT);
@@ -126,7 +135,7 @@ int main(int argumentCount, char** argumentValues) {
     sigset_t awaitedSignals = endingSignals;
     sigaddset(&awaitedSignals, kOutputLostSignal);
     pthread_sigmask(SIG_BLOCK, &awaitedSignals, nullptr);
-    // A reader that has gone shows as an output that cannot be written.
+    // If the reader of the output disappears, a write fails and the program reports it.
     std::signal(SIGPIPE, SIG_IGN);
     try {
         return monitor(format, awaitedSignals, endingSignals);
