@@ -27,7 +27,7 @@
 
 namespace zebbussim {
 
-/// The parts of the bus, and what the functions of `BusSimulator` do with them.
+/// The parts of the bus, and the implementation of the functions of `BusSimulator`.
 ///
 /// While the bus runs, everything but the observations is used on its thread only. While it does not run, it
 /// is used on the threads of the callers, one at a time.

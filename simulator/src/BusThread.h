@@ -16,22 +16,21 @@
 namespace zebbussim {
 
 /// The thread that serves the bus, with its `io_context`. Runs once: `start()`, then `requestEnd()` and
-/// `join()`. An exception from a handler is written to standard error, and the thread goes on.
+/// `join()`. Logs an exception from a handler to standard error and continues.
 ///
-/// Owned by the simulator. Whatever uses the `io_context` must be destroyed before this object.
+/// Owned by the simulator. Objects that use the `io_context` must be destroyed before this object.
 class BusThread {
  public:
     boost::asio::io_context& ioContext() { return ioContext_; }
 
     void start();
-    /// Ends the thread after the present handler; handlers that still wait are dropped.
+    /// Ends the thread after the present handler. Pending handlers are dropped. Any thread may call it.
     void requestEnd() { ioContext_.stop(); }
     void join() { thread_.join(); }
 
-    /// Runs a function on this thread, later. Any thread may call it.
+    /// Queues a function for this thread. Any thread may call it.
     void post(std::function<void()> function);
-    /// The same when the time has passed; called on this thread. The function is dropped if the thread ends
-    /// before.
+    /// Runs a function on this thread after a delay, unless the thread ends before. Call it on this thread.
     void runLater(std::chrono::milliseconds delay, std::function<void()> function);
 
     /// Runs a function on this thread, waits for it, and returns what it returns or throws what it throws.

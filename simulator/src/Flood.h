@@ -14,24 +14,24 @@
 
 namespace zebbussim {
 
-/// Changes one element again and again, and so sends its notifications as fast as TCP takes them: pauses
-/// while more than 1 MiB waits for the slowest client, and continues when half of that is sent.
+/// Sends notifications as fast as TCP takes them, by changing one element again and again. Pauses while more
+/// than 1 MiB is queued for the slowest client, and continues when half of that is left.
 ///
-/// Exists while the bus runs; used on the bus's thread only. The future is waited for on other threads.
+/// Exists while the bus runs. Used on the bus's thread only; other threads wait for the future.
 class Flood {
  public:
     /// All three must outlive the flood.
     Flood(BusModel& busModel, const BusServer& busServer, BusThread& busThread);
 
-    /// Begins to make `changes` changes, at least one. Each of `states`, at least one, is merged once into
-    /// the element as it is; the states so made are set in turn. The future is ready when the last change is
-    /// made, and throws if one fails or the bus stops. Throws `BusError`: 400 while another flood runs, 404
-    /// where there is no element.
+    /// Starts to make `changes` changes; must be at least one. Merges each of `states`, of which there must
+    /// be at least one, into the present element once, and sets the results in turn. The future becomes ready
+    /// with the last change, or gets an exception if a change fails or the bus stops. Throws `BusError`: 400
+    /// while another flood runs, 404 if the element does not exist.
     std::future<void> begin(const BusPath& path, const std::vector<Poco::JSON::Object::Ptr>& states,
                             std::size_t changes);
-    /// Continues a flood that pauses, if enough has been sent.
+    /// Call it whenever a message was sent: continues a paused flood if the queues are short enough.
     void queueShrank();
-    /// Ends the flood, if there is one: its future throws `std::runtime_error`.
+    /// Ends the flood, if one runs; its future throws `std::runtime_error`.
     void stop();
 
  private:
@@ -45,7 +45,7 @@ class Flood {
     };
 
     void postBurst();
-    /// Makes some changes and posts the next burst, so that the thread serves clients in between.
+    /// Makes some changes and posts the next burst; the thread serves the clients in between.
     void sendBurst();
     void makeChange();
     void finish(const std::exception_ptr& exception);
