@@ -2,7 +2,6 @@
 
 import pathlib
 
-from document import quoted
 from unit import Unit
 
 # The reserved words of C++ up to C++20 and of the GNU dialect.

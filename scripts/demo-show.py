@@ -122,7 +122,7 @@ class Vehicle(Program):
         except BaseException:
             self.__exit__()
             raise
-        self.url = line[len(self.READY) :]
+        self.url = line[len(self.READY):]
         self.port = int(self.url.rstrip("/").rsplit(":", 1)[1])
         say(line)
 

@@ -89,10 +89,28 @@ def collect(field, options, measure_one):
     return figures
 
 
+def flood_row(contestant, own, floor):
+    rate = {key: own["messagesPerSecond"][key] / 1e3 for key in ("median", "min", "max")}
+    return [
+        contestant.title,
+        common.spread_text(rate, 0),
+        common.ratio_text(common.ratio(own["messagesPerSecond"], floor["messagesPerSecond"])),
+        common.spread_text(own["cpuPerMessage"], 2),
+        common.ratio_text(common.ratio(own["cpuPerMessage"], floor["cpuPerMessage"])),
+        common.spread_text(own["brokerCpuPerMessage"], 2) if "brokerCpuPerMessage" in own else "-",
+        f"{own['serverMessagesPerSecond']['median'] / 1e3:,.0f}",
+        f"{own['serverBusy']['median']:.0%}",
+        f"{own['residentMiB']['median']:.1f}",
+    ]
+
+
 def tables(field, results):
     paced, flood, allocations = results["paced"], results["flood"], results["allocations"]
     floor = contestants.FLOOR
-    text = f"Paced at {RATE:,} messages a second; median of {results['repeats']} repeats (from, to); ratio to the floor.\n\n"
+    text = (
+        f"Paced at {RATE:,} messages a second; median of {results['repeats']} repeats (from, to); "
+        "ratio to the floor.\n\n"
+    )
     text += common.markdown_table(
         ["client", "p50 (µs)", "ratio", "p99 (µs)", "ratio", "CPU (µs/message)", "switches/message"],
         [
@@ -114,20 +132,7 @@ def tables(field, results):
             "client", "thousand/s", "ratio", "CPU (µs/message)", "ratio", "broker CPU (µs/message)",
             "server thousand/s", "server busy", "resident (MiB)",
         ],
-        [
-            [
-                contestant.title,
-                common.spread_text({key: flood[contestant.name]["messagesPerSecond"][key] / 1e3 for key in ("median", "min", "max")}, 0),
-                common.ratio_text(common.ratio(flood[contestant.name]["messagesPerSecond"], flood[floor]["messagesPerSecond"])),
-                common.spread_text(flood[contestant.name]["cpuPerMessage"], 2),
-                common.ratio_text(common.ratio(flood[contestant.name]["cpuPerMessage"], flood[floor]["cpuPerMessage"])),
-                common.spread_text(flood[contestant.name]["brokerCpuPerMessage"], 2) if "brokerCpuPerMessage" in flood[contestant.name] else "-",
-                f"{flood[contestant.name]['serverMessagesPerSecond']['median'] / 1e3:,.0f}",
-                f"{flood[contestant.name]['serverBusy']['median']:.0%}",
-                f"{flood[contestant.name]['residentMiB']['median']:.1f}",
-            ]
-            for contestant in field
-        ],
+        [flood_row(contestant, flood[contestant.name], flood[floor]) for contestant in field],
     )
     text += "\nPer thread of the client, in a flood; allocations are of a run of their own.\n\n"
     rows = []
@@ -139,7 +144,9 @@ def tables(field, results):
             use = counts.get(thread, {"count": 0, "bytes": 0})
             if time >= 0.01 or use["count"] >= 0.005:
                 rows.append([contestant.title, thread, f"{time:.2f}", f"{use['count']:.2f}", f"{use['bytes']:,.0f}"])
-    text += common.markdown_table(["client", "thread", "CPU (µs/message)", "allocations/message", "bytes/message"], rows)
+    text += common.markdown_table(
+        ["client", "thread", "CPU (µs/message)", "allocations/message", "bytes/message"], rows
+    )
     return text
 
 
@@ -189,7 +196,10 @@ def run(options):
     floor = contestants.FLOOR
     results["ratios"] = {
         one.name: {
-            **{key: common.ratio(results["paced"][one.name][key], results["paced"][floor][key]) for key in ("p50", "p99")},
+            **{
+                key: common.ratio(results["paced"][one.name][key], results["paced"][floor][key])
+                for key in ("p50", "p99")
+            },
             **{
                 key: common.ratio(results["flood"][one.name][key], results["flood"][floor][key])
                 for key in ("messagesPerSecond", "cpuPerMessage")

@@ -33,7 +33,8 @@ STEPS = [
 def measure(options, place, port, rounds, log):
     """One repeat: all contestants in turn, so many rounds. For each the median of every mark, in nanoseconds."""
     programs = [options.program(f"start/{contestant}") for contestant in CONTESTANTS]
-    command = common.client_command(place, port, [options.program("start/start-launcher"), str(rounds), port, *programs])
+    launch = [options.program("start/start-launcher"), str(rounds), port]
+    command = common.client_command(place, port, [*launch, *programs])
     with log.open("ab") as errors:
         launcher = subprocess.run(command, stdout=subprocess.PIPE, stderr=errors, timeout=600, check=True)
     lines = launcher.stdout.decode().splitlines()

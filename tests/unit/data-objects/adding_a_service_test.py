@@ -1,9 +1,9 @@
-"""Follows CONTRIBUTING.md to the letter where it tells how to add a service and a field: its made-up service, and its field
-of a service that is there, in a scratch copy of what it touches.
+"""Follows CONTRIBUTING.md to the letter where it explains how to add a service and a field: its made-up service, and
+its field of an existing service, in a scratch copy of what it touches.
 
 usage: adding_a_service_test.py --source DIRECTORY --zeb-access LIBRARY --zeb-access-utility LIBRARY [-D...]
 
-The scratch copy is a small project around the folders that the page names; it links the given platform libraries, so that
+The scratch copy is a small project around the folders that the page names. It links the given platform libraries, so
 these are not built again. Further arguments go to CMake.
 """
 
@@ -57,7 +57,7 @@ class Steps:
     """The numbered steps of a section: the paths that their texts name, and the blocks that they show."""
 
     def __init__(self, page, begin, end):
-        section = page[page.index(f"### {begin}\n") : page.index(end)]
+        section = page[page.index(f"### {begin}\n"):page.index(end)]
         self.steps = re.split(r"^\d+\. ", section, flags=re.MULTILINE)[1:]
 
     def with_text(self, text):

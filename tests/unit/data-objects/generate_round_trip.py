@@ -28,8 +28,9 @@ def boolean(value):
 
 
 def sample(field):
-    """A good value of the field as JSON, in C++ (of the descriptor's scope), and as the text of a filter term. Values of
-    fields whose C++ types are the same differ, so that none can be taken for another; of booleans see booleans_test."""
+    """A good value of the field as JSON, in C++ (of the descriptor's scope), and as the text of a filter term. Values
+    of fields whose C++ types are the same differ, so that none can be taken for another; of booleans see booleans_test.
+    """
     kind = field["kind"]
     if kind == "bool":
         value = field["position"] % 2 == 0
@@ -196,15 +197,20 @@ def resource_tests(model, resource):
     ):
         lines += [f"TEST_F({suite}, {test}) {{ {call}(); }}"]
 
-    lines += [f"TEST_F({suite}, HoldsTheValuesOfTheDocument) {{", f"    const {object_type} sut = objectOf(document());"]
+    lines += [
+        f"TEST_F({suite}, HoldsTheValuesOfTheDocument) {{",
+        f"    const {object_type} sut = objectOf(document());",
+    ]
     for field in resource["fields"]:
         code = sample(field)[1]
         if field["kind"] == "reference":
-            lines += [f'    EXPECT_EQ(sut.get{field["name"]}().getValue().getId().getValue(), "{reference(field)["id"]}");']
+            identifier = reference(field)["id"]
+            lines += [f'    EXPECT_EQ(sut.get{field["name"]}().getValue().getId().getValue(), "{identifier}");']
         elif field["kind"] == "list of untyped references":
+            second = reference(field)["name"]
             lines += [
                 f'    ASSERT_EQ(sut.get{field["name"]}().getValue().size(), 2U);',
-                f'    EXPECT_EQ(sut.get{field["name"]}().getValue()[1].getName().getValue(), "{reference(field)["name"]}");',
+                f'    EXPECT_EQ(sut.get{field["name"]}().getValue()[1].getName().getValue(), "{second}");',
             ]
         else:
             lines += [f'    EXPECT_EQ(sut.get{field["name"]}().getValue(), ({code}));']
