@@ -1,7 +1,7 @@
 # What every target of the project has in common. Called once per target, so that nothing global leaks into a
 # project that includes this one.
 
-option(CLAMPCONTROL_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" ON)
+option(CLAMPCONTROL_WARNINGS_AS_ERRORS "Treat compiler warnings as errors; the presets do" OFF)
 set(CLAMPCONTROL_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them: address,undefined or thread")
 
 # project_target(<target>): language level, warnings, hidden symbols, sanitizers.

@@ -35,6 +35,7 @@ describe AraLog Ara::Log libaralog.so
 step 'The client library on it'
 quietly cmake -S "$source" -B "$place/build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Debug \
     -DCLAMPCONTROL_PLATFORM=external -DCLAMPCONTROL_BUILD_TOOLS=OFF -DBUILD_TESTING=OFF \
+    -DCLAMPCONTROL_WARNINGS_AS_ERRORS=ON \
     -DCMAKE_PREFIX_PATH="$platform" -DZebAccess_DIR="$platform/cmake" -DAraLog_DIR="$platform/cmake"
 quietly cmake --build "$place/build"
 quietly cmake --install "$place/build" --prefix "$place/prefix"

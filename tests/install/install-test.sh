@@ -61,7 +61,7 @@ done
 
 step 'Each public header alone'
 if grep -rnE '#include <boost/' "$prefix/include"; then fail 'Public headers stay free of Boost.'; fi
-# shellcheck disable=SC2046
+# shellcheck disable=SC2016,SC2046  # for the inner shell to expand; flags, split on purpose
 find "$prefix/include" -name '*.h' -printf '%P\0' |
     xargs -0 -P 2 -I{} bash -c 'echo "#include <$1>" | "${@:2}" || { echo "in header $1" >&2; exit 1; }' bash {} \
         "$compiler" -std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ \
