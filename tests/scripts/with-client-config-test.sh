@@ -27,6 +27,7 @@ status_of() {
 }
 run() { "${as[@]}" ./with-client-config "$@"; }
 
+# shellcheck disable=SC2016  # for the inner shells to expand
 check_all() {
     expect 'the command sees a copy of the file' '{"a": 1}' "$(run file.json -- cat $config)"
     expect '--none hides the configuration of an outer view' 'absent' \
@@ -35,8 +36,8 @@ check_all() {
         "$(run file.json -- ./with-client-config other.json -- cat $config)"
     expect 'others do not see it' "$(stat -c %i $config 2>&1)" \
         "$(run file.json -- true; stat -c %i $config 2>&1)"
-    expect 'everything else below /run stays' "$(ls -A /run | grep -vx csc)" \
-        "$(run file.json -- ls -A /run | grep -vx csc)"
+    expect 'everything else below /run stays' "$(ls -A --ignore=csc /run)" \
+        "$(run file.json -- ls -A --ignore=csc /run)"
     expect 'the exit status is the command'\''s' 7 "$(status_of run file.json -- sh -c 'exit 7')"
     expect 'standard input reaches the command' 'hello' "$(echo hello | run file.json -- cat)"
     expect 'the working directory stays' "$place" "$(run file.json -- pwd)"
@@ -44,7 +45,6 @@ check_all() {
         "$(run file.json -- sh -c 'echo $(id -u):$(id -g)')"
     expect 'arguments with blanks and quotes stay whole' "a b|\"c'|*" \
         "$(run file.json -- sh -c 'echo "$1|$2|$3"' sh 'a b' "\"c'" '*')"
-    # shellcheck disable=SC2016  # for the inner shells to expand
     expect 'the command has the process id of the script' 'same' \
         "$("${as[@]}" sh -c 'exec ./with-client-config file.json -- sh -c "[ \$\$ = $$ ] && echo same"')"
     expect 'a file that is not there is an error of the script' 125 "$(status_of run absent.json -- true)"
