@@ -8,20 +8,21 @@
 
 namespace bench {
 
-/// What the client libraries are measured against at start and when idle: the same talk with the bus, with
-/// blocking calls on the caller's thread, and without anything around it. Not for several threads.
+/// The reference for the client libraries at start and when idle: the same exchange with the bus, with
+/// blocking calls on the caller's thread and nothing else. Not thread-safe.
 class BareBus {
  public:
-    /// The server on 127.0.0.1. @throws std::exception, as all functions here, when it does not play along
+    /// The server on 127.0.0.1. @throws std::exception, like all functions here, if the server does not
+    /// respond as expected
     explicit BareBus(const std::string& port);
 
-    /// TCP and WebSocket handshake with the clamp service.
+    /// Does the TCP and WebSocket handshake with the clamp service.
     void shakeHands();
-    /// The id of the first clamp of type Clamp15, over a connection of its own.
+    /// The id of the first clamp of type Clamp15, requested over a separate connection.
     std::string findClamp();
-    /// Returns with the first notification.
+    /// Returns when the first notification arrives.
     void subscribe(const std::string& id);
-    /// Reads one message; for as long as it takes.
+    /// Reads one message. Has no time limit.
     std::string read();
 
  private:

@@ -19,10 +19,10 @@ namespace bench {
 
 class Peer;
 
-/// The server of the ClampControl service for benchmarks: any number of clients, each with any number of
-/// subscriptions. It says on which port it is, waits for "start" on its standard input, and sends every
-/// subscription of every client so many changes; of further clients and subscriptions it tells the present
-/// state only. One thread.
+/// A server of the ClampControl service for benchmarks, with any number of clients and of subscriptions per
+/// client. It prints its port, waits for "start" on its standard input, and sends the given number of changes
+/// to every subscription of every client. Clients and subscriptions that come later receive the present state
+/// only. One thread.
 class Bus {
  public:
     Bus(Departures& departures, std::size_t elements);
@@ -30,10 +30,10 @@ class Bus {
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;
 
-    /// Returns when the standard input has ended.
+    /// Returns at the end of the standard input.
     void run();
 
-    // Of its peers.
+    // Called by its peers.
     const HttpAnswers& answers() const { return answers_; }
     std::size_t elementSize() const { return departures_.size(); }
     TimeTable& times() { return departures_.times(); }
@@ -59,7 +59,7 @@ class Bus {
 
     std::vector<std::shared_ptr<Peer>> peers_;
     std::size_t joined_ = 0;
-    std::vector<std::shared_ptr<Peer>> receivers_;  ///< those that were there at the start
+    std::vector<std::shared_ptr<Peer>> receivers_;  ///< those that were connected at the start
     std::optional<Pace> pace_;
     std::int64_t next_ = 0;
     std::size_t floods_ = 0;

@@ -6,7 +6,7 @@
 
 namespace bench {
 
-/// Splits what a WebSocket client sends into frames. Fragmented messages are not expected.
+/// Splits the bytes that a WebSocket client sends into frames. Does not support fragmented messages.
 class FrameReader {
  public:
     enum Opcode : unsigned { TEXT = 1, CLOSE = 8, PING = 9, PONG = 10 };
@@ -22,7 +22,7 @@ class FrameReader {
     std::string buffer_;
 };
 
-/// A frame as a server sends it.
+/// A server's frame.
 std::string frame(unsigned opcode, const std::string& payload);
 
 /// Appends the header of a server's text frame.

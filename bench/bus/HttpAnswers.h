@@ -7,8 +7,8 @@
 
 namespace bench {
 
-/// What the bus says over HTTP: the collection of clamps, whole or those of type Clamp15, and each of its
-/// elements. Clients that are measured need no more of it.
+/// The HTTP responses of the bus: the collection of clamps, whole or filtered for type Clamp15, and each
+/// element of it. The measured clients request nothing else.
 class HttpAnswers {
  public:
     using Request = boost::beast::http::request<boost::beast::http::string_body>;
@@ -19,7 +19,7 @@ class HttpAnswers {
 
     Response answer(const Request& request) const;
 
-    /// The id of the element with that bus path, 0 when it is none of this collection.
+    /// The id of the element with that bus path; 0 if the collection has no such element.
     std::size_t elementAt(const std::string& path) const;
 
  private:

@@ -6,8 +6,8 @@
 
 namespace bench {
 
-/// The notifications of one subscription. Everything but the sequence number is made beforehand, so that the
-/// server is not what limits a flood.
+/// The notifications of one subscription. Everything but the sequence number is prepared in advance, so the
+/// server does not limit a flood.
 class NotificationFrame {
  public:
     NotificationFrame(std::size_t elementId, std::size_t elementSize, const std::string& subscriptionId);

@@ -18,10 +18,10 @@ using beast::error_code;
 
 namespace {
 
-// One write of a flood: enough for the system call not to count.
+// Size of one write in a flood: large enough to make the cost of the system call negligible.
 constexpr std::size_t kFloodWriteSize = std::size_t{64} * 1024;
 
-/// The text of a member of a request; requests of the clients that are measured need no parser.
+/// The text of a member of a request. The requests of the measured clients need no parser.
 std::string member(const std::string& text, const std::string& name) {
     const std::size_t key = text.find('"' + name + '"');
     if (key == std::string::npos) {
@@ -170,7 +170,7 @@ void Peer::write() {
     if (isWriting_ || waiting_.empty()) {
         return;
     }
-    // Most of the time the socket takes everything at once, and no operation is needed.
+    // The socket usually accepts everything at once, and then no asynchronous operation is needed.
     error_code error;
     const std::size_t written = socket_.write_some(asio::buffer(waiting_), error);
     if (error && error != asio::error::would_block) {

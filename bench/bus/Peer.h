@@ -18,10 +18,10 @@ namespace bench {
 
 class Bus;
 
-/// One connection of a client: HTTP first, a WebSocket from the upgrade on. Beast does the handshake; the
-/// frames after it are made here, since they are known beforehand.
+/// One connection of a client: HTTP first, a WebSocket after the upgrade. Beast does the handshake. The
+/// frames that follow are built here because their contents are known in advance.
 ///
-/// Owner: its own pending operations. Thread: that of the bus.
+/// Owner: its pending operations. Thread: the thread of the bus.
 class Peer : public std::enable_shared_from_this<Peer> {
  public:
     Peer(Bus& bus, boost::asio::ip::tcp::socket socket);
@@ -29,14 +29,14 @@ class Peer : public std::enable_shared_from_this<Peer> {
     void start();
 
     std::size_t subscriptions() const { return frames_.size(); }
-    /// Which of the WebSockets it is, in the order of their coming.
+    /// The number of this WebSocket, in the order in which they connected.
     std::size_t number() const { return number_; }
-    /// How many notifications it was sent, without the present states.
+    /// The number of notifications sent to it, not counting present states.
     std::int64_t sent() const { return sent_; }
 
-    /// Sends every subscription one change, at once if the socket takes it.
+    /// Sends one change to every subscription, immediately if the socket accepts it.
     void sendChange(bool isSwitchedOn);
-    /// Sends every subscription the changes 0 to count - 1, as fast as the socket takes them, then calls
+    /// Sends the changes 0 to count - 1 to every subscription, as fast as the socket accepts them, then calls
     /// `done`.
     void flood(std::int64_t count, std::function<void()> done);
 
@@ -66,7 +66,7 @@ class Peer : public std::enable_shared_from_this<Peer> {
     std::vector<NotificationFrame> frames_;
     std::int64_t sent_ = 0;
 
-    std::string waiting_;  ///< whole frames that no write operation has yet
+    std::string waiting_;  ///< whole frames that no write operation has taken yet
     std::string writing_;
     bool isWriting_ = false;
 

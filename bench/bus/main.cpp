@@ -1,4 +1,4 @@
-// bench-bus: the service bus as the benchmarks need it. See Bus.h.
+// bench-bus: a service bus for the benchmarks. See Bus.h.
 
 #include <exception>
 #include <iostream>

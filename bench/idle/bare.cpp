@@ -1,5 +1,6 @@
-// The same without the client libraries, but linked to them: connected and subscribed, waiting for a
-// notification that does not come. Says "ready", and ends with its connection or by a signal.
+// The same as clamp.cpp without using the client libraries, but linked to them: connected and subscribed,
+// waiting for a notification that does not come. Prints "ready" and exits when its connection ends or on a
+// signal.
 //
 //   idle-bare PORT
 

@@ -1,7 +1,7 @@
-// An application that is connected and subscribed, and to which nothing happens. Says "ready" then, and ends
-// with its standard input.
+// An application that is connected and subscribed, and receives nothing. Prints "ready" once it is subscribed
+// and exits at the end of its standard input.
 //
-//   idle-clamp [--silent]    --silent: the application has not set up logging
+//   idle-clamp [--silent]    --silent: the application does not set up logging
 
 #include <JsonText.h>
 #include <clampcontrolclient/ClampControlCallbackIf.h>
@@ -19,7 +19,7 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
     std::promise<void> connected;
     std::promise<void> state;
 
-    // The bus stays and the clamp does not change, so each comes once.
+    // The bus keeps running and the clamp does not change, so each callback comes once.
     void OnConnectionStateChanged(bool isConnected) override {
         if (isConnected) {
             connected.set_value();

@@ -1,4 +1,4 @@
-// The data objects: filling one from JSON and making JSON of one, for every resource; the tables of the
+// The data objects: filling one from JSON and writing one as JSON, for every resource; the tables of the
 // enumerations and their text for the log.
 
 #include <ZebDataObjects_ZEB/Authentictime.h>
@@ -35,10 +35,10 @@ using zebutil::JsonObject;
 namespace elements = micro::elements;
 namespace rival = micro::nlohmann_elements;
 
-/// The rival is nlohmann's library with its macros, what a developer takes who wants structures filled from
-/// JSON and no code written by hand. Both start from a tree that has been read, and end with an object whose
-/// fields are typed, each of which may be absent; in the other direction both make a tree. A data object also
-/// keeps the tree, and notes a filter term per field, which the rival has no need of.
+/// The rival is nlohmann's library with its macros, the usual choice to fill structures from JSON without
+/// handwritten code. Both start from a parsed tree and produce an object with typed fields, each of which may
+/// be absent. In the other direction both produce a tree. A data object also keeps the tree and records a
+/// filter term per field, which the rival does not need.
 template <typename Ours, typename Theirs>
 void addResource(const std::string& name, std::string_view element) {
     const std::string text(element);
@@ -46,8 +46,8 @@ void addResource(const std::string& name, std::string_view element) {
     const auto theirTree = std::make_shared<nlohmann::json>(nlohmann::json::parse(text));
     const auto ours = std::make_shared<typename Ours::Desctype>(Ours(tree).getDescriptor());
     const auto theirs = std::make_shared<Theirs>(theirTree->get<Theirs>());
-    // The rival writes null for an absent field, so that an element which lacks a field of the model fails
-    // here too.
+    // The rival writes null for an absent field, so an element that lacks a field of the model also fails
+    // here.
     if (nlohmann::json::parse(ours->getAsJson()->toString()) != *theirTree ||
         nlohmann::json(*theirs) != *theirTree) {
         throw std::logic_error(name + ": the element is not what the model says");
@@ -95,12 +95,12 @@ void addResources() {
 
 using Function = ClampcontrolService::SPECIALSTATE_REQUESTINGFUNCTION;
 
-/// What a developer writes by hand; both enumerations are numbered as in the model.
+/// The handwritten alternative. Both enumerations are numbered as in the model.
 std::string_view literalBySwitch(Function value) {
     return literalBySwitch(static_cast<rival::clampcontrol::SPECIALSTATE_REQUESTINGFUNCTION>(value));
 }
 
-/// Goes through all literals in turn, so that no branch is learnt by heart.
+/// Goes through all literals in turn to defeat branch prediction.
 template <typename Key, typename LookUp>
 auto inTurn(std::vector<Key> keys, LookUp lookUp) {
     return [keys = std::move(keys), lookUp](benchmark::State& state) {
@@ -113,8 +113,8 @@ auto inTurn(std::vector<Key> keys, LookUp lookUp) {
     };
 }
 
-/// The largest enumeration of the clamp service, 13 literals. The public tables are `std::map`s; beside them
-/// what the standard library offers for speed (`std::unordered_map`, the reference), and a `switch`.
+/// The largest enumeration of the clamp service, with 13 literals. The public tables are `std::map`s. The
+/// rivals are the standard library's faster table (`std::unordered_map`, the reference) and a `switch`.
 void addEnumerations() {
     const auto& byValue = ClampcontrolService::mapSpecialStateRequestingFunction2String;
     const auto& byText = ClampcontrolService::mapString2SpecialStateRequestingFunction;
@@ -146,7 +146,7 @@ void addEnumerations() {
                    }));
     text.other("switch", inTurn(values, [](Function key) { return literalBySwitch(key); }));
 
-    // The rivals for text: fmt, what a developer takes today, and the stream that came before it.
+    // The rivals for text: fmt, the usual choice today, and the standard stream.
     const Subject toString("EnumerationToString");
     toString.ours(inTurn(values, [](Function key) { return ClampcontrolService::to_string(key); }));
     toString.reference("fmt", inTurn(values, [](Function key) {

@@ -14,9 +14,8 @@
 
 namespace micro {
 
-/// A named pipe and a thread that throws away what is written into it: a receiver that keeps up. It looks
-/// once per millisecond rather than being woken by every write, whose cost would then be that of waking a
-/// thread.
+/// A named pipe and a thread that discards everything written to it: a receiver that keeps up. The thread
+/// polls once per millisecond. If every write woke it, the cost of a write would be that of waking a thread.
 class DrainedPipe {
  public:
     explicit DrainedPipe(const std::string& path) {
@@ -24,7 +23,7 @@ class DrainedPipe {
             (descriptor_ = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)) < 0) {
             throw std::system_error(errno, std::system_category(), path);
         }
-        // As much as an unprivileged process may have: what arrives in a millisecond, several times over.
+        // The most that an unprivileged process may have: several times the data of one millisecond.
         ::fcntl(descriptor_, F_SETPIPE_SZ, 1 << 20);
         thread_ = std::thread([this] { drain(); });
     }

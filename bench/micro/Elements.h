@@ -2,11 +2,11 @@
 
 #include <string_view>
 
-/// One element of every resource, all fields there, as a server would send it: compact, keys in no order.
+/// One element of every resource with all fields, as a server would send it: compact, keys in no order.
 namespace micro::elements {
 
-/// What a notification of the clamp service carries. 165 bytes: the figures of the whole road use this size
-/// too.
+/// The element in a notification of the clamp service. Its 165 bytes are also the size for the figures of the
+/// whole road.
 inline constexpr std::string_view clamp =
     R"({"id":"3f2504e0-4f89-41d3-9a0c-0305e82c3301","name":"Clamp15",)"
     R"("uri":"/ClampControl/clamps/3f2504e0-4f89-41d3-9a0c-0305e82c3301","isSwitchedOn":true,"type":"Clamp15"})";

@@ -1,4 +1,4 @@
-// What hands something from one thread to another: the callback future, and the executor.
+// The two ways to pass something from one thread to another: the callback future and the executor.
 
 #include <kelo-client/CallbackFuture.h>
 #include <semaphore.h>
@@ -25,8 +25,8 @@ using zebutil::SingleThreadAsyncTaskExecutor;
 constexpr CallbackFuture::FutureValue kValue{1};
 constexpr std::chrono::seconds kLimit{60};
 
-/// The rival of the callback future, and what it is made of: a promise and its future, which every developer
-/// has at hand for one value from a callback to a thread that waits.
+/// The rival of the callback future, which is built on the same two classes: a promise and its future, the
+/// standard way to pass one value from a callback to a waiting thread.
 class PromiseAndFuture {
  public:
     void Set(CallbackFuture::FutureValue value) { promise_.set_value(value); }
@@ -40,7 +40,7 @@ class PromiseAndFuture {
     std::future<CallbackFuture::FutureValue> future_{promise_.get_future()};
 };
 
-/// One life of a future whose value is there before anyone waits: no thread has to be woken.
+/// The life of a future whose value is set before a thread waits for it: no thread has to be woken.
 template <typename Future>
 void setThenGet(benchmark::State& state) {
     for (auto _ : state) {
@@ -53,8 +53,8 @@ void setThenGet(benchmark::State& state) {
     }
 }
 
-/// Two threads that hand a value to and fro, each waiting for the other: time per round. The futures are made
-/// beforehand, and only the rounds are timed.
+/// Two threads that pass a value back and forth, each waiting for the other: time per round. The futures are
+/// created in advance, and only the rounds are timed.
 template <typename Future>
 void thereAndBack(benchmark::State& state) {
     constexpr std::size_t rounds = 256;
@@ -124,9 +124,8 @@ class Executor {
     SingleThreadAsyncTaskExecutor executor_;
 };
 
-/// The rival of the executor: Boost.Asio's thread pool with one thread, what a developer takes who has Boost
-/// and wants tasks run one after another on another thread. It, too, is handed a `std::function`, as an
-/// interface would have it.
+/// The rival of the executor: Boost.Asio's thread pool with one thread, the usual way with Boost to run tasks
+/// one after another on another thread. It also takes a `std::function`, as an interface would.
 class AsioPool {
  public:
     void post(std::function<void()> task) { boost::asio::post(pool_, std::move(task)); }
@@ -135,7 +134,7 @@ class AsioPool {
     boost::asio::thread_pool pool_{1};
 };
 
-/// One task, and back: the time until an idle executor has run it and the caller has been woken.
+/// One task and back: the time until an idle executor has run it and the caller has been woken.
 template <typename Pool>
 void oneTask(benchmark::State& state) {
     Pool pool;
@@ -146,7 +145,7 @@ void oneTask(benchmark::State& state) {
     }
 }
 
-/// Many tasks at once: per task. This is what a burst of notifications does.
+/// Many tasks at once, time per task: the load of a burst of notifications.
 template <typename Pool>
 void burst(benchmark::State& state) {
     constexpr int tasks = 1000;

@@ -1,9 +1,9 @@
-// JSON: reading the element of a notification, and getting values out of it.
+// JSON: parsing the element of a notification and getting values from it.
 //
-// The rivals: Poco, whose tree `JsonObject` wraps, so that its own parser and getters are what a user of that
-// tree would take: the reference. RapidJSON, the usual choice where speed counts, and nlohmann's, the usual
-// choice elsewhere. All of them build a tree that can be asked in any order, which is what a `JsonObject` is;
-// all check that the text is UTF-8, except Poco.
+// The rivals: Poco, the reference, because `JsonObject` wraps its tree and a user of that tree would use
+// Poco's parser and getters; RapidJSON, the usual choice where speed counts; and nlohmann's, the usual choice
+// elsewhere. All of them build a tree that can be queried in any order, as a `JsonObject` can. All except
+// Poco check that the text is UTF-8.
 
 #include <Poco/JSON/Parser.h>
 #include <rapidjson/document.h>
@@ -41,7 +41,7 @@ std::unique_ptr<rapidjson::Document> parseWithRapid(const std::string& text) {
     return document;
 }
 
-/// RapidJSON leaves the checks that the others make to its user.
+/// RapidJSON leaves to its user the checks that the others make.
 template <typename Check>
 const rapidjson::Value& rapidMember(const rapidjson::Document& document, const char* key, Check check) {
     const auto member = document.FindMember(key);
@@ -91,7 +91,7 @@ std::int64_t unixDate(const nlohmann::json& json) {
     return json.at("unixDate").get<std::int64_t>();
 }
 
-/// What of a nested object a user asks for first: the object, and a text in it.
+/// The usual first access to a nested object: the object and a text in it.
 std::string stateId(const JsonObject& json) {
     return json.getObject("connectionState")->getString("id");
 }
@@ -138,7 +138,7 @@ void addGetter(const char* name, std::string_view element, Get get) {
     subject.other("nlohmann", repeat([nlohmann, get] { return get(*nlohmann); }));
 }
 
-/// What becomes of an element that arrives: read, two values used, forgotten.
+/// The life of an element that arrives: it is parsed, two values are read, and it is destroyed.
 void addParsingAndGetting() {
     const std::string text(micro::elements::clamp);
     const auto use = [](const auto& json) { return isOn(json) && type(json) == "Clamp15"; };

@@ -31,7 +31,8 @@ using csc_logging::CSCLogEntry;
 using csc_logging::CSCLogging;
 using micro::Subject;
 
-/// What the four kinds of pieces are made of; kept from the optimiser, which would make the text beforehand.
+/// The values of the four kinds of pieces, hidden from the optimiser, which would compute the text in
+/// advance.
 struct Pieces {
     std::string service = "ClampControl";
     int milliseconds = 1234;
@@ -73,7 +74,7 @@ std::string byCompiledFmt(const Pieces& pieces) {
                        pieces.service, pieces.milliseconds, pieces.bytes, pieces.code);
 }
 
-/// Calls `work` on pieces that the compiler does not know.
+/// Calls `work` on pieces whose values the compiler does not know.
 template <typename Work>
 auto onPieces(Work work) {
     return [work](benchmark::State& state) {
@@ -86,9 +87,9 @@ auto onPieces(Work work) {
     };
 }
 
-/// The text of a message out of text, an int, a long and a hexadecimal byte, once into a new object and once
-/// into one that is used again. The rivals: fmt, what a developer takes today for text out of pieces (the
-/// reference), also with its format string compiled; and the stream of the standard library.
+/// Builds the text of a message from text, an int, a long and a hexadecimal byte, once in a new object and
+/// once in a reused one. The rivals: fmt, the usual choice today (the reference), also with a compiled format
+/// string; and the standard library's stream.
 void addEntries() {
     const Pieces pieces;
     const std::string expected = byEntry(pieces);
@@ -142,10 +143,9 @@ void addEntries() {
 
 DLT_DECLARE_CONTEXT(directContext)
 
-/// Lines through the facade into DLT, level info. The rivals: libdlt's own macro in the same process, what a
-/// developer takes who logs to DLT and nothing else (the reference); and spdlog, what one takes where no DLT
-/// is asked for, with a logger that may be used by many threads and a pipe like DLT's behind it, one system
-/// call per line.
+/// Lines through the facade into DLT, level info. The rivals: libdlt's own macro in the same process, the
+/// usual choice for logging to DLT only (the reference); and spdlog, the usual choice without DLT, with a
+/// thread-safe logger that writes to a pipe like DLT's, one system call per line.
 void addLines(const std::shared_ptr<spdlog::logger>& spdlogLogger) {
     const std::string line(byEntry(Pieces()));
     const auto call = [line](auto log) {
@@ -172,7 +172,7 @@ void addLines(const std::shared_ptr<spdlog::logger>& spdlogLogger) {
     enabled.other("spdlog", call([spdlogLogger](const std::string& text) { spdlogLogger->info(text); }));
 }
 
-/// Whether what `log` writes reaches the pipe.
+/// Whether the line that `log` writes reaches the pipe.
 template <typename Log>
 bool reaches(const micro::DrainedPipe& pipe, Log log) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -197,7 +197,7 @@ int main(int argc, char** argv) {
     }
     int result = 0;
     {
-        // libdlt takes the first pipe for that of its daemon, and wants a directory for pipes of its own.
+        // libdlt uses the first pipe as that of its daemon, and needs a directory for its own pipes.
         std::filesystem::create_directory(directory + "/dltpipes");
         const micro::DrainedPipe dltPipe(directory + "/dlt");
         const micro::DrainedPipe spdlogPipe(directory + "/spdlog");

@@ -4,12 +4,12 @@
 #include <optional>
 #include <string>
 
-/// The resources as a developer would write them down for nlohmann's library: plain structures, one line each
-/// for the way from and to JSON. A field may be absent, as in the data objects. Keys and literals stand in
-/// the models of the services alone: generate_nlohmann_elements.py makes the structures of each service from
-/// its model when the benchmark is built, and here is what all of them use.
+/// The resources as a developer would write them for nlohmann's library: plain structures, with one line each
+/// for the conversion from and to JSON. A field may be absent, as in the data objects. The keys and literals
+/// are in the service models only: generate_nlohmann_elements.py writes the structures of each service from
+/// its model when the benchmark is built. This file has what all of them use.
 
-// The optional values of that library's own manual.
+// Optional values, as the manual of that library shows them.
 namespace nlohmann {
 template <typename T>
 struct adl_serializer<std::optional<T>> {

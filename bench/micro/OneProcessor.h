@@ -4,9 +4,9 @@
 
 namespace micro {
 
-/// Keeps the process, and every thread that it makes from now on, on one processor. For benchmarks of more
-/// than one thread: where the scheduler puts the threads would decide more than what the contenders do, since
-/// a wake-up costs ten times as much when it goes to another, sleeping processor.
+/// Keeps the process, and every thread that it creates from now on, on one processor. For benchmarks with
+/// more than one thread: without it, the placement of the threads would matter more than the contenders,
+/// because waking a thread costs ten times as much on another, sleeping processor.
 inline void stayOnOneProcessor() {
     cpu_set_t allowed;
     if (::sched_getaffinity(0, sizeof allowed, &allowed) != 0) {

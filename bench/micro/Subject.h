@@ -7,9 +7,9 @@
 
 namespace micro {
 
-/// Benchmarks of one piece of work, registered as "<subject>/<contender>". The library's own contender is
-/// "clamp"; the one that the others are compared with carries the label "reference". What evaluates the
-/// results goes by these two.
+/// Benchmarks of one piece of work, registered as "<subject>/<contender>". The library's contender is
+/// "clamp". The one that the others are compared with has the label "reference". The evaluation of the
+/// results depends on both.
 class Subject {
  public:
     explicit Subject(std::string name) : name_(std::move(name)) {}
@@ -41,7 +41,7 @@ class Subject {
     std::string name_;
 };
 
-/// The usual benchmark of a call: its result is kept from being optimised away.
+/// The usual benchmark of a call. Keeps the compiler from removing the call.
 template <typename Call>
 auto repeat(Call call) {
     return [call](benchmark::State& state) {

@@ -41,7 +41,7 @@ TextClamp::Type typeOf(const std::string& name) {
 }  // namespace
 
 TextClamp TextClamp::decode(const char* encoded, std::size_t size) {
-    // Storage of its own on the stack, so that the tree of a document of this size allocates nothing.
+    // Storage on the stack: the tree of a document of this size then allocates nothing.
     char values[2048];
     char stack[1024];
     Allocator valueAllocator(values, sizeof values);

@@ -5,7 +5,7 @@
 
 namespace bench {
 
-/// What the peers that carry text decode it to: the fields that the library's data object has.
+/// The decoded form of a text message of a peer. It has the fields of the library's data object.
 struct TextClamp {
     enum class Type { Clamp15, ClampS, Clamp75X };
 
@@ -15,7 +15,7 @@ struct TextClamp {
     bool isSwitchedOn = false;
     Type type = Type::Clamp15;
 
-    /// Throws std::runtime_error when the text is no clamp.
+    /// Throws std::runtime_error if the text does not describe a clamp.
     static TextClamp decode(const char* text, std::size_t size);
 };
 

@@ -1,6 +1,6 @@
-// road-clamp: the library as an application uses it. The callback does nothing but note the time. Runs under
-// scripts/with-client-config, since the path of the library's configuration is fixed. --log-level is a number
-// of ECSCLogLevel: from 4, "info", on there is a line for every notification.
+// road-clamp: the library as an application uses it. The callback only records the time. Runs under
+// scripts/with-client-config because the path of the library's configuration is fixed. --log-level is a
+// number of ECSCLogLevel; from 4, "info", upwards the library logs a line for every notification.
 
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <clampcontrolclient/ClampControlClient.h>

@@ -1,5 +1,5 @@
-// road-drain: takes what the server sends from the socket and looks at none of it, so that the server's
-// figures of a flood are what the server can do.
+// road-drain: reads everything from the socket and ignores it. The figures of a flood then show the limit of
+// the server.
 
 #include <array>
 #include <boost/asio/buffer.hpp>
@@ -31,13 +31,15 @@ int main(int count, char** arguments) {
             stream.handshake("127.0.0.1:" + std::to_string(port), "/ClampControl");
             stream.write(asio::buffer(
                 std::string(R"({"action":"subscribe","path":"/ClampControl/clamps/1","requestId":"1"})")));
-            stream.read(buffer);  // the answer
+            stream.read(buffer);  // the response
             stream.read(buffer);  // the present state
         }
         bench::tell("ready", {});
         std::array<char, 256 * 1024> bytes{};
         boost::system::error_code error;
-        while (!error) socket.read_some(asio::buffer(bytes), error);  // until the server ends
+        while (!error) {  // until the server ends
+            socket.read_some(asio::buffer(bytes), error);
+        }
     } catch (const std::exception& exception) {
         std::cerr << arguments[0] << ": " << exception.what() << std::endl;
         return 1;

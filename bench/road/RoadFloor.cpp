@@ -1,6 +1,6 @@
-// road-floor: what a Beast WebSocket client costs that does nothing with its messages: no time limits, no
-// parsing, no second thread. The reference of the road's figures. With --hop 1 each message's text is handed
-// to a second thread, which notes the time: what one hand-over costs at least, on the machine at hand.
+// road-floor: a Beast WebSocket client that does nothing with its messages: no time limits, no parsing, no
+// second thread. The reference for the road's figures. With --hop 1 it passes each message's text to a second
+// thread, which records the time. That shows the least cost of one hand-over on this machine.
 
 #include <pthread.h>
 
@@ -28,7 +28,7 @@ namespace beast = boost::beast;
 namespace websocket = beast::websocket;
 using asio::ip::tcp;
 
-/// Messages on their way to a second thread, which takes all that wait at once.
+/// Messages on their way to a second thread, which takes all waiting messages at once.
 class HandOver {
  public:
     void push(std::string message) {
@@ -75,7 +75,7 @@ class HandOver {
 
 class FloorClient {
  public:
-    /// @param handOver null: the reading thread notes the time
+    /// @param handOver if null, the reading thread records the time
     FloorClient(bench::Arrivals& arrivals, HandOver* handOver, std::uint16_t port)
         : arrivals_(arrivals), handOver_(handOver) {
         const tcp::endpoint server(asio::ip::address_v4::loopback(), port);
@@ -87,7 +87,7 @@ class FloorClient {
         stream_.handshake("127.0.0.1:" + std::to_string(port), "/ClampControl");
         stream_.write(asio::buffer(
             std::string(R"({"action":"subscribe","path":"/ClampControl/clamps/1","requestId":"1"})")));
-        stream_.read(buffer_);  // the answer
+        stream_.read(buffer_);  // the response
         buffer_.clear();
         stream_.read(buffer_);  // the present state
         buffer_.clear();

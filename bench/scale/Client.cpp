@@ -21,7 +21,7 @@ namespace {
 
 using zebobjects_ZEB::ClampcontrolService;
 
-/// Every service is on one server.
+/// Locates every service on the same server.
 class OneServer : public zeb::IConfigManager {
  public:
     explicit OneServer(std::string serverBaseUri) : serverBaseUri_(std::move(serverBaseUri)) {}

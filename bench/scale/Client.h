@@ -19,23 +19,23 @@ class SingleThreadAsyncTaskExecutor;
 
 namespace scale {
 
-/// A client that follows any number of elements of the clamp service, over one WebSocket: the platform, put
-/// together as the client framework does it, and typed data objects on top. Owned by main(), whose thread
-/// calls it.
+/// A client that follows any number of elements of the clamp service over one WebSocket. It sets up the
+/// platform as the client framework does, with typed data objects on top. Owned by main(), whose thread calls
+/// it.
 class Client {
  public:
     using Clamp = zebobjects_ZEB::ClampcontrolService::Clamp;
-    /// Called with the number of the subscription, always on the same thread of the platform.
+    /// Receives the number of the subscription. Always called on the same thread of the platform.
     using Handler = std::function<void(std::size_t subscription, const Clamp& clamp)>;
 
     /// Returns once the service is connected.
     explicit Client(const std::string& serverBaseUri);
-    /// When it has returned no handler runs or will run.
+    /// No handler runs after it has returned.
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    /// Asks for the elements "1" to `count`; does not wait for their states.
+    /// Subscribes to the elements "1" to `count`. Does not wait for their states.
     void subscribe(std::size_t count, Handler handler);
 
  private:

@@ -1,6 +1,6 @@
-// scale-client: a client with many subscriptions, or with a slow handler. Prints `{"ready":{}}` when every
-// subscription has its present state, `{"figures":{...}}` when all changes have come, and ends with its
-// standard input.
+// scale-client: a client with many subscriptions or with a slow handler. Prints `{"ready":{}}` when every
+// subscription has received its present state and `{"figures":{...}}` when all changes have arrived. Exits at
+// the end of its standard input.
 
 #include <Arguments.h>
 #include <ProcessFigures.h>
@@ -17,8 +17,8 @@
 
 namespace {
 
-/// Counts the notifications, checks that each subscription has its changes in order, and takes the figures of
-/// those after the warm-up.
+/// Counts the notifications, checks that each subscription receives its changes in order, and takes the
+/// figures after the warm-up.
 class Deliveries {
  public:
     Deliveries(std::size_t subscriptions, std::int64_t changes, std::int64_t warmUp, std::int64_t handlerTime)
@@ -51,7 +51,7 @@ class Deliveries {
         }
     }
 
-    /// @return whether nothing was missing or out of order
+    /// @return true if no change was missing or out of order
     bool waitAndTell() {
         complete_.get_future().wait();
         bench::tell("figures", end_.since(begin_)
@@ -62,8 +62,8 @@ class Deliveries {
     }
 
  private:
-    // Busy, as a handler is that computes something: sleeping would be rounded up by the kernel. In CPU time,
-    // so that what else runs on the machine is not taken for the handler's.
+    // Busy, like a handler that computes something; the kernel would round up a sleep. Measured in CPU time,
+    // because other processes on the machine must not count as the handler's time.
     void work() {
         const std::int64_t begin = threadCpuTime();
         std::int64_t now = begin;

@@ -9,13 +9,13 @@
 
 namespace start {
 
-/// What a contestant reached when, in nanoseconds since it was started: the launcher's time, which is the
-/// first argument of every contestant.
+/// When a contestant reached each mark, in nanoseconds since its start. The launcher passes the start time as
+/// the first argument.
 class StartMarks {
  public:
     explicit StartMarks(const char* launchedAt) : launchedAt_(std::strtoll(launchedAt, nullptr, 10)) {}
 
-    /// @param time of bench::monotonicNanoseconds()
+    /// @param time as returned by bench::monotonicNanoseconds()
     void add(const std::string& name, std::int64_t time) { marks_.add(name, time - launchedAt_); }
     void print() const { bench::tell("marks", marks_); }
 

@@ -1,5 +1,5 @@
-// What a client cannot do without, and nothing else: TCP and WebSocket handshake, one HTTP request for the
-// clamp, a subscription, and its first notification. One thread, blocking calls, no JSON parser.
+// The minimum that a client must do: TCP and WebSocket handshake, one HTTP request for the clamp, a
+// subscription and its first notification. One thread, blocking calls, no JSON parser.
 
 #include <cstdio>
 #include <exception>

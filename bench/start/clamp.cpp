@@ -1,4 +1,4 @@
-// An application at its start: as examples/first-client has it, up to the first clamp state.
+// An application that starts as examples/first-client does, up to the first clamp state.
 
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <clampcontrolclient/ClampControlClient.h>
@@ -17,7 +17,7 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
     std::promise<std::int64_t> connected;
     std::promise<std::int64_t> state;
 
-    // The bus stays and the clamp does not change, so each comes once.
+    // The bus keeps running and the clamp does not change, so each callback comes once.
     void OnConnectionStateChanged(bool isConnected) override {
         if (isConnected) {
             connected.set_value(bench::monotonicNanoseconds());

@@ -1,5 +1,5 @@
 // Starts each contestant in turn, round after round, and passes on what it prints. Runs under
-// scripts/with-client-config, so that making the private view of the configuration is no part of any start.
+// scripts/with-client-config, so setting up the private view of the configuration is not part of any start.
 
 #include <MonotonicClock.h>
 #include <spawn.h>
@@ -17,7 +17,7 @@
 
 namespace {
 
-/// Prints the program's name, and lets the program print what it has to say.
+/// Prints the program's name, then runs the program, which prints its marks.
 void run(const std::string& program, char* port) {
     std::printf("%s\n", program.substr(program.find_last_of('/') + 1).c_str());
     std::fflush(stdout);
@@ -49,7 +49,7 @@ int main(int count, char** arguments) {
     const std::vector<std::string> programs(arguments + 3, arguments + count);
     try {
         for (long round = 0; round < rounds; ++round) {
-            // None is always the one that runs after the same other one.
+            // The order changes, so no contestant always runs after the same other one.
             for (std::size_t turn = 0; turn < programs.size(); ++turn) {
                 run(programs[(static_cast<std::size_t>(round) + turn) % programs.size()], port);
             }

@@ -1,4 +1,4 @@
-// How long it takes to get to main() of a program that is linked to what the others are linked to.
+// Measures the time to reach main() in a program that is linked to the same libraries as the others.
 
 #include "StartMarks.h"
 

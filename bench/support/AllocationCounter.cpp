@@ -1,4 +1,4 @@
-// Counts allocations per thread. Preloaded, so it sees every library of the process as shipped.
+// Counts allocations per thread. Preloaded, so it counts those of every library of the process as shipped.
 
 #include "AllocationCounter.h"
 
@@ -9,7 +9,7 @@
 #include <cerrno>
 
 extern "C" {
-// The allocator of the C library under names that this file does not take away.
+// The C library's allocator, under names that this file does not replace.
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t kMaximumOfThreads = 4096;
 
-// One writer each; others read.
+// Each has one writer; other threads read.
 struct Counter {
     std::atomic<std::int64_t> thread;
     std::atomic<std::int64_t> count;

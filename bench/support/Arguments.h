@@ -7,11 +7,10 @@
 
 namespace bench {
 
-/// Arguments of the form `--name value`. Ends the process with a list of the names when one is not among
-/// them.
+/// Arguments of the form `--name value`. For an unknown name it prints the known names and ends the process.
 class Arguments {
  public:
-    /// @param known with their defaults; what has none is required
+    /// @param known names with their defaults; a name without a default is required
     struct Known {
         std::string name;
         std::string value;

@@ -11,9 +11,9 @@
 
 namespace bench {
 
-/// What a client does with the messages that it receives: notes the times, counts, compares, and prints the
-/// figures of the steady part, which is all after the warm-up. It prints two lines: `{"ready":{}}` after the
-/// present state has come, and `{"figures":{...}}` at the end.
+/// What a client does with the messages that it receives: records the times, counts, compares, and prints the
+/// figures of everything after the warm-up. It prints two lines: `{"ready":{}}` after the present state has
+/// arrived and `{"figures":{...}}` at the end.
 ///
 /// Threads: one calls present() and arrived(), another waits.
 class Arrivals {
@@ -23,9 +23,9 @@ class Arrivals {
 
     explicit Arrivals(const Arguments& arguments);
 
-    /// The first message: the state before the first change, which no send time belongs to.
+    /// The first message: the state before the first change. It has no send time.
     void present();
-    /// The next change, which in a complete and ordered sequence is on, off, on, ...
+    /// The next change. A complete and ordered sequence is on, off, on, ...
     void arrived(bool isSwitchedOn);
     /// The same for a client that does not read the messages.
     void arrived() { arrived(nextState()); }
@@ -33,8 +33,8 @@ class Arrivals {
     bool hasPresent() const { return hasPresent_; }
     std::int64_t received() const { return received_; }
 
-    /// Waits for all, and a little for what should not come.
-    /// @return whether each came once and in order
+    /// Waits for all messages, and briefly for any that should not arrive.
+    /// @return true if each arrived once and in order
     bool waitAndTell();
 
  private:

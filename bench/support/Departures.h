@@ -12,9 +12,9 @@
 
 namespace bench {
 
-/// What a server does to send its messages: when to, and what it cost. It prints two lines: `{"ready":{...}}`
-/// with what a client needs to find it, and `{"figures":{...}}` when all has been sent. It begins when it
-/// reads "start" on its standard input, and ends with it.
+/// What a server does to send its messages: when to send and what it cost. It prints two lines:
+/// `{"ready":{...}}` with its address for the clients, and `{"figures":{...}}` when everything is sent. It
+/// begins when it reads "start" on its standard input and ends at the end of that input.
 class Departures {
  public:
     /// --count, --rate (0: flood), --size (of an element's JSON text), --times
@@ -27,16 +27,16 @@ class Departures {
     std::size_t size() const { return size_; }
     TimeTable& times() { return times_; }
 
-    /// State of the message of that number, and "off" before the first.
+    /// The state in the message with that number; "off" before the first.
     static constexpr bool isSwitchedOn(std::int64_t number) { return number % 2 == 0; }
 
-    /// Takes the figures of the beginning.
+    /// Takes the figures at the beginning.
     void begin() { begin_.takeAtBegin(); }
-    /// Takes the figures of the end, and prints them.
+    /// Takes the figures at the end and prints them.
     void endAndTell(std::int64_t messages);
 
-    /// For a server that sends on a thread of its own: waits for "start", calls `send` for each number when
-    /// it is due, then `flush`, tells the figures, and waits for the end of the standard input.
+    /// For a server that sends on a separate thread: waits for "start", calls `send` for each number when it
+    /// is due, then `flush`, prints the figures, and waits for the end of the standard input.
     void run(const std::function<void(std::int64_t number)>& send, const std::function<void()>& flush = {});
 
  private:

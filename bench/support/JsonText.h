@@ -5,7 +5,7 @@
 
 namespace bench {
 
-/// Writes one JSON object, member by member. Texts are taken as they are: nothing in here needs escaping.
+/// Writes one JSON object, member by member. Does not escape texts: the benchmarks have none that need it.
 class JsonText {
  public:
     JsonText& add(const std::string& name, std::int64_t number) {
@@ -23,7 +23,7 @@ class JsonText {
     std::string members_;
 };
 
-/// Prints `{"<name>":<object>}` as a line of its own, at once: whoever started this program waits for it.
+/// Prints the line `{"<name>":<object>}` and flushes it, because the parent process waits for it.
 void tell(const std::string& name, const JsonText& object);
 
 }  // namespace bench

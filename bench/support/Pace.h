@@ -5,11 +5,11 @@
 
 namespace bench {
 
-/// When each message is due. Every time is reckoned from the first one, so that nothing adds up; one that is
-/// late is sent at once.
+/// When each message is due. All times are computed from the first one, so errors do not add up. A late
+/// message is sent immediately.
 class Pace {
  public:
-    /// @param rate messages per second; 0: all of them at once
+    /// @param rate messages per second; 0 for all of them at once
     Pace(std::int64_t begin, std::int64_t rate) : begin_(begin), rate_(rate) {}
 
     bool isFlood() const { return rate_ == 0; }

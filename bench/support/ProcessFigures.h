@@ -11,20 +11,20 @@
 
 namespace bench {
 
-/// What this process has used up to a moment; two of them make the figures of what lay between.
+/// What this process has used up to a moment. Two of them give the figures of the time between.
 class ProcessFigures {
  public:
     ProcessFigures();
 
-    /// The beginning of what is measured. What taking the figures costs itself falls before it.
+    /// The beginning of the measurement. The cost of taking these figures falls before it.
     void takeAtBegin();
-    /// The end of what is measured. What taking the figures costs itself falls after it.
+    /// The end of the measurement. The cost of taking these figures falls after it.
     void takeAtEnd();
 
     std::int64_t time() const { return time_; }
 
     /// From `begin` to these figures: wall and CPU time, context switches, CPU time and allocations per
-    /// thread name; besides resident memory and number of threads as they are now.
+    /// thread name. Also the present resident memory and number of threads.
     JsonText since(const ProcessFigures& begin) const;
 
  private:

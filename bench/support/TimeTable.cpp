@@ -22,7 +22,7 @@ TimeTable::TimeTable(const std::string& path) {
     struct stat status {};
     ::fstat(file, &status);
     size_ = static_cast<std::size_t>(status.st_size);
-    // Populated, so that no page fault falls into what is measured.
+    // Populated: no page fault may happen during the measurement.
     mapping_ = ::mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE, file, 0);
     ::close(file);
     if (mapping_ == MAP_FAILED) {

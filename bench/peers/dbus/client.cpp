@@ -35,7 +35,7 @@ int main(int count, char** arguments) {
             dbus::require(sd_bus_match_signal(bus.get(), nullptr, nullptr, dbus::kPath, dbus::kInterface,
                                               dbus::kSignal, onChanged, &arrivals),
                           "match");
-            arrivals.present();  // there are no retained signals: what comes now is the first change
+            arrivals.present();  // signals are not retained: the next one is the first change
             while (!isDone) {
                 while (dbus::require(sd_bus_process(bus.get(), nullptr), "process") > 0) {
                 }

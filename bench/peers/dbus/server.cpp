@@ -1,5 +1,5 @@
-// dbus-server: emits a signal per message. In a flood the queue of sd-bus is written out every so many
-// messages.
+// dbus-server: emits one signal per message. In a flood it flushes the queue of sd-bus after a fixed number
+// of messages.
 
 #include <exception>
 #include <iostream>

@@ -1,4 +1,4 @@
-// grpc-client: reads the stream on a thread of its own, which decodes too.
+// grpc-client: reads and decodes the stream on one separate thread.
 
 #include <clamp.grpc.pb.h>
 #include <grpcpp/grpcpp.h>

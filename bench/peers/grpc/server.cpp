@@ -1,5 +1,5 @@
-// grpc-server: server streaming, with the synchronous interface: one stream and one writer need no more, and
-// nothing is handed from thread to thread.
+// grpc-server: server streaming with the synchronous interface, which is enough for one stream and one writer
+// and passes nothing between threads.
 
 #include <clamp.grpc.pb.h>
 #include <grpcpp/grpcpp.h>
@@ -28,7 +28,7 @@ class Service final : public bench::grpc::ClampControl::Service {
  public:
     explicit Service(bench::Departures& departures) : departures_(departures) {}
 
-    /// One client: the call lasts until everything was sent and the standard input has ended.
+    /// Serves one client. The call lasts until everything is sent and the standard input has ended.
     grpc::Status Subscribe(grpc::ServerContext*, const bench::grpc::Subscription*,
                            grpc::ServerWriter<bench::grpc::Clamp>* writer) override {
         const bench::grpc::Clamp on = clamp(true, departures_.size());
@@ -37,7 +37,7 @@ class Service final : public bench::grpc::ClampControl::Service {
         grpc::WriteOptions options;
         const bool isFlood = departures_.rate() == 0;
         departures_.run([&](std::int64_t number) {
-            // In a flood messages may share a packet; the last one may not wait for another.
+            // In a flood, messages may share a packet, but the last one must not wait for another.
             if (isFlood && number + 1 < departures_.count()) {
                 options.set_buffer_hint();
             } else {

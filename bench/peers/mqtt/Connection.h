@@ -16,7 +16,7 @@ inline void require(int result, const char* what) {
         throw std::runtime_error(std::string(what) + ": " + mosquitto_strerror(result));
 }
 
-/// A connection to a broker on this machine, with a network thread of its own once it is started.
+/// A connection to a broker on this machine. It has its own network thread once it is started.
 class Connection {
  public:
     explicit Connection(void* user) {
@@ -36,7 +36,7 @@ class Connection {
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// The broker does not say when it is ready, so it is tried for a while.
+    /// Retries for a while, because the broker does not report when it is ready.
     void start(int port) {
         int result = MOSQ_ERR_ERRNO;
         for (int attempt = 0; attempt < 100 && result != MOSQ_ERR_SUCCESS; ++attempt) {

@@ -1,4 +1,4 @@
-// mqtt-client: decodes on the network thread of libmosquitto, without a further hop.
+// mqtt-client: decodes on the network thread of libmosquitto, without passing messages to another thread.
 
 #include <exception>
 #include <iostream>

@@ -35,7 +35,7 @@ class Publisher {
                              "publish");
     }
 
-    /// Waits until so many have left this process.
+    /// Waits until that many messages have left this process.
     void waitForPublished(std::int64_t count) {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return published_ >= count; });
