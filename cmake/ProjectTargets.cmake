@@ -1,10 +1,10 @@
-# What every target of the project has in common. Called once per target, so that nothing global leaks into a
-# project that includes this one.
+# The settings of every target of the project. Functions set them per target, so nothing global leaks into a project
+# that includes this one.
 
 option(CLAMPCONTROL_WARNINGS_AS_ERRORS "Treat compiler warnings as errors; the presets do" OFF)
-set(CLAMPCONTROL_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them: address,undefined or thread")
+set(CLAMPCONTROL_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize: address,undefined or thread")
 
-# project_target(<target>): language level, warnings, hidden symbols, sanitizers.
+# project_target(<target>): sets language level, warnings, hidden symbols, sanitizers.
 function(project_target target)
   target_compile_features(${target} PUBLIC cxx_std_17)
   set_target_properties(${target} PROPERTIES
@@ -23,19 +23,19 @@ function(project_target target)
     get_target_property(type ${target} TYPE)
     if(CLAMPCONTROL_SANITIZE STREQUAL "thread" AND type STREQUAL "EXECUTABLE")
       target_sources(${target} PRIVATE ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/ThreadSanitizerLibdlt.cpp)
-      # libdlt is to find it before its own.
+      # libdlt must find this dlt_free before its own.
       target_link_options(${target} PRIVATE LINKER:--export-dynamic-symbol=dlt_free)
     endif()
     if(CLAMPCONTROL_SANITIZE STREQUAL "thread" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-      # GCC warns of the fence in Asio's reference count, which the sanitizer does not follow. It stands between the
-      # last release of a count and the deletion, so at worst a race would be reported there that is none.
+      # GCC warns about the fence in Asio's reference count, which the sanitizer does not model. The fence is between
+      # the last release of a count and the deletion, so at worst the sanitizer reports a false race there.
       target_compile_options(${target} PRIVATE -Wno-tsan)
     endif()
   endif()
 endfunction()
 
-# project_public_headers(<target> <directory>): the directory that the target's users include from, in the
-# build tree and after installation.
+# project_public_headers(<target> <directory>): sets the directory that the target's users include from, in the build
+# tree and after installation.
 function(project_public_headers target directory)
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${directory}>
@@ -50,7 +50,7 @@ function(project_shared_library target export_name)
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
 endfunction()
 
-# project_test(<name> SOURCES ... [LIBRARIES ...]): a GoogleTest program whose tests CTest knows one by one.
+# project_test(<name> SOURCES ... [LIBRARIES ...]): adds a GoogleTest program and registers each of its tests with CTest.
 function(project_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
   add_executable(${name} ${arg_SOURCES})

@@ -1,6 +1,6 @@
 # Cross build for 64-bit Arm with Debian's cross compiler. The target's libraries come from a sysroot that
-# scripts/make-arm64-sysroot makes; its place is passed as CMAKE_SYSROOT. Programs of the build, tests too, run
-# under emulation.
+# scripts/make-arm64-sysroot creates; CMAKE_SYSROOT is its path. Programs of the build, including tests, run under
+# emulation.
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
@@ -12,7 +12,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-# pkg-config knows nothing of CMAKE_SYSROOT, and try_compile projects need it as well.
+# pkg-config does not know CMAKE_SYSROOT. try_compile projects need it too.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES CMAKE_SYSROOT)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
 set(ENV{PKG_CONFIG_LIBDIR}

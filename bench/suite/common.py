@@ -1,5 +1,5 @@
-"""What the groups of the benchmarks share: programs that are started and ended, contestants that take turns, medians
-with their spread, tables."""
+"""Code that the groups of the benchmarks share: starting and ending programs, interleaving contestants, medians with
+their spread, tables."""
 
 import array
 import contextlib
@@ -21,11 +21,11 @@ WITH_CLIENT_CONFIG = ROOT / "scripts/with-client-config"
 
 
 class Failure(Exception):
-    """A run that measured nothing: a program failed, or something was lost."""
+    """A run without a result: a program failed or a message was lost."""
 
 
 class Options:
-    """What the groups are given.
+    """The options of a group.
 
     build    directory of the build, for instance build/bench
     out      directory of the results
@@ -93,7 +93,7 @@ class Program:
         return line.decode().strip()
 
     def expect(self, key, limit=30):
-        """What the next line says under `key`."""
+        """The value of `key` in the next line."""
         line = self.line(limit)
         try:
             return json.loads(line)[key]
@@ -105,7 +105,7 @@ class Program:
         self.process.stdin.flush()
 
     def finish(self, limit=30):
-        """Waits for it to end by itself, without a mistake."""
+        """Waits for the program to exit by itself with status 0."""
         try:
             status = self.process.wait(limit)
         except subprocess.TimeoutExpired:
@@ -116,7 +116,7 @@ class Program:
     def end(self):
         with contextlib.suppress(OSError):
             self.process.stdin.close()
-        # A program that knows no better is asked, then made to.
+        # A program that does not exit gets SIGTERM, then SIGKILL.
         for limit, ask in ((2, self.process.terminate), (5, self.process.kill), (5, None)):
             with contextlib.suppress(subprocess.TimeoutExpired):
                 self.process.wait(limit)
@@ -125,7 +125,7 @@ class Program:
                 ask()
 
     def cpu_time(self):
-        """Nanoseconds that its threads have run, those that have ended not counted."""
+        """Nanoseconds that its threads have run, not counting threads that have ended."""
         total = 0
         for task in pathlib.Path(f"/proc/{self.id}/task").iterdir():
             total += int((task / "schedstat").read_text().split()[0])
@@ -175,7 +175,7 @@ class TimeTable:
 
 @contextlib.contextmanager
 def workplace():
-    """A directory for the time of one run, in memory where there is such a place, so that no disk is in the way."""
+    """A directory for one run, in memory if possible, so no disk affects the result."""
     memory = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
     place = pathlib.Path(tempfile.mkdtemp(prefix="clamp-bench-", dir=memory))
     try:
@@ -185,15 +185,15 @@ def workplace():
 
 
 def free_port():
-    """A port for a program that cannot be asked which one the system gave it."""
+    """A free port, for a program that does not report its port."""
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
 
 
 def client_command(place, port, command, settings=None):
-    """The command with a configuration of its own: the ClampControl service at that port of this machine, and nothing
-    else unless `settings` of the service say so."""
+    """The command with a private configuration: the ClampControl service at that port of this machine, with the
+    given `settings` of the service and nothing else."""
     configuration = place / f"client-{port}.json"
     service = {"serverBaseUri": f"http://127.0.0.1:{port}", "serverBasePathHTTP": "/", **(settings or {})}
     configuration.write_text(
@@ -219,13 +219,13 @@ def interleaved(contestants, repeats, measure, say=print):
 
 
 def percentile(values, share):
-    """Of a list in any order; 0.5 is the median."""
+    """The quantile of a list in any order; 0.5 is the median."""
     ordered = sorted(values)
     return ordered[min(len(ordered) - 1, int(len(ordered) * share))]
 
 
 def summary(values):
-    """The median of the repeats, and from where to where they lie."""
+    """The median of the repeats and their smallest and largest value."""
     return {"median": statistics.median(values), "min": min(values), "max": max(values), "values": list(values)}
 
 
@@ -237,7 +237,7 @@ def summaries(repeats):
 
 
 def ratio(figure, reference):
-    """How many times the reference's median this one's is."""
+    """The median divided by the reference's median."""
     return figure["median"] / reference["median"] if reference["median"] else None
 
 
@@ -264,7 +264,7 @@ def goal_table(goals):
 
 
 def machine():
-    """What the figures were measured on."""
+    """The machine that the figures were measured on."""
     model = "unknown"
     for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines():
         if line.startswith("model name"):
@@ -279,7 +279,7 @@ def machine():
 
 
 def plot_figure(path, draw):
-    """Writes an SVG of what `draw(axes)` draws; nothing where there is no matplotlib."""
+    """Writes what `draw(axes)` draws as an SVG; does nothing without matplotlib."""
     try:
         import matplotlib
     except ImportError:

@@ -1,5 +1,5 @@
-"""Who takes part in the road of a notification. A contestant is a server and a client that deliver the same document,
-and a broker where it takes one. README.md says what the programs have to print."""
+"""The contestants of the group road. A contestant is a server and a client that deliver the same document, and a
+broker if it needs one. README.md says what the programs must print."""
 
 import contextlib
 import pathlib
@@ -14,11 +14,11 @@ INFO = 4
 
 
 class Session:
-    """The commands of one run, and the broker that runs meanwhile."""
+    """The commands of one run, and the broker that runs during it."""
 
     def __init__(self, server, client, broker=None):
         self.server = server  # (arguments) -> command
-        self.client = client  # (arguments, address that the server told) -> command
+        self.client = client  # (arguments, address that the server reported) -> command
         self.broker = broker  # common.Program
 
 
@@ -74,7 +74,7 @@ def mqtt(options, place, log):
         "persistence false\n"
         "set_tcp_nodelay true\n"
         "log_type error\n"
-        # A flood is not to lose anything.
+        # A flood must not lose a message.
         "max_queued_messages 0\n"
     )
     with common.Program(["mosquitto", "-c", configuration], log) as broker:
@@ -118,11 +118,11 @@ def dbus(options, place, log):
 
 
 def field(options):
-    """All that take part, the reference first. A peer that was asked for and not built is a mistake."""
+    """All contestants, the reference first. Fails if a requested peer was not built."""
     result = [
         Contestant(FLOOR, "floor: bare Beast client", 500_000, floor(hop=0)),
         Contestant("floor-hop", "floor with one hand-over", 500_000, floor(hop=1)),
-        # The peers log nothing, and neither does an application in a vehicle, at this level.
+        # The peers log nothing. At this level, neither does an application in a vehicle.
         Contestant("clamp", "ClampControlClient", 200_000, clamp(WARNING)),
         Contestant("clamp-logging", "the same, a log line for each", 200_000, clamp(INFO)),
     ]

@@ -1,4 +1,4 @@
-"""What a connected and subscribed client costs to which nothing happens."""
+"""The cost of a connected and subscribed client that receives nothing."""
 
 import contextlib
 import pathlib
@@ -10,20 +10,20 @@ NAME = "idle"
 
 BARE = "bare client"
 CLAMP = "clamp client"
-# Without logging there is no libdlt at work: this tells its share from the rest.
+# Without logging libdlt does nothing, so this separates its share from the rest.
 SILENT = "clamp client, no logging"
 WATCHDOG = "clamp client, watchdog 1 s"
 
-# After that the time limits of connecting and of the request have run out. Their timers were cancelled, but Asio leaves
-# the kernel's timer as it is, and is woken up by it once.
+# By then the time limits of connecting and of the request have passed. Their timers were cancelled, but Asio leaves the
+# kernel's timer armed, which wakes it once.
 SETTLING = 5.5  # s
 
-# The vehicle that scripts/demo shows; a real server, that closes idle HTTP connections after a minute.
+# The vehicle of scripts/demo: a complete server, which closes idle HTTP connections after a minute.
 VEHICLE = common.ROOT / "examples/bus/vehicle.json"
 
 
 class Snapshot:
-    """What a process has used up to now, by the names of its threads. Read from outside, which does not wake it up."""
+    """What a process has used up to now, by thread name. Read from outside, which does not wake the process."""
 
     def __init__(self, process):
         directory = pathlib.Path(f"/proc/{process}")
@@ -60,7 +60,7 @@ def figures(before, after):
 
 
 def measure(commands, repeats, minute, log):
-    """Who does nothing disturbs nobody: all repeats of all contestants live through the same minute."""
+    """Idle programs do not disturb each other, so all repeats of all contestants run during the same minute."""
     with contextlib.ExitStack() as stack:
         programs = []
         for _ in range(repeats):
@@ -73,7 +73,7 @@ def measure(commands, repeats, minute, log):
         time.sleep(minute)
         after = [Snapshot(program.id) for _, program in programs]
         for contestant, program in programs:
-            if contestant == BARE:  # it reads from its socket alone
+            if contestant == BARE:  # it only reads from its socket
                 program.process.terminate()
     found = {contestant: [] for contestant in commands}
     for (contestant, _), first, second in zip(programs, before, after):

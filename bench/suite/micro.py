@@ -1,4 +1,4 @@
-"""The pieces of the library beside well-known libraries that do the same work: bench/micro."""
+"""Parts of the library compared with well-known libraries that do the same work: bench/micro."""
 
 import json
 import subprocess
@@ -9,18 +9,18 @@ NAME = "micro"
 
 PROGRAMS = ["micro_json", "micro_data_objects", "micro_logging", "micro_handover"]
 
-# The library's own contender, as bench/micro/Subject.h names it.
+# The library's contender, as bench/micro/Subject.h names it.
 OURS = "clamp"
 
 UNITS_IN_NS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
 def measure(options, program):
-    """What the program's benchmarks measured, repetition by repetition."""
+    """The results of the program's benchmarks, one per repetition."""
     command = [
         options.program(f"micro/{program}"),
         "--benchmark_format=json",
-        # So that what else goes on in the machine meets all contenders alike.
+        # Interleaved, so other load on the machine affects all contenders alike.
         "--benchmark_enable_random_interleaving=true",
         f"--benchmark_repetitions={options.repeats}",
         f"--benchmark_min_time={0.001 if options.quick else 0.1}",
@@ -30,7 +30,7 @@ def measure(options, program):
 
 
 def nanoseconds(entry):
-    """The processor time of the thread; where it hands over to another one, the time on the clock."""
+    """The processor time of the thread, or the wall time if it hands over to another thread."""
     between_threads = entry["run_name"].endswith(("/real_time", "/manual_time"))
     return entry["real_time" if between_threads else "cpu_time"] * UNITS_IN_NS[entry["time_unit"]]
 
@@ -38,11 +38,11 @@ def nanoseconds(entry):
 def evaluate(entries):
     """For each subject its reference and its contenders, in the order in which the program names them."""
     subjects = {}
-    # Interleaved repetitions come in any order.
+    # Interleaved repetitions are printed in any order.
     for entry in sorted(entries, key=lambda entry: entry["family_index"]):
         if entry.get("error_occurred"):
             raise common.Failure(f"{entry['name']}: {entry['error_message']}")
-        # What follows these two says how it was timed.
+        # The parts after these two say how it was timed.
         subject, contender = entry["run_name"].split("/")[:2]
         found = subjects.setdefault(subject, {"reference": None, "times": {}})
         found["times"].setdefault(contender, []).append(nanoseconds(entry))
@@ -92,6 +92,6 @@ def run(options):
     for program in PROGRAMS:
         print(f"    {program}", flush=True)
         subjects.update(evaluate(measure(options, program)))
-    # What is measured in passing says nothing of a goal.
+    # A quick run is too short to compare with a goal.
     reached = [] if options.quick else goals(subjects)
     return {"subjects": subjects, "goals": reached, "markdown": markdown(subjects, reached)}

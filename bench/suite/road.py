@@ -10,7 +10,7 @@ SIZE = 165  # bytes of an element's JSON text
 
 
 def measure(contestant, options, log, rate, count, warm_up, preload=None):
-    """One run of one contestant: server, broker if any, client, all of them new."""
+    """One run of one contestant with a new server, client and, if needed, broker."""
     with common.workplace() as place:
         table = common.TimeTable(place / "times", count)
         with contestant.session(options, place, log) as session:
@@ -60,7 +60,7 @@ def measure(contestant, options, log, rate, count, warm_up, preload=None):
 
 
 def server_limit(options, log):
-    """What the server sends a client that only empties its socket, in messages per second."""
+    """The rate at which the server sends to a client that only empties its socket, in messages per second."""
     count = 20_000 if options.quick else 500_000
     with common.Program(
         [options.program("bus/bench-bus"), "--count", count, "--rate", 0, "--size", SIZE], log
@@ -74,7 +74,7 @@ def server_limit(options, log):
 
 
 def collect(field, options, measure_one):
-    """Runs of all contestants, interleaved, and their figures by name."""
+    """Runs all contestants, interleaved. Returns their figures by name."""
     by_name = {contestant.name: contestant for contestant in field}
     repeats = common.interleaved(by_name, options.repeats, lambda name: measure_one(by_name[name]))
     figures = {}

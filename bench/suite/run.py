@@ -58,7 +58,7 @@ def main():
         started = time.monotonic()
         try:
             results = group.run(options)
-        except Exception as failure:  # the other groups have their turn all the same
+        except Exception as failure:  # the other groups still run
             if not isinstance(failure, (common.Failure, subprocess.SubprocessError)):
                 traceback.print_exc()
             print(f"{group.NAME} has failed: {failure}", file=sys.stderr, flush=True)

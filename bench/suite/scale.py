@@ -1,5 +1,5 @@
 """How the cost of a notification and the memory of a client grow: with subscriptions, clients, document size, and the
-time that a handler takes. Everything is flooded, so that waking up does not count."""
+time that a handler takes. Every run is a flood, so waking up does not count."""
 
 import contextlib
 import pathlib
@@ -8,7 +8,7 @@ import common
 
 NAME = "scale"
 
-SIZE = 165  # bytes of an element's JSON text, where that is not what varies
+SIZE = 165  # bytes of an element's JSON text, unless the size varies
 
 SUBSCRIPTIONS = [1, 10, 100, 1_000, 10_000]
 CLIENTS = [1, 3, 10, 30, 100, 300]
@@ -17,7 +17,7 @@ HANDLER_TIMES = [0, 10_000, 100_000, 1_000_000]  # ns
 
 
 def memory(process):
-    """MiB: resident now and at the most up to now, and what of it no file backs."""
+    """MiB: resident now, the peak so far, and the part that no file backs."""
     directory = pathlib.Path(f"/proc/{process}")
     status = dict(line.split(":", 1) for line in (directory / "status").read_text().splitlines())
     rollup = dict(line.split(":", 1) for line in (directory / "smaps_rollup").read_text().splitlines()[1:])
@@ -33,7 +33,7 @@ def memory(process):
 
 
 def measure(options, log, changes, subscriptions=1, clients=1, size=SIZE, handler_time=0):
-    """One run: a bus, clients that are all there before it begins, and so many changes of each subscription."""
+    """One run: a bus, clients that all connect before it begins, and a number of changes per subscription."""
     warm_up = max(1, changes // 10)
     with contextlib.ExitStack() as stack:
         bus = stack.enter_context(
@@ -62,7 +62,7 @@ def measure(options, log, changes, subscriptions=1, clients=1, size=SIZE, handle
         return sum(values) / len(values)
 
     return {
-        # What the handlers themselves take is theirs.
+        # The time of the handlers themselves is not counted.
         "cpu": sum(each["cpuTime"] - each["timeInHandlers"] for each in figures) / messages / 1e3,
         "wall": max(each["wallTime"] for each in figures) / messages / 1e3,
         "residentBefore": mean(each["resident"] for each in before),
@@ -200,11 +200,11 @@ def run(options):
         return measure(options, log, notifications // count, clients=count)
 
     def with_size(size):
-        # So many that the large ones do not take minutes.
+        # Few enough that large documents do not take minutes.
         return measure(options, log, min(notifications, 1_000 * notifications // size), size=size)
 
     def with_handler(time):
-        # Four seconds' worth, and more than the queue may hold.
+        # Enough for four seconds, and more than the queue may hold.
         count = 1_500 if options.quick else min(notifications, 4_000_000_000 // max(time, 1))
         return measure(options, log, count, handler_time=time)
 

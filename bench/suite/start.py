@@ -13,7 +13,7 @@ BARE = "start-bare"
 CLAMP = "start-clamp"
 CONTESTANTS = [NOTHING, BARE, CLAMP]
 
-# Name, and the marks that the time lies between; the first begins with the process.
+# Name, and the first and last mark of the interval. None is the start of the process.
 MILESTONES = [
     ("process start to `main()`", None, "main"),
     ("process start to connected", None, "connected"),
@@ -31,7 +31,7 @@ STEPS = [
 
 
 def measure(options, place, port, rounds, log):
-    """One repeat: all contestants in turn, so many rounds. For each the median of every mark, in nanoseconds."""
+    """One repeat: all contestants in turn, `rounds` times. Returns the median of every mark, in nanoseconds."""
     programs = [options.program(f"start/{contestant}") for contestant in CONTESTANTS]
     launch = [options.program("start/start-launcher"), str(rounds), port]
     command = common.client_command(place, port, [*launch, *programs])
