@@ -63,10 +63,10 @@ std::string byStream(const Pieces& pieces) {
     return stream.str();
 }
 
-constexpr char format[] = "service {} answered after {} ms with {} bytes, code {:#x}";
+constexpr char kFormat[] = "service {} answered after {} ms with {} bytes, code {:#x}";
 
 std::string byFmt(const Pieces& pieces) {
-    return fmt::format(format, pieces.service, pieces.milliseconds, pieces.bytes, pieces.code);
+    return fmt::format(kFormat, pieces.service, pieces.milliseconds, pieces.bytes, pieces.code);
 }
 
 std::string byCompiledFmt(const Pieces& pieces) {
@@ -126,7 +126,7 @@ void addEntries() {
     const auto text = std::make_shared<std::string>();
     reused.reference("fmt", onPieces([text](const Pieces& given) {
                          text->clear();
-                         fmt::format_to(std::back_inserter(*text), format, given.service, given.milliseconds,
+                         fmt::format_to(std::back_inserter(*text), kFormat, given.service, given.milliseconds,
                                         given.bytes, given.code);
                          benchmark::DoNotOptimize(text->data());
                          benchmark::ClobberMemory();
