@@ -1,20 +1,19 @@
+#include <PlatformFixture.h>
 #include <pthread.h>
 
 #include <array>
 #include <string>
-
-#include "PlatformFixture.h"
 
 // Numbers are those of the promises in docs/platform-contract.md.
 
 namespace {
 
 using namespace std::chrono_literals;
-using contract::kLimit;
-using contract::Lamp;
-using contract::LampDescriptor;
+using test_support::kLimit;
+using test_support::Lamp;
+using test_support::LampDescriptor;
 
-class FindFirstContract : public contract::PlatformFixture {
+class FindFirstContract : public test_support::PlatformFixture {
  protected:
     struct Answer {
         bool isSuccess;
@@ -41,7 +40,7 @@ class FindFirstContract : public contract::PlatformFixture {
         return answer.value_or(Answer{});
     }
 
-    contract::Received<Answer> answers;
+    test_support::Received<Answer> answers;
 };
 
 // P21
@@ -95,7 +94,7 @@ TEST_F(FindFirstContract, SendsTheSeparatorWhenTheServiceUsesOne) {
 // P6, P19
 TEST_F(FindFirstContract, CallsItsHandlersOnTheZebExecutor) {
     connect();
-    contract::Received<std::thread::id> executorThread;
+    test_support::Received<std::thread::id> executorThread;
     zebExecutor->add([&] { executorThread.push(std::this_thread::get_id()); }, "thread");
     EXPECT_EQ(answerOf(LampDescriptor()).thread, executorThread.next());
 }
@@ -214,7 +213,7 @@ TEST_F(FindFirstContract, LogsAHandlerThatThrowsWithTheTasksName) {
     EXPECT_TRUE(log->waitFor("task \"findFirst callbackSuccess\" threw: mine"));
 }
 
-class SubscriptionContract : public contract::PlatformFixture {
+class SubscriptionContract : public test_support::PlatformFixture {
  protected:
     // A subscription of lamp 1 whose handler does nothing, the first time, until `go` or until the limit.
     std::shared_ptr<zeb::Subscription> subscribeSlowly(std::chrono::milliseconds limit = kLimit) {
@@ -243,7 +242,7 @@ class SubscriptionContract : public contract::PlatformFixture {
         }
     }
 
-    contract::Received<bool> go;
+    test_support::Received<bool> go;
 };
 
 // P26
@@ -270,7 +269,7 @@ TEST_F(SubscriptionContract, NeverCallsItsHandlerOnTheCallersStack) {
     const auto connected = connect();
     LampDescriptor descriptor;
     descriptor.setId("1");
-    contract::Received<std::thread::id> thread;
+    test_support::Received<std::thread::id> thread;
     const auto subscription = connected->subscribeElement<Lamp>(
         descriptor, [&](const std::shared_ptr<const Lamp>&) { thread.push(std::this_thread::get_id()); });
     EXPECT_NE(thread.next(), std::this_thread::get_id());
@@ -365,7 +364,7 @@ TEST_F(SubscriptionContract, MayBeEndedByItsOwnHandler) {
     LampDescriptor descriptor;
     descriptor.setId("1");
     std::shared_ptr<zeb::Subscription> subscription;
-    contract::Received<bool> mayUnsubscribe;
+    test_support::Received<bool> mayUnsubscribe;
     subscription =
         connected->subscribeElement<Lamp>(descriptor, [&](const std::shared_ptr<const Lamp>& lamp) {
             mayUnsubscribe.next();
@@ -483,7 +482,7 @@ TEST_F(SubscriptionContract, NeverReleasesAHandlerOnTheThreadOfTheSockets) {
     const auto connected = connect();
     LampDescriptor descriptor;
     descriptor.setId("99");
-    contract::Received<std::string> releasedOn;
+    test_support::Received<std::string> releasedOn;
     auto held = std::shared_ptr<int>(new int(0), [&](const int* value) {
         delete value;
         std::array<char, 16> name{};

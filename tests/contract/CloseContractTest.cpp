@@ -1,18 +1,19 @@
 // How the platform closes a WebSocket: the codes of section 4.5 of docs/wire-protocol.md, as a server sees
 // them. Numbers are those of the promises in docs/platform-contract.md.
 
+#include <PlatformFixture.h>
+
 #include <chrono>
 #include <ostream>
 #include <string>
 
 #include "BareServer.h"
-#include "PlatformFixture.h"
 
 namespace {
 
-using contract::kLimit;
+using test_support::kLimit;
 
-class CloseContract : public contract::PlatformFixture {
+class CloseContract : public test_support::PlatformFixture {
  protected:
     CloseContract() { configuration->known.serverBaseUri = server.baseUri(); }
 

@@ -1,14 +1,14 @@
-#include "PlatformFixture.h"
+#include <PlatformFixture.h>
 
 // Numbers are those of the promises in docs/platform-contract.md.
 
 namespace {
 
 using namespace std::chrono_literals;
-using contract::kLimit;
-using contract::LightingService;
+using test_support::kLimit;
+using test_support::LightingService;
 
-class ServiceRegistryContract : public contract::PlatformFixture {};
+class ServiceRegistryContract : public test_support::PlatformFixture {};
 
 class HeatingService : public zeb::Service {
  public:
@@ -33,8 +33,8 @@ TEST_F(ServiceRegistryContract, TellsAListenerThatComesLateToo) {
 // P6
 TEST_F(ServiceRegistryContract, TellsItsListenersOnTheZebExecutor) {
     createRegistry();
-    contract::Received<std::thread::id> executorThread;
-    contract::Received<std::thread::id> handlerThread;
+    test_support::Received<std::thread::id> executorThread;
+    test_support::Received<std::thread::id> handlerThread;
     zebExecutor->add([&] { executorThread.push(std::this_thread::get_id()); }, "thread");
     zeb::ServiceListener<LightingService> listener;
     listener.connected = [&](const std::shared_ptr<LightingService>&) {
@@ -244,9 +244,9 @@ TEST_F(RegistryEntriesContract, LooksForElementsWhereAServiceHasMovedTo) {
     tellServices("[" + entryAt(other) + "]");
     EXPECT_EQ(states.next(), "disconnected");
     EXPECT_EQ(states.next(), "connected");
-    contract::Received<std::int64_t> found;
-    service()->getAccessor()->findFirst<contract::Lamp>(
-        contract::LampDescriptor(),
+    test_support::Received<std::int64_t> found;
+    service()->getAccessor()->findFirst<test_support::Lamp>(
+        test_support::LampDescriptor(),
         [&found](const auto& lamp, const auto&) { found.push(lamp ? lamp->level() : -1); },
         [&found](const auto&) { found.push(-2); });
     EXPECT_EQ(found.next(), 77);

@@ -3,6 +3,7 @@
 // docs/platform-contract.md.
 
 #include <Certificates.h>
+#include <PlatformFixture.h>
 #include <TemporaryDirectory.h>
 #include <openssl/ssl.h>
 #include <zebutil/PocoHttpSessionFactory.h>
@@ -21,17 +22,15 @@
 #include <string>
 #include <thread>
 
-#include "PlatformFixture.h"
-
 namespace {
 
-using contract::kLimit;
-using contract::Lamp;
-using contract::LampDescriptor;
 using test_support::Certificate;
 using test_support::CertificationAuthority;
+using test_support::kLimit;
+using test_support::Lamp;
+using test_support::LampDescriptor;
 
-class TlsContract : public contract::PlatformFixture {
+class TlsContract : public test_support::PlatformFixture {
  protected:
     TlsContract() { setenv("SSL_CERT_FILE", authority.certificateFile().c_str(), 1); }
 
@@ -66,7 +65,7 @@ class TlsContract : public contract::PlatformFixture {
         std::string failure;
     };
     Outcome findFirst() {
-        contract::Received<Outcome> outcomes;
+        test_support::Received<Outcome> outcomes;
         const auto access = zeb::HttpAccessFactory(std::make_shared<zebutil::PocoHttpSessionFactory>())
                                 .createAccess({"Lighting", configuration->known.serverBaseUri, "/", ""});
         zeb::ZebAccessor accessor(access, httpExecutor, zebExecutor, loggers->createLogger("accessor"));

@@ -2,12 +2,13 @@
 // made anew at once; a client's own rounds are slowed by the pauses between its attempts.
 //   CONNECTION_ROUNDS   how many (default 300)
 
+#include <PlatformFixture.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
 
-#include "../contract/PlatformFixture.h"
 #include "ResidentMemory.h"
 
 namespace {
@@ -57,7 +58,7 @@ struct Held {
     std::size_t memory;
 };
 
-class ConnectionRounds : public contract::PlatformFixture {
+class ConnectionRounds : public test_support::PlatformFixture {
  protected:
     void makeOne(int round) {
         zeb::ZebServiceRegistry::Settings settings;
@@ -71,9 +72,9 @@ class ConnectionRounds : public contract::PlatformFixture {
         const auto connected = service();
         const auto subscription = subscribe(connected);
         ASSERT_TRUE(levels.next());
-        contract::Received<bool> isFound;
-        connected->getAccessor()->findFirst<contract::Lamp>(
-            contract::LampDescriptor(), [&](const auto&, const auto&) { isFound.push(true); },
+        test_support::Received<bool> isFound;
+        connected->getAccessor()->findFirst<test_support::Lamp>(
+            test_support::LampDescriptor(), [&](const auto&, const auto&) { isFound.push(true); },
             [&](const auto&) { isFound.push(false); });
         ASSERT_EQ(isFound.next(), true);
         switch (round % 3) {
@@ -95,7 +96,7 @@ class ConnectionRounds : public contract::PlatformFixture {
         while (states.next(0ms)) {
         }
         // The last end of the connection comes after its Stop, on the I/O thread and at the server.
-        ASSERT_TRUE(bus.waitForWebSockets("Lighting", 0, contract::kLimit));
+        ASSERT_TRUE(bus.waitForWebSockets("Lighting", 0, test_support::kLimit));
     }
 
     // Once everything that ends a moment later has ended: the least of some looks.

@@ -1,6 +1,7 @@
 // The data objects of every resource, read over HTTP from the bus that the project ships, through the
 // platform.
 
+#include <PlatformFixture.h>
 #include <Poco/JSON/Object.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,7 +17,6 @@
 #include <string>
 #include <vector>
 
-#include "PlatformFixture.h"
 #include "ResourcesOfModels.h"
 
 namespace {
@@ -41,7 +41,7 @@ std::string withoutNulls(const zebutil::JsonObject& element) {
 }
 
 template <typename R>
-class DataObjectsOnTheBus : public contract::PlatformFixture {
+class DataObjectsOnTheBus : public test_support::PlatformFixture {
  protected:
     using Service = typename R::Desctype::Service;
 
@@ -78,7 +78,7 @@ class DataObjectsOnTheBus : public contract::PlatformFixture {
     }
 
     std::shared_ptr<const R> find(const typename R::Desctype& descriptor) {
-        contract::Received<std::shared_ptr<const R>> answers;
+        test_support::Received<std::shared_ptr<const R>> answers;
         service()->getAccessor()->template findFirst<R>(
             descriptor, [&](std::shared_ptr<const R> element, const auto&) { answers.push(element); },
             [&](const std::shared_ptr<const zeb::ZebResponse>& response) {

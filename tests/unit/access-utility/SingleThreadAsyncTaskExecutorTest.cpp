@@ -1,3 +1,4 @@
+#include <RecordingLogger.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
@@ -11,8 +12,6 @@
 #include <stdexcept>
 #include <thread>
 #include <vector>
-
-#include "RecordingLogger.h"
 
 namespace {
 

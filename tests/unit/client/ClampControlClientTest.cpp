@@ -2,6 +2,7 @@
 // The platform's objects are fakes that say what is done with them.
 
 #include <ChildProcess.h>
+#include <FakePlatform.h>
 #include <RecordingAraLog.h>
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
@@ -23,7 +24,6 @@
 #include <string>
 #include <utility>
 
-#include "FakePlatform.h"
 #include "RecordingCallback.h"
 
 namespace {

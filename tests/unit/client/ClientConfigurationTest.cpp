@@ -1,8 +1,10 @@
 // What a client makes of the configuration of the vehicle, above all of one that it cannot use. A process
 // reads the file once, so every test looks at it in a process of its own; the fixed path is this program's
-// alone, see tests/e2e/main.cpp. The platform's objects are fakes that say what is done with them.
+// alone, see tests/support/PrivateConfigurationMain.cpp. The platform's objects are fakes that say what is
+// done with them.
 
 #include <ChildProcess.h>
+#include <FakePlatform.h>
 #include <RecordingAraLog.h>
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
@@ -21,8 +23,6 @@
 #include <ostream>
 #include <string>
 #include <system_error>
-
-#include "FakePlatform.h"
 
 namespace {
 

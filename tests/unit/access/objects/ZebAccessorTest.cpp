@@ -1,3 +1,4 @@
+#include <RecordingLogger.h>
 #include <gtest/gtest.h>
 #include <zeb/ITpAccess.h>
 #include <zeb/XObject.h>
@@ -11,8 +12,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "RecordingLogger.h"
 
 namespace {
 

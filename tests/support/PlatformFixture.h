@@ -30,7 +30,7 @@
 
 #include "RecordingLogger.h"
 
-namespace contract {
+namespace test_support {
 
 /// Long enough for anything that is to happen, short enough to report what does not.
 constexpr std::chrono::seconds kLimit{20};
@@ -250,9 +250,8 @@ class PlatformFixture : public testing::Test {
 
     const ThreadHasEnded afterAllElse{"zebIo"};
     zebbussim::BusSimulator bus;
-    const std::shared_ptr<test_support::RecordedLog> log = std::make_shared<test_support::RecordedLog>();
-    const std::shared_ptr<zebutil::LoggerFactory> loggers =
-        std::make_shared<test_support::RecordingLoggerFactory>(log);
+    const std::shared_ptr<RecordedLog> log = std::make_shared<RecordedLog>();
+    const std::shared_ptr<zebutil::LoggerFactory> loggers = std::make_shared<RecordingLoggerFactory>(log);
     const std::shared_ptr<TestConfiguration> configuration = std::make_shared<TestConfiguration>();
     const std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> serviceSettings =
         std::make_shared<zeb::ZebServiceConfigurations::ServiceSettings>();
@@ -271,4 +270,4 @@ class PlatformFixture : public testing::Test {
     std::shared_ptr<zeb::Service> service_;
 };
 
-}  // namespace contract
+}  // namespace test_support
