@@ -21,32 +21,6 @@ constexpr bool kKeepsItsMemory = false;  // sanitizers hold back what was releas
 constexpr bool kKeepsItsMemory = true;
 #endif
 
-class SilentLogger : public zebutil::ILogger {
- public:
-    void trace(const std::string& /*message*/) override {}
-    void debug(const std::string& /*message*/) override {}
-    void info(const std::string& /*message*/) override {}
-    void warning(const std::string& /*message*/) override {}
-    void error(const std::string& /*message*/) override {}
-    void system(const std::string& /*message*/) override {}
-    bool isTrace() const override { return false; }
-    bool isDebug() const override { return false; }
-    bool isInfo() const override { return false; }
-    bool isWarning() const override { return false; }
-    bool isError() const override { return false; }
-    bool isSystem() const override { return false; }
-    std::shared_ptr<zebutil::ILogger> getSubFacilityLogger(const std::string& /*name*/) const override {
-        return std::make_shared<SilentLogger>();
-    }
-};
-
-class SilentLoggerFactory : public zebutil::LoggerFactory {
- public:
-    std::unique_ptr<zebutil::ILogger> createLogger(const std::string& /*name*/) override {
-        return std::make_unique<SilentLogger>();
-    }
-};
-
 std::size_t entriesOf(const char* directory) {
     return static_cast<std::size_t>(
         std::distance(std::filesystem::directory_iterator(directory), std::filesystem::directory_iterator()));
@@ -112,7 +86,10 @@ class ConnectionRounds : public test_support::PlatformFixture {
     }
 
  private:
-    const std::shared_ptr<SilentLoggerFactory> silent_ = std::make_shared<SilentLoggerFactory>();
+    // Keeps nothing, since the test measures memory.
+    const std::shared_ptr<zebutil::LoggerFactory> silent_ =
+        std::make_shared<test_support::RecordingLoggerFactory>(
+            std::make_shared<test_support::RecordedLog>(test_support::RecordedLog::Keep::Nothing));
 };
 
 TEST_F(ConnectionRounds, LeaveNothingBehind) {

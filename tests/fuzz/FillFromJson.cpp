@@ -16,7 +16,7 @@
 
 #include "Require.h"
 #include "ResourcesOfModels.h"
-#include "SilentLogger.h"
+#include "SilentLog.h"
 
 namespace {
 
@@ -99,7 +99,7 @@ static_assert(resources.size() == test_resources::All<FillsOf>::size(),
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    fuzz::SilentLoggerFactory::use();
+    fuzz::silenceDefaultLoggers();
     if (size == 0) {
         return 0;
     }

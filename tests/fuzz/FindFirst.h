@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "Require.h"
-#include "SilentLogger.h"
+#include "SilentLog.h"
 
 namespace fuzz {
 
@@ -23,9 +23,9 @@ class ImmediateExecutor : public zebutil::ITaskExecutor {
 /// Looks for clamp 15 over `access`, as the client does, and checks what comes of it.
 inline void findFirstClamp(std::shared_ptr<zeb::ITpAccess> access) {
     using Clamp = zebobjects_ZEB::ClampcontrolService::Clamp;
-    SilentLoggerFactory::use();
+    silenceDefaultLoggers();
     static const auto executor = std::make_shared<ImmediateExecutor>();
-    zeb::ZebAccessor accessor(std::move(access), executor, executor, std::make_shared<SilentLogger>());
+    zeb::ZebAccessor accessor(std::move(access), executor, executor, silentLogger());
     int answers = 0;
     Clamp::Desctype descriptor;
     descriptor.setType(zebobjects_ZEB::ClampcontrolService::CLAMP_TYPE::Clamp15);

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "Require.h"
-#include "SilentLogger.h"
+#include "SilentLog.h"
 #include "websocket/ServerMessage.h"
 #include "websocket/SubscriptionRouter.h"
 
@@ -120,7 +120,7 @@ void compareWithTree(std::string_view line) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const auto logger = std::make_shared<fuzz::SilentLogger>();
+    static const auto logger = fuzz::silentLogger();
     CheckingConnection connection;
     zeb::SubscriptionRouter sut("ws://127.0.0.1/ClampControl", logger, connection);
     std::vector<Record> records;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "RecordingLoggerFactory.h"
+#include "DataObjectTest.h"
 
 namespace {
 
@@ -55,7 +55,7 @@ TEST_F(Authentictime, SaysWhyEachFieldCouldNotBeRead) {
 
 TEST_F(Authentictime, MakesALoggerForEachMessage) {
     const Time sut(JsonObject::parse(R"({"available":"?","day":"?"})"));
-    EXPECT_THAT(log.created, ElementsAre("Authentictime", "Authentictime"));
+    EXPECT_THAT(log.created(), ElementsAre("Authentictime", "Authentictime"));
 }
 
 TEST_F(Authentictime, PrintsItsEnumerations) {

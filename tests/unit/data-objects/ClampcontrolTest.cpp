@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "RecordingLoggerFactory.h"
+#include "DataObjectTest.h"
 
 namespace {
 
@@ -76,14 +76,14 @@ TEST_F(Clampcontrol, FillsAClamp) {
     EXPECT_TRUE(sut.getIsSwitchedOn().getValue());
     EXPECT_EQ(sut.getType().getValue(), CLAMP_TYPE::ClampS);
     EXPECT_EQ(ClampcontrolService::to_string(sut.getType()), "ClampS(1)");
-    EXPECT_THAT(log.lines, IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(Clampcontrol, LeavesEveryFieldEmptyWhenThereIsOnlyAnId) {
     const auto sut = objectOf<Clamp>(R"({"id":"1"})");
     EXPECT_EQ(sut.getId().getValue(), "1");
     EXPECT_FALSE(sut.getIsSwitchedOn() || sut.getType());
-    EXPECT_THAT(log.lines, IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(Clampcontrol, SaysWhyABooleanCouldNotBeRead) {
@@ -133,14 +133,14 @@ TEST_F(Clampcontrol, TakesTheTextOfANumberForALiteral) {
 
 TEST_F(Clampcontrol, EndsTheFillSilentlyWhenAnEnumerationIsNoText) {
     const auto sut = objectOf<Notification>(R"({"id":"1","type":null,"value":3})");
-    EXPECT_THAT(log.lines, IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_FALSE(sut.getType() || sut.getValue());
     EXPECT_EQ(sut.getId().getValue(), "1");
 }
 
 TEST_F(Clampcontrol, EndsTheFillSilentlyWhenTheIdentityIsNoText) {
     const auto sut = objectOf<Clamp>(R"({"id":"1","name":[],"uri":"/x/1","isSwitchedOn":true})");
-    EXPECT_THAT(log.lines, IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_TRUE(sut.getId());
     EXPECT_FALSE(sut.getName() || sut.getUri() || sut.getIsSwitchedOn());
 }
@@ -191,25 +191,25 @@ TEST_F(Clampcontrol, MakesItsFilterFromTheLatestValueOfEachField) {
 
 TEST_F(Clampcontrol, PointsToTheFieldInItsSource) {
     objectOf<SpecialState>(R"({"elementId":"x","functionStatus":"x"})");
-    ASSERT_EQ(log.lines.size(), 2U);
-    EXPECT_THAT(sourceLineOf("Clampcontrol", log.lines[0]), HasSubstr("visit(\"elementId\""));
-    EXPECT_THAT(sourceLineOf("Clampcontrol", log.lines[1]), HasSubstr("visit(\"functionStatus\""));
+    ASSERT_EQ(log.lines().size(), 2U);
+    EXPECT_THAT(sourceLineOf("Clampcontrol", log.lines()[0]), HasSubstr("visit(\"elementId\""));
+    EXPECT_THAT(sourceLineOf("Clampcontrol", log.lines()[1]), HasSubstr("visit(\"functionStatus\""));
 }
 
 TEST_F(Clampcontrol, MakesALoggerForEachMessageAndReleasesIt) {
     objectOf<Clamp>(R"({"isSwitchedOn":0,"type":"x"})");
-    EXPECT_THAT(log.created, ElementsAre("Clampcontrol", "Clampcontrol"));
-    EXPECT_EQ(log.released, 2U);
+    EXPECT_THAT(log.created(), ElementsAre("Clampcontrol", "Clampcontrol"));
+    EXPECT_EQ(log.released(), 2U);
 }
 
 TEST_F(Clampcontrol, WritesItsMessagesWhetherWarningsAreWantedOrNot) {
-    log.warningsWanted = false;
+    log.areWarningsWanted = false;
     objectOf<Clamp>(R"({"type":"x"})");
     EXPECT_THAT(messages(), ElementsAre("unknown enum value in type"));
 }
 
 TEST_F(Clampcontrol, LosesNoFieldToALoggerThatThrows) {
-    log.throws = true;
+    loggers.whenOneIsMade = test_data_objects::failToMakeALogger;
     const auto sut = objectOf<Clamp>(R"({"isSwitchedOn":0,"type":"ClampS"})");
     EXPECT_EQ(sut.getType().getValue(), CLAMP_TYPE::ClampS);
 }
@@ -221,9 +221,9 @@ TEST_F(ClampcontrolLogger, IsMadeByTheFactoryThatIsTheDefaultAtEachMessage) {
     objectOf<Clamp>(R"({"type":"before"})");
     const std::string writtenByTheFirstDefault = testing::internal::GetCapturedStderr();
     ASSERT_THAT(writtenByTheFirstDefault, HasSubstr("unknown enum value in type"));
-    auto& log = test_data_objects::RecordingLoggerFactory::instance();
+    const auto& log = *test_data_objects::DefaultLoggers::instance().log;
     objectOf<Clamp>(R"({"type":"after"})");
-    EXPECT_THAT(log.created, ElementsAre("Clampcontrol"));
+    EXPECT_THAT(log.created(), ElementsAre("Clampcontrol"));
 }
 
 // The JSON
@@ -324,7 +324,7 @@ TEST_F(Clampcontrol, LeavesAnUnknownValueOutOfItsJson) {
     EXPECT_THROW(sut.setType(unknownType), std::out_of_range);
     sut.setIsSwitchedOn(true);
     EXPECT_EQ(sut.getAsJson()->toString(), R"({"isSwitchedOn":true})");
-    EXPECT_THAT(log.lines, IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(Clampcontrol, GivesACopyOfItsDescriptor) {

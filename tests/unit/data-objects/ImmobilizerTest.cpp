@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "RecordingLoggerFactory.h"
+#include "DataObjectTest.h"
 
 namespace {
 
@@ -52,7 +52,7 @@ TEST_F(Immobilizer, SaysWhyEachFieldCouldNotBeRead) {
 
 TEST_F(Immobilizer, MakesALoggerForEachMessage) {
     const Notification sut(JsonObject::parse(R"({"type":"?","value":"?"})"));
-    EXPECT_THAT(log.created, ElementsAre("Immobilizer", "Immobilizer"));
+    EXPECT_THAT(log.created(), ElementsAre("Immobilizer", "Immobilizer"));
 }
 
 TEST_F(Immobilizer, PrintsItsOnlyNotificationType) {

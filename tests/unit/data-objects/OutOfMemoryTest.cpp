@@ -6,8 +6,8 @@
 
 #include <memory>
 
+#include "DataObjectTest.h"
 #include "FailingMemory.h"
-#include "RecordingLoggerFactory.h"
 
 namespace {
 

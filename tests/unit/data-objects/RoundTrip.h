@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "RecordingLoggerFactory.h"
+#include "DataObjectTest.h"
 
 /// What the tests that generate_round_trip.py writes have in common: the rules of reading, told once for each
 /// kind of field, in words of the models and independently of the units.
@@ -143,7 +143,7 @@ class RoundTrip : public DataObjectTest {
         for (const auto& field : fields_) {
             EXPECT_TRUE(field.isSet(sut)) << field.key;
         }
-        EXPECT_THAT(log.lines, testing::IsEmpty());
+        EXPECT_THAT(log.lines(), testing::IsEmpty());
     }
 
     void expectTheDocumentIsGivenBack() const {
@@ -173,7 +173,7 @@ class RoundTrip : public DataObjectTest {
     void expectOddValuesCostWhatTheyMay() {
         for (const auto& odd : fields_) {
             for (const OddValue& value : oddValuesOf(odd)) {
-                log.lines.clear();
+                log.clear();
                 const R sut = objectOf(document(odd.key, value.json));
                 bool isBehind = false;
                 for (const auto& field : fields_) {

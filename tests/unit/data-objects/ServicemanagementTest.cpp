@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "RecordingLoggerFactory.h"
+#include "DataObjectTest.h"
 
 namespace {
 
@@ -49,10 +49,11 @@ class Servicemanagement : public test_data_objects::DataObjectTest {
     /// Fills an object from JSON that ends the fill. Returns the source line that the message points to.
     template <typename R>
     std::string lineThatEndsTheFill(const std::string& json) const {
-        log.lines.clear();
+        log.clear();
         objectOf<R>(json);
         EXPECT_THAT(messages(), ElementsAre(endOfFill)) << json;
-        return log.lines.size() == 1 ? sourceLineOf("Servicemanagement", log.lines[0]) : "";
+        const std::vector<std::string> lines = log.lines();
+        return lines.size() == 1 ? sourceLineOf("Servicemanagement", lines[0]) : "";
     }
 };
 
@@ -430,20 +431,20 @@ TEST_F(Servicemanagement, CopiesReferencesDeeply) {
 TEST_F(Servicemanagement, MakesOneLoggerAtMostAndKeepsIt) {
     objectOf<MqttOperationType>(R"({"isAlwaysOnOperation":1,"payloadSecurityLevel":"none"})");
     objectOf<ConnectionState>(R"({"connectionState":"x"})");
-    EXPECT_LE(log.created.size(), 1U);
-    EXPECT_EQ(log.released, 0U);
+    EXPECT_LE(log.created().size(), 1U);
+    EXPECT_EQ(log.released(), 0U);
     EXPECT_EQ(messages().size(), 3U);
 }
 
 TEST_F(Servicemanagement, WritesNothingWhenWarningsAreNotWanted) {
-    log.warningsWanted = false;
+    log.areWarningsWanted = false;
     objectOf<MqttOperationType>(R"({"isAlwaysOnOperation":1,"payloadSecurityLevel":null})");
-    EXPECT_THAT(log.lines, IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(Servicemanagement, AsksAtEachMessageWhetherWarningsAreWanted) {
     for (const bool wanted : {true, false, true}) {
-        log.warningsWanted = wanted;
+        log.areWarningsWanted = wanted;
         objectOf<ConnectionState>(R"({"connectionState":"x"})");
     }
     EXPECT_EQ(messages().size(), 2U);
@@ -451,17 +452,18 @@ TEST_F(Servicemanagement, AsksAtEachMessageWhetherWarningsAreWanted) {
 
 class ServicemanagementLogger : public test_data_objects::ProcessOfItsOwn {
  protected:
-    test_data_objects::RecordingLoggerFactory& log = test_data_objects::RecordingLoggerFactory::instance();
+    test_support::RecordedLog& log = *test_data_objects::DefaultLoggers::instance().log;
+    test_support::RecordingLoggerFactory& loggers = *test_data_objects::DefaultLoggers::instance().factory;
 };
 
 TEST_F(ServicemanagementLogger, IsNotMadeWithoutAMessage) {
     objectOf<ConnectionState>(R"({"connectionState":"connectionStateConnected"})");
-    EXPECT_THAT(log.created, IsEmpty());
+    EXPECT_THAT(log.created(), IsEmpty());
 }
 
 TEST_F(ServicemanagementLogger, IsMadeAtTheFirstMessage) {
     objectOf<ConnectionState>(R"({"connectionState":"x"})");
-    EXPECT_THAT(log.created, ElementsAre("Servicemanagement"));
+    EXPECT_THAT(log.created(), ElementsAre("Servicemanagement"));
 }
 
 class ServicemanagementLoggerOfThreads : public ServicemanagementLogger {
@@ -491,30 +493,30 @@ TEST_F(ServicemanagementLoggerOfThreads, IsMadeOnce) {
     std::mutex mutex;
     std::condition_variable changed;
     int makers = 0;
-    log.whenOneIsMade = [&] {
+    loggers.whenOneIsMade = [&] {
         std::unique_lock lock(mutex);
         ++makers;
         changed.notify_all();
         changed.wait_for(lock, std::chrono::milliseconds(100), [&] { return makers > 1; });
     };
     fillInThreads();
-    EXPECT_THAT(log.created, ElementsAre("Servicemanagement"));
+    EXPECT_THAT(log.created(), ElementsAre("Servicemanagement"));
 }
 
 TEST_F(ServicemanagementLoggerOfThreads, WritesEveryMessage) {
     fillInThreads();
-    EXPECT_EQ(log.lines.size(), 2 * numberOfThreads);
+    EXPECT_EQ(log.lines().size(), 2 * numberOfThreads);
 }
 
 TEST_F(ServicemanagementLogger, IsTriedAgainAfterItCouldNotBeMade) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "under the thread sanitizer a once-flag does not come free again after an exception";
 #endif
-    log.throws = true;
+    loggers.whenOneIsMade = test_data_objects::failToMakeALogger;
     objectOf<ConnectionState>(R"({"connectionState":"x"})");
-    log.throws = false;
+    loggers.whenOneIsMade = [] {};
     objectOf<ConnectionState>(R"({"connectionState":"x"})");
-    EXPECT_EQ(log.lines.size(), 1U);
+    EXPECT_EQ(log.lines().size(), 1U);
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ FOLDERS = [
     "kelo-client/generated",
     "platform/access-utility/include",
     "platform/access/include",
+    "tests/support",
     "tests/unit/data-objects",
 ]
 
