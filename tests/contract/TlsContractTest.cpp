@@ -19,6 +19,7 @@
 #include <future>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <thread>
 
@@ -166,6 +167,10 @@ struct BadCertificate {
     std::string reason;
     std::string host = "127.0.0.1";
 };
+
+void PrintTo(const BadCertificate& certificate, std::ostream* stream) {
+    *stream << certificate.name;
+}
 
 class BadCertificateContract : public TlsContract, public testing::WithParamInterface<BadCertificate> {
  protected:

@@ -22,6 +22,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -66,6 +67,23 @@ class Callback : public clampcontrolclient::ClampControlCallbackIf {
     const Exit exit_;
     std::shared_ptr<std::promise<void>> connected_{std::make_shared<std::promise<void>>()};
 };
+
+void PrintTo(Callback::Exit exit, std::ostream* stream) {
+    switch (exit) {
+        case Callback::Exit::Nowhere:
+            *stream << "Nowhere";
+            break;
+        case Callback::Exit::InConnection:
+            *stream << "OnConnectionStateChanged";
+            break;
+        case Callback::Exit::InNotification:
+            *stream << "OnClampNotification";
+            break;
+        case Callback::Exit::InClamp:
+            *stream << "OnClampStateChanged";
+            break;
+    }
+}
 
 constexpr const char* kBus =
     R"({"services":{"ClampControl":{"clamps":[{"id":"c15","type":"Clamp15","isSwitchedOn":true}]}}})";
@@ -152,6 +170,14 @@ void subscribe(ClampControlClient& client, Callback& callback) {
 
 enum class Transport { Plain, Tls };
 
+void PrintTo(Transport transport, std::ostream* stream) {
+    *stream << (transport == Transport::Plain ? "Plain" : "Tls");
+}
+
+std::string nameOf(const testing::TestParamInfo<Transport>& instance) {
+    return testing::PrintToString(instance.param);
+}
+
 /// Runs `work` with a bus in a process of its own and expects a clean exit.
 void expectCleanExit(Transport transport, const std::function<void()>& work) {
     const TemporaryDirectory directory;
@@ -173,8 +199,8 @@ class ProcessExit : public testing::TestWithParam<Transport> {
     static void expectCleanExit(const std::function<void()>& work) { ::expectCleanExit(GetParam(), work); }
 };
 
-INSTANTIATE_TEST_SUITE_P(Plain, ProcessExit, testing::Values(Transport::Plain));
-INSTANTIATE_TEST_SUITE_P(Tls, ProcessExit, testing::Values(Transport::Tls));
+INSTANTIATE_TEST_SUITE_P(Plain, ProcessExit, testing::Values(Transport::Plain), nameOf);
+INSTANTIATE_TEST_SUITE_P(Tls, ProcessExit, testing::Values(Transport::Tls), nameOf);
 
 TEST_P(ProcessExit, IsCleanAfterStop) {
     expectCleanExit([] {
@@ -260,7 +286,7 @@ TEST_P(ProcessExit, IsCleanWithAClientThatAGlobalHolds) {
 
 class ProcessExitOverTls : public ProcessExit {};
 
-INSTANTIATE_TEST_SUITE_P(Tls, ProcessExitOverTls, testing::Values(Transport::Tls));
+INSTANTIATE_TEST_SUITE_P(Tls, ProcessExitOverTls, testing::Values(Transport::Tls), nameOf);
 
 TEST_P(ProcessExitOverTls, LeavesOpenSslToTheThreadsThatStillUseIt) {
     expectCleanExit([] {
@@ -277,6 +303,10 @@ TEST_P(ProcessExitOverTls, LeavesOpenSslToTheThreadsThatStillUseIt) {
     });
 }
 
+std::string nameOfExit(const testing::TestParamInfo<std::tuple<Transport, Callback::Exit>>& instance) {
+    return testing::PrintToString(std::get<Callback::Exit>(instance.param));
+}
+
 class ProcessExitInsideACallback : public testing::TestWithParam<std::tuple<Transport, Callback::Exit>> {
  protected:
     static void expectCleanExit(const std::function<void()>& work) {
@@ -288,9 +318,11 @@ class ProcessExitInsideACallback : public testing::TestWithParam<std::tuple<Tran
 constexpr auto kCallbacks = {Callback::Exit::InConnection, Callback::Exit::InNotification,
                              Callback::Exit::InClamp};
 INSTANTIATE_TEST_SUITE_P(Plain, ProcessExitInsideACallback,
-                         testing::Combine(testing::Values(Transport::Plain), testing::ValuesIn(kCallbacks)));
+                         testing::Combine(testing::Values(Transport::Plain), testing::ValuesIn(kCallbacks)),
+                         nameOfExit);
 INSTANTIATE_TEST_SUITE_P(Tls, ProcessExitInsideACallback,
-                         testing::Combine(testing::Values(Transport::Tls), testing::ValuesIn(kCallbacks)));
+                         testing::Combine(testing::Values(Transport::Tls), testing::ValuesIn(kCallbacks)),
+                         nameOfExit);
 
 TEST_P(ProcessExitInsideACallback, IsClean) {
     expectCleanExit([] {

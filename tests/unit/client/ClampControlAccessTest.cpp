@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <future>
 #include <memory>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -704,7 +705,14 @@ TEST_F(ClampControlAccessTest, TellsNothingMoreOnceItHasUnsubscribed) {
 
 // ---------------------------------------------------------------------------------------- inside a callback
 
-using Hook = std::function<void()> RecordingCallback::*;
+struct Hook {
+    const char* name;
+    std::function<void()> RecordingCallback::*member;
+};
+
+void PrintTo(const Hook& hook, std::ostream* stream) {
+    *stream << hook.name;
+}
 
 class ClampControlAccessInsideACallback : public ClampControlAccessTest,
                                           public testing::WithParamInterface<Hook> {
@@ -712,7 +720,7 @@ class ClampControlAccessInsideACallback : public ClampControlAccessTest,
     /// Does `work` once, inside the callback of this test.
     void doInside(const std::function<void()>& work) {
         const auto subscribed = createSubscribed();
-        callback.*GetParam() = [work, isFirst = true]() mutable {
+        callback.*GetParam().member = [work, isFirst = true]() mutable {
             if (std::exchange(isFirst, false)) {
                 work();
             }
@@ -723,8 +731,10 @@ class ClampControlAccessInsideACallback : public ClampControlAccessTest,
 };
 
 INSTANTIATE_TEST_SUITE_P(AllCallbacks, ClampControlAccessInsideACallback,
-                         testing::Values(&RecordingCallback::inConnection, &RecordingCallback::inNotification,
-                                         &RecordingCallback::inClamp));
+                         testing::Values(Hook{"OnConnectionStateChanged", &RecordingCallback::inConnection},
+                                         Hook{"OnClampNotification", &RecordingCallback::inNotification},
+                                         Hook{"OnClampStateChanged", &RecordingCallback::inClamp}),
+                         [](const auto& instance) { return instance.param.name; });
 
 TEST_P(ClampControlAccessInsideACallback, SubscribingIsRefused) {
     std::string uuid = "none";

@@ -20,6 +20,7 @@
 #include <future>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -186,19 +187,31 @@ TEST(ClampControlClient, DescribesItselfToThePlatform) {
 }
 
 #ifndef NDEBUG
-class ClampControlClientThatCouldNotBeConstructed
-    : public testing::TestWithParam<std::function<void(ClampControlClient&)>> {};
+struct Operation {
+    const char* name;
+    std::function<void(ClampControlClient&)> run;
+};
 
-INSTANTIATE_TEST_SUITE_P(RefusesEveryOtherOperation, ClampControlClientThatCouldNotBeConstructed,
-                         testing::Values([](ClampControlClient& sut) { sut.AssignCallback(nullptr); },
-                                         [](ClampControlClient& sut) { sut.SubscribeClampControl(); },
-                                         [](ClampControlClient& sut) { sut.UnsubscribeClampControl(""); }));
+void PrintTo(const Operation& operation, std::ostream* stream) {
+    *stream << operation.name;
+}
+
+class ClampControlClientThatCouldNotBeConstructed : public testing::TestWithParam<Operation> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    RefusesEveryOtherOperation, ClampControlClientThatCouldNotBeConstructed,
+    testing::Values(Operation{"AssignCallback", [](ClampControlClient& sut) { sut.AssignCallback(nullptr); }},
+                    Operation{"SubscribeClampControl",
+                              [](ClampControlClient& sut) { sut.SubscribeClampControl(); }},
+                    Operation{"UnsubscribeClampControl",
+                              [](ClampControlClient& sut) { sut.UnsubscribeClampControl(""); }}),
+    [](const auto& instance) { return instance.param.name; });
 
 TEST_P(ClampControlClientThatCouldNotBeConstructed, AssertsThatItIsNotUsed) {
     const auto result = runInChild([] {
         failConstruction();
         ClampControlClient sut;
-        GetParam()(sut);
+        GetParam().run(sut);
     });
     EXPECT_EQ(result.signal, SIGABRT);
     EXPECT_THAT(result.errors, HasSubstr("the construction of this client failed; the log says why"));

@@ -20,6 +20,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 
@@ -219,6 +220,10 @@ struct ModeCase {
     std::string configuration;
     int mode;
 };
+
+void PrintTo(const ModeCase& mode, std::ostream* stream) {
+    *stream << mode.name;
+}
 
 class ClientServiceBaseMode : public testing::TestWithParam<ModeCase> {};
 

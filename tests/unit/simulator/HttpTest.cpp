@@ -1,3 +1,5 @@
+#include <ostream>
+
 #include "SimulatorTest.h"
 
 namespace {
@@ -120,12 +122,17 @@ TEST_F(SimulatorHttp, MergesAPostIntoTheElement) {
 }
 
 struct Refusal {
+    const char* name;
     const char* method;
     const char* target;
     const char* body;
     int status;
     const char* reason;
 };
+
+void PrintTo(const Refusal& refusal, std::ostream* stream) {
+    *stream << refusal.name;
+}
 
 class SimulatorRefusal : public SimulatorTest, public testing::WithParamInterface<Refusal> {};
 
@@ -140,43 +147,48 @@ TEST_P(SimulatorRefusal, GivesStatusAndReasonAndGoesOn) {
 
 INSTANTIATE_TEST_SUITE_P(
     Requests, SimulatorRefusal,
-    testing::Values(Refusal{"GET", "/ClampControl/clamps/9", "", 404, "unavailable_data"},
-                    Refusal{"GET", "/ClampControl/lamps", "", 404, "invalid_path"},
-                    Refusal{"GET", "/Nothing/clamps", "", 404, "invalid_path"},
-                    Refusal{"GET", "/", "", 404, "invalid_path"},
-                    Refusal{"GET", "/ClampControl/clamps/1/2", "", 404, "invalid_path"},
-                    Refusal{"GET", "/ClampControl//1", "", 400, "bad_request"},
-                    Refusal{"GET", "/ClampControl/../clamps", "", 400, "bad_request"},
-                    Refusal{"GET", "/ClampControl/cla%zzmps", "", 400, "bad_request"},
-                    Refusal{"GET", "/ClampControl/clamps/%", "", 400, "bad_request"},
-                    Refusal{"GET", "/ClampControl/clamps/%3\xcd\xcc", "", 400, "bad_request"},
-                    Refusal{"GET", "/ClampControl/clamps/%ff", "", 400, "bad_request"},
-                    Refusal{"GET", "/ClampControl/clamps/a%2Fb", "", 400, "bad_request"},
-                    Refusal{"GET", "/ClampControl/clamps/%00", "", 400, "bad_request"},
-                    Refusal{"GET", "/ClampControl/clamps?type", "", 400, "filter_invalid"},
-                    Refusal{"GET", "/ClampControl/clamps?$what=1", "", 400, "filter_invalid"},
-                    Refusal{"GET", "/ClampControl/clamps?$limit=1&$limit=1", "", 400, "filter_invalid"},
-                    Refusal{"GET", "/ClampControl/clamps?$limit=-1", "", 400, "filter_invalid"},
-                    Refusal{"GET", "/ClampControl/clamps?$limit=", "", 400, "filter_invalid"},
-                    Refusal{"GET", "/ClampControl/clamps?$limit=9223372036854775808", "", 400,
-                            "filter_invalid"},
-                    Refusal{"GET", "/ClampControl/clamps?$sortby=type", "", 400, "filter_invalid"},
-                    Refusal{"GET", "/ClampControl/clamps?$expand=9", "", 400, "filter_invalid"},
-                    Refusal{"GET", "/ClampControl/clamps?$fields=", "", 400, "filter_invalid"},
-                    Refusal{"GET", "/ClampControl/clamps?$offset=id:9", "", 404, "unavailable_data"},
-                    Refusal{"GET", "/ClampControl/clamps/1?type=Clamp15", "", 400, "filter_invalid"},
-                    Refusal{"GET", "/ClampControl", "", 426, "upgrade_required"},
-                    Refusal{"POST", "/ClampControl/clamps", "{}", 405, "method_not_allowed"},
-                    Refusal{"DELETE", "/ClampControl/clamps/1", "", 405, "method_not_allowed"},
-                    Refusal{"POST", "/ClampControl/clamps/1", "", 400, "bad_request"},
-                    Refusal{"POST", "/ClampControl/clamps/1", "[]", 400, "bad_request"},
-                    Refusal{"POST", "/ClampControl/clamps/1", "{\"type\":", 400, "bad_request"},
-                    Refusal{"POST", "/ClampControl/clamps/1", "{\"type\":\"\xff\"}", 400, "bad_request"},
-                    Refusal{"POST", "/ClampControl/clamps/1", "{\"id\":\"2\"}", 400, "bad_request"},
-                    Refusal{"POST", "/ClampControl/clamps/1", "{\"id\":1}", 400, "bad_request"},
-                    Refusal{"POST", "/ClampControl/clamps/1", "{\"name\":null}", 400, "bad_request"},
-                    Refusal{"POST", "/ClampControl/clamps/1?a=b", "{}", 400, "filter_invalid"},
-                    Refusal{"POST", "/serviceregistry/services/Users", "{}", 405, "method_not_allowed"}));
+    testing::Values(
+        Refusal{"UnknownElement", "GET", "/ClampControl/clamps/9", "", 404, "unavailable_data"},
+        Refusal{"UnknownResource", "GET", "/ClampControl/lamps", "", 404, "invalid_path"},
+        Refusal{"UnknownService", "GET", "/Nothing/clamps", "", 404, "invalid_path"},
+        Refusal{"NoService", "GET", "/", "", 404, "invalid_path"},
+        Refusal{"PathBelowAnElement", "GET", "/ClampControl/clamps/1/2", "", 404, "invalid_path"},
+        Refusal{"EmptySegment", "GET", "/ClampControl//1", "", 400, "bad_request"},
+        Refusal{"DotSegment", "GET", "/ClampControl/../clamps", "", 400, "bad_request"},
+        Refusal{"BadPercentEncoding", "GET", "/ClampControl/cla%zzmps", "", 400, "bad_request"},
+        Refusal{"LonePercentSign", "GET", "/ClampControl/clamps/%", "", 400, "bad_request"},
+        Refusal{"BytesAfterAPercentSign", "GET", "/ClampControl/clamps/%3\xcd\xcc", "", 400, "bad_request"},
+        Refusal{"EncodedBytesThatAreNotUtf8", "GET", "/ClampControl/clamps/%ff", "", 400, "bad_request"},
+        Refusal{"EncodedSlash", "GET", "/ClampControl/clamps/a%2Fb", "", 400, "bad_request"},
+        Refusal{"EncodedNul", "GET", "/ClampControl/clamps/%00", "", 400, "bad_request"},
+        Refusal{"FilterWithoutValue", "GET", "/ClampControl/clamps?type", "", 400, "filter_invalid"},
+        Refusal{"UnknownOption", "GET", "/ClampControl/clamps?$what=1", "", 400, "filter_invalid"},
+        Refusal{"RepeatedLimit", "GET", "/ClampControl/clamps?$limit=1&$limit=1", "", 400, "filter_invalid"},
+        Refusal{"NegativeLimit", "GET", "/ClampControl/clamps?$limit=-1", "", 400, "filter_invalid"},
+        Refusal{"EmptyLimit", "GET", "/ClampControl/clamps?$limit=", "", 400, "filter_invalid"},
+        Refusal{"LimitBeyond64Bits", "GET", "/ClampControl/clamps?$limit=9223372036854775808", "", 400,
+                "filter_invalid"},
+        Refusal{"SortingOfElements", "GET", "/ClampControl/clamps?$sortby=type", "", 400, "filter_invalid"},
+        Refusal{"ExpandBeyondTheLimit", "GET", "/ClampControl/clamps?$expand=9", "", 400, "filter_invalid"},
+        Refusal{"EmptyFields", "GET", "/ClampControl/clamps?$fields=", "", 400, "filter_invalid"},
+        Refusal{"OffsetAtAnUnknownElement", "GET", "/ClampControl/clamps?$offset=id:9", "", 404,
+                "unavailable_data"},
+        Refusal{"FilterOnAnElement", "GET", "/ClampControl/clamps/1?type=Clamp15", "", 400, "filter_invalid"},
+        Refusal{"ServiceWithoutUpgrade", "GET", "/ClampControl", "", 426, "upgrade_required"},
+        Refusal{"PostToAResource", "POST", "/ClampControl/clamps", "{}", 405, "method_not_allowed"},
+        Refusal{"DeleteOfAnElement", "DELETE", "/ClampControl/clamps/1", "", 405, "method_not_allowed"},
+        Refusal{"PostWithoutBody", "POST", "/ClampControl/clamps/1", "", 400, "bad_request"},
+        Refusal{"PostOfAList", "POST", "/ClampControl/clamps/1", "[]", 400, "bad_request"},
+        Refusal{"PostOfTruncatedJson", "POST", "/ClampControl/clamps/1", "{\"type\":", 400, "bad_request"},
+        Refusal{"PostOfTextThatIsNotUtf8", "POST", "/ClampControl/clamps/1", "{\"type\":\"\xff\"}", 400,
+                "bad_request"},
+        Refusal{"PostOfAnotherId", "POST", "/ClampControl/clamps/1", "{\"id\":\"2\"}", 400, "bad_request"},
+        Refusal{"PostOfANumberAsId", "POST", "/ClampControl/clamps/1", "{\"id\":1}", 400, "bad_request"},
+        Refusal{"PostOfNullAsName", "POST", "/ClampControl/clamps/1", "{\"name\":null}", 400, "bad_request"},
+        Refusal{"PostWithAQuery", "POST", "/ClampControl/clamps/1?a=b", "{}", 400, "filter_invalid"},
+        Refusal{"PostToTheServiceRegistry", "POST", "/serviceregistry/services/Users", "{}", 405,
+                "method_not_allowed"}),
+    [](const auto& instance) { return instance.param.name; });
 
 TEST_F(SimulatorHttp, NamesTheMethodsThatAnElementTakes) {
     EXPECT_EQ(RawHttp(sut.port()).request("PUT", "/ClampControl/clamps/1", "").allow, "GET, POST");

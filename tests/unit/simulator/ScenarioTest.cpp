@@ -1,3 +1,5 @@
+#include <NamedText.h>
+
 #include <future>
 #include <stdexcept>
 #include <vector>
@@ -7,6 +9,7 @@
 
 namespace {
 
+using test_support::NamedText;
 using SimulatorScenario = SimulatorTest;
 using zebbussim::Scenario;
 
@@ -85,20 +88,30 @@ TEST(SimulatorExampleScenario, CanBeRead) {
     EXPECT_NO_THROW(Scenario::fromFile(EXAMPLE_SCENARIO_FILE));
 }
 
-class SimulatorScenarioText : public testing::TestWithParam<const char*> {};
+class SimulatorScenarioText : public testing::TestWithParam<NamedText> {};
 
 TEST_P(SimulatorScenarioText, IsRefusedWhenItIsWrong) {
-    EXPECT_THROW(Scenario::fromText(GetParam(), "the test"), std::runtime_error);
+    EXPECT_THROW(Scenario::fromText(GetParam().text, "the test"), std::runtime_error);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Texts, SimulatorScenarioText,
-    testing::Values("", "{}", "[1]", "[{}]", R"([{"what":{}}])", R"([{"set":1}])",
-                    R"([{"set":{"path":"/a/b/c"}}])", R"([{"set":{"path":"/a/b/c","data":[]}}])",
-                    R"([{"set":{"path":1,"data":{}}}])", R"([{"set":{"path":"/a/b/c","data":{},"more":1}}])",
-                    R"([{"wait":{}}])", R"([{"wait":{"ms":-1}}])",
-                    R"([{"wait":{"ms":1,"subscribers":{"path":"/a/b","count":1}}}])",
-                    R"([{"wait":{"subscribers":{"path":"/a/b"}}}])", R"([{"service":{"name":"A"}}])",
-                    R"([{"service":{"name":"A","available":true,"present":true}}])", R"([{"print":1}])"));
+    testing::Values(NamedText{"Empty", ""}, NamedText{"Object", "{}"}, NamedText{"StepThatIsANumber", "[1]"},
+                    NamedText{"EmptyStep", "[{}]"}, NamedText{"UnknownStep", R"([{"what":{}}])"},
+                    NamedText{"SetThatIsANumber", R"([{"set":1}])"},
+                    NamedText{"SetWithoutData", R"([{"set":{"path":"/a/b/c"}}])"},
+                    NamedText{"SetOfAList", R"([{"set":{"path":"/a/b/c","data":[]}}])"},
+                    NamedText{"SetWithANumberAsPath", R"([{"set":{"path":1,"data":{}}}])"},
+                    NamedText{"SetWithAnUnknownMember", R"([{"set":{"path":"/a/b/c","data":{},"more":1}}])"},
+                    NamedText{"EmptyWait", R"([{"wait":{}}])"},
+                    NamedText{"WaitForANegativeTime", R"([{"wait":{"ms":-1}}])"},
+                    NamedText{"WaitForTwoThings",
+                              R"([{"wait":{"ms":1,"subscribers":{"path":"/a/b","count":1}}}])"},
+                    NamedText{"SubscribersWithoutCount", R"([{"wait":{"subscribers":{"path":"/a/b"}}}])"},
+                    NamedText{"ServiceWithoutState", R"([{"service":{"name":"A"}}])"},
+                    NamedText{"ServiceWithAnUnknownMember",
+                              R"([{"service":{"name":"A","available":true,"present":true}}])"},
+                    NamedText{"PrintOfANumber", R"([{"print":1}])"}),
+    test_support::nameOf);
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <NamedText.h>
 #include <Poco/JSON/Array.h>
 
 #include <future>
@@ -7,6 +8,7 @@
 
 namespace {
 
+using test_support::NamedText;
 using SimulatorServices = SimulatorTest;
 using SimulatorFaultInjection = SimulatorTest;
 using SimulatorLibrary = SimulatorTest;
@@ -231,24 +233,30 @@ TEST_F(SimulatorLibrary, EndsAFloodThatNobodyReadsWhenItStops) {
     EXPECT_THROW(flooding.get(), std::runtime_error);
 }
 
-class SimulatorBusText : public testing::TestWithParam<const char*> {};
+class SimulatorBusText : public testing::TestWithParam<NamedText> {};
 
 TEST_P(SimulatorBusText, IsRefusedWhenItIsWrong) {
     zebbussim::BusSimulator sut;
-    EXPECT_THROW(sut.loadText(GetParam()), std::invalid_argument);
+    EXPECT_THROW(sut.loadText(GetParam().text), std::invalid_argument);
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, SimulatorBusText,
-                         testing::Values("", "{}", R"({"services":[]})", R"({"services":{"A":[]}})",
-                                         R"({"services":{"A":{"b":{}}}})", R"({"services":{"A":{"b":[1]}}})",
-                                         R"({"services":{"A":{"b":[{}]}}})",
-                                         R"({"services":{"A":{"b":[{"id":1}]}}})",
-                                         R"({"services":{"A":{"b":[{"id":"x/y"}]}}})",
-                                         R"({"services":{"A":{"b":[{"id":"1"},{"id":"1"}]}}})",
-                                         R"({"services":{"A":{"b":[{"id":"1","uri":"/A/b/2"}]}}})",
-                                         R"({"services":{"A":{"b":[{"id":"1","name":1}]}}})",
-                                         R"({"services":{"A/B":{}}})",
-                                         R"({"services":{"serviceregistry":{}}})"));
+INSTANTIATE_TEST_SUITE_P(
+    Texts, SimulatorBusText,
+    testing::Values(NamedText{"Empty", ""}, NamedText{"NoServices", "{}"},
+                    NamedText{"ListOfServices", R"({"services":[]})"},
+                    NamedText{"ListOfResources", R"({"services":{"A":[]}})"},
+                    NamedText{"ResourceThatIsAnObject", R"({"services":{"A":{"b":{}}}})"},
+                    NamedText{"ElementThatIsANumber", R"({"services":{"A":{"b":[1]}}})"},
+                    NamedText{"ElementWithoutId", R"({"services":{"A":{"b":[{}]}}})"},
+                    NamedText{"NumberAsId", R"({"services":{"A":{"b":[{"id":1}]}}})"},
+                    NamedText{"SlashInAnId", R"({"services":{"A":{"b":[{"id":"x/y"}]}}})"},
+                    NamedText{"RepeatedId", R"({"services":{"A":{"b":[{"id":"1"},{"id":"1"}]}}})"},
+                    NamedText{"UriOfAnotherElement",
+                              R"({"services":{"A":{"b":[{"id":"1","uri":"/A/b/2"}]}}})"},
+                    NamedText{"NumberAsName", R"({"services":{"A":{"b":[{"id":"1","name":1}]}}})"},
+                    NamedText{"SlashInAServiceName", R"({"services":{"A/B":{}}})"},
+                    NamedText{"NameOfTheServiceRegistry", R"({"services":{"serviceregistry":{}}})"}),
+    test_support::nameOf);
 
 TEST(SimulatorOnIpVersion6, PutsItsAddressInBrackets) {
     zebbussim::BusSimulator::Options options;

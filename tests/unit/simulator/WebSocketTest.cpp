@@ -1,5 +1,7 @@
 #include <Poco/JSON/Array.h>
 
+#include <ostream>
+
 #include "SimulatorTest.h"
 
 namespace {
@@ -134,9 +136,14 @@ TEST_F(SimulatorWebSocket, NotifiesNoMoreAfterItAnsweredAnUnsubscribe) {
 }
 
 struct RefusedMessage {
+    const char* name;
     const char* text;
     const char* reason;
 };
+
+void PrintTo(const RefusedMessage& message, std::ostream* stream) {
+    *stream << message.name;
+}
 
 class SimulatorRefusedMessage : public SimulatorTest, public testing::WithParamInterface<RefusedMessage> {};
 
@@ -150,25 +157,36 @@ TEST_P(SimulatorRefusedMessage, GivesTheReasonAndGoesOn) {
 INSTANTIATE_TEST_SUITE_P(
     Messages, SimulatorRefusedMessage,
     testing::Values(
-        RefusedMessage{"no JSON", "bad_request"}, RefusedMessage{"", "bad_request"},
-        RefusedMessage{"[]", "bad_request"}, RefusedMessage{"{}", "bad_request"},
-        RefusedMessage{R"({"action":"get","requestId":"1"})", "bad_request"},
-        RefusedMessage{R"({"action":1,"requestId":"1"})", "bad_request"},
-        RefusedMessage{R"({"action":"subscribe","path":"/ClampControl/clamps/1"})", "bad_request"},
-        RefusedMessage{R"({"action":"subscribe","path":"/ClampControl/clamps/1","requestId":1})",
+        RefusedMessage{"NoJson", "no JSON", "bad_request"}, RefusedMessage{"Empty", "", "bad_request"},
+        RefusedMessage{"List", "[]", "bad_request"}, RefusedMessage{"NoAction", "{}", "bad_request"},
+        RefusedMessage{"UnknownAction", R"({"action":"get","requestId":"1"})", "bad_request"},
+        RefusedMessage{"ActionThatIsNotText", R"({"action":1,"requestId":"1"})", "bad_request"},
+        RefusedMessage{"SubscribeWithoutRequestId",
+                       R"({"action":"subscribe","path":"/ClampControl/clamps/1"})", "bad_request"},
+        RefusedMessage{"SubscribeWithANumberAsRequestId",
+                       R"({"action":"subscribe","path":"/ClampControl/clamps/1","requestId":1})",
                        "bad_request"},
-        RefusedMessage{R"({"action":"subscribe","requestId":"1"})", "bad_request"},
-        RefusedMessage{R"({"action":"subscribe","path":"ClampControl/clamps","requestId":"1"})",
+        RefusedMessage{"SubscribeWithoutPath", R"({"action":"subscribe","requestId":"1"})", "bad_request"},
+        RefusedMessage{"SubscribeToARelativePath",
+                       R"({"action":"subscribe","path":"ClampControl/clamps","requestId":"1"})",
                        "bad_request"},
-        RefusedMessage{R"({"action":"subscribe","path":"/ClampControl//1","requestId":"1"})", "bad_request"},
-        RefusedMessage{R"({"action":"subscribe","path":"/ClampControl","requestId":"1"})", "invalid_path"},
-        RefusedMessage{R"({"action":"subscribe","path":"/ClampControl/x","requestId":"1"})", "invalid_path"},
-        RefusedMessage{R"({"action":"subscribe","path":"/Users/groups/a","requestId":"1"})", "invalid_path"},
-        RefusedMessage{R"({"action":"subscribe","path":"/ClampControl/clamps/9","requestId":"1"})",
+        RefusedMessage{"SubscribeToAnEmptySegment",
+                       R"({"action":"subscribe","path":"/ClampControl//1","requestId":"1"})", "bad_request"},
+        RefusedMessage{"SubscribeToAService",
+                       R"({"action":"subscribe","path":"/ClampControl","requestId":"1"})", "invalid_path"},
+        RefusedMessage{"SubscribeToAnUnknownResource",
+                       R"({"action":"subscribe","path":"/ClampControl/x","requestId":"1"})", "invalid_path"},
+        RefusedMessage{"SubscribeToAnotherService",
+                       R"({"action":"subscribe","path":"/Users/groups/a","requestId":"1"})", "invalid_path"},
+        RefusedMessage{"SubscribeToAnUnknownElement",
+                       R"({"action":"subscribe","path":"/ClampControl/clamps/9","requestId":"1"})",
                        "unavailable_data"},
-        RefusedMessage{R"({"action":"unsubscribe","requestId":"1"})", "bad_request"},
-        RefusedMessage{R"({"action":"unsubscribe","requestId":"1","subscriptionId":"99"})",
-                       "invalid_subscriptionId"}));
+        RefusedMessage{"UnsubscribeWithoutSubscriptionId", R"({"action":"unsubscribe","requestId":"1"})",
+                       "bad_request"},
+        RefusedMessage{"UnsubscribeOfAnUnknownSubscription",
+                       R"({"action":"unsubscribe","requestId":"1","subscriptionId":"99"})",
+                       "invalid_subscriptionId"}),
+    [](const auto& instance) { return instance.param.name; });
 
 TEST_F(SimulatorWebSocket, GivesBackActionAndRequestIdOfWhatItRefuses) {
     RawWebSocket client(sut.port(), "/ClampControl");

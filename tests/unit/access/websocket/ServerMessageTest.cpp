@@ -1,3 +1,4 @@
+#include <NamedText.h>
 #include <gtest/gtest.h>
 #include <zeb/ZebException.h>
 
@@ -7,6 +8,7 @@
 
 namespace {
 
+using test_support::NamedText;
 using zeb::ServerMessage;
 
 TEST(ServerMessage, FindsTheExtentOfTheData) {
@@ -61,20 +63,29 @@ TEST(ServerMessage, TakesDataOfEveryKind) {
     }
 }
 
-class MalformedServerMessage : public testing::TestWithParam<const char*> {};
+class MalformedServerMessage : public testing::TestWithParam<NamedText> {};
 
 TEST_P(MalformedServerMessage, IsRefused) {
-    const std::string text = GetParam();
+    const std::string& text = GetParam().text;
     EXPECT_THROW(ServerMessage::read(text), zeb::ZebException);
 }
 
-INSTANTIATE_TEST_SUITE_P(ServerMessage, MalformedServerMessage,
-                         testing::Values("", "null", "[]", "\"text\"", "{", "}", "{\"data\"}", "{\"data\":}",
-                                         "{\"data\":1,}", "{\"data\":1}x", "{\"data\":{\"a\":1}",
-                                         "{\"data\":\"open}", "{\"data\":\"open\\", "{data:1}",
-                                         "{\"seq\":\"1\"}", "{\"seq\":1.5}", "{\"seq\":99999999999999999999}",
-                                         "{\"action\":5}", "{\"requestId\":null}",
-                                         "{\"requestId\":\"\\u00d\"}", "{\"requestId\":\"\\x\"}"));
+INSTANTIATE_TEST_SUITE_P(
+    ServerMessage, MalformedServerMessage,
+    testing::Values(
+        NamedText{"Empty", ""}, NamedText{"Null", "null"}, NamedText{"List", "[]"},
+        NamedText{"Text", "\"text\""}, NamedText{"OpeningBraceOnly", "{"}, NamedText{"ClosingBraceOnly", "}"},
+        NamedText{"KeyWithoutColon", "{\"data\"}"}, NamedText{"KeyWithoutValue", "{\"data\":}"},
+        NamedText{"TrailingComma", "{\"data\":1,}"}, NamedText{"TextAfterTheEnd", "{\"data\":1}x"},
+        NamedText{"MissingClosingBrace", "{\"data\":{\"a\":1}"},
+        NamedText{"UnclosedText", "{\"data\":\"open}"},
+        NamedText{"TextThatEndsInAnEscape", "{\"data\":\"open\\"}, NamedText{"KeyWithoutQuotes", "{data:1}"},
+        NamedText{"SeqThatIsText", "{\"seq\":\"1\"}"}, NamedText{"FractionAsSeq", "{\"seq\":1.5}"},
+        NamedText{"SeqBeyond64Bits", "{\"seq\":99999999999999999999}"},
+        NamedText{"NumberAsAction", "{\"action\":5}"}, NamedText{"NullAsRequestId", "{\"requestId\":null}"},
+        NamedText{"EscapeWithTooFewDigits", "{\"requestId\":\"\\u00d\"}"},
+        NamedText{"UnknownEscape", "{\"requestId\":\"\\x\"}"}),
+    test_support::nameOf);
 
 TEST(ServerMessage, RefusesNestingOfMoreThan64Levels) {
     const auto nested = [](std::size_t levels) {
