@@ -1,5 +1,4 @@
 // HTTP responses as they come from the server: the input is every byte that it sends before it closes.
-#include <HttpAccess.h>
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/StreamSocket.h>
 #include <Poco/Net/StreamSocketImpl.h>
@@ -12,6 +11,7 @@
 #include <memory>
 
 #include "FindFirst.h"
+#include "http/HttpAccess.h"
 
 namespace {
 
