@@ -32,36 +32,36 @@ unsigned long variableOr(const char* name, unsigned long otherwise) {
 class Judge : public clampcontrolclient::ClampControlCallbackIf {
  public:
     void OnConnectionStateChanged(bool connected) override {
-        check(connected != isConnected_, connected ? "connected twice" : "disconnected twice");
-        check(!isStopped_, "told of the connection after Stop");
-        isConnected_ = connected;
-        ++connections_;
+        check(connected != isConnected, connected ? "connected twice" : "disconnected twice");
+        check(!isStopped, "told of the connection after Stop");
+        isConnected = connected;
+        ++connections;
     }
     void OnClampNotification() override {
-        check(isConnected_, "a notification outside a connection");
-        check(!isUnsubscribed_, "a notification after unsubscribe");
-        check(!isStopped_, "a notification after Stop");
-        ++notifications_;
+        check(isConnected, "a notification outside a connection");
+        check(!isUnsubscribed, "a notification after unsubscribe");
+        check(!isStopped, "a notification after Stop");
+        ++notifications;
     }
     void OnClampStateChanged(bool) override {
-        check(isConnected_, "a state outside a connection");
-        check(!isUnsubscribed_, "a state after unsubscribe");
-        check(!isStopped_, "a state after Stop");
+        check(isConnected, "a state outside a connection");
+        check(!isUnsubscribed, "a state after unsubscribe");
+        check(!isStopped, "a state after Stop");
     }
 
     void check(bool isRight, const std::string& what) {
         if (!isRight) {
             ADD_FAILURE() << what;
-            isGuilty_ = true;
+            isGuilty = true;
         }
     }
 
-    std::atomic<bool> isConnected_ = false;
-    std::atomic<bool> isUnsubscribed_ = true;
-    std::atomic<bool> isStopped_ = false;
-    std::atomic<bool> isGuilty_ = false;
-    std::atomic<int> connections_ = 0;
-    std::atomic<int> notifications_ = 0;
+    std::atomic<bool> isConnected = false;
+    std::atomic<bool> isUnsubscribed = true;
+    std::atomic<bool> isStopped = false;
+    std::atomic<bool> isGuilty = false;
+    std::atomic<int> connections = 0;
+    std::atomic<int> notifications = 0;
 };
 
 class RandomFaults : public e2e::ClientFixture {
@@ -95,7 +95,7 @@ class RandomFaults : public e2e::ClientFixture {
     void subscribeForEver(std::mt19937 random) {
         while (!isOver_) {
             try {
-                judge_.isUnsubscribed_ = false;
+                judge_.isUnsubscribed = false;
                 const std::string id = client->SubscribeClampControl();
                 std::this_thread::sleep_for(milliseconds(random() % 100));
                 if (!id.empty() && random() % 2 == 0) {
@@ -104,9 +104,9 @@ class RandomFaults : public e2e::ClientFixture {
                     if (!awaitExecutor()) {
                         continue;
                     }
-                    judge_.isUnsubscribed_ = true;
+                    judge_.isUnsubscribed = true;
                     std::this_thread::sleep_for(milliseconds(random() % 50));
-                    judge_.isUnsubscribed_ = false;
+                    judge_.isUnsubscribed = false;
                 }
             } catch (const std::runtime_error&) {
                 std::this_thread::sleep_for(5ms);  // not connected
@@ -219,28 +219,28 @@ TEST_F(RandomFaults, LeaveEveryPromiseKept) {
     std::thread subscribes([this, first = random()] { subscribeForEver(std::mt19937(first)); });
 
     const auto end = Clock::now() + std::chrono::seconds(seconds);
-    while (Clock::now() < end && !judge_.isGuilty_) {
+    while (Clock::now() < end && !judge_.isGuilty) {
         doSomething(random);
     }
     // After all of that it comes back.
     const auto limit = Clock::now() + e2e::kLimit;
     const long valuesBefore = values_;
-    while (values_ < valuesBefore + 100 && Clock::now() < limit && !judge_.isGuilty_) {
+    while (values_ < valuesBefore + 100 && Clock::now() < limit && !judge_.isGuilty) {
         std::this_thread::sleep_for(5ms);
     }
     EXPECT_GE(values_, valuesBefore + 100) << "nothing is told any more";
 
     client->Stop();
-    judge_.isStopped_ = true;
+    judge_.isStopped = true;
     const long valuesAtStop = values_;
     std::this_thread::sleep_for(200ms);
     EXPECT_EQ(values_, valuesAtStop) << "a value after Stop";
     isOver_ = true;
     changes.join();
     subscribes.join();
-    std::printf("%d connections and losses, %d notifications, %ld values beside\n",
-                judge_.connections_.load(), judge_.notifications_.load(), values_.load());
-    EXPECT_GT(judge_.connections_, 1);
+    std::printf("%d connections and losses, %d notifications, %ld values beside\n", judge_.connections.load(),
+                judge_.notifications.load(), values_.load());
+    EXPECT_GT(judge_.connections, 1);
 }
 
 }  // namespace

@@ -75,7 +75,7 @@ void fill(const std::shared_ptr<JsonObject>& json) {
 }
 
 // In the order in which seeds pick them, so a new one goes to the end.
-constexpr std::array resources{
+constexpr std::array kResources{
     &fill<ClampcontrolService::Clamp>,
     &fill<ClampcontrolService::Notification>,
     &fill<ClampcontrolService::SpecialState>,
@@ -93,7 +93,7 @@ constexpr std::array resources{
 
 template <typename... R>
 using FillsOf = std::index_sequence_for<R...>;
-static_assert(resources.size() == test_resources::All<FillsOf>::size(),
+static_assert(kResources.size() == test_resources::All<FillsOf>::size(),
               "a resource of the models is missing");
 
 }  // namespace
@@ -110,6 +110,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     // Counted from the letter "A", so that a seed can be read.
-    resources.at((data[0] + resources.size() * 5U - 65U) % resources.size())(json);
+    kResources.at((data[0] + kResources.size() * 5U - 65U) % kResources.size())(json);
     return 0;
 }

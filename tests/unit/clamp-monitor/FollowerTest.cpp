@@ -86,21 +86,21 @@ class FakeClient : public clampcontrolclient::ClampControlClientIf {
 
     void Stop() override {
         others.add("Stop");
-        const std::lock_guard lock(mutex);
-        stopped = true;
-        changed.notify_all();
+        const std::lock_guard lock(mutex_);
+        stopped_ = true;
+        changed_.notify_all();
     }
 
     std::string SubscribeClampControl() override {
-        std::unique_lock lock(mutex);
-        subscribeCalls.push_back(steady_clock::now());
-        changed.notify_all();
-        changed.wait_for(lock, seconds(10), [this] { return stopped || !results.empty(); });
-        if (results.empty()) {
+        std::unique_lock lock(mutex_);
+        subscribeCalls_.push_back(steady_clock::now());
+        changed_.notify_all();
+        changed_.wait_for(lock, seconds(10), [this] { return stopped_ || !results_.empty(); });
+        if (results_.empty()) {
             return {};
         }
-        const std::string result = results.front();
-        results.pop_front();
+        const std::string result = results_.front();
+        results_.pop_front();
         if (result == "not ready") {
             throw std::runtime_error(result);
         }
@@ -108,30 +108,30 @@ class FakeClient : public clampcontrolclient::ClampControlClientIf {
     }
 
     void answer(const std::string& result) {
-        const std::lock_guard lock(mutex);
-        results.push_back(result);
-        changed.notify_all();
+        const std::lock_guard lock(mutex_);
+        results_.push_back(result);
+        changed_.notify_all();
     }
 
     bool waitForCalls(std::size_t wanted, milliseconds timeout = seconds(10)) {
-        std::unique_lock lock(mutex);
-        return changed.wait_for(lock, timeout, [&] { return subscribeCalls.size() >= wanted; });
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, timeout, [&] { return subscribeCalls_.size() >= wanted; });
     }
 
     std::vector<steady_clock::time_point> timesOfCalls() {
-        const std::lock_guard lock(mutex);
-        return subscribeCalls;
+        const std::lock_guard lock(mutex_);
+        return subscribeCalls_;
     }
 
     clampcontrolclient::ClampControlCallbackIf* callback = nullptr;
     Record others;  ///< the calls that do not subscribe
 
  private:
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::deque<std::string> results;
-    std::vector<steady_clock::time_point> subscribeCalls;
-    bool stopped = false;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<std::string> results_;
+    std::vector<steady_clock::time_point> subscribeCalls_;
+    bool stopped_ = false;
 };
 
 class FollowerTest : public testing::Test {

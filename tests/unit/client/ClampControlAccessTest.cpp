@@ -35,8 +35,8 @@ using testing::Pair;
 using testing::UnorderedElementsAre;
 using zebobjects_ZEB::ClampcontrolService;
 
-constexpr auto error = "2 ";
-constexpr auto info = "4 ";
+constexpr auto kError = "2 ";
+constexpr auto kInfo = "4 ";
 
 /// The lines of the client, or of the platform, each "level text"; of the client's only what stands behind
 /// its prefix.
@@ -129,7 +129,7 @@ TEST_F(ClampControlAccessTest, LogsThatTheServiceConnectedBeforeItTells) {
     std::vector<std::string> before;
     callback.inConnection = [&before] { before = logged(); };
     bus.connectService();
-    EXPECT_THAT(before, ElementsAre(info + std::string("Service Connected")));
+    EXPECT_THAT(before, ElementsAre(kInfo + std::string("Service Connected")));
 }
 
 TEST_F(ClampControlAccessTest, IsReadyToSubscribeWhenItTellsThatTheServiceConnected) {
@@ -160,7 +160,7 @@ TEST_F(ClampControlAccessTest, LogsThatTheServiceDisconnectedBeforeItTells) {
     std::vector<std::string> before;
     callback.inConnection = [&before] { before = logged(); };
     bus.disconnectService();
-    EXPECT_THAT(before, ElementsAre(info + std::string("Service disconnected")));
+    EXPECT_THAT(before, ElementsAre(kInfo + std::string("Service disconnected")));
 }
 
 TEST_F(ClampControlAccessTest, DisconnectsWithoutACallback) {
@@ -222,7 +222,7 @@ TEST_F(ClampControlAccessTest, CanSubscribeAgainWhenTheServiceIsBack) {
 TEST_F(ClampControlAccessTest, LogsAListenerErrorWithTheTextOfTheBaseException) {
     create();
     bus.tellError(std::runtime_error("not this text"));
-    EXPECT_THAT(logged(), ElementsAre(error + std::string("ServiceListener Error: std::exception")));
+    EXPECT_THAT(logged(), ElementsAre(kError + std::string("ServiceListener Error: std::exception")));
 }
 
 // ---------------------------------------------------------------------------------------- the element
@@ -250,7 +250,7 @@ TEST_F(ClampControlAccessTest, CannotFindTheElementBeforeTheServiceHasConnected)
     } catch (const std::runtime_error& exception) {
         EXPECT_STREQ(exception.what(), "ClampControl client not ready");
     }
-    EXPECT_THAT(logged(), ElementsAre(error + std::string("Not ready")));
+    EXPECT_THAT(logged(), ElementsAre(kError + std::string("Not ready")));
 }
 
 TEST_F(ClampControlAccessTest, GivesNoUuidWhenNoElementMatches) {
@@ -287,7 +287,7 @@ TEST_F(ClampControlAccessTest, LogsTheStatusOfARefusedRequest) {
     createConnected();
     bus.answer = [] { return zeb::ZebResponse(404, ""); };
     EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
-    EXPECT_THAT(logged(), ElementsAre(error + std::string("ErrorCb, response status: 404")));
+    EXPECT_THAT(logged(), ElementsAre(kError + std::string("ErrorCb, response status: 404")));
 }
 
 TEST_F(ClampControlAccessTest, LogsTheExceptionOfARequestThatFailed) {
@@ -296,7 +296,7 @@ TEST_F(ClampControlAccessTest, LogsTheExceptionOfARequestThatFailed) {
     EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
     EXPECT_THAT(
         logged(),
-        ElementsAre(error +
+        ElementsAre(kError +
                     std::string("ErrorCb: ZebException: unknown find first failed reason: no route")));
 }
 
@@ -304,7 +304,7 @@ TEST_F(ClampControlAccessTest, LogsARequestThatCouldNotBeIssued) {
     bus.refuseRequests();
     createConnected();
     EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
-    EXPECT_THAT(logged(), ElementsAre(error + std::string("readResource ZebAccess exception")));
+    EXPECT_THAT(logged(), ElementsAre(kError + std::string("readResource ZebAccess exception")));
 }
 
 /// Lets the first request wait until the end of this object; later ones find an element with id "next".
@@ -327,20 +327,20 @@ class UnansweredRequest {
     std::promise<void> released_;
 };
 
-constexpr ClampControlAccess::TimeLimits shortFindFirst{std::chrono::milliseconds(20),
-                                                        std::chrono::seconds(5)};
-constexpr ClampControlAccess::TimeLimits shortFirstNotification{std::chrono::seconds(5),
-                                                                std::chrono::milliseconds(20)};
+constexpr ClampControlAccess::TimeLimits kShortFindFirst{std::chrono::milliseconds(20),
+                                                         std::chrono::seconds(5)};
+constexpr ClampControlAccess::TimeLimits kShortFirstNotification{std::chrono::seconds(5),
+                                                                 std::chrono::milliseconds(20)};
 
 TEST_F(ClampControlAccessTest, GivesUpARequestThatIsNotAnsweredInTime) {
-    createConnected(shortFindFirst);
+    createConnected(kShortFindFirst);
     const UnansweredRequest unanswered(bus);
     EXPECT_EQ(sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "");
-    EXPECT_THAT(logged(), ElementsAre(error + std::string("GetClampControlUuid() request timeout")));
+    EXPECT_THAT(logged(), ElementsAre(kError + std::string("GetClampControlUuid() request timeout")));
 }
 
 TEST_F(ClampControlAccessTest, IgnoresAnAnswerThatComesTooLate) {
-    createConnected(shortFindFirst);
+    createConnected(kShortFindFirst);
     {
         const UnansweredRequest unanswered(bus);
         sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15);
@@ -351,7 +351,7 @@ TEST_F(ClampControlAccessTest, IgnoresAnAnswerThatComesTooLate) {
     patient->start();
     bus.connectService();
     EXPECT_EQ(patient->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15), "next");
-    EXPECT_THAT(logged(), ElementsAre(info + std::string("Service Connected")));
+    EXPECT_THAT(logged(), ElementsAre(kInfo + std::string("Service Connected")));
 }
 
 /// How long `work` takes on a clock. Only to be compared with a time that it has to wait at least, or with
@@ -381,7 +381,7 @@ TEST_F(ClampControlAccessTest, GivesUpAfterFiveSecondsWhenNobodyAnswers) {
     EXPECT_GE(durationOf<std::chrono::system_clock>([&] { uuid = sut->SubscribeClampControl(); }),
               kFiveSeconds);
     EXPECT_EQ(uuid, "");
-    EXPECT_THAT(logged(), ElementsAre(error + std::string("GetClampControlUuid() request timeout")));
+    EXPECT_THAT(logged(), ElementsAre(kError + std::string("GetClampControlUuid() request timeout")));
     EXPECT_THAT(bus.subscriptions(), IsEmpty());
 }
 
@@ -393,7 +393,7 @@ TEST_F(ClampControlAccessTest, WaitsForAnAnswerUntilATimeOfTheSystemClock) {
     const auto lasted = durationOf<std::chrono::steady_clock>([this] { sut->SubscribeClampControl(); });
     test_support::setSystemClock(std::chrono::seconds(0));
     EXPECT_LT(lasted, kFiveSeconds);
-    EXPECT_THAT(logged(), ElementsAre(error + std::string("GetClampControlUuid() request timeout")));
+    EXPECT_THAT(logged(), ElementsAre(kError + std::string("GetClampControlUuid() request timeout")));
 }
 
 // ---------------------------------------------------------------------------------------- subscribing
@@ -406,7 +406,7 @@ TEST_F(ClampControlAccessTest, CannotSubscribeBeforeTheServiceHasConnected) {
     } catch (const std::runtime_error& exception) {
         EXPECT_STREQ(exception.what(), "ClampControl client not ready");
     }
-    EXPECT_THAT(logged(), ElementsAre(error + std::string("Not ready")));
+    EXPECT_THAT(logged(), ElementsAre(kError + std::string("Not ready")));
 }
 
 TEST_F(ClampControlAccessTest, LooksForClamp15AloneWhenItSubscribes) {
@@ -424,7 +424,7 @@ TEST_F(ClampControlAccessTest, SubscribesToTheElementThatWasFound) {
 TEST_F(ClampControlAccessTest, LogsNothingButTheNotificationWhenSubscribingSucceeds) {
     createConnected();
     sut->SubscribeClampControl();
-    EXPECT_THAT(logged(), ElementsAre(info + std::string("Subscription Callback")));
+    EXPECT_THAT(logged(), ElementsAre(kInfo + std::string("Subscription Callback")));
 }
 
 TEST_F(ClampControlAccessTest, DoesNotSubscribeToAnElementWithoutId) {
@@ -443,14 +443,14 @@ TEST_F(ClampControlAccessTest, FailsToSubscribeWhenTheServiceIsLostAfterTheReque
     };
     EXPECT_THROW(sut->SubscribeClampControl(), std::runtime_error);
     EXPECT_THAT(logged(),
-                ElementsAre(info + std::string("Service disconnected"), error + std::string("Not ready")));
+                ElementsAre(kInfo + std::string("Service disconnected"), kError + std::string("Not ready")));
 }
 
 TEST_F(ClampControlAccessTest, LogsASubscriptionThatIsRefused) {
     createConnected();
     bus.onSubscribe = [](const auto&) { throw std::runtime_error("not open"); };
     EXPECT_EQ(sut->SubscribeClampControl(), "");
-    EXPECT_THAT(logged(), ElementsAre(error + std::string("Failed to Subscribe. Exception")));
+    EXPECT_THAT(logged(), ElementsAre(kError + std::string("Failed to Subscribe. Exception")));
 }
 
 TEST_F(ClampControlAccessTest, HoldsUpNoExecutorWhenASubscriptionIsNotifiedAndThenRefused) {
@@ -487,21 +487,21 @@ TEST_F(ClampControlAccessTest, CanUnsubscribeInsideTheFirstNotification) {
 }
 
 TEST_F(ClampControlAccessTest, GivesUpASubscriptionThatIsNotNotifiedInTime) {
-    createConnected(shortFirstNotification);
+    createConnected(kShortFirstNotification);
     bus.onSubscribe = [](const auto&) {};
     EXPECT_EQ(sut->SubscribeClampControl(), "");
-    EXPECT_THAT(logged(), ElementsAre(error + std::string("Subscription timed out")));
+    EXPECT_THAT(logged(), ElementsAre(kError + std::string("Subscription timed out")));
 }
 
 TEST_F(ClampControlAccessTest, DropsASubscriptionThatTimedOut) {
-    createConnected(shortFirstNotification);
+    createConnected(kShortFirstNotification);
     bus.onSubscribe = [](const auto&) {};
     sut->SubscribeClampControl();
     EXPECT_TRUE(bus.subscriptions()[0]->released);
 }
 
 TEST_F(ClampControlAccessTest, LogsThatASubscriptionTimedOutThenDropsItThenDecidesItsOutcome) {
-    createConnected(shortFirstNotification);
+    createConnected(kShortFirstNotification);
     std::vector<std::string> before;
     bool isDecided = true;
     bus.onSubscribe = [&](const auto& subscribed) {
@@ -513,25 +513,25 @@ TEST_F(ClampControlAccessTest, LogsThatASubscriptionTimedOutThenDropsItThenDecid
         };
     };
     sut->SubscribeClampControl();
-    EXPECT_THAT(before, ElementsAre(error + std::string("Subscription timed out")));
+    EXPECT_THAT(before, ElementsAre(kError + std::string("Subscription timed out")));
     EXPECT_FALSE(isDecided);
     bus.settle();
     EXPECT_THAT(callback.take(), IsEmpty());
 }
 
 TEST_F(ClampControlAccessTest, IgnoresANotificationAfterTheSubscriptionTimedOut) {
-    createConnected(shortFirstNotification);
+    createConnected(kShortFirstNotification);
     bus.onSubscribe = [](const auto&) {};
     sut->SubscribeClampControl();
     RecordingAraLog::reset();
     bus.notify(bus.subscriptions()[0], clampJson("Clamp15", true));
     bus.settle();
     EXPECT_THAT(callback.take(), IsEmpty());
-    EXPECT_THAT(logged(), ElementsAre(info + std::string("Subscription Callback")));
+    EXPECT_THAT(logged(), ElementsAre(kInfo + std::string("Subscription Callback")));
 }
 
 TEST_F(ClampControlAccessTest, GivesUpASubscriptionWhoseServiceIsLostWhileItWaits) {
-    createConnected(shortFirstNotification);
+    createConnected(kShortFirstNotification);
     bus.onSubscribe = [this](const auto&) { bus.queueDisconnect(); };
     EXPECT_EQ(sut->SubscribeClampControl(), "");
 }
@@ -612,8 +612,8 @@ TEST_F(ClampControlAccessTest, LogsEachNotification) {
     bus.notify(subscribed, clampJson("Clamp15", false));
     bus.notify(subscribed, clampJson("ClampS", false));
     bus.settle();
-    EXPECT_THAT(logged(), ElementsAre(info + std::string("Subscription Callback"),
-                                      info + std::string("Subscription Callback")));
+    EXPECT_THAT(logged(), ElementsAre(kInfo + std::string("Subscription Callback"),
+                                      kInfo + std::string("Subscription Callback")));
 }
 
 TEST_F(ClampControlAccessTest, TellsNoStateOfAnotherClamp) {
@@ -636,8 +636,8 @@ TEST_F(ClampControlAccessTest, LogsANotificationThatNobodyIsToldOf) {
     bus.notify(subscribed, clampJson("Clamp15", true));
     bus.settle();
     EXPECT_THAT(logged(),
-                ElementsAre(info + std::string("Subscription Callback"),
-                            error + std::string("Element Subscription notification failed, nullptr error")));
+                ElementsAre(kInfo + std::string("Subscription Callback"),
+                            kError + std::string("Element Subscription notification failed, nullptr error")));
 }
 
 TEST_F(ClampControlAccessTest, RefusesANotificationWithoutType) {
@@ -662,7 +662,7 @@ TEST_F(ClampControlAccessTest, UnsubscribesTheSubscribedElement) {
     const auto subscribed = createSubscribed();
     sut->UnsubscribeClampControl("c15");
     EXPECT_EQ(subscribed->unsubscribes, 1);
-    EXPECT_THAT(logged(), ElementsAre(info + std::string("Unsubscribed uuid = c15")));
+    EXPECT_THAT(logged(), ElementsAre(kInfo + std::string("Unsubscribed uuid = c15")));
 }
 
 TEST_F(ClampControlAccessTest, DoesNothingForAnotherUuid) {
@@ -683,8 +683,8 @@ TEST_F(ClampControlAccessTest, UnsubscribesAndLogsAgainWhenItIsToldToAgain) {
     sut->UnsubscribeClampControl("c15");
     sut->UnsubscribeClampControl("c15");
     EXPECT_EQ(subscribed->unsubscribes, 2);
-    EXPECT_THAT(logged(), ElementsAre(info + std::string("Unsubscribed uuid = c15"),
-                                      info + std::string("Unsubscribed uuid = c15")));
+    EXPECT_THAT(logged(), ElementsAre(kInfo + std::string("Unsubscribed uuid = c15"),
+                                      kInfo + std::string("Unsubscribed uuid = c15")));
 }
 
 TEST_F(ClampControlAccessTest, KeepsTheSubscriptionThatItUnsubscribed) {
@@ -741,7 +741,7 @@ TEST_P(ClampControlAccessInsideACallback, SubscribingIsRefused) {
     doInside([&] { uuid = sut->SubscribeClampControl(); });
     EXPECT_EQ(uuid, "");
     EXPECT_THAT(logged(), testing::Contains(
-                              error + std::string("SubscribeClampControl called from inside a callback")));
+                              kError + std::string("SubscribeClampControl called from inside a callback")));
 }
 
 TEST_P(ClampControlAccessInsideACallback, UnsubscribingEndsTheNotifications) {
@@ -830,7 +830,7 @@ TEST_F(ClampControlAccessTest, IsDestroyedOnlyAfterARunningCallback) {
 }
 
 TEST_F(ClampControlAccessTest, MayBeDestroyedWhileItSubscribes) {
-    createConnected(shortFirstNotification);
+    createConnected(kShortFirstNotification);
     bus.onSubscribe = [this](const auto&) { destroy(); };
     std::weak_ptr<ClampControlAccess> observed = sut;
     auto* const subscriber = sut.get();

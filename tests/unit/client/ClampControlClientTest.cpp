@@ -69,7 +69,7 @@ void failConstruction() {
     fake_platform::whenRegistryIsMade([] { throw std::runtime_error("no registry"); });
 }
 
-constexpr auto clamp = R"({"id":"c15","type":"Clamp15","isSwitchedOn":true})";
+constexpr auto kClamp = R"({"id":"c15","type":"Clamp15","isSwitchedOn":true})";
 
 class SayingSubscription : public zeb::Subscription {
  public:
@@ -83,7 +83,7 @@ class SayingWebsocket : public zeb::IWebsocketManager {
  public:
     std::shared_ptr<zeb::Subscription> subscribe(const std::string& /*path*/, const std::string& /*uuid*/,
                                                  DataHandler handler, EndedHandler /*ended*/) override {
-        notification_ = std::async(std::launch::async, [handler = std::move(handler)] { handler(clamp); });
+        notification_ = std::async(std::launch::async, [handler = std::move(handler)] { handler(kClamp); });
         return std::make_shared<SayingSubscription>();
     }
     void unsubscribeFromAll() override {}
@@ -104,7 +104,7 @@ void connectService(std::shared_ptr<SayingWebsocket> websocket = std::make_share
 
 /// A client that has told `callback` of its first notification.
 std::unique_ptr<ClampControlClient> subscribedClient(RecordingCallback& callback) {
-    fake_platform::whenFindFirst([](const auto& request) { request.success(clamp); });
+    fake_platform::whenFindFirst([](const auto& request) { request.success(kClamp); });
     auto client = std::make_unique<ClampControlClient>();
     client->AssignCallback(&callback);
     client->Start();
@@ -292,7 +292,7 @@ TEST(ClampControlClient, DoesNothingWhenItIsToUnsubscribeWhatItNeverSubscribed) 
 
 // ---------------------------------------------------------------------------------------- the end
 
-const std::string stopped =
+const std::string kStopped =
     "element registry: unsubscribeFromAll\n"
     "zebExecutor: stop\n"
     "httpExecutor: stop\n"
@@ -307,7 +307,7 @@ TEST(ClampControlClient, TakesTheBaseDownInOrderWhenItIsStopped) {
                   mark();
                   sut.Stop();
               }),
-              stopped);
+              kStopped);
 }
 
 TEST(ClampControlClient, CanBeStoppedWithoutAStart) {
@@ -316,7 +316,7 @@ TEST(ClampControlClient, CanBeStoppedWithoutAStart) {
                   mark();
                   sut.Stop();
               }),
-              stopped);
+              kStopped);
 }
 
 TEST(ClampControlClient, CallsNobodyOnceItWasStoppedInsideACallback) {
@@ -346,7 +346,7 @@ TEST(ClampControlClient, KeepsItsSubscriptionWhenItIsStopped) {
                   say("returned");
                   sut.reset();
               }),
-              stopped + "returned\nsubscription: released\n");
+              kStopped + "returned\nsubscription: released\n");
 }
 
 TEST(ClampControlClient, KeepsItsListenerWhenItIsStopped) {

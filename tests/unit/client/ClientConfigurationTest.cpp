@@ -32,7 +32,7 @@ using test_support::RecordingAraLog;
 using test_support::runInChild;
 using testing::HasSubstr;
 
-const std::filesystem::path configuration = "/var/run/csc/config/kelo-client/ClientConfig.json";
+const std::filesystem::path kConfigurationFile = "/var/run/csc/config/kelo-client/ClientConfig.json";
 
 void say(const std::string& text) {
     std::puts(text.c_str());
@@ -52,20 +52,20 @@ void sayErrors() {
 }
 
 void writeConfiguration(const std::string& content) {
-    std::filesystem::create_directories(configuration.parent_path());
-    std::ofstream(configuration) << content;
+    std::filesystem::create_directories(kConfigurationFile.parent_path());
+    std::ofstream(kConfigurationFile) << content;
 }
 
 /// The beginning of a configuration with nothing of the defaults.
-const std::string staticElsewhere =
+const std::string kStaticElsewhere =
     R"({"serviceRegistrySettings":{"mode":"staticOnly","httpUri":"http://registry:8080"})";
 
 void leaveMissing() {}
 
 /// Nobody may read the file. Root could all the same, so the process gives up what makes root different.
 void forbidReading() {
-    writeConfiguration(staticElsewhere + "}");
-    std::filesystem::permissions(configuration, std::filesystem::perms::none);
+    writeConfiguration(kStaticElsewhere + "}");
+    std::filesystem::permissions(kConfigurationFile, std::filesystem::perms::none);
     __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
     std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> none{};
     if (::syscall(SYS_capset, &header, none.data()) != 0) {
@@ -74,11 +74,11 @@ void forbidReading() {
 }
 
 void makeDirectory() {
-    std::filesystem::create_directories(configuration);
+    std::filesystem::create_directories(kConfigurationFile);
 }
 
 void breakOff() {
-    writeConfiguration(staticElsewhere + R"(,"services":)");
+    writeConfiguration(kStaticElsewhere + R"(,"services":)");
 }
 
 /// The output of `work` in a process where `prepare` has seen to the configuration.
@@ -88,7 +88,7 @@ std::string saidBy(const std::function<void()>& prepare, const std::function<voi
         prepare();
         work();
     });
-    std::filesystem::remove_all(configuration);
+    std::filesystem::remove_all(kConfigurationFile);
     EXPECT_EQ(result.exitCode, 0) << result.errors;
     return result.output;
 }
@@ -107,7 +107,7 @@ std::string errorsOfConstruction(const std::function<void()>& prepare) {
 }
 
 TEST(ClientConfiguration, IsReadFromItsFixedPath) {
-    EXPECT_THAT(saidBy([] { writeConfiguration(staticElsewhere + "}"); },
+    EXPECT_THAT(saidBy([] { writeConfiguration(kStaticElsewhere + "}"); },
                        [] {
                            const ClampControlClient sut;
                            sayRegistry();

@@ -30,7 +30,7 @@ using CLAMP_FIELDS = ClampcontrolService::CLAMP_FIELDS;
 using Notification = ClampcontrolService::Notification;
 using SpecialState = ClampcontrolService::SpecialState;
 
-constexpr auto unknownType = static_cast<CLAMP_TYPE>(7);
+constexpr auto kUnknownType = static_cast<CLAMP_TYPE>(7);
 
 class Clampcontrol : public test_data_objects::DataObjectTest {
  protected:
@@ -293,12 +293,12 @@ TEST_F(Clampcontrol, CanBeSetToTheValueThatItHas) {
 TEST_F(Clampcontrol, StoresAnUnknownValueAndThenThrows) {
     ClampDescriptor sut;
     try {
-        sut.setType(unknownType);
+        sut.setType(kUnknownType);
         FAIL() << "did not throw";
     } catch (const std::out_of_range& error) {
         EXPECT_STREQ(error.what(), "map::at");
     }
-    EXPECT_EQ(sut.getType().getValue(), unknownType);
+    EXPECT_EQ(sut.getType().getValue(), kUnknownType);
     EXPECT_TRUE(sut.getFilter().isEmpty());
 }
 
@@ -321,7 +321,7 @@ TEST_F(Clampcontrol, WritesThroughTheBaseToo) {
 
 TEST_F(Clampcontrol, LeavesAnUnknownValueOutOfItsJson) {
     ClampDescriptor sut;
-    EXPECT_THROW(sut.setType(unknownType), std::out_of_range);
+    EXPECT_THROW(sut.setType(kUnknownType), std::out_of_range);
     sut.setIsSwitchedOn(true);
     EXPECT_EQ(sut.getAsJson()->toString(), R"({"isSwitchedOn":true})");
     EXPECT_THAT(log.lines(), IsEmpty());
@@ -433,7 +433,7 @@ TEST_F(Clampcontrol, PrintsAValueWithItsNumber) {
 }
 
 TEST_F(Clampcontrol, PrintsTheNumberOfLiteralsForAnUnknownValue) {
-    EXPECT_EQ(ClampcontrolService::to_string(unknownType), "unknown value(3)");
+    EXPECT_EQ(ClampcontrolService::to_string(kUnknownType), "unknown value(3)");
     EXPECT_EQ(ClampcontrolService::to_string(ClampcontrolService::SPECIALSTATE_REQUESTINGFUNCTION{13}),
               "unknown value(13)");
 }

@@ -24,8 +24,8 @@ using zeb::ZebFilter;
 using zebutil::JsonObject;
 
 using Level = QueryOptions::EXPAND_LEVEL;
-constexpr auto ascending = QueryOptions::SORTBY_OPERATOR::ASCENDING;
-constexpr auto descending = QueryOptions::SORTBY_OPERATOR::DESCENDING;
+constexpr auto kAscending = QueryOptions::SORTBY_OPERATOR::ASCENDING;
+constexpr auto kDescending = QueryOptions::SORTBY_OPERATOR::DESCENDING;
 
 TEST(ZebFilter, IsEmptyAtFirst) {
     EXPECT_TRUE(ZebFilter().isEmpty());
@@ -63,7 +63,7 @@ TEST(QueryOptions, HaveTheirFormsOnTheWire) {
     QueryOptions sut;
     sut.setFields({"a", "b"});
     sut.setExpand(Level::ONE);
-    sut.setSortBy({{ascending, "a"}, {descending, "b"}});
+    sut.setSortBy({{kAscending, "a"}, {kDescending, "b"}});
     sut.setLimit(10);
     sut.setOffset(20);
     EXPECT_THAT(optionsOf(sut),
@@ -87,7 +87,7 @@ TEST(QueryOptions, AreTakenAwayByEmptyLists) {
     QueryOptions sut;
     sut.setFields({"a"});
     sut.setExpand(Level::ONE);
-    sut.setSortBy({{ascending, "a"}});
+    sut.setSortBy({{kAscending, "a"}});
     sut.setFields({});
     sut.setExpand(Level::NONE, {"a"});
     sut.setSortBy({});
@@ -179,7 +179,7 @@ class XObjectDescriptorQueryOptions : public testing::Test {
 
     const std::vector<std::string> fields{"a", "b"};
     const std::vector<std::string> expanded{"c"};
-    const std::vector<QueryOptions::SortKey> sortBy{{descending, "d"}, {ascending, "e"}};
+    const std::vector<QueryOptions::SortKey> sortBy{{kDescending, "d"}, {kAscending, "e"}};
     XObjectDescriptor sut{"ClampControl", "clamps"};
 };
 
@@ -220,7 +220,7 @@ TEST_F(XObjectDescriptorQueryOptions, TakeAnOffsetIdAlone) {
 
 TEST(XObjectDescriptor, ReplacesAllQueryOptionsAtOnce) {
     auto sut = aClamp();
-    sut.setQueryOptions({"a"}, Level::ONE, {"b"}, {{descending, "c"}}, 1, 2);
+    sut.setQueryOptions({"a"}, Level::ONE, {"b"}, {{kDescending, "c"}}, 1, 2);
     sut.setQueryOptionsLimit({}, Level::NONE, {}, {}, 3);
     EXPECT_THAT(optionsOf(sut.getQueryOptions()), ElementsAre(Pair("$limit", "3")));
 }

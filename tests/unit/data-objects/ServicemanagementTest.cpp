@@ -35,7 +35,7 @@ using CONNECTIONSTATE = ServicemanagementService::CONNECTIONSTATE_CONNECTIONSTAT
 using DISABLEDREASON = ServicemanagementService::TRANSACTIONACTIVATIONTYPE_DISABLEDREASON;
 using PRIVACYGROUPS = ServicemanagementService::TRANSACTIONTYPE_PRIVACYGROUPS;
 
-constexpr const char* endOfFill = "could not fill object from json, exception occured";
+constexpr const char* kEndOfFill = "could not fill object from json, exception occured";
 
 template <typename R>
 R objectOf(const std::string& json) {
@@ -92,13 +92,13 @@ TEST_F(Servicemanagement, EndsTheFillWhenAListIsNone) {
         objectOf<AllUsersTransactionActivationType>(R"({"id":"1","disabledReason":"x","userid":"u"})");
     EXPECT_FALSE(sut.getDisabledReason() || sut.getUserid());
     EXPECT_EQ(sut.getId().getValue(), "1");
-    EXPECT_THAT(messages(), ElementsAre(endOfFill));
+    EXPECT_THAT(messages(), ElementsAre(kEndOfFill));
 }
 
 TEST_F(Servicemanagement, EndsTheFillWhenAnElementOfAListIsNoText) {
     const auto sut = objectOf<TransactionActivationType>(R"({"disabledReason":["x",null],"userid":"u"})");
     EXPECT_FALSE(sut.getDisabledReason() || sut.getUserid());
-    EXPECT_THAT(messages(), ElementsAre("unknown enum value in disabledReason", endOfFill));
+    EXPECT_THAT(messages(), ElementsAre("unknown enum value in disabledReason", kEndOfFill));
 }
 
 TEST_F(Servicemanagement, WritesAListOfEnumerationsWithoutUnknownValues) {
@@ -151,7 +151,7 @@ TEST_F(Servicemanagement, RefusesALiteralInTheWrongCase) {
 TEST_F(Servicemanagement, EndsTheFillWhenAnEnumerationIsNoText) {
     const auto sut = objectOf<HttpOperationType>(R"({"authorizationLevel":{},"uniformResourceLocator":"x"})");
     EXPECT_FALSE(sut.getAuthorizationLevel() || sut.getUniformResourceLocator());
-    EXPECT_THAT(messages(), ElementsAre(endOfFill));
+    EXPECT_THAT(messages(), ElementsAre(kEndOfFill));
 }
 
 TEST_F(Servicemanagement, PrintsItsEnumerations) {
@@ -289,7 +289,7 @@ TEST_F(Servicemanagement, LogsTheProblemsOfAReferredElementAndGoesOn) {
     const auto sut = objectOf<TransactionType>(
         R"({"connectionState":{"id":"1","connectionState":null},"privacyGroups":["consentData"]})");
     EXPECT_TRUE(sut.getConnectionState() && sut.getPrivacyGroups());
-    EXPECT_THAT(messages(), ElementsAre(endOfFill));
+    EXPECT_THAT(messages(), ElementsAre(kEndOfFill));
 }
 
 TEST_F(Servicemanagement, LeavesANullReferenceUnsetWithoutAMessage) {
@@ -302,14 +302,14 @@ TEST_F(Servicemanagement, LeavesANullReferenceUnsetWithoutAMessage) {
 TEST_F(Servicemanagement, EndsTheFillWhenAReferenceIsNoObject) {
     const auto sut = objectOf<TransactionType>(R"({"connectionState":"1","privacyGroups":[]})");
     EXPECT_FALSE(sut.getConnectionState() || sut.getPrivacyGroups());
-    EXPECT_THAT(messages(), ElementsAre(endOfFill));
+    EXPECT_THAT(messages(), ElementsAre(kEndOfFill));
 }
 
 TEST_F(Servicemanagement, EndsTheFillWhenAnAttachedOperationHasNoTextForItsId) {
     const auto sut =
         objectOf<TransactionType>(R"({"attachedOperations":[{"id":"1"},{"id":[]}],"privacyGroups":[]})");
     EXPECT_FALSE(sut.getAttachedOperations() || sut.getPrivacyGroups());
-    EXPECT_THAT(messages(), ElementsAre(endOfFill));
+    EXPECT_THAT(messages(), ElementsAre(kEndOfFill));
 }
 
 TEST_F(Servicemanagement, PointsToTheFieldThatEndedTheFill) {
@@ -327,7 +327,7 @@ TEST_F(Servicemanagement, PointsToTheFieldThatEndedTheFill) {
 TEST_F(Servicemanagement, SaysSoWhenTheIdentityEndsTheFill) {
     const auto sut = objectOf<ConnectionState>(R"({"id":null,"connectionState":"connectionStateConnected"})");
     EXPECT_FALSE(sut.getConnectionState());
-    EXPECT_THAT(messages(), ElementsAre(endOfFill));
+    EXPECT_THAT(messages(), ElementsAre(kEndOfFill));
 }
 
 TEST_F(Servicemanagement, PointsToTheBaseFillOfTheResourceThatItEnded) {
@@ -379,20 +379,20 @@ std::string errorOfWriting(const ServicemanagementService::TransactionTypeDescri
     }
 }
 
-constexpr const char* unsetOptional = "getValue called on uninitialized Optional";
+constexpr const char* kUnsetOptional = "getValue called on uninitialized Optional";
 
 TEST_F(Servicemanagement, DoesNotWriteAReferenceWithoutId) {
     ServicemanagementService::ConnectionStateDescriptor to;
     to.setUri("/a/1");
     to.setName("x");
-    EXPECT_EQ(errorOfWriting(referringTo(to)), unsetOptional);
+    EXPECT_EQ(errorOfWriting(referringTo(to)), kUnsetOptional);
 }
 
 TEST_F(Servicemanagement, DoesNotWriteAReferenceWithoutName) {
     ServicemanagementService::ConnectionStateDescriptor to;
     to.setUri("/a/1");
     to.setId("1");
-    EXPECT_EQ(errorOfWriting(referringTo(to)), unsetOptional);
+    EXPECT_EQ(errorOfWriting(referringTo(to)), kUnsetOptional);
 }
 
 ServicemanagementService::TransactionTypeDescriptor attaching(const std::string& operation) {
@@ -410,11 +410,11 @@ TEST_F(Servicemanagement, WritesTheIdAsUriOfAnAttachedOperationWithoutOne) {
 }
 
 TEST_F(Servicemanagement, DoesNotWriteAnAttachedOperationWithoutId) {
-    EXPECT_EQ(errorOfWriting(attaching(R"({"name":"x","uri":"/a/2"})")), unsetOptional);
+    EXPECT_EQ(errorOfWriting(attaching(R"({"name":"x","uri":"/a/2"})")), kUnsetOptional);
 }
 
 TEST_F(Servicemanagement, DoesNotWriteAnAttachedOperationWithoutName) {
-    EXPECT_EQ(errorOfWriting(attaching(R"({"id":"2","uri":"/a/2"})")), unsetOptional);
+    EXPECT_EQ(errorOfWriting(attaching(R"({"id":"2","uri":"/a/2"})")), kUnsetOptional);
 }
 
 TEST_F(Servicemanagement, CopiesReferencesDeeply) {
@@ -468,14 +468,14 @@ TEST_F(ServicemanagementLogger, IsMadeAtTheFirstMessage) {
 
 class ServicemanagementLoggerOfThreads : public ServicemanagementLogger {
  protected:
-    static constexpr std::size_t numberOfThreads = 8;
+    static constexpr std::size_t kNumberOfThreads = 8;
 
     /// Threads that fill an object with two bad values each, released together.
     static void fillInThreads() {
         std::promise<void> gate;
         const std::shared_future<void> opened = gate.get_future().share();
         std::vector<std::thread> threads;
-        for (std::size_t i = 0; i < numberOfThreads; ++i) {
+        for (std::size_t i = 0; i < kNumberOfThreads; ++i) {
             threads.emplace_back([opened] {
                 opened.wait();
                 objectOf<MqttOperationType>(R"({"isAlwaysOnOperation":1,"payloadSecurityLevel":"x"})");
@@ -505,7 +505,7 @@ TEST_F(ServicemanagementLoggerOfThreads, IsMadeOnce) {
 
 TEST_F(ServicemanagementLoggerOfThreads, WritesEveryMessage) {
     fillInThreads();
-    EXPECT_EQ(log.lines().size(), 2 * numberOfThreads);
+    EXPECT_EQ(log.lines().size(), 2 * kNumberOfThreads);
 }
 
 TEST_F(ServicemanagementLogger, IsTriedAgainAfterItCouldNotBeMade) {

@@ -257,7 +257,7 @@ def fill_test(unit, resource, field):
     opening, closing = ("[", "]") if is_list else ("", "")
     return [
         f"TEST({unit}{resource['class']}{field['name']}, IsReadFromEachLiteral) {{",
-        f"    for (const std::string literal : {texts(field['literals'])}) {{",
+        f"    for (const std::string& literal : std::vector<std::string>{texts(field['literals'])}) {{",
         f"        const Service::{resource['class']} sut(zebutil::JsonObject::parse("
         f'R"({{"{field["key"]}":{opening}")" + literal + R"("{closing}}})"));',
         f"        EXPECT_EQ(Service::map{resource['class']}{field['name']}2String.at("

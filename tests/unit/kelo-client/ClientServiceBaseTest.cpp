@@ -65,7 +65,7 @@ void mark() {
     say("---");
 }
 
-const std::string madeAll =
+const std::string kMadeAll =
     "WebSocket manager factory: made\n"
     "HTTP access factory: made\n"
     "zebExecutor: made\n"
@@ -75,14 +75,14 @@ const std::string madeAll =
     "service registry: made\n"
     "element registry: made\n";
 
-const std::string tornDown =
+const std::string kTornDown =
     "element registry: unsubscribeFromAll\n"
     "zebExecutor: stop\n"
     "httpExecutor: stop\n"
     "service registry: stop\n"
     "WebSocket manager factory: stopAndClearAll\n";
 
-const std::string released =
+const std::string kReleased =
     "element registry: destroyed\n"
     "service registry: destroyed\n"
     "httpExecutor: destroyed\n"
@@ -120,7 +120,7 @@ TEST(ClientServiceBase, IsFilledInOrder) {
                     filledBase();
                     mark();
                 }),
-                testing::StartsWith(madeAll + "---\n"));
+                testing::StartsWith(kMadeAll + "---\n"));
 }
 
 TEST(ClientServiceBase, HasEverythingOnceItIsFilled) {
@@ -273,7 +273,7 @@ TEST(ClientServiceBase, IsTornDownInOrderWhenItsLastHolderLetsGo) {
                   filledBase();
                   mark();
               })),
-              tornDown + released);
+              kTornDown + kReleased);
 }
 
 TEST(ClientServiceBase, IsTornDownAtExitButNotReleasedWhileAClientHoldsIt) {
@@ -282,7 +282,7 @@ TEST(ClientServiceBase, IsTornDownAtExitButNotReleasedWhileAClientHoldsIt) {
                   say("held", holder != nullptr);
                   mark();
               })),
-              tornDown);
+              kTornDown);
 }
 
 TEST(ClientServiceBase, NeedsNoTearDownWhenItWasNeverFilled) {
@@ -320,8 +320,8 @@ TEST(ClientServiceBase, IsNotToBeHadAnyMoreOnceTheProcessHasLetGo) {
                     filledBase();
                 }),
                 testing::EndsWith(
-                    released + "gone: yes\n"
-                               "threw the client service base cannot be created while the process exits\n"));
+                    kReleased + "gone: yes\n"
+                                "threw the client service base cannot be created while the process exits\n"));
 }
 
 TEST(ClientServiceBase, IsTornDownWhileThereIsStillLogging) {

@@ -34,7 +34,7 @@ Poco::JSON::Object::Ptr parse(const std::string& text) {
 
 }  // namespace
 
-RawHttp::RawHttp(std::uint16_t port) : socket(connectTo(context, port)) {}
+RawHttp::RawHttp(std::uint16_t port) : socket_(connectTo(context_, port)) {}
 
 Poco::JSON::Object::Ptr RawHttp::Answer::json() const {
     return parse(body);
@@ -70,14 +70,14 @@ RawHttp::Answer RawHttp::sendBytes(const std::string& bytes) {
 }
 
 void RawHttp::write(const std::string& bytes) {
-    asio::write(socket, asio::buffer(bytes));
+    asio::write(socket_, asio::buffer(bytes));
 }
 
 RawHttp::Answer RawHttp::readAnswer(bool toHead) {
     http::response_parser<http::string_body> parser;
     parser.skip(toHead);
     parser.body_limit(64 * 1024 * 1024);
-    http::read(socket, buffer, parser);
+    http::read(socket_, buffer_, parser);
     const auto& response = parser.get();
     return {static_cast<int>(response.result_int()), response.body(),
             std::string(response[http::field::allow]), response.keep_alive()};
@@ -86,45 +86,45 @@ RawHttp::Answer RawHttp::readAnswer(bool toHead) {
 std::string RawHttp::readToEnd() {
     std::string text;
     boost::system::error_code error;
-    asio::read(socket, asio::dynamic_buffer(text), error);
+    asio::read(socket_, asio::dynamic_buffer(text), error);
     return text;
 }
 
 bool RawHttp::answersWithin(std::chrono::milliseconds time) {
-    pollfd waiting{socket.native_handle(), POLLIN, 0};
+    pollfd waiting{socket_.native_handle(), POLLIN, 0};
     return poll(&waiting, 1, static_cast<int>(time.count())) == 1;
 }
 
 RawWebSocket::RawWebSocket(std::uint16_t port, const std::string& target, const std::string& subProtocol)
-    : stream(connectTo(context, port)) {
-    stream.set_option(beast::websocket::stream_base::decorator([&](beast::websocket::request_type& request) {
+    : stream_(connectTo(context_, port)) {
+    stream_.set_option(beast::websocket::stream_base::decorator([&](beast::websocket::request_type& request) {
         if (!subProtocol.empty()) {
             request.set(http::field::sec_websocket_protocol, subProtocol);
         }
     }));
     beast::websocket::response_type response;
-    stream.handshake(response, "localhost", target);
-    subProtocolOfAnswer = std::string(response[http::field::sec_websocket_protocol]);
+    stream_.handshake(response, "localhost", target);
+    subProtocolOfAnswer_ = std::string(response[http::field::sec_websocket_protocol]);
 }
 
 void RawWebSocket::send(const std::string& text) {
-    stream.text(true);
-    stream.write(asio::buffer(text));
+    stream_.text(true);
+    stream_.write(asio::buffer(text));
 }
 
 void RawWebSocket::sendBinary(const std::string& bytes) {
-    stream.binary(true);
-    stream.write(asio::buffer(bytes));
+    stream_.binary(true);
+    stream_.write(asio::buffer(bytes));
 }
 
 void RawWebSocket::sendBytes(const std::string& bytes) {
-    asio::write(stream.next_layer(), asio::buffer(bytes));
+    asio::write(stream_.next_layer(), asio::buffer(bytes));
 }
 
 std::string RawWebSocket::receiveText() {
-    buffer.clear();
-    stream.read(buffer);
-    return beast::buffers_to_string(buffer.data());
+    buffer_.clear();
+    stream_.read(buffer_);
+    return beast::buffers_to_string(buffer_.data());
 }
 
 Poco::JSON::Object::Ptr RawWebSocket::receive() {
@@ -134,18 +134,18 @@ Poco::JSON::Object::Ptr RawWebSocket::receive() {
 unsigned int RawWebSocket::receiveClose() {
     boost::system::error_code error;
     while (!error) {
-        buffer.clear();
-        stream.read(buffer, error);
+        buffer_.clear();
+        stream_.read(buffer_, error);
     }
-    return error == beast::websocket::error::closed ? stream.reason().code : 0U;
+    return error == beast::websocket::error::closed ? stream_.reason().code : 0U;
 }
 
 void RawWebSocket::ping() {
-    stream.ping({});
+    stream_.ping({});
 }
 
 void RawWebSocket::close() {
-    stream.close(beast::websocket::close_code::normal);
+    stream_.close(beast::websocket::close_code::normal);
 }
 
 std::string RawWebSocket::subscribe(const std::string& path) {

@@ -45,9 +45,9 @@ class RawHttp {
  private:
     Answer readAnswer(bool toHead);
 
-    boost::asio::io_context context;
-    boost::asio::ip::tcp::socket socket;
-    boost::beast::flat_buffer buffer;
+    boost::asio::io_context context_;
+    boost::asio::ip::tcp::socket socket_;
+    boost::beast::flat_buffer buffer_;
 };
 
 class RawWebSocket {
@@ -65,14 +65,14 @@ class RawWebSocket {
     unsigned int receiveClose();
     void ping();
     void close();
-    std::string acceptedSubProtocol() const { return subProtocolOfAnswer; }
+    std::string acceptedSubProtocol() const { return subProtocolOfAnswer_; }
 
     /// Subscribes, and returns the subscription id; the first notification is left to be read.
     std::string subscribe(const std::string& path);
 
  private:
-    boost::asio::io_context context;
-    boost::beast::websocket::stream<boost::asio::ip::tcp::socket, false> stream;
-    boost::beast::flat_buffer buffer;
-    std::string subProtocolOfAnswer;
+    boost::asio::io_context context_;
+    boost::beast::websocket::stream<boost::asio::ip::tcp::socket, false> stream_;
+    boost::beast::flat_buffer buffer_;
+    std::string subProtocolOfAnswer_;
 };
