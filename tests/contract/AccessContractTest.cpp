@@ -215,7 +215,7 @@ TEST_F(FindFirstContract, LogsAHandlerThatThrowsWithTheTasksName) {
 
 class SubscriptionContract : public test_support::PlatformFixture {
  protected:
-    // A subscription of lamp 1 whose handler does nothing, the first time, until `go` or until the limit.
+    // A subscription to lamp 1. The first call of its handler waits for `go` or until the limit.
     std::shared_ptr<zeb::Subscription> subscribeSlowly(std::chrono::milliseconds limit = kLimit) {
         LampDescriptor descriptor;
         descriptor.setId("1");
@@ -230,7 +230,7 @@ class SubscriptionContract : public test_support::PlatformFixture {
         return subscription;
     }
 
-    // Levels 0, 1, 2 and so on.
+    // Sets the levels 0, 1, 2 and so on.
     void setLevels(int count) {
         for (int level = 0; level < count; ++level) {
             setLevel(level);

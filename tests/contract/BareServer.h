@@ -19,9 +19,9 @@
 
 namespace contract {
 
-/// The server's end of one WebSocket after the other, in the hands of the test: it sends what a server may
-/// not send, and sees how the platform closes. Works on the test's own thread; whatever does not happen
-/// within the limit throws std::runtime_error.
+/// The server's end of one WebSocket at a time, controlled by the test: it sends what a server must not send,
+/// and observes how the platform closes. Works on the test's own thread. Every call throws std::runtime_error
+/// when the limit expires.
 class BareServer {
  public:
     explicit BareServer(std::chrono::seconds limit) : limit_(limit) {}
@@ -30,11 +30,11 @@ class BareServer {
         return "http://127.0.0.1:" + std::to_string(acceptor_.local_endpoint().port());
     }
 
-    /// Takes the next connection and answers its handshake.
+    /// Accepts the next connection and answers its handshake.
     void accept(const std::string& subProtocol = "zeb.v1") {
         pollfd waiting{acceptor_.native_handle(), POLLIN, 0};
         if (::poll(&waiting, 1, static_cast<int>(std::chrono::milliseconds(limit_).count())) != 1) {
-            throw std::runtime_error("nobody connected");
+            throw std::runtime_error("no client connected");
         }
         stream_.emplace(acceptor_.accept());
         const timeval limit{limit_.count(), 0};
@@ -47,7 +47,7 @@ class BareServer {
         stream_->accept();
     }
 
-    /// As they are, frame header and all.
+    /// Sends the bytes unchanged; they include the frame header.
     void sendBytes(const std::string& bytes) {
         if (::send(socket(), bytes.data(), bytes.size(), MSG_NOSIGNAL) !=
             static_cast<ssize_t>(bytes.size())) {
@@ -57,7 +57,7 @@ class BareServer {
 
     void sendText(const std::string& text) { sendBytes(textFrame(text)); }
 
-    /// The frame of one message of less than 64 KiB.
+    /// The frame of one text message of less than 64 KiB.
     static std::string textFrame(const std::string& text) {
         std::string frame("\x81");
         if (text.size() < 126) {
@@ -70,7 +70,7 @@ class BareServer {
         return frame + text;
     }
 
-    /// The next message.
+    /// Waits for the next text message.
     std::string receiveText() {
         Frame frame;
         do {
@@ -79,7 +79,7 @@ class BareServer {
         return frame.payload;
     }
 
-    /// The code of the close frame, which may come after other frames; 0 when it has none.
+    /// Waits for the close frame, skipping other frames. Returns its code, 0 when it has none.
     std::uint16_t receiveClose() {
         Frame frame;
         do {
@@ -107,12 +107,12 @@ class BareServer {
     std::string receiveBytes(std::size_t count) {
         std::string bytes(count, '\0');
         if (count > 0 && ::recv(socket(), &bytes[0], count, MSG_WAITALL) != static_cast<ssize_t>(count)) {
-            throw std::runtime_error("the connection has ended, or nothing more came");
+            throw std::runtime_error("the connection has ended, or nothing arrived within the limit");
         }
         return bytes;
     }
 
-    // Small ones: the platform sends no others in these tests.
+    // Handles small frames only: the platform sends no others in these tests.
     Frame receiveFrame() {
         const std::string head = receiveBytes(2);
         std::size_t size = static_cast<unsigned char>(head[1]) & 0x7FU;

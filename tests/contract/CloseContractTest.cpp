@@ -24,7 +24,7 @@ class CloseContract : public test_support::PlatformFixture {
         ASSERT_EQ(states.next(), "connected");
     }
 
-    // Takes a subscribe request and answers it.
+    // Receives a subscribe request and answers it.
     void acceptSubscription(const std::string& subscriptionId) {
         const auto request = zebutil::JsonObject::parse(server.receiveText());
         server.sendText(R"({"action":"subscribe","requestId":")" + request->getString("requestId") +
@@ -149,7 +149,7 @@ TEST_F(CloseContract, DeliversWhatCameBeforeAnEndWithoutWaitingForTheServerToLea
         EXPECT_EQ(levels.next(), 10);
         const auto delivered = std::chrono::steady_clock::now();
         EXPECT_EQ(states.next(), "disconnected");
-        // The server keeps its connection, which the platform bears for a second.
+        // The server keeps its connection open, which the platform tolerates for a second.
         EXPECT_GT(std::chrono::steady_clock::now() - delivered, std::chrono::milliseconds(500));
         server.accept();
         ASSERT_EQ(states.next(), "connected");

@@ -196,7 +196,7 @@ TEST_F(ServiceRegistryContract, AsksForTheServicesAgainWhenTheRegistryServiceEnd
     EXPECT_EQ(states.next(), "disconnected");
 }
 
-/// A registry service that says what the test wants it to, and a second place where the service is too.
+/// A registry service whose notifications the test writes, and a second bus with the same service.
 class RegistryEntriesContract : public ServiceRegistryContract {
  protected:
     RegistryEntriesContract() {
@@ -218,7 +218,7 @@ class RegistryEntriesContract : public ServiceRegistryContract {
                place.baseUri() + R"(","serverBasePath":")" + place.basePath() + "\"}";
     }
 
-    // The next notification of the list, after `number` - 1 others.
+    // Sends a notification of the list of services, after `number` - 1 others.
     void tellServices(const std::string& list, int number = 1) {
         bus.sendText("/serviceregistry/services", R"({"action":"subscription","subscriptionId":"1","seq":)" +
                                                       std::to_string(number) + ",\"data\":" + list + "}");
@@ -346,7 +346,7 @@ TEST_F(ServiceRegistryContract, KeepsASilentPeerThatAnswersPings) {
     const auto connected = connect();
     const auto subscription = subscribe(connected);
     EXPECT_EQ(levels.next(), 10);
-    // Many pong time-outs long nothing comes but pongs.
+    // For many pong time-outs the server sends nothing but pongs.
     EXPECT_FALSE(states.next(600ms));
 }
 

@@ -1,5 +1,5 @@
-// The bus over TLS: what a certificate has to be, and what is told when it is not. Every test makes its own
-// certificates, and trusts its own authority alone. Numbers are those of the promises in
+// The bus over TLS: what a certificate must be like, and what is reported otherwise. Every test creates its
+// own certificates and trusts only its own authority. Numbers are those of the promises in
 // docs/platform-contract.md.
 
 #include <Certificates.h>
@@ -60,7 +60,7 @@ class TlsContract : public test_support::PlatformFixture {
         listen();
     }
 
-    // Those who were told, at the end of a request to a server that the test has set up.
+    // The result of a request: the id of the element, or the reason for the failure.
     struct Outcome {
         std::string id;
         std::string failure;
@@ -181,7 +181,7 @@ class BadCertificateContract : public TlsContract, public testing::WithParamInte
         refusal = "the certificate of \"" + GetParam().host + "\" was refused: " + GetParam().reason;
     }
 
-    // Returns when the connection was tried three times.
+    // Returns after three attempts to connect.
     void beginAndRetry() {
         begin();
         ASSERT_TRUE(log->waitFor(refusal, kLimit, 3));
@@ -254,7 +254,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---------------------------------------------------------------------------------------- bad servers
 
-// Speaks TLS 1.1 at the most, and nothing above it.
+// Supports no version of TLS above 1.1.
 class OldServer {
  public:
     explicit OldServer(const Certificate& certificate) {
@@ -317,7 +317,7 @@ TEST_F(OldTlsContract, IsRefusedByRequests) {
     EXPECT_NE(findFirst().failure.find("protocol version"), std::string::npos) << findFirst().failure;
 }
 
-// Begins a record of 16 KiB, and sends one byte of it every 100 ms.
+// Begins a record of 16 KiB and sends one byte of it every 100 ms.
 class SlowServer {
  public:
     SlowServer() {

@@ -1,7 +1,7 @@
-// Faults of all kinds at random, and what the application is told of them. The seed is printed; these
-// variables repeat a run, or make it longer:
-//   FAULT_SEED     where the random numbers begin (default: another one each time)
-//   FAULT_SECONDS  how long (default 10)
+// Random faults of all kinds, and what the client reports to the application. The seed is printed. These
+// variables repeat a run or make it longer:
+//   FAULT_SEED     seed of the random numbers (default: a new one each time)
+//   FAULT_SECONDS  duration (default 10)
 
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
@@ -28,12 +28,12 @@ unsigned long variableOr(const char* name, unsigned long otherwise) {
     return text == nullptr ? otherwise : std::strtoul(text, nullptr, 10);
 }
 
-/// Judges what it is told at once. Told on one thread; asked by others.
+/// Checks each callback at once. Called on one thread, queried by others.
 class Judge : public clampcontrolclient::ClampControlCallbackIf {
  public:
     void OnConnectionStateChanged(bool connected) override {
         check(connected != isConnected, connected ? "connected twice" : "disconnected twice");
-        check(!isStopped, "told of the connection after Stop");
+        check(!isStopped, "a connection state after Stop");
         isConnected = connected;
         ++connections;
     }
@@ -66,7 +66,7 @@ class Judge : public clampcontrolclient::ClampControlCallbackIf {
 
 class RandomFaults : public e2e::ClientFixture {
  protected:
-    // The clamp's name counts its changes. Within one connection each value is the one after the last.
+    // The clamp's name counts its changes. Within one connection each value must follow the one before.
     void followValues() {
         e2e::SubscriptionBeside::Events events;
         events.connected = [this] { lastValue_ = -1; };
@@ -91,7 +91,7 @@ class RandomFaults : public e2e::ClientFixture {
         }
     }
 
-    // What an application does, in any order: it subscribes and unsubscribes while it is connected.
+    // What an application may do in any order: it subscribes and unsubscribes while it is connected.
     void subscribeForEver(std::mt19937 random) {
         while (!isOver_) {
             try {
@@ -100,7 +100,7 @@ class RandomFaults : public e2e::ClientFixture {
                 std::this_thread::sleep_for(milliseconds(random() % 100));
                 if (!id.empty() && random() % 2 == 0) {
                     client->UnsubscribeClampControl(id);
-                    // One call that had begun may still run, on the executor.
+                    // A call that had already begun may still run on the executor.
                     if (!awaitExecutor()) {
                         continue;
                     }
@@ -114,7 +114,7 @@ class RandomFaults : public e2e::ClientFixture {
         }
     }
 
-    // False when it does not come to an end in time, or was stopped.
+    // False when it does not end in time, or was stopped.
     static bool awaitExecutor() {
         const auto isReached = std::make_shared<std::promise<void>>();
         kelo_client::ClientServiceBase::getInstance()->getZebExecutor()->add(
@@ -198,7 +198,7 @@ class RandomFaults : public e2e::ClientFixture {
     std::unique_ptr<e2e::SubscriptionBeside> beside_;
     std::atomic<bool> isOver_ = false;
     std::atomic<long> values_ = 0;
-    long lastValue_ = -1;  ///< of the library's thread
+    long lastValue_ = -1;  ///< used on the library's thread only
 };
 
 TEST_F(RandomFaults, LeaveEveryPromiseKept) {
@@ -222,13 +222,13 @@ TEST_F(RandomFaults, LeaveEveryPromiseKept) {
     while (Clock::now() < end && !judge_.isGuilty) {
         doSomething(random);
     }
-    // After all of that it comes back.
+    // After all faults the connection returns.
     const auto limit = Clock::now() + e2e::kLimit;
     const long valuesBefore = values_;
     while (values_ < valuesBefore + 100 && Clock::now() < limit && !judge_.isGuilty) {
         std::this_thread::sleep_for(5ms);
     }
-    EXPECT_GE(values_, valuesBefore + 100) << "nothing is told any more";
+    EXPECT_GE(values_, valuesBefore + 100) << "no more values are reported";
 
     client->Stop();
     judge_.isStopped = true;

@@ -1,5 +1,5 @@
 // An application that blocks, and a server that floods it.
-//   FLOOD_SECONDS   how long the application blocks (default 5)
+//   FLOOD_SECONDS   how long the application blocks, in seconds (default 5)
 
 #include <algorithm>
 #include <atomic>
@@ -18,14 +18,14 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kKeepsItsMemory = false;  // sanitizers hold back what was released
+constexpr bool kKeepsItsMemory = false;  // sanitizers keep released memory
 #else
 constexpr bool kKeepsItsMemory = true;
 #endif
 
 constexpr std::size_t kMebibyte = std::size_t{1024} * 1024;
 
-/// Blocks in its first notification until it is let go, and counts.
+/// Blocks in its first notification until it is released, and counts.
 class BlockedApplication : public clampcontrolclient::ClampControlCallbackIf {
  public:
     void OnConnectionStateChanged(bool connected) override {
@@ -67,8 +67,8 @@ TEST_F(BackPressure, BoundsTheMemoryOfAnApplicationThatBlocksAndLosesNothing) {
     blocked.isConnected.get_future().wait();
     ASSERT_EQ(client->SubscribeClampControl(), "1");
 
-    // The names of the states count, so that one that is lost, told twice or out of order is seen.
-    std::atomic<long> told = -1;  // the first is the present state, before the flood
+    // The names of the states are consecutive numbers, so a lost, repeated or reordered state is detected.
+    std::atomic<long> told = -1;  // the first is the current state, before the flood
     std::atomic<long> wrong = 0;
     e2e::SubscriptionBeside::Events events;
     events.told = [&](const e2e::SubscriptionBeside::Clamp& clamp) {
@@ -110,7 +110,7 @@ TEST_F(BackPressure, BoundsTheMemoryOfAnApplicationThatBlocksAndLosesNothing) {
     std::cout << "resident memory: " << memoryBefore / 1024 << " KiB before, " << memory / 1024
               << " KiB at most" << std::endl;
 
-    EXPECT_EQ(blocked.losses, 0) << "a blocked application was taken for a dead server";
+    EXPECT_EQ(blocked.losses, 0) << "a blocked application was mistaken for a dead server";
     EXPECT_EQ(blocked.notifications, notificationsBefore + kChanges);
     EXPECT_EQ(told, kChanges);
     EXPECT_EQ(wrong, 0);

@@ -19,10 +19,10 @@ namespace e2e {
 
 using namespace std::chrono_literals;
 
-/// Long enough for anything that is to happen, short enough to report what does not.
+/// Long enough for everything that is expected to happen, and short enough to fail in reasonable time.
 constexpr std::chrono::seconds kLimit{30};
 
-/// Writes down what the application is told, in order, as words: "connected", "disconnected", "notification",
+/// Records the calls to the application, in order, as words: "connected", "disconnected", "notification",
 /// "on", "off".
 class Application : public clampcontrolclient::ClampControlCallbackIf {
  public:
@@ -30,14 +30,13 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
     void OnClampStateChanged(bool switchedOn) override { tell(switchedOn ? "on" : "off"); }
     void OnClampNotification() override { tell("notification"); }
 
-    /// What the application does itself when it is told a word; runs on the library's thread, after the word
-    /// was written down.
+    /// What the application does when a word was recorded; runs on the library's thread, after the recording.
     void react(std::function<void(const std::string& word)> reaction) {
         const std::lock_guard lock(mutex_);
         reaction_ = std::move(reaction);
     }
 
-    /// The next word, or none when nothing is told within the limit.
+    /// The next word, or none when nothing is recorded within the limit.
     std::optional<std::string> next(std::chrono::milliseconds limit = kLimit) {
         std::unique_lock lock(mutex_);
         if (!changed_.wait_for(lock, limit, [this] { return !words_.empty(); })) {
@@ -48,7 +47,7 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
         return word;
     }
 
-    /// Words that were told and not asked for yet.
+    /// Words that were recorded and not taken yet.
     std::size_t pending() const {
         const std::lock_guard lock(mutex_);
         return words_.size();
@@ -74,22 +73,22 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
     std::function<void(const std::string& word)> reaction_;
 };
 
-/// The client as it ships, a vehicle's bus on loopback, and an application.
+/// The shipped client, a vehicle's bus on loopback, and an application.
 class ClientFixture : public testing::Test {
  protected:
     explicit ClientFixture(const zebbussim::BusSimulator::Options& busOptions = {});
     ~ClientFixture() override;
 
-    /// What the client will find at its fixed path; before it is created.
+    /// Writes the configuration at the client's fixed path. Call it before the client is created.
     static void writeConfiguration(const std::string& json);
-    /// The clamp-control service in the configuration, at this bus, and no registry.
+    /// A configuration with the clamp-control service at this bus and without a registry.
     std::string staticConfiguration(const std::string& furtherSettings = "") const;
 
-    /// A client that was started, with the configuration above unless another was written.
+    /// Creates and starts a client, with the configuration above unless another was written.
     void startClient();
-    /// Besides, that has been told that the service is connected.
+    /// Also waits until the service is reported as connected.
     void connectClient();
-    /// Besides, that has subscribed and been told the first state, which is "off".
+    /// Also subscribes and waits for the first state, which is "off".
     void subscribeClient();
 
     void setClamp15(bool isOn) {

@@ -20,13 +20,13 @@ using e2e::kLimit;
 using namespace std::chrono_literals;
 using clampcontrolclient::ClampControlClient;
 
-// For the test of a process that ends with a client that nobody destroys.
+// For the test of a process that ends without destroying its client.
 ClampControlClient* survivingClient = nullptr;
 e2e::Application& survivingApplication = *new e2e::Application();
 
 class Client : public e2e::ClientFixture {};
 
-// Nobody tells when a thread has gone to sleep; the kernel can be asked.
+// There is no event for a thread that has gone to sleep, so this polls the kernel.
 void waitUntilAsleep(pid_t thread) {
     std::string status;
     do {
@@ -278,7 +278,8 @@ TEST_F(Client, KeepsTheSubscriptionOfOneThreadWhenThatOfAnotherTimesOut) {
         EXPECT_EQ(client->SubscribeClampControl(), "");
     });
     EXPECT_TRUE(bus.waitForSubscribers(kClamp15, 1, kLimit));
-    waitUntilAsleep(otherId.get_future().get());  // for its first notification: that is all that it has left
+    // The only wait that is left is the one for its first notification.
+    waitUntilAsleep(otherId.get_future().get());
     bus.delayFirstNotification(0ms);
     EXPECT_EQ(client->SubscribeClampControl(), "1");
     other.join();
@@ -381,7 +382,7 @@ TEST_F(Client, LeavesAProcessThatExitsWithItAliveToEndCleanly) {
     survivingClient->Start();
     EXPECT_EQ(survivingApplication.next(), "connected");
     EXPECT_EQ(survivingClient->SubscribeClampControl(), "1");
-    // What counts is how this process ends.
+    // The test is how this process ends.
 }
 
 TEST_F(Client, SaysInTheLogWhatHappened) {

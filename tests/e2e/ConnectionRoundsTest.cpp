@@ -1,6 +1,6 @@
-// What is left behind by connections that came and went: nothing. At the platform, where each round can be
-// made anew at once; a client's own rounds are slowed by the pauses between its attempts.
-//   CONNECTION_ROUNDS   how many (default 300)
+// Connections that are opened and closed leave nothing behind. Tested with the platform, where a new round
+// can begin at once; a client pauses between its attempts.
+//   CONNECTION_ROUNDS   number of rounds (default 300)
 
 #include <PlatformFixture.h>
 
@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kKeepsItsMemory = false;  // sanitizers hold back what was released
+constexpr bool kKeepsItsMemory = false;  // sanitizers keep released memory
 #else
 constexpr bool kKeepsItsMemory = true;
 #endif
@@ -69,11 +69,11 @@ class ConnectionRounds : public test_support::PlatformFixture {
         drainExecutor();
         while (states.next(0ms)) {
         }
-        // The last end of the connection comes after its Stop, on the I/O thread and at the server.
+        // The connection ends after its Stop, on the I/O thread and at the server.
         ASSERT_TRUE(bus.waitForWebSockets("Lighting", 0, test_support::kLimit));
     }
 
-    // Once everything that ends a moment later has ended: the least of some looks.
+    // The minimum of several measurements, since some things end a moment later.
     Held held() {
         Held least{1'000'000, 1'000'000, e2e::residentMemory()};
         for (int look = 0; look < 20; ++look) {

@@ -29,7 +29,7 @@ std::shared_ptr<zebutil::JsonObject> servicesOfTheVehicle() {
     return zebutil::JsonObject::parse(text)->getObject("services");
 }
 
-// A field that is null has no value, which an object writes by leaving it out.
+// A null field has no value, and an object does not write a field without a value.
 std::string withoutNulls(const zebutil::JsonObject& element) {
     Poco::JSON::Object copy(*element.getTree());
     for (const std::string& key : element.getKeys()) {
@@ -56,7 +56,7 @@ class DataObjectsOnTheBus : public test_support::PlatformFixture {
         ASSERT_TRUE(isConnected_) << "is the service " << R::getServiceName() << " in " VEHICLE_BUS "?";
     }
 
-    // The elements as the bus file has them, with the uri that the bus adds.
+    // The elements of the bus file, with the uri that the bus adds.
     static std::vector<std::shared_ptr<zebutil::JsonObject>> elementsOfTheFile() {
         const auto list =
             servicesOfTheVehicle()->getObject(R::getServiceName())->getArray(R::getResourceName());
@@ -70,7 +70,7 @@ class DataObjectsOnTheBus : public test_support::PlatformFixture {
         return elementsInOrder;
     }
 
-    // Null when there is none, or no answer.
+    // Null when there is no such element, or no answer.
     std::shared_ptr<const R> find(const std::string& id) {
         typename R::Desctype descriptor;
         descriptor.getFilter().add("id", id);

@@ -1,5 +1,5 @@
-// Without a configuration that can be used a client asks the service registry at http://[::1]:80, which these
-// tests can only offer in a network of their own.
+// Without a usable configuration a client asks the service registry at http://[::1]:80. These tests can
+// provide that address only in a separate network.
 
 #include <arpa/inet.h>
 #include <net/if.h>
@@ -42,7 +42,7 @@ class Socket {
     const int descriptor;
 };
 
-/// For this thread and all that it starts from now on: a network with nothing but the loopback device.
+/// Gives this thread, and everything that it starts from now on, a network with only the loopback device.
 void enterOwnNetwork() {
     if (::unshare(CLONE_NEWNET) != 0) {
         require(::unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0, "unshare");

@@ -1,4 +1,4 @@
-// The logging facade with everything that is behind it on a vehicle: ara::log, libdlt, a dlt-daemon and a
+// The logging facade with everything that is behind it in a vehicle: ara::log, libdlt, a dlt-daemon and a
 // receiver.
 
 #include <ChildProcess.h>
@@ -40,7 +40,7 @@ class DltDaemonTest : public testing::Test {
     DltDaemon daemon;
 };
 
-/// Waits in the child for what comes from outside; ends it with the code when that does not come.
+/// Waits in the child process for an external event; exits with the code when it does not happen.
 void waitUntil(const std::function<bool()>& condition, int exitCode) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {
@@ -117,7 +117,7 @@ TEST_F(DltDaemonTest, ReceivesWhatWasLoggedBeforeItWasThere) {
     const std::string later = daemon.pipeDirectory() + "/dlt.later";
     const std::string pipe = daemon.pipeDirectory() + "/dlt";
     const ChildResult result = runLogging([&] {
-        // As if the daemon had not made its pipe yet.
+        // As if the daemon had not created its pipe yet.
         if (std::rename(pipe.c_str(), later.c_str()) != 0) {
             std::exit(1);
         }
@@ -162,7 +162,7 @@ TEST_F(DltDaemonTest, ReceivesTheOnlyLineOfAProcessThatEndsAtOnce) {
         daemon.pause();
         CSCLogging::LogFatal("cannot start");
         std::thread([this] {
-            // Long enough for the process to have ended by then, if nothing held it back.
+            // Long enough for the process to end if nothing delays it.
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
             daemon.resume();
         }).detach();

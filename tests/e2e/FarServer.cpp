@@ -28,7 +28,7 @@ FarServer::FarServer(Place place) {
     const std::string number = std::to_string(::getpid());
     std::vector<std::string> command;
     if (place == Place::OwnNetwork) {
-        // The name lives in this process's own mounts, and all of it ends with this process.
+        // The name exists only in this process's mounts, and everything ends with this process.
         const unsigned block = static_cast<unsigned>(::getpid()) % 16384U * 4U;
         const std::string network =
             "198.18." + std::to_string(block / 256U) + "." + std::to_string(block % 256U + 1U);

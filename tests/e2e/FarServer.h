@@ -7,13 +7,13 @@
 
 namespace e2e {
 
-/// `zeb-bus-sim` as a process of its own, on this machine or in a network namespace of its own: a server that
-/// can be stopped from outside, and be cut off.
+/// `zeb-bus-sim` in a child process, on this machine or in a separate network namespace: a server that can be
+/// suspended and cut off.
 class FarServer {
  public:
     enum class Place { ThisNetwork, OwnNetwork };
 
-    /// @throws std::runtime_error when it cannot be had; a network namespace needs root
+    /// @throws std::runtime_error when it cannot be started; a network namespace needs root
     explicit FarServer(Place place);
     ~FarServer();
 
@@ -23,7 +23,7 @@ class FarServer {
     /// SIGSTOP and SIGCONT.
     void stop() const;
     void goOn() const;
-    /// Every packet is lost, and no more are.
+    /// cutOff() makes every packet get lost, reconnect() ends that.
     void cutOff() const;
     void reconnect() const;
 

@@ -27,9 +27,9 @@ using e2e::webSocketFrame;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// What the machine may take beyond what is promised, when it is busy.
+// What a busy machine may need beyond the promised time.
 constexpr milliseconds kSlack = 4s;
-// Nothing is told for this long where nothing is to be told.
+// How long the tests wait to see that nothing is reported.
 constexpr milliseconds kQuiet = 200ms;
 
 struct Case {
@@ -66,7 +66,7 @@ std::string answer(const std::string& statusLine, const std::string& body, const
            "\r\nContent-Length: " + std::to_string(announced) + "\r\n\r\n" + body;
 }
 
-// A message in pieces of few bytes, with a ping before each but the first.
+// A message in fragments of a few bytes, with a ping before each except the first.
 std::vector<std::string> fragments(const std::string& message) {
     constexpr std::size_t kSize = 20;
     std::vector<std::string> frames;
@@ -227,7 +227,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
                 });
                 break;
             case Fault::Gap:
-                // The second from now.
+                // The second one from now.
                 proxy_.rewrite([count = 0](const std::string& frame) mutable {
                     return ++count == 2 ? std::vector<std::string>{} : std::vector<std::string>{frame};
                 });
@@ -288,14 +288,14 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         }
     }
 
-    // The next word. Whatever is told has to fit what was told before.
+    // The next word. It must be consistent with the words before it.
     std::optional<std::string> next(milliseconds limit) {
         auto word = application.next(limit);
         if (word == "connected" || word == "disconnected") {
-            EXPECT_NE(isConnected_, word == "connected") << "told " << *word << " twice";
+            EXPECT_NE(isConnected_, word == "connected") << *word << " was reported twice";
             isConnected_ = word == "connected";
         } else if (word) {
-            EXPECT_TRUE(isConnected_) << "told " << *word << " outside a connection";
+            EXPECT_TRUE(isConnected_) << *word << " was reported outside a connection";
         }
         return word;
     }
@@ -306,13 +306,13 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         }
     }
 
-    // Skips what else is told; values may be on their way when a connection is lost.
+    // Skips other words: values may be in transit when a connection is lost.
     void await(const std::string& wanted, milliseconds limit) {
         const auto end = Clock::now() + limit;
         while (true) {
             const auto word =
                 next(std::max(1ms, std::chrono::duration_cast<milliseconds>(end - Clock::now())));
-            ASSERT_TRUE(word) << "not told " << wanted << " within " << limit.count() << " ms";
+            ASSERT_TRUE(word) << wanted << " was not reported within " << limit.count() << " ms";
             if (*word == wanted) {
                 return;
             }
@@ -345,7 +345,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         });
     }
 
-    // The end of every cell but those of Stop: the client is usable as if nothing had been.
+    // The end of every cell except those of Stop: the client is fully usable again.
     void expectUsable() {
         ASSERT_EQ(client->SubscribeClampControl(), "1");
         for (const char* word : {"on", "off"}) {
@@ -379,7 +379,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
             case Fault::Reset:
             case Fault::EndOfStream:
             case Fault::Stalled:
-                break;  // what was held goes on in no case, or after the stall
+                break;  // held data is never forwarded, or only after the stall
             default:
                 proxy_.release();
         }
@@ -419,7 +419,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
             case Fault::Stalled:
             case Fault::CloseWithCode:
             case Fault::GarbageFrame:
-                // The request is on its way, and not answered yet.
+                // The request has been sent and not answered yet.
                 bus.delayHttp("/ClampControl/clamps", outcome() == Outcome::Disconnected ? 500ms : 60'000ms);
                 result = subscribeLater();
                 ASSERT_TRUE(bus.waitForRequests("/ClampControl/clamps", 1, kLimit));
@@ -547,7 +547,7 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
             change(true);
         }
         if (outcome() == Outcome::Disconnected) {
-            ASSERT_EQ(next(within()), "disconnected") << "and nothing before it";
+            ASSERT_EQ(next(within()), "disconnected") << "expected as the first word";
             clear();
             await("connected", milliseconds(e2e::cells::kPause + e2e::cells::kConnectLimit) + kSlack);
         } else {
@@ -562,13 +562,13 @@ class FaultMatrix : public e2e::ClientFixture, public testing::WithParamInterfac
         const auto begin = Clock::now();
         client->Stop();
         EXPECT_LT(Clock::now() - begin, within());
-        // What was told before it returned may be read now, and no more.
+        // Words from before the return may still be pending, but no more may arrive.
         const std::size_t told = application.pending();
         if (!far_ && !isDeleted_) {
             change(true);
         }
         std::this_thread::sleep_for(kQuiet);
-        EXPECT_EQ(application.pending(), told) << "told something after Stop had returned";
+        EXPECT_EQ(application.pending(), told) << "something was reported after Stop had returned";
         clear();
         if (!far_ && fault() != Fault::Silent) {
             EXPECT_TRUE(bus.waitForWebSockets("ClampControl", 0, kLimit)) << "its connection is still open";

@@ -22,7 +22,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kPerByte{10};
-// More than this waits for nobody: TCP slows whoever sends.
+// The proxy buffers no more than this. Beyond it, TCP slows the sender.
 constexpr std::size_t kMaximumWaiting = std::size_t{256} * 1024;
 
 [[noreturn]] void fail(const char* what) {
@@ -44,7 +44,7 @@ int boundSocket(std::uint16_t port) {
     if (descriptor < 0 || ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
         fail("socket");
     }
-    // A listener that was closed a moment ago holds the port until poll() has let go of it.
+    // A listener that was just closed keeps the port until poll() has released it.
     const auto end = Clock::now() + std::chrono::seconds(5);
     while (::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         if (errno != EADDRINUSE || Clock::now() > end) {
@@ -72,7 +72,7 @@ void closeSocket(int& descriptor, bool isReset) {
     descriptor = -1;
 }
 
-// Appends what can be read; false at the end of the connection.
+// Appends what can be read. Returns false at the end of the connection.
 bool readSome(int descriptor, std::string& to) {
     std::array<char, 65536> chunk{};
     const ssize_t count = ::recv(descriptor, chunk.data(), chunk.size(), 0);
@@ -92,7 +92,7 @@ bool writeSome(int descriptor, std::string& from, std::size_t atMost) {
     return count < 0 && (errno == EAGAIN || errno == EINTR);
 }
 
-// How many bytes the head and the payload of the frame have that `text` begins with.
+// The size of the header and of the payload of the frame at the beginning of `text`.
 struct FrameSize {
     std::size_t head;
     std::size_t payload;
@@ -123,7 +123,7 @@ std::optional<FrameSize> frameSize(const std::string& text) {
 struct FaultProxy::Connection {
     int client = -1;
     int server = -1;
-    std::string fromServer;  ///< not complete enough to be passed on
+    std::string fromServer;  ///< an incomplete frame, not passed on yet
     std::string toClient;
     std::string toServer;
     bool isUndecided = true;  ///< the answer's head has not been seen yet
@@ -311,7 +311,8 @@ void FaultProxy::run() {
                     serverEvents |= POLLOUT;
                 }
             }
-            // A descriptor that nothing is wanted of is not watched: poll() would tell that it was closed.
+            // A descriptor without requested events is not watched: poll() would still report that it was
+            // closed.
             watched.push_back({clientEvents == 0 ? -1 : connection->client, clientEvents, 0});
             watched.push_back({serverEvents == 0 ? -1 : connection->server, serverEvents, 0});
         }
@@ -357,7 +358,7 @@ void FaultProxy::acceptOne() {
 }
 
 void FaultProxy::serve(Connection& connection, short clientEvents, short serverEvents) {
-    // What was asked for may have been called off in between.
+    // The requested fault may have changed in between.
     if (isStalling_ || connection.isAbandoned) {
         return;
     }

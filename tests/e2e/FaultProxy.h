@@ -14,16 +14,15 @@
 
 namespace e2e {
 
-/// Stands between a client and a server on this machine, with real connections on both sides, and does to
-/// them what a bad network or a bad server does, at any moment. Forwards everything until it is told
-/// otherwise.
+/// A proxy between a client and a server on this machine, with real connections on both sides. It does to
+/// them what a bad network or a bad server does, at any moment. Until then it forwards everything.
 ///
-/// It follows the server's WebSocket frames, so that what it puts in stands between two of them.
+/// It parses the server's WebSocket frames and inserts data only between two of them.
 ///
-/// Any thread may use it; it works on one thread of its own, and calls `Rewrite` functions there.
+/// Any thread may use it. It has one internal thread, on which it calls `Rewrite` functions.
 class FaultProxy {
  public:
-    /// What becomes of one frame of the server: none, one or several.
+    /// Replaces one frame of the server by none, one or several.
     using Rewrite = std::function<std::vector<std::string>(const std::string& frame)>;
 
     explicit FaultProxy(std::uint16_t serverPort);
@@ -36,18 +35,17 @@ class FaultProxy {
 
     // --- faults that last until clear() ---
 
-    /// Nobody listens at the port, and what was connected is reset.
+    /// The port refuses connections, and existing ones are reset.
     void refuse();
-    /// Connections are accepted, and what the client sends is taken, but nothing goes further. After clear()
-    /// it does.
+    /// Connections are accepted and the client's data is read, but nothing is forwarded until clear().
     void hold();
-    /// Ends hold(), and no other fault.
+    /// Ends hold() only.
     void release();
-    /// Nothing is read from either side, as if the cable had been cut. After clear() all of it goes on.
+    /// Nothing is read from either side, as if the cable had been cut. After clear() everything continues.
     void stall();
-    /// As stall(), but the connections of this time never go on. Later ones are forwarded after clear().
+    /// Like stall(), but the connections of this time never continue. Later ones are forwarded after clear().
     void abandon();
-    /// What goes to the client goes one byte per 10 ms.
+    /// The client receives one byte every 10 ms.
     void slowDown();
     void rewrite(Rewrite function);
 
@@ -57,14 +55,15 @@ class FaultProxy {
     void reset();
     /// Sends half of the server's next frame and resets that connection.
     void resetWithinNextFrame();
-    /// Ends all connections towards the client in order, without a word of the protocol.
+    /// Closes all connections to the client cleanly at TCP level, without a closing handshake of the
+    /// protocol.
     void end();
-    /// Puts bytes of its own on every WebSocket to the client.
+    /// Inserts the bytes into every WebSocket to the client.
     void inject(const std::string& bytes);
 
     void clear();
 
-    /// Waits until something of a client is being held. False when the time is over.
+    /// Waits until client data is being held. Returns false when the time is over.
     bool waitForHeldBytes(std::chrono::milliseconds limit);
 
  private:
@@ -83,7 +82,7 @@ class FaultProxy {
 
     const std::uint16_t serverPort_;
     std::uint16_t port_ = 0;
-    int reservation_ = -1;  ///< keeps the port while nobody listens
+    int reservation_ = -1;  ///< keeps the port while it refuses connections
     int listener_ = -1;
     int wakeReader_ = -1;
     int wakeWriter_ = -1;

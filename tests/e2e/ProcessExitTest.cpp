@@ -1,5 +1,5 @@
-// A process may end with a client alive anywhere, and with notifications coming in. Each test is such a
-// process, with the library as it ships, the real log, and a bus on loopback.
+// A process may end while clients exist anywhere in it and notifications arrive. Each test runs such a
+// process, with the shipped library, the real log and a bus on loopback.
 
 #include <BusProgram.h>
 #include <Certificates.h>
@@ -36,7 +36,7 @@ using test_support::TemporaryDirectory;
 /// Whether a callback ends the process.
 std::atomic<bool> isExiting = false;
 
-/// Ends the process in the callback of the test's choice, once it is told to.
+/// Ends the process in the first call of the callback that the test has chosen.
 class Callback : public clampcontrolclient::ClampControlCallbackIf {
  public:
     enum class Exit { Nowhere, InConnection, InNotification, InClamp };
@@ -52,8 +52,8 @@ class Callback : public clampcontrolclient::ClampControlCallbackIf {
     void OnClampNotification() override { exitIf(Exit::InNotification); }
     void OnClampStateChanged(bool /*switchedOn*/) override { exitIf(Exit::InClamp); }
 
-    /// Set once connected. Not broken by an exit: that would send a thread that waits on to use what the exit
-    /// destroys.
+    /// Set once connected. An exit does not break the promise: that would wake a waiting thread, which would
+    /// then use what the exit destroys.
     std::shared_ptr<std::promise<void>> connected() const { return connected_; }
 
  private:
@@ -88,8 +88,8 @@ void PrintTo(Callback::Exit exit, std::ostream* stream) {
 constexpr const char* kBus =
     R"({"services":{"ClampControl":{"clamps":[{"id":"c15","type":"Clamp15","isSwitchedOn":true}]}}})";
 
-/// Starts a bus in this process, whose terminal 15 changes without end, and gives its base URI. Like a real
-/// bus it does not end with the process's statics.
+/// Starts a bus in this process, whose terminal 15 changes endlessly, and returns its base URI. Like a real
+/// bus, it does not end with the process's statics.
 std::string startBus() {
     static auto& bus = *new zebbussim::BusSimulator();
     bus.loadText(kBus);
@@ -98,14 +98,15 @@ std::string startBus() {
         for (bool isSwitchedOn = false;; isSwitchedOn = !isSwitchedOn) {
             bus.set("/ClampControl/clamps/c15",
                     isSwitchedOn ? R"({"isSwitchedOn":true})" : R"({"isSwitchedOn":false})");
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));  // without a pause nobody else gets in
+            std::this_thread::sleep_for(
+                std::chrono::milliseconds(1));  // without a pause no other thread gets the bus
         }
     }).detach();
     return bus.baseUri();
 }
 
-/// A bus over TLS, whose terminal 15 changes for longer than a test takes. A process of its own, and so is
-/// who issues its certificate: the process that is tried is to be the first to use OpenSSL.
+/// A bus over TLS, whose terminal 15 changes for longer than a test takes. It runs in a child process, and
+/// another child process issues its certificate: the process under test must be the first to use OpenSSL.
 class TlsBus {
  public:
     TlsBus() {
@@ -144,7 +145,7 @@ class TlsBus {
     std::unique_ptr<test_support::BusProgram> program_;
 };
 
-/// The first base of the process decides where its clients look.
+/// The configuration of the first base applies to all clients of the process.
 void configureClients(const TemporaryDirectory& directory, const std::string& baseUri) {
     kelo_client::ClientServiceUtils::CreateClientServiceBase(directory.write(
         "config.json",
@@ -153,12 +154,12 @@ void configureClients(const TemporaryDirectory& directory, const std::string& ba
 }
 
 void subscribe(ClampControlClient& client, Callback& callback) {
-    const auto connected = callback.connected();  // before an exit inside the callback can destroy it
+    const auto connected = callback.connected();  // taken before an exit inside the callback can destroy it
     client.AssignCallback(&callback);
     client.Start();
     connected->get_future().wait();
     if (client.SubscribeClampControl().empty() && !isExiting) {
-        std::_Exit(4);  // nothing that is to happen in a callback would happen
+        std::_Exit(4);  // without a subscription the callbacks would never run
     }
 }
 
@@ -178,7 +179,7 @@ std::string nameOf(const testing::TestParamInfo<Transport>& instance) {
     return testing::PrintToString(instance.param);
 }
 
-/// Runs `work` with a bus in a process of its own and expects a clean exit.
+/// Runs `work` with a bus in a child process and expects a clean exit.
 void expectCleanExit(Transport transport, const std::function<void()>& work) {
     const TemporaryDirectory directory;
     const auto tlsBus = transport == Transport::Tls ? std::make_unique<TlsBus>() : nullptr;
@@ -273,7 +274,7 @@ TEST_P(ProcessExit, IsCleanWhileAClientIsBeingStopped) {
     });
 }
 
-/// Older than all that the library has, so destroyed after it.
+/// Constructed before everything in the library, so destroyed after it.
 std::unique_ptr<ClampControlClient> heldByAGlobal;
 
 TEST_P(ProcessExit, IsCleanWithAClientThatAGlobalHolds) {
@@ -290,8 +291,7 @@ INSTANTIATE_TEST_SUITE_P(Tls, ProcessExitOverTls, testing::Values(Transport::Tls
 
 TEST_P(ProcessExitOverTls, LeavesOpenSslToTheThreadsThatStillUseIt) {
     expectCleanExit([] {
-        // Runs after the handlers of what is used for the first time from here on, before the end of the
-        // base.
+        // Runs after the exit handlers of everything first used from here on, and before the end of the base.
         std::atexit([] {
             if (OPENSSL_init_ssl(0, nullptr) != 1) {
                 std::_Exit(3);

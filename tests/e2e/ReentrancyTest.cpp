@@ -1,5 +1,5 @@
-// What an application may do inside its callbacks: each thing in each of them. What ClientTest shows already,
-// for one callback each, is here for the others.
+// What an application may do inside its callbacks, for every action and every callback. Where ClientTest
+// covers an action for one callback, this covers the others.
 
 #include <csc_logging/CSCLogging.h>
 
@@ -33,7 +33,7 @@ constexpr const char* kWords[] = {"connected", "disconnected", "notification", "
 
 struct Case {
     DeedText deed;
-    std::string word;  ///< of the callback that does it
+    std::string word;  ///< names the callback that does it
 };
 
 std::vector<Case> allCases() {
@@ -53,14 +53,14 @@ std::string nameOf(const testing::TestParamInfo<Case>& info) {
 }
 
 void PrintTo(const Case& one, std::ostream* stream) {
-    *stream << one.deed.name << " when told " << one.word;
+    *stream << one.deed.name << " in " << one.word;
 }
 
 class InsideACallback : public e2e::ClientFixture, public testing::WithParamInterface<Case> {
  protected:
     static Deed deed() { return GetParam().deed.deed; }
 
-    // Does the deed the first time that the callback is called.
+    // Does the deed in the first call of the callback.
     void reactOnce() {
         application.react([this, isDone = std::make_shared<bool>(false)](const std::string& word) {
             if (word == GetParam().word && !std::exchange(*isDone, true)) {
@@ -96,7 +96,7 @@ class InsideACallback : public e2e::ClientFixture, public testing::WithParamInte
         isDone_.set_value();
     }
 
-    // Until the callback that does it has been called.
+    // Waits for the callback that does the deed.
     void provoke() {
         const std::string& word = GetParam().word;
         if (word == "connected") {
@@ -129,7 +129,7 @@ TEST_P(InsideACallback, DoesWhatItIsFor) {
     provoke();
     const std::string& word = GetParam().word;
     if (isLast) {
-        // Nothing is told any more, whatever happens.
+        // The callback is not called any more, whatever happens.
         bus.setServiceAvailable("ClampControl", false);
         bus.setServiceAvailable("ClampControl", true);
         setClamp15(true);
@@ -138,7 +138,7 @@ TEST_P(InsideACallback, DoesWhatItIsFor) {
     }
     if (deed() == Deed::Unsubscribe && (word == "notification" || word == "on")) {
         EXPECT_EQ(application.next(200ms), std::nullopt) << "it has unsubscribed";
-    } else if (word == "notification" && deed() != Deed::Throw) {  // which is the end of that notification
+    } else if (word == "notification" && deed() != Deed::Throw) {  // a throw ends that notification
         EXPECT_EQ(application.next(), "on");
     } else if (word == "disconnected") {
         EXPECT_EQ(application.next(), "connected");

@@ -7,7 +7,7 @@
 
 namespace e2e {
 
-/// Of this process, in bytes.
+/// The resident memory of this process in bytes.
 inline std::size_t residentMemory() {
     std::ifstream file("/proc/self/statm");
     std::size_t virtualPages = 0;

@@ -14,7 +14,7 @@
 namespace e2e {
 
 /// Follows a clamp beside the client, on the same connection, to see more of each value than the client
-/// tells. Subscribes whenever the service is connected. Its functions are called on the library's thread.
+/// reports. Subscribes whenever the service is connected. Its functions are called on the library's thread.
 class SubscriptionBeside {
  public:
     using Clamp = zebobjects_ZEB::ClampcontrolService::Clamp;
@@ -25,7 +25,7 @@ class SubscriptionBeside {
         std::function<void(const Clamp&)> told = [](const Clamp&) {};
     };
 
-    /// After the client was made.
+    /// Call it after the client was created.
     explicit SubscriptionBeside(Events events) : state_(std::make_shared<State>()) {
         state_->events = std::move(events);
         zeb::ServiceListener<zebobjects_ZEB::ClampcontrolService> listener;
@@ -41,7 +41,7 @@ class SubscriptionBeside {
                         }
                     });
             } catch (const std::exception&) {
-                // Lost again already; the next connection brings the next attempt.
+                // Already lost again; the next connection makes the next attempt.
             }
         };
         listener.disconnected = [state = state_] {

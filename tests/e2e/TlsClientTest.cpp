@@ -6,7 +6,7 @@
 
 namespace {
 
-/// A bus with a certificate, by an authority that the process trusts.
+/// A bus with a certificate from an authority that the process trusts.
 struct TrustedBus {
     TrustedBus() {
         const auto certificate = authority.issue("bus");

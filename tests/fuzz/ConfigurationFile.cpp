@@ -18,7 +18,7 @@ namespace {
 using fuzz::require;
 using kelo_client::ConfigurationManager;
 
-/// A getter refuses a value of the wrong type in one of two ways.
+/// A getter rejects a value of the wrong type in one of two ways.
 template <typename Get>
 void read(Get get) {
     try {

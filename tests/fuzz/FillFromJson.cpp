@@ -1,4 +1,5 @@
-// Every resource's fillFromJson. The first byte picks the resource, the rest is the JSON text of an element.
+// fillFromJson() of every resource. The first byte selects the resource, the rest is the JSON text of an
+// element.
 #include <zebutil/JsonObject.h>
 #include <zebutil/Optional.h>
 
@@ -24,7 +25,7 @@ using namespace zebobjects_ZEB;
 using fuzz::require;
 using zebutil::JsonObject;
 
-/// The element as JSON; none when an element that it refers to has no id or no name.
+/// The element as JSON; none when an element that it refers to lacks an id or a name.
 template <typename R>
 std::optional<std::string> textOf(const R& element) {
     try {
@@ -49,7 +50,7 @@ bool hasLiterals(const zebutil::Optional<std::vector<E>>& values) {
                                   [](E value) { return isOfTheTable(S::to_string(value)); });
 }
 
-/// Every enumeration value that a fill has kept is one of its table.
+/// Checks that every enumeration value that a fill has kept is in its table.
 template <typename R>
 void requireLiterals(const R& element) {
     using Service = typename R::Desctype::Service;
@@ -74,7 +75,7 @@ void fill(const std::shared_ptr<JsonObject>& json) {
     require(moved->getId() && moved->getId().getValue() == "17", "the id stands at the end of the uri");
 }
 
-// In the order in which seeds pick them, so a new one goes to the end.
+// Seeds select by position, so a new entry goes to the end.
 constexpr std::array kResources{
     &fill<ClampcontrolService::Clamp>,
     &fill<ClampcontrolService::Notification>,
@@ -109,7 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } catch (const std::exception&) {
         return 0;
     }
-    // Counted from the letter "A", so that a seed can be read.
+    // Counted from the letter "A", to keep seeds readable.
     kResources.at((data[0] + kResources.size() * 5U - 65U) % kResources.size())(json);
     return 0;
 }

@@ -20,7 +20,7 @@ class ImmediateExecutor : public zebutil::ITaskExecutor {
     void add(std::function<void()> function, const char*) override { function(); }
 };
 
-/// Looks for clamp 15 over `access`, as the client does, and checks what comes of it.
+/// Looks for clamp 15 through `access`, as the client does, and checks the outcome.
 inline void findFirstClamp(std::shared_ptr<zeb::ITpAccess> access) {
     using Clamp = zebobjects_ZEB::ClampcontrolService::Clamp;
     silenceDefaultLoggers();

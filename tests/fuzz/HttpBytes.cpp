@@ -1,4 +1,4 @@
-// HTTP responses as they come from the server: the input is every byte that it sends before it closes.
+// Raw HTTP responses: the input is everything that the server sends before it closes.
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/StreamSocket.h>
 #include <Poco/Net/StreamSocketImpl.h>
@@ -15,7 +15,7 @@
 
 namespace {
 
-/// A session over a socket that is there already, and to a port where nobody listens after that.
+/// A session that first uses an existing socket, and after that a port that refuses connections.
 class OneSocketSession : public Poco::Net::HTTPClientSession {
  public:
     explicit OneSocketSession(int socket) : HTTPClientSession("127.0.0.1", 1) {
@@ -26,14 +26,14 @@ class OneSocketSession : public Poco::Net::HTTPClientSession {
 
 }  // namespace
 
-// The private sources are in this program and in the library that it links, with the same content.
+// The private sources are in this program and in the library that it links, with identical content.
 extern "C" const char* __asan_default_options() {
     return "detect_odr_violation=0";
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size > std::size_t{64} * 1024) {
-        return -1;  // has to fit the socket's buffer
+        return -1;  // must fit the socket's buffer
     }
     std::array<int, 2> ends{};
     fuzz::require(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) == 0, "there are sockets");

@@ -1,4 +1,4 @@
-// HTTP responses as find-first reads them: the first byte picks the status, the rest is the body.
+// HTTP responses as find-first reads them: the first byte selects the status, the rest is the body.
 #include <zeb/ITpAccess.h>
 
 #include <array>
@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     constexpr std::array statuses{200, 0, 100, 204, 301, 404, 500, 503};
-    // Most bytes are 200, since every other status ends the road at once.
+    // Most bytes mean 200, since with any other status the body is not read.
     const std::size_t pick = data[0] < statuses.size() ? data[0] : 0;
     fuzz::findFirstClamp(std::make_shared<FixedAnswer>(
         zeb::ZebResponse(statuses.at(pick), std::string(reinterpret_cast<const char*>(data) + 1, size - 1))));

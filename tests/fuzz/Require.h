@@ -5,7 +5,7 @@
 
 namespace fuzz {
 
-/// What must hold whatever the input is; where it does not, the input is a finding.
+/// Checks a condition that must hold for every input. An input that breaks it is a finding.
 inline void require(bool condition, const char* promise) {
     if (!condition) {
         std::fprintf(stderr, "broken promise: %s\n", promise);

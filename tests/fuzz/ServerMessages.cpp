@@ -1,4 +1,4 @@
-// The messages of a server, through the router. Each line of the input is one step: "+" subscribes, "-" ends
+// Server messages, passed through the router. Each line of the input is one step: "+" subscribes, "-" ends
 // the last subscription, "*" ends all, and everything else is a message.
 #include <Poco/UTF8Encoding.h>
 #include <zeb/ZebException.h>
@@ -64,12 +64,12 @@ class CheckingConnection final : public zeb::SubscriptionRouter::Connection {
     std::map<const zeb::SubscriptionRecord*, std::int64_t> lastSeq_;
 };
 
-/// What the WebSocket lets through as text.
+/// Whether the WebSocket would accept the text.
 bool isUtf8(std::string_view text) {
     const Poco::UTF8Encoding encoding;
     while (!text.empty()) {
         const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
-        int length = -1;  // of the sequence, negated as long as bytes of it are missing
+        int length = -1;  // of the sequence; negative while bytes of it are missing
         for (int given = 1; length < -1 || given == 1; given = -length) {
             if (static_cast<std::size_t>(given) > text.size()) {
                 return false;
@@ -88,7 +88,7 @@ bool isUtf8(std::string_view text) {
     return true;
 }
 
-/// A second opinion on the envelope, where the tree agrees that the text is JSON.
+/// Compares the envelope with the one that the JSON tree gives, if the tree accepts the text as JSON.
 void compareWithTree(std::string_view line) {
     std::shared_ptr<JsonObject> tree;
     try {
@@ -113,7 +113,7 @@ void compareWithTree(std::string_view line) {
                     "data is that of the tree");
         }
     } catch (const zeb::ZebException&) {
-        return;  // a member of another type
+        return;  // a member has the wrong type
     }
 }
 

@@ -1,5 +1,5 @@
-// The requests of a client of the simulator. Each line of the input is one: a WebSocket message when it
-// begins with "{", and otherwise an HTTP request: method, target and body with a blank between.
+// Requests to the simulator. Each line of the input is one: a WebSocket message if it begins with "{",
+// otherwise an HTTP request of method, target and body, separated by blanks.
 #include <BusContext.h>
 #include <BusError.h>
 #include <BusModel.h>
@@ -43,7 +43,7 @@ class CheckingSubscriber : public zebbussim::Subscriber {
     const std::string service_ = "ClampControl";
 };
 
-/// Tells the subscriptions, as the simulator does.
+/// Notifies the subscriptions, as the simulator does.
 class Notifier : public zebbussim::BusListener {
  public:
     explicit Notifier(zebbussim::Subscriptions& subscriptions) : subscriptions_(subscriptions) {}
@@ -107,7 +107,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::string target = upToBlank(line);
         if (!std::all_of(method.begin(), method.end(),
                          [](char each) { return each >= 'A' && each <= 'Z'; })) {
-            continue;  // the HTTP parser lets no such method through
+            continue;  // the HTTP parser does not accept such a method
         }
         const auto answer = answerTo(model, method, target, std::string(line));
         require(answer.status >= 200 && answer.status != 500, "a request cannot break the bus");

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Builds the client library on a platform that somebody else brings: here the bundled one, installed by itself and
-# described by packages of its own, as a vehicle's would be.
+# Builds the client library on an external platform: here the bundled one, installed separately and described by its own
+# packages, as a vehicle's platform would be.
 set -Eeuo pipefail
 
 [ $# -eq 3 ] || { echo "usage: external-platform-test.sh BUILD-DIRECTORY SOURCE-DIRECTORY COMPILER" >&2; exit 2; }
@@ -47,7 +47,7 @@ cp -r "$source/examples/first-client" "$place/application"
 quietly cmake -S "$place/application" -B "$place/application/build" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" \
     -DCMAKE_PREFIX_PATH="$place/prefix" -DZebAccess_DIR="$platform/cmake" -DAraLog_DIR="$platform/cmake"
 quietly cmake --build "$place/application/build"
-# On a vehicle its libraries are where the loader looks.
+# On a vehicle the loader finds the platform's libraries.
 used=$(LD_LIBRARY_PATH=$platform/lib ldd "$place/application/build/first-client")
 for library in "$place/prefix" "$platform"; do
     grep -qF "$library" <<<"$used" || { echo "The application does not use $library: $used" >&2; exit 1; }

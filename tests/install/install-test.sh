@@ -1,6 +1,6 @@
 #!/bin/bash
-# Installs the build into a prefix, moves the prefix, and checks that it serves applications from there: with CMake,
-# with pkg-config, header by header, and as programs.
+# Installs the build into a prefix, moves the prefix, and checks that applications can use it there: with CMake, with
+# pkg-config, header by header, and as programs.
 set -Eeuo pipefail
 
 [ $# -eq 4 ] || { echo "usage: install-test.sh BUILD-DIRECTORY SOURCE-DIRECTORY LIBRARY-DIRECTORY COMPILER" >&2; exit 2; }

@@ -1,10 +1,10 @@
 #!/usr/bin/python3
-"""The demo tells a monitor that misses a change from one that does not.
+"""The demo detects a monitor that misses a change.
 
     demo-test.py SOURCE-DIRECTORY CLAMP-MONITOR ZEB-BUS-SIM
 
-Runs the demo with clamp-monitor as it is, and with its output edited: the nth line that holds a text is lost,
-doubled, or told with the other value. Only the first run may succeed.
+Runs the demo with clamp-monitor unchanged, and with its output edited: the nth line that contains a text is lost,
+doubled, or printed with the other value. Only the first run may succeed.
 """
 
 import os
@@ -13,7 +13,7 @@ import subprocess
 import sys
 import tempfile
 
-# (what is edited, text in the line, which of these lines; 0 for every one)
+# (the edit, a text in the line, which of the lines with it; 0 for all)
 EDITS = [
     ("nothing", "", 0),
     ("lose", '"clamp15"', 4),
@@ -26,7 +26,7 @@ EDITS = [
 
 
 def edited_output(edit, text, number, monitor):
-    """Runs in place of clamp-monitor: becomes it, with a child that edits its output."""
+    """Runs in place of clamp-monitor: becomes clamp-monitor, with a child process that edits its output."""
     read_end, write_end = os.pipe()
     if os.fork() != 0:
         os.dup2(write_end, 1)
@@ -48,7 +48,7 @@ def edited_output(edit, text, number, monitor):
 
 
 def run_demo(source, place, monitor, edit, text, number):
-    # How long it waits for one event: long where all events come, short where one is known to be missing.
+    # How long the demo waits for one event: long if all events come, short if one is known to be missing.
     patience = "30" if edit == "nothing" else "8"
     editor = f"{sys.executable} {os.path.abspath(__file__)} --edit {edit} '{text}' {number} {monitor}"
     return subprocess.run(

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""clamp-monitor ends through a clean stop when it is signalled again right after the first signal, as timeout(1)
-does it, which signals a program and its process group.
+"""clamp-monitor stops cleanly when it is signalled again right after the first signal. timeout(1) does that: it
+signals a program and its process group.
 
     monitor-test.py SOURCE-DIRECTORY CLAMP-MONITOR ZEB-BUS-SIM
 """

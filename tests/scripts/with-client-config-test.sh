@@ -1,6 +1,6 @@
 #!/bin/bash
-# What scripts/with-client-config promises, as the user who runs this test and, when that is root, as an ordinary
-# user too.
+# Checks what scripts/with-client-config promises, as the user who runs this test and, if that is root, also as an
+# ordinary user.
 set -euo pipefail
 
 [ $# -eq 1 ] || { echo "usage: with-client-config-test.sh SCRIPTS-DIRECTORY" >&2; exit 2; }

@@ -35,7 +35,7 @@ using std::chrono::milliseconds;
 using zebobjects_ZEB::ClampcontrolService;
 using Clock = std::chrono::steady_clock;
 
-// Far beyond every time limit of the library: what takes longer has come to a stand.
+// Far beyond every time limit of the library: what takes longer is stuck.
 constexpr std::chrono::seconds kStandstill{90};
 
 template <typename Condition>
@@ -99,7 +99,7 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
 
     // --- on the application's thread ---
 
-    /// One thing that an application may do at any time.
+    /// One random action that an application may take at any time.
     void act() {
         slowness_ = dice_.percent(10) ? 500 + dice_.below(2000) : 0;
         lookInside_ = dice_.percent(10);
@@ -144,7 +144,7 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
         settle();
     }
 
-    /// Waits until the library's thread has finished what it does now.
+    /// Waits until the library's thread has finished what it is doing now.
     void settle() {
         const auto base = kelo_client::ClientServiceBase::getInstance();
         const auto isDone = std::make_shared<std::promise<void>>();
@@ -187,7 +187,7 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
     milliseconds longestStop() const { return longestStop_; }
 
  private:
-    /// Two callbacks at once would be a broken promise of their own.
+    /// Two simultaneous callbacks would be a broken promise as well.
     class Inside {
      public:
         explicit Inside(Application& application) : application_(application) {
@@ -316,7 +316,7 @@ class Counter : public std::enable_shared_from_this<Counter> {
     mutable std::mutex mutex_;
     std::shared_ptr<ClampcontrolService> service_;
     std::shared_ptr<CountingSubscription> values_;
-    std::shared_ptr<zeb::Subscription> subscription_;  // of the application's thread alone
+    std::shared_ptr<zeb::Subscription> subscription_;  // used on the application's thread only
     std::atomic<std::uint64_t> told_ = 0;
 };
 
@@ -332,7 +332,7 @@ std::string ownFigures() {
             status >> threads;
         }
     }
-    std::ptrdiff_t descriptors = -1;  // the one that counts them
+    std::ptrdiff_t descriptors = -1;  // without the one that counts them
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         static_cast<void>(entry);
         ++descriptors;
@@ -367,7 +367,7 @@ class Endurance {
             }
         }
         application_.stop();
-        std::this_thread::sleep_for(milliseconds(300));  // for what must not come
+        std::this_thread::sleep_for(milliseconds(300));  // for callbacks that must not come
         const CallbackInvariants& told = application_.invariants();
         link_.send("total " + std::to_string(told.connections()) + " " + std::to_string(told.states()) + " " +
                    std::to_string(counter_->told()) + " " + std::to_string(application_.subscribes()) + " " +
@@ -390,7 +390,7 @@ class Endurance {
 
     bool isSubscribed() const { return application_.invariants().isSubscribed() && counter_->isSubscribed(); }
 
-    /// The faults are over: connected and subscribed anew within the time that it takes at most.
+    /// The faults are over: the client must connect and subscribe again within the maximum time.
     void becomeCalm() {
         application_.beQuick();
         counter_->unsubscribe();
@@ -422,7 +422,7 @@ class Endurance {
             return;
         }
         if (!isTold()) {
-            application_.complain("value " + std::to_string(value) + " never told; the last one is " +
+            application_.complain("value " + std::to_string(value) + " never reported; the last one is " +
                                   std::to_string(counter_->last()));
         }
         link_.send("figures " + ownFigures());
@@ -432,7 +432,7 @@ class Endurance {
     Application application_;
     const std::shared_ptr<Counter> counter_;
     unsigned turn_ = 0;
-    bool isCalm_ = false;  ///< touches nothing until it was told what to expect
+    bool isCalm_ = false;  ///< no actions of the application between "calm" and "expect"
 };
 
 }  // namespace
@@ -465,7 +465,7 @@ int runGeneration(std::uint64_t seed) {
             application.stopInNextCallback();
             waitUntil(milliseconds(1500), [&] { return application.isStopped(); });
         }
-        application.stop();  // after one inside a callback: once more, and harmless
+        application.stop();  // harmless after a stop inside a callback
         link.send(std::string("ended ") + (way == 1 ? "stopped-inside-a-callback " : "stopped ") +
                   std::to_string(application.longestStop().count()));
         acting.join();

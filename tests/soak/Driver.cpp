@@ -43,13 +43,13 @@ constexpr const char* kService = "ClampControl";
 constexpr const char* kRegistry = "serviceregistry";
 constexpr const char* kClamps = "/ClampControl/clamps";
 constexpr const char* kClamp15 = "/ClampControl/clamps/1";
-// For an answer of a child, which has time limits of its own; beyond it the child hangs.
+// For a child's answer. The child has shorter time limits, so beyond this it hangs.
 constexpr seconds kPatience{240};
 
-// What the sanitizers keep of freed memory is theirs.
+// Sanitizers keep freed memory, so its growth says nothing.
 constexpr bool kJudgesMemory = SOAK_WITH_SANITIZER == 0;
 constexpr long kMemoryMayGrow = 4096;    // KiB
-constexpr long kDescriptorsMayGrow = 2;  // a kept-alive HTTP connection is there or not
+constexpr long kDescriptorsMayGrow = 2;  // a kept-alive HTTP connection may be open
 
 struct Sample {
     long resident;  // KiB
@@ -75,7 +75,7 @@ void sleepUpTo(Dice& dice, int most) {
     std::this_thread::sleep_for(milliseconds(dice.below(most)));
 }
 
-/// The values of the element: its name counts up, and it is on when that is odd.
+/// The values of the element: its name counts up, and the element is on when the number is odd.
 class Sender {
  public:
     Sender(zebbussim::BusSimulator& bus, std::uint64_t seed) : bus_(bus), dice_(seed) {}
@@ -141,7 +141,7 @@ class Sender {
             {
                 const std::lock_guard lock(mutex_);
                 if (!isPaused_) {
-                    // Sometimes more than the client lets queue up.
+                    // Sometimes more than the client queues.
                     sendLocked(dice_.below(200) == 0 ? 3000 : dice_.below(40));
                 }
             }
@@ -255,7 +255,7 @@ class Soak {
             {"first notifications withheld for a while",
              [](Soak& soak) {
                  soak.bus_.withholdFirstNotifications();
-                 // Now and then for longer than a subscribe waits.
+                 // Sometimes longer than a subscribe waits.
                  sleepUpTo(soak.dice_, soak.dice_.below(20) == 0 ? 7000 : 600);
                  soak.bus_.releaseFirstNotifications();
              }},
@@ -343,10 +343,11 @@ class Soak {
 
     // ------------------------------------------------------------------------------------- children
 
-    /// Without faults the client is usable, and is told everything.
+    /// Without faults the client is usable and receives every change.
     void calm(Child& child) {
         const auto began = Clock::now();
-        // A connection may still be lost to what happened before, and the client then says so. Not for ever.
+        // Earlier faults may still cost a connection, which the client then reports. That must not go on
+        // forever.
         for (int attempt = 0; attempt < 5; ++attempt) {
             child.link().send("calm");
             await(child, "ready");
@@ -403,7 +404,7 @@ class Soak {
         }
     }
 
-    /// Until the child has closed its end of the link.
+    /// Waits until the child has closed its end of the link.
     void drain(Child& child) {
         const auto deadline = Clock::now() + kPatience;
         while (!child.link().isOver() && Clock::now() < deadline) {
@@ -457,12 +458,12 @@ class Soak {
         return values.empty() ? 0 : values[values.size() / 2];
     }
 
-    /// The first samples, when the process had warmed up, beside the last ones.
+    /// Compares the first samples, taken after the process had warmed up, with the last ones.
     void judgeBounds() {
         if (samples_.size() < 3) {
             return;
         }
-        // The first sample comes before any fault.
+        // The first sample is taken before any fault.
         const std::size_t part = std::max<std::size_t>(1, (samples_.size() - 1) / 5);
         const auto first = samples_.cbegin() + 1;
         const auto last = samples_.cend() - static_cast<std::ptrdiff_t>(part);

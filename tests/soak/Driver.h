@@ -6,8 +6,8 @@
 
 namespace soak {
 
-/// The bus, its faults and its children, for so long; prints a report of a page. True when every promise was
-/// kept. `directory` is for configurations and the children's logs.
+/// Runs the bus, its faults and its children for the given time and prints a one-page report. Returns true
+/// when every promise was kept. `directory` holds configurations and the children's logs.
 bool drive(std::chrono::seconds duration, std::uint64_t seed, const std::string& directory);
 
 }  // namespace soak

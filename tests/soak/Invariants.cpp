@@ -18,10 +18,10 @@ void CallbackInvariants::connectionState(bool isConnected) {
     const std::lock_guard lock(mutex_);
     const std::string word = isConnected ? "connected" : "disconnected";
     if (hasEnded_) {
-        violation_("told \"" + word + "\" after the client had ended");
+        violation_("reported \"" + word + "\" after the client had ended");
     }
     if (isConnected == isConnected_) {
-        violation_("told \"" + word + "\" twice in a row, or \"disconnected\" first");
+        violation_("reported \"" + word + "\" twice in a row, or \"disconnected\" first");
     }
     isConnected_ = isConnected;
     if (isConnected) {
@@ -42,16 +42,16 @@ void CallbackInvariants::connectionState(bool isConnected) {
 bool CallbackInvariants::mayBeTold(const char* what) {
     const std::string text(what);
     if (hasEnded_) {
-        violation_("told " + text + " after the client had ended");
+        violation_("reported " + text + " after the client had ended");
         return false;
     }
     if (!isConnected_) {
-        violation_("told " + text + " outside a connection");
+        violation_("reported " + text + " outside a connection");
         return false;
     }
     if (phase_ == Phase::None) {
         if (!mayTellOneMore_) {
-            violation_("told " + text + " without a subscription");
+            violation_("reported " + text + " without a subscription");
             return false;
         }
         mayTellOneMore_ = false;
@@ -68,7 +68,7 @@ void CallbackInvariants::notification() {
         return;
     }
     if (awaitsState_ && !std::exchange(mayBreakPair_, false)) {
-        violation_("told a second notification before the state of the first");
+        violation_("reported a second notification before the state of the first");
     }
     awaitsState_ = true;
 }
@@ -79,10 +79,10 @@ void CallbackInvariants::state(bool isOn) {
         return;
     }
     if (!std::exchange(awaitsState_, false)) {
-        violation_("told a state without its notification");
+        violation_("reported a state without its notification");
     }
     if (lastState_ == isOn && !std::exchange(mayBreakOrder_, false)) {
-        violation_("told " + stateText(isOn) + " twice in a row: one was lost, or told twice");
+        violation_("reported " + stateText(isOn) + " twice in a row: one was lost or repeated");
     }
     lastState_ = isOn;
     ++states_;
@@ -108,9 +108,9 @@ void CallbackInvariants::subscribeReturned(bool wasRefused) {
         return;
     }
     if (toldMeanwhile_ > 0 && !replaces_ && isConnected_) {
-        violation_("told something by a subscription that was then refused");
+        violation_("reported something for a subscription that was then refused");
     }
-    // The one before may live on; the application ends it, since it cannot know.
+    // The previous subscription may still exist. The application cannot know, so it ends it.
     phase_ = replaces_ ? Phase::Subscribed : Phase::None;
 }
 
@@ -163,10 +163,10 @@ std::uint64_t CallbackInvariants::callsInTheGap() const {
 void CountingSubscription::told(std::uint64_t value) {
     const std::uint64_t before = last_;
     if (hasEnded_) {
-        violation_("value " + std::to_string(value) + " told after its subscription had ended");
+        violation_("value " + std::to_string(value) + " reported after its subscription had ended");
     }
     if (before != 0 && value != before + 1) {
-        violation_("value " + std::to_string(value) + " told after " + std::to_string(before));
+        violation_("value " + std::to_string(value) + " reported after " + std::to_string(before));
     }
     last_ = value;
 }

@@ -9,41 +9,41 @@
 
 namespace soak {
 
-/// Where a promise that was broken is told; may be called by any thread.
+/// Reports a broken promise. May be called by any thread.
 using Violation = std::function<void(const std::string&)>;
 
-/// Judges what one client tells one application: by the order of the calls alone, with the element's states
-/// known to be on and off by turns.
+/// Checks the calls of one client to one application by their order alone. The element's states are known to
+/// alternate between on and off.
 ///
-/// Thread safety: any thread may call everything; the functions named after what is told belong to the
-/// library's thread, the others to the application's.
+/// Thread safety: every function may be called from any thread. The functions named after callbacks are
+/// called on the library's thread, the others on the application's.
 class CallbackInvariants {
  public:
     explicit CallbackInvariants(Violation violation);
 
-    // --- what is told ---
+    // --- callbacks ---
     void connectionState(bool isConnected);
     void notification();
     void state(bool isOn);
 
     // --- what the application does ---
     void subscribeBegins();
-    /// `wasRefused`: an empty uuid was returned, or something was thrown.
+    /// `wasRefused`: an empty uuid was returned, or an exception was thrown.
     void subscribeReturned(bool wasRefused);
-    /// One call that had begun before it returned may still be told.
+    /// A call that began before unsubscribe returned may still arrive.
     void unsubscribeReturned();
     /// The library's thread has since finished what it was doing then.
     void settled();
-    /// Stop or the destructor has returned: nothing is told any more.
+    /// Stop or the destructor has returned: no more callbacks may come.
     void clientEnded();
 
     bool isConnected() const;
-    /// There is a subscription, and it was made on the present connection.
+    /// There is a subscription, and it was made on the current connection.
     bool isSubscribed() const;
     std::optional<bool> lastState() const;
     std::uint64_t states() const;
     std::uint64_t connections() const;
-    /// Calls told after unsubscribe had returned, all of which had begun before.
+    /// Calls after unsubscribe had returned, all of which had begun before.
     std::uint64_t callsInTheGap() const;
 
  private:
@@ -56,9 +56,9 @@ class CallbackInvariants {
     bool isConnected_ = false;
     bool hasEnded_ = false;
     Phase phase_{Phase::None};
-    bool replaces_ = false;            ///< the subscribe that runs has a subscription before it
-    bool lostMeanwhile_ = false;       ///< the connection, during that subscribe
-    std::uint64_t toldMeanwhile_ = 0;  ///< during that subscribe
+    bool replaces_ = false;            ///< the running subscribe replaces a subscription
+    bool lostMeanwhile_ = false;       ///< the connection was lost during that subscribe
+    std::uint64_t toldMeanwhile_ = 0;  ///< callbacks during that subscribe
     bool mayTellOneMore_ = false;
     bool mayBreakPair_ = false;
     bool mayBreakOrder_ = false;
@@ -69,17 +69,17 @@ class CallbackInvariants {
     std::uint64_t callsInTheGap_ = 0;
 };
 
-/// Judges what one subscription is told: an element that counts up by one. Used on the library's thread, but
-/// for end(), hasEnded() and last().
+/// Checks the values of one subscription to an element that counts up by one. Used on the library's thread,
+/// except for end(), hasEnded() and last().
 class CountingSubscription {
  public:
     explicit CountingSubscription(Violation violation) : violation_(std::move(violation)) {}
 
     void told(std::uint64_t value);
-    /// From now on nothing may be told any more.
+    /// From now on no more values may arrive.
     void end() { hasEnded_ = true; }
     bool hasEnded() const { return hasEnded_; }
-    /// 0 before the first.
+    /// The last value, 0 before the first.
     std::uint64_t last() const { return last_; }
 
  private:

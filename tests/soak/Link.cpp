@@ -87,7 +87,7 @@ Child::Child(const std::string& configurationFile, const std::vector<std::string
     posix_spawn_file_actions_addopen(&actions, 1, logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
     posix_spawn_file_actions_adddup2(&actions, 1, 2);
     posix_spawn_file_actions_adddup2(&actions, ends[1], kLinkDescriptor);
-    // A copy of a connection of the bus would keep it open.
+    // An inherited copy of a connection of the bus would keep it open.
     for (int descriptor = 3; descriptor < kLinkDescriptor; ++descriptor) {
         posix_spawn_file_actions_addclose(&actions, descriptor);
     }

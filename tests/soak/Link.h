@@ -8,8 +8,8 @@
 
 namespace soak {
 
-/// One end of a connection between two processes on which lines of text are sent. One thread may receive; any
-/// may send.
+/// One end of a connection between two processes for lines of text. One thread may receive, any thread may
+/// send.
 class Link {
  public:
     /// Owns the socket.
@@ -18,9 +18,9 @@ class Link {
     Link(const Link&) = delete;
     Link& operator=(const Link&) = delete;
 
-    /// False when the other end is gone.
+    /// False when the other end is closed.
     bool send(const std::string& line);
-    /// The next line; none when the time is over. `isOver()` then says whether another may come.
+    /// The next line, or none when the time is over. `isOver()` then tells whether more can arrive.
     std::optional<std::string> receive(std::chrono::milliseconds limit);
     bool isOver() const { return isOver_; }
 
@@ -31,21 +31,21 @@ class Link {
     bool isOver_ = false;
 };
 
-/// A process of this very program, in its own view of the client's configuration, with a link to it.
+/// A child process of this same program, with its own view of the client's configuration, and a link to it.
 class Child {
  public:
     Child(const std::string& configurationFile, const std::vector<std::string>& arguments,
           const std::string& logFile);
-    /// Ends it where it still runs.
+    /// Ends the process if it still runs.
     ~Child();
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
     Link& link() { return *link_; }
-    /// How it ended, empty for well; "still running" when the time was over.
+    /// How it ended: empty for success, "still running" when the time was over.
     std::string wait(std::chrono::milliseconds limit);
 
-    /// Where a child finds its end of the link.
+    /// The descriptor of the child's end of the link.
     static constexpr int kLinkDescriptor = 9;
 
  private:

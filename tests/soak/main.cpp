@@ -1,4 +1,4 @@
-// The library as it ships, in processes of its own, beside a bus that fails at random; see scripts/soak.
+// The shipped library in child processes, with a bus that fails at random; see scripts/soak.
 
 #include <unistd.h>
 
@@ -49,7 +49,7 @@ int main(int count, char** arguments) {
             std::perror(directory.c_str());
             return 1;
         }
-        // What the clients warn of goes to their logs; an environment that says otherwise counts.
+        // The clients' warnings go to their logs, unless the environment says otherwise.
         setenv("DLT_LOCAL_PRINT_MODE", "FORCE_ON", 0);
         setenv("DLT_INITIAL_LOG_LEVEL", "::3", 0);
         const bool isKept = soak::drive(std::chrono::seconds(number), seed, directory);

@@ -15,7 +15,7 @@ std::string contentOf(const std::string& fileName) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-/// What the program says of itself when it is ready.
+/// What the program prints when it is ready.
 std::string readBaseUri(const std::string& outputFile, ChildProgram& program) {
     const std::string beginning = "listening on ";
     while (program.isRunning()) {

@@ -8,15 +8,15 @@
 
 namespace test_support {
 
-/// `zeb-bus-sim` as a process of its own, until the object is destroyed.
+/// `zeb-bus-sim` in a child process, which ends when the object is destroyed.
 class BusProgram {
  public:
-    /// Ready when constructed: it listens.
-    /// @param command the program and its arguments, with what runs it in front, if anything does
-    /// @throws std::runtime_error when it ends before that, with what it said
+    /// Returns when the program listens.
+    /// @param command the program and its arguments, preceded by an emulator if there is one
+    /// @throws std::runtime_error with the program's output when it ends early
     explicit BusProgram(const std::vector<std::string>& command);
 
-    /// "http://127.0.0.1:41234", without a "/" at its end.
+    /// Like "http://127.0.0.1:41234", without a trailing "/".
     const std::string& baseUri() const { return baseUri_; }
     pid_t id() const { return program_.id(); }
 

@@ -45,7 +45,7 @@ void extend(X509* certificate, int identifier, const std::string& value) {
     X509_EXTENSION_free(extension);
 }
 
-// Signed by the issuer, or without one by itself.
+// Signed by the issuer; self-signed without one.
 Certificate make(const std::filesystem::path& directory, const std::string& name, const Certificate* issuer,
                  bool isAuthority, const std::string& hosts, CertificationAuthority::Validity validity) {
     const Key key(EVP_EC_gen("P-256"));

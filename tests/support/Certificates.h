@@ -5,13 +5,14 @@
 
 namespace test_support {
 
-/// PEM files, as servers take them.
+/// PEM files, as servers expect them.
 struct Certificate {
     std::string certificateFile;
     std::string keyFile;
 };
 
-/// Who issues certificates for tests. Everything is made anew, in the files of a directory that outlives it.
+/// Issues certificates for tests. Everything is created anew, as files in a directory that must outlive this
+/// object.
 class CertificationAuthority {
  public:
     enum class Validity { Present, Past };
@@ -21,7 +22,7 @@ class CertificationAuthority {
     /// @param name different for every authority and certificate of the directory
     CertificationAuthority(std::filesystem::path directory, const std::string& name);
 
-    /// What trusts it.
+    /// The file to trust.
     const std::string& certificateFile() const { return itself_.certificateFile; }
 
     /// A server's certificate.
@@ -29,7 +30,7 @@ class CertificationAuthority {
     Certificate issue(const std::string& name, const std::string& hosts = kThisMachine,
                       Validity validity = Validity::Present) const;
 
-    /// A server's certificate that no authority has issued.
+    /// A server's certificate that was not issued by an authority.
     static Certificate selfSigned(const std::filesystem::path& directory, const std::string& name);
 
  private:

@@ -33,7 +33,7 @@ struct Pipe {
     int writer = -1;
 };
 
-/// Reads from the descriptor what is there; false at its end.
+/// Reads what is available from the descriptor; returns false at its end.
 bool readSome(int descriptor, std::string& text) {
     std::array<char, 4096> buffer{};
     const ssize_t length = ::read(descriptor, buffer.data(), buffer.size());
@@ -109,7 +109,7 @@ ChildResult runInChild(const std::function<void()>& work) {
 
 ChildProgram::ChildProgram(const std::vector<std::string>& arguments,
                            const std::vector<std::string>& environment, const std::string& outputFile) {
-    // Everything that allocates is done before the fork: the test may have threads.
+    // All allocations happen before the fork, since the test may have threads.
     std::vector<std::string> words = arguments;
     std::vector<char*> argumentPointers;
     for (std::string& word : words) {

@@ -9,7 +9,7 @@
 
 namespace test_support {
 
-/// How a child process ended, and what it said.
+/// How a child process ended, and its output.
 struct ChildResult {
     int exitCode = -1;  ///< -1: ended by a signal
     int signal = 0;     ///< 0: ended by itself
@@ -18,15 +18,15 @@ struct ChildResult {
     std::chrono::milliseconds lifetime{0};
 };
 
-/// Runs `work` in a forked child, which then leaves through std::exit(0), with all that this runs: exit
-/// handlers and the destructors of statics. For what a process has once, such as its logging.
+/// Runs `work` in a forked child, which then calls std::exit(0) and so runs exit handlers and the destructors
+/// of statics. For things that exist once per process, such as its logging.
 ChildResult runInChild(const std::function<void()>& work);
 
-/// A program that runs beside the test until the object is destroyed, which ends it.
+/// A program that runs beside the test. Destroying the object ends the program.
 class ChildProgram {
  public:
-    /// `arguments` begin with the program, looked up in PATH; `environment` holds additions, as "NAME=value".
-    /// Standard output and error go to the file.
+    /// `arguments` begin with the program, which is looked up in PATH. `environment` lists additional
+    /// variables as "NAME=value". Standard output and error go to the file.
     ChildProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
                  const std::string& outputFile);
     ChildProgram(const ChildProgram&) = delete;
@@ -35,7 +35,7 @@ class ChildProgram {
 
     pid_t id() const { return process_; }
     bool isRunning();
-    /// Waits for the end; gives the exit code, or -1 after a signal.
+    /// Waits for the end. Returns the exit code, or -1 after a signal.
     int wait();
 
  private:

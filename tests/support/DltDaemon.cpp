@@ -28,16 +28,17 @@ sockaddr_in loopback(std::uint16_t port) {
     return address;
 }
 
-/// A port of loopback that nobody else is given while this object lives. The daemon cannot be told to pick a
-/// port, but it binds with SO_REUSEADDR, which shares a port with another socket that says so and does not
-/// listen.
+/// A loopback port that the system gives to no other process while this object exists. The daemon cannot pick
+/// a free port itself. It binds with SO_REUSEADDR, which lets it share the port with this socket, which has
+/// SO_REUSEADDR too and does not listen.
 class HeldPort {
  public:
     HeldPort() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address = loopback(0);
         socklen_t length = sizeof address;
         const int yes = 1;
-        // Not before the bind: that would share a port that another daemon is to be started on.
+        // SO_REUSEADDR must follow the bind: set earlier, it would allow a port that is held for another
+        // daemon.
         const bool held = ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
                           ::setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0 &&
                           ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length) == 0;
@@ -58,8 +59,8 @@ class HeldPort {
     std::uint16_t number_ = 0;
 };
 
-/// Whether somebody listens on the port. Connecting would tell as well, but the daemon would give this first
-/// client, which does not read them, the lines that it has kept for one.
+/// Whether the port is being listened on. A test connection would show it too, but the daemon would send its
+/// stored lines to this first client, which does not read them.
 bool isListened(std::uint16_t port) {
     constexpr char listening[] = "0A";
     std::ostringstream suffix;
@@ -127,7 +128,7 @@ DltDaemon::DltDaemon() {
     if (!listening || !daemon_->isRunning())
         throw std::runtime_error("dlt-daemon does not start: " + contentOf(directory_.path() / "daemon.txt"));
 
-    // stdbuf: dlt-receive would keep its lines to itself until it ends.
+    // stdbuf: otherwise dlt-receive buffers its lines until it ends.
     receiver_ = std::make_unique<ChildProgram>(
         std::vector<std::string>{"stdbuf", "-oL", "dlt-receive", "-a", "-p", port_, "127.0.0.1"},
         std::vector<std::string>{}, (directory_.path() / "received.txt").string());

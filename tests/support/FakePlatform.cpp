@@ -17,7 +17,7 @@ void say(const std::string& event) {
     std::puts(event.c_str());
 }
 
-// Never destroyed: used while the process's statics are.
+// Never destroyed, since it is used while the process's statics are being destroyed.
 template <typename T>
 T& immortal() {
     static auto& value = *new T();

@@ -8,13 +8,12 @@
 #include <memory>
 #include <string>
 
-/// Platform objects that do nothing but say, a line each on standard output, what is done with them. They
-/// take the place of the platform's own classes when this is linked into a program. For tests in a process of
-/// their own, since what they are to show is how a process sets up its one client-service base and takes it
-/// down.
+/// Platform objects that only print what is done with them, one line per event, on standard output. Linked
+/// into a program, they replace the platform's own classes. For tests that run in a child process, since they
+/// show how a process sets up its one client-service base and tears it down.
 namespace fake_platform {
 
-/// What the service registry was made with.
+/// The arguments that the service registry was created with.
 struct RegistryArguments {
     std::shared_ptr<zeb::IWebsocketManagerFactory> websocketManagerFactory;
     std::shared_ptr<zeb::IConfigManager> configManager;
@@ -26,23 +25,23 @@ struct RegistryArguments {
     std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> serviceSettings;
 };
 
-/// Of the last registry. Holds what it names, so take() it.
+/// The arguments of the last registry. They keep the named objects alive, so this moves them out.
 RegistryArguments takeRegistryArguments();
 
-/// Called when an access factory is made.
+/// Called when an access factory is created.
 void whenAccessFactoryIsMade(std::function<void()> action);
 
 /// A find-first request, to be answered by the test.
 struct FindFirst {
-    /// Given the JSON text of the element.
+    /// Takes the JSON text of the element.
     std::function<void(const std::string& json)> success;
     zeb::ZebAccessor::ErrorHandler error;
 };
 
-/// Called when an element is looked for, on the thread that does.
+/// Called for each find-first request, on the requesting thread.
 void whenFindFirst(std::function<void(const FindFirst&)> action);
 
-/// Called when a registry is made, before anything else; may throw.
+/// Called first when a registry is created; may throw.
 void whenRegistryIsMade(std::function<void()> action);
 
 /// Called when an executor is stopped.

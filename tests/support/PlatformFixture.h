@@ -32,21 +32,21 @@
 
 namespace test_support {
 
-/// Long enough for anything that is to happen, short enough to report what does not.
+/// Long enough for everything that is expected to happen, and short enough to fail in reasonable time.
 constexpr std::chrono::seconds kLimit{20};
 
-/// Values handed over by the platform's threads, in order.
+/// Values passed from the platform's threads to the test, in order.
 template <typename T>
 class Received {
  public:
     void push(T value) {
-        // Told under the lock, since whoever takes the value may destroy this object.
+        // Notifies under the lock, since the receiver of the value may destroy this object.
         const std::lock_guard lock(mutex_);
         values_.push_back(std::move(value));
         changed_.notify_all();
     }
 
-    /// The next value, or none when there is none within the limit.
+    /// The next value, or none if there is none within the limit.
     std::optional<T> next(std::chrono::milliseconds limit = kLimit) {
         std::unique_lock lock(mutex_);
         if (!changed_.wait_for(lock, limit, [this] { return !values_.empty(); })) {
@@ -73,8 +73,7 @@ class LampDescriptor : public zeb::XObjectDescriptor {
     LampDescriptor() : XObjectDescriptor("Lighting", "lamps") {}
 };
 
-/// An element of a resource that only these tests know: the contract does not depend on generated data
-/// objects.
+/// An element of a resource that only the tests know, so that they do not depend on generated data objects.
 class Lamp : public zeb::XObject<LampDescriptor> {
  public:
     explicit Lamp(std::shared_ptr<zebutil::JsonObject> json) : XObject(std::move(json)) {}
@@ -87,7 +86,7 @@ class LightingService : public zeb::Service {
     static std::string getServiceName() { return "Lighting"; }
 };
 
-/// A configuration that tests fill in.
+/// A configuration that the tests fill in.
 class TestConfiguration : public zeb::IConfigManager {
  public:
     std::string getServerBaseUri(const std::string&) const override { return known.serverBaseUri; }
@@ -110,7 +109,7 @@ class TestConfiguration : public zeb::IConfigManager {
         return known;
     }
 
-    /// For a server that moves while the platform is already asking.
+    /// Changes the server's address while the platform already uses it.
     void moveTo(const std::string& serverBaseUri) {
         const std::lock_guard lock(mutex_);
         known.serverBaseUri = serverBaseUri;
@@ -123,16 +122,16 @@ class TestConfiguration : public zeb::IConfigManager {
     mutable std::mutex mutex_;
 };
 
-/// Waits at its end until the process has no thread of a name any more. The platform's thread of the sockets
-/// ends by itself, a moment after the last connection has said goodbye; a process that ends in that moment
-/// leaves behind what the thread would have freed, which the leak checker reports.
+/// Its destructor waits until the process has no more threads of the given name. The platform's I/O thread
+/// ends by itself, a moment after the last connection has closed. If the process ended in that moment, the
+/// leak checker would report what the thread had not freed yet.
 class ThreadHasEnded {
  public:
     explicit ThreadHasEnded(std::string name) : name_(std::move(name)) {}
     ~ThreadHasEnded() {
         const auto limit = std::chrono::steady_clock::now() + kLimit;
         while (isThere() && std::chrono::steady_clock::now() < limit) {
-            std::this_thread::yield();  // nobody tells of it; the kernel can be asked
+            std::this_thread::yield();  // there is no event to wait for, so this polls the kernel
         }
     }
     ThreadHasEnded(const ThreadHasEnded&) = delete;
@@ -140,7 +139,7 @@ class ThreadHasEnded {
 
  private:
     bool isThere() const {
-        std::error_code ended;  // a thread between the listing and the look at it
+        std::error_code ended;  // the thread may end after it was listed
         for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task", ended)) {
             std::string name;
             std::getline(std::ifstream(thread.path() / "comm"), name);
@@ -154,7 +153,7 @@ class ThreadHasEnded {
     const std::string name_;
 };
 
-/// A platform built as the client framework builds it, and a bus for it to talk to.
+/// A platform, assembled as the client framework assembles it, and a bus for it to connect to.
 class PlatformFixture : public testing::Test {
  protected:
     using Mode = zeb::ZebServiceRegistry::Mode;
@@ -183,7 +182,7 @@ class PlatformFixture : public testing::Test {
         elements = std::make_shared<zeb::ElementRegistry>(registry, loggers->createLogger("ElementRegistry"));
     }
 
-    // What the client framework does to stop, in its order.
+    // Stops everything in the order that the client framework uses.
     void stop() {
         if (elements) {
             elements->unsubscribeFromAll();
@@ -209,7 +208,7 @@ class PlatformFixture : public testing::Test {
         registry->registerServiceListener(listener);
     }
 
-    // The service once its listener has been told that it is connected.
+    // Waits until the listener reports the service as connected, and returns the service.
     std::shared_ptr<zeb::Service> connect() {
         if (!registry) {
             createRegistry();
@@ -232,7 +231,7 @@ class PlatformFixture : public testing::Test {
             descriptor, [this](std::shared_ptr<const Lamp> lamp) { levels.push(lamp ? lamp->level() : -1); });
     }
 
-    // Returns when the zebExecutor has run everything that was queued before.
+    // Returns when the zebExecutor has run everything queued before this call.
     void drainExecutor() {
         Received<bool> reached;
         zebExecutor->add([&reached] { reached.push(true); }, "drain");

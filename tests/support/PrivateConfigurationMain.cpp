@@ -1,5 +1,6 @@
-// Each test is a process of its own, since the client's base exists once per process and does not come back
-// after a stop: ctest runs them so. The process sees a configuration file of its own at the fixed path.
+// The client's base exists once per process and cannot be restarted after a stop, so each test needs its own
+// process; ctest runs them that way. Each process has a private view of the configuration file at the fixed
+// path.
 
 #include <Emulator.h>
 #include <gtest/gtest.h>

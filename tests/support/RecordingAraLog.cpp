@@ -32,7 +32,7 @@ struct Recording {
     bool failInitLogging = false;
 };
 
-/// Never destroyed, as the real one: the code under test may log to the last.
+/// Never destroyed, like the real one: the code under test may log until the process ends.
 Recording& recording() {
     static Recording& instance = *new Recording;
     return instance;
@@ -103,7 +103,7 @@ void InitLogging(std::string appId, std::string appDescription, LogLevel appDefL
     const std::lock_guard lock(recording().mutex);
     if (recording().failInitLogging) {
         recording().failInitLogging = false;
-        throw std::runtime_error("InitLogging fails, as the test wants it");
+        throw std::runtime_error("InitLogging fails as the test requested");
     }
 }
 

@@ -7,13 +7,12 @@
 
 namespace test_support {
 
-/// Looks into the `ara::log` that stands in for the real one: it writes nothing, but keeps every call, in
-/// order.
+/// Access to the `ara::log` that replaces the real one: it writes nothing and records every call, in order.
 ///
 /// Thread safety: every function may be called from any thread.
 class RecordingAraLog {
  public:
-    /// One record that was written out.
+    /// One log record.
     struct Record {
         ara::log::LogLevel level;
         std::string context;
@@ -26,16 +25,16 @@ class RecordingAraLog {
 
     RecordingAraLog() = delete;
 
-    /// Forgets all calls, and takes every level for enabled. The loggers stay.
+    /// Forgets all calls and enables every level. The loggers stay.
     static void reset();
 
-    /// Up to which level `IsLogEnabled` says yes from now on.
+    /// The highest level for which `IsLogEnabled` returns true from now on.
     static void enableUpTo(ara::log::LogLevel level);
 
     /// Makes the next InitLogging throw std::runtime_error.
     static void failNextInitLogging();
 
-    /// Every call as text: `InitLogging("CSC", "Core Service Component", 5, 1, "")`, `CreateLogger("A",
+    /// Every call as a text: `InitLogging("CSC", "Core Service Component", 5, 1, "")`, `CreateLogger("A",
     /// "B")`, `IsLogEnabled(4)`, `LogStream(4, "A")`, `<< "text"`, `~LogStream()`.
     static std::vector<std::string> calls();
 

@@ -12,7 +12,7 @@ std::atomic<std::time_t> offset = 0;
 
 }  // namespace
 
-// Stands in for the function of the C library, for this program and for the libraries that it uses.
+// Replaces the function of the C library, for this program and for the libraries that it uses.
 extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock,
                                                                     timespec* time) noexcept {
     const long result = ::syscall(SYS_clock_gettime, clock, time);

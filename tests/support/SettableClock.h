@@ -4,8 +4,8 @@
 
 namespace test_support {
 
-/// Sets the system's clock for this process alone: what std::chrono::system_clock tells, in every library, is
-/// off by this much. Clocks that nobody can set go on.
+/// Sets the system clock for this process only: std::chrono::system_clock is off by this much in every
+/// library. Other clocks are not affected.
 void setSystemClock(std::chrono::seconds off);
 
 }  // namespace test_support

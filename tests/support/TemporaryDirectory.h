@@ -5,7 +5,7 @@
 
 namespace test_support {
 
-/// An empty directory of its own for one test, removed with everything in it at the end.
+/// A new empty directory, removed with its content when this object is destroyed.
 class TemporaryDirectory {
  public:
     TemporaryDirectory();
@@ -15,7 +15,7 @@ class TemporaryDirectory {
 
     const std::filesystem::path& path() const noexcept { return path_; }
 
-    /// Writes a file in the directory and gives its path.
+    /// Writes a file in the directory and returns its path.
     std::filesystem::path write(std::string_view name, std::string_view content) const;
 
  private:

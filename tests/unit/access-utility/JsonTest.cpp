@@ -71,7 +71,7 @@ TEST(JsonObjectGetInt64, ReadsIntegersExactly) {
         {"-0", 0},
         {"42", 42},
         {"-1", -1},
-        // Beyond what a double holds exactly.
+        // More than a double can represent exactly.
         {"9007199254740993", 9007199254740993},
         {"-9007199254740993", -9007199254740993},
         {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
@@ -390,7 +390,7 @@ TEST(JsonObjectParse, RefusesEveryBrokenText) {
     }
 }
 
-/// Numbers that are no 64-bit integers, which another notation, or a double, would change.
+/// Numbers that are not 64-bit integers, and that would change if written differently or read as a double.
 const std::vector<std::string> kOddNumbers{"1.50", "1.0",   "-0.0",   "1e3",
                                            "1E+2", "1e999", "1e-400", "100000000000000000000001"};
 

@@ -23,8 +23,7 @@ std::string written(void (zebutil::ILogger::*write)(const std::string&), const s
     return testing::internal::GetCapturedStderr();
 }
 
-// Each test is a process of its own, so that the once of one does not reach another. They must not be run in
-// one.
+// The default can be set once per process, so each test needs its own process.
 class DefaultLoggerFactory : public testing::Test {
  protected:
     void SetUp() override {
@@ -105,7 +104,7 @@ TEST_F(DefaultLoggerFactory, IsOneOfThoseThatThreadsSetAtOnce) {
     }
 }
 
-/// Destroyed after everything that a program destroys before leaving main.
+/// A static of this type is destroyed after main() has returned.
 struct LogsAtExit {
     ~LogsAtExit() { LoggerFactory::getDefaultLoggerFactory()->createLogger("Facility")->error("at exit"); }
 };

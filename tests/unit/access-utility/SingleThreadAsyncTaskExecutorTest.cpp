@@ -172,11 +172,12 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, IsStoppedWhileItsOwnTaskStartsItAgain)
     sut->add(
         [&] {
             isRunning.set_value();
-            // Dropping a task is the first thing that the stop does, and joining the next.
+            // stop() first drops the queued tasks and then joins the thread.
             while (!log->contains("queued tasks dropped: 1")) {
                 std::this_thread::yield();
             }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));  // for the fault to show itself
+            std::this_thread::sleep_for(
+                std::chrono::milliseconds(20));  // gives stop() time to reach the join
             sut->start();
         },
         "start");
@@ -184,8 +185,8 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, IsStoppedWhileItsOwnTaskStartsItAgain)
     sut->add([] {}, "dropped");
     auto stopping = std::async(std::launch::async, [this] { sut->stop(); });
     if (stopping.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
-        ADD_FAILURE() << "dead-locked";
-        std::abort();  // or the end of this test would wait for it for ever
+        ADD_FAILURE() << "deadlock";
+        std::abort();  // otherwise the future's destructor would wait forever
     }
 }
 
@@ -236,7 +237,7 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, CanBeDestroyedByItsOwnTask) {
 TEST_F(SingleThreadAsyncTaskExecutorTest, RunsEveryTaskOfManyThreads) {
     constexpr int threads = 4;
     constexpr int tasks = 2000;
-    int count = 0;  // not atomic: the executor's one thread alone touches it
+    int count = 0;  // not atomic: only the executor's thread touches it
     sut->start();
     std::vector<std::thread> adders;
     for (int thread = 0; thread < threads; ++thread) {

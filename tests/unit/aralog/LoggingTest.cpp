@@ -1,4 +1,4 @@
-// A process has one ara::log, so every test looks at it in a process of its own.
+// A process has one ara::log, so every test runs it in a child process.
 
 #include <ChildProcess.h>
 #include <TemporaryDirectory.h>
@@ -40,7 +40,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-/// Runs in a process whose libdlt finds no daemon.
+/// Runs `work` in a child process whose libdlt finds no daemon.
 ChildResult runWithoutDaemon(const std::function<void()>& work) {
     const TemporaryDirectory directory;
     ChildResult result = runInChild([&] {
@@ -53,7 +53,7 @@ ChildResult runWithoutDaemon(const std::function<void()>& work) {
     return result;
 }
 
-/// What libdlt would send, as it prints it.
+/// What libdlt would send, in its printed form.
 std::string dltOutputOf(const std::function<void()>& work) {
     return runWithoutDaemon([&] {
                ::setenv("DLT_LOCAL_PRINT_MODE", "FORCE_ON", 1);
@@ -88,8 +88,8 @@ std::string contentOf(const std::filesystem::path& file) {
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
-// The address sanitizer's allocator does not put its locks in order for a child that is forked while threads
-// are there.
+// The address sanitizer's allocator does not reset its locks in a child that is forked while other threads
+// run.
 #ifdef __SANITIZE_ADDRESS__
 #define SKIP_FORK_WITH_THREADS() GTEST_SKIP() << "the address sanitizer cannot fork a process with threads"
 #else

@@ -1,4 +1,4 @@
-// A process that logs ends cleanly and soon, whatever its threads and statics still log.
+// A process that logs ends cleanly and quickly, whatever its threads and statics still log.
 
 #include <ChildProcess.h>
 #include <TemporaryDirectory.h>
@@ -35,7 +35,7 @@ void expectCleanEnd(const std::function<void()>& work) {
     EXPECT_LT(result.lifetime, kSoon);
 }
 
-/// Threads that log until the process is gone.
+/// Threads that log until the process has ended.
 void logForEver(const Logger& logger) {
     static std::atomic<int> running = 0;
     constexpr int count = 3;

@@ -71,8 +71,8 @@ class RecordingBuffer : public std::stringbuf {
     Record& record_;
 };
 
-/// A client whose subscribe calls give what the test has put in, and otherwise wait for it to put in more, or
-/// to stop the client.
+/// A client whose subscribe calls return what the test has queued. A call with nothing queued waits for the
+/// test to queue more, or to stop the client.
 class FakeClient : public clampcontrolclient::ClampControlClientIf {
  public:
     void AssignCallback(clampcontrolclient::ClampControlCallbackIf* assigned) override {
@@ -124,7 +124,7 @@ class FakeClient : public clampcontrolclient::ClampControlClientIf {
     }
 
     clampcontrolclient::ClampControlCallbackIf* callback = nullptr;
-    Record others;  ///< the calls that do not subscribe
+    Record others;  ///< the calls other than subscribe
 
  private:
     std::mutex mutex_;
@@ -214,7 +214,7 @@ TEST_F(FollowerTest, BeginsWithTheFirstPauseAgainAfterAReconnect) {
     ASSERT_TRUE(client.waitForCalls(3));
     disconnect();
     connect();
-    client.answer("");  // of the lost connection
+    client.answer("");  // for the lost connection
     client.answer("");
     ASSERT_TRUE(complaints.waitForLines(3));
     EXPECT_EQ(complaints.lines()[2], "could not subscribe, trying again in 1 ms");

@@ -38,8 +38,8 @@ using zebobjects_ZEB::ClampcontrolService;
 constexpr auto kError = "2 ";
 constexpr auto kInfo = "4 ";
 
-/// The lines of the client, or of the platform, each "level text"; of the client's only what stands behind
-/// its prefix.
+/// The lines of the client or of the platform, each as "level text". The client's lines are given without
+/// their prefix.
 std::vector<std::string> logged(bool ofClient = true) {
     const std::string prefix = "Clamp Control Client: ";
     std::vector<std::string> lines;
@@ -77,7 +77,7 @@ class ClampControlAccessTest : public testing::Test {
         RecordingAraLog::reset();
     }
 
-    /// Also forgets what was told and logged on the way.
+    /// Also forgets what was reported and logged on the way.
     std::shared_ptr<FakeBus::Subscribed> createSubscribed(
         const ClampControlAccess::TimeLimits& timeLimits = {}) {
         createConnected(timeLimits);
@@ -346,7 +346,7 @@ TEST_F(ClampControlAccessTest, IgnoresAnAnswerThatComesTooLate) {
         sut->GetClampControlUuid(ClampcontrolService::CLAMP_TYPE::Clamp15);
         RecordingAraLog::reset();
     }
-    // Both requests run on one executor, one after the other.
+    // Both requests run on one executor, so the first has ended when the second is answered.
     auto patient = std::make_shared<ClampControlAccess>(bus.clientServices());
     patient->start();
     bus.connectService();
@@ -354,8 +354,8 @@ TEST_F(ClampControlAccessTest, IgnoresAnAnswerThatComesTooLate) {
     EXPECT_THAT(logged(), ElementsAre(kInfo + std::string("Service Connected")));
 }
 
-/// How long `work` takes on a clock. Only to be compared with a time that it has to wait at least, or with
-/// one that it must not wait at all.
+/// How long `work` takes, measured by `Clock`. Compare it only with a time that `work` must wait at least, or
+/// with one that it must never wait.
 template <typename Clock>
 typename Clock::duration durationOf(const std::function<void()>& work) {
     const auto begin = Clock::now();
@@ -365,7 +365,7 @@ typename Clock::duration durationOf(const std::function<void()>& work) {
 
 constexpr std::chrono::seconds kFiveSeconds{5};
 
-// Only that it does not wait less can be seen by waiting; that it does not wait more, here.
+// Waiting shows only that the limit is not shorter. These tests show that it is not longer.
 TEST(ClampControlAccessTimeLimits, GiveAnAnswerFiveSeconds) {
     EXPECT_EQ(ClampControlAccess::TimeLimits().findFirst, kFiveSeconds);
 }
@@ -388,7 +388,7 @@ TEST_F(ClampControlAccessTest, GivesUpAfterFiveSecondsWhenNobodyAnswers) {
 TEST_F(ClampControlAccessTest, WaitsForAnAnswerUntilATimeOfTheSystemClock) {
     createConnected();
     const UnansweredRequest unanswered(bus);
-    // Seen from the kernel, which waits, the deadline has passed when it is set.
+    // The kernel does the waiting and does not see the changed clock: to it the deadline has already passed.
     test_support::setSystemClock(std::chrono::hours(-1));
     const auto lasted = durationOf<std::chrono::steady_clock>([this] { sut->SubscribeClampControl(); });
     test_support::setSystemClock(std::chrono::seconds(0));
@@ -508,7 +508,8 @@ TEST_F(ClampControlAccessTest, LogsThatASubscriptionTimedOutThenDropsItThenDecid
         subscribed->inRelease = [&, watched = std::weak_ptr<FakeBus::Subscribed>(subscribed)] {
             before = logged();
             bus.notify(watched.lock(), clampJson("Clamp15", true));
-            // The handler ends when the outcome is decided, which must not come to pass before this returns.
+            // The handler ends when the outcome is decided. That must not happen before this function
+            // returns.
             isDecided = bus.settlesWithin(std::chrono::milliseconds(100));
         };
     };
@@ -562,7 +563,8 @@ TEST_F(ClampControlAccessTest, ASecondSubscribeReplacesTheFirstSubscription) {
     EXPECT_FALSE(bus.subscriptions().back()->released);
 }
 
-/// Whether notifications of the first subscription still reach the callback, and uuid "c15" still means it.
+/// Whether notifications of the first subscription still reach the callback, and uuid "c15" still refers to
+/// it.
 void expectKept(FakeBus& bus, ClampControlAccess& sut, RecordingCallback& callback,
                 const std::shared_ptr<FakeBus::Subscribed>& first) {
     EXPECT_FALSE(first->released);

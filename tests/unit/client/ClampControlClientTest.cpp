@@ -1,5 +1,5 @@
-// Clients of one process share one client-service base, so every test looks at it in a process of its own.
-// The platform's objects are fakes that say what is done with them.
+// The clients of one process share one client-service base, so every test runs in a child process. The
+// platform's objects are fakes that print what is done with them.
 
 #include <ChildProcess.h>
 #include <FakePlatform.h>
@@ -47,7 +47,7 @@ void sayLog() {
     }
 }
 
-/// What `work` says behind the line "---", in a process of its own, without what the exit says.
+/// What `work` prints after the line "---" in a child process, without the output of the exit.
 std::string saidBy(const std::function<void()>& work) {
     const auto result = runInChild([&work] {
         csc_logging::CSCLogging::CreateLogger("test");
@@ -78,7 +78,7 @@ class SayingSubscription : public zeb::Subscription {
     void unsubscribe() override { say("subscription: unsubscribe"); }
 };
 
-/// Notifies each subscription once, on a thread of its own.
+/// Notifies each subscription once, on another thread.
 class SayingWebsocket : public zeb::IWebsocketManager {
  public:
     std::shared_ptr<zeb::Subscription> subscribe(const std::string& /*path*/, const std::string& /*uuid*/,
@@ -102,7 +102,7 @@ void connectService(std::shared_ptr<SayingWebsocket> websocket = std::make_share
         std::make_shared<zeb::ZebAccessor>(nullptr, nullptr, nullptr, nullptr), std::move(websocket)));
 }
 
-/// A client that has told `callback` of its first notification.
+/// A client that has reported its first notification to `callback`.
 std::unique_ptr<ClampControlClient> subscribedClient(RecordingCallback& callback) {
     fake_platform::whenFindFirst([](const auto& request) { request.success(kClamp); });
     auto client = std::make_unique<ClampControlClient>();
@@ -382,7 +382,7 @@ TEST(ClampControlClient, ReleasesTheBaseWhenItIsDestroyedWithoutStop) {
                   sut.reset();
                   say("held by " + std::to_string(base.use_count()));
               }),
-              "held by 3\nheld by 2\n");  // by the process and this test, before also by the client
+              "held by 3\nheld by 2\n");  // by the process and this test; before that also by the client
 }
 
 TEST(ClampControlClient, LeavesTheBaseToBeDestroyedAtExitWhenItIsDestroyedWithoutStop) {

@@ -1,7 +1,7 @@
-// What a client makes of the configuration of the vehicle, above all of one that it cannot use. A process
-// reads the file once, so every test looks at it in a process of its own; the fixed path is this program's
-// alone, see tests/support/PrivateConfigurationMain.cpp. The platform's objects are fakes that say what is
-// done with them.
+// How a client handles the vehicle's configuration, above all one that it cannot use. A process reads the
+// file once, so every test runs a child process. This program has its own view of the fixed path, see
+// tests/support/PrivateConfigurationMain.cpp. The platform's objects are fakes that print what is done with
+// them.
 
 #include <ChildProcess.h>
 #include <FakePlatform.h>
@@ -56,13 +56,13 @@ void writeConfiguration(const std::string& content) {
     std::ofstream(kConfigurationFile) << content;
 }
 
-/// The beginning of a configuration with nothing of the defaults.
+/// The beginning of a configuration that differs from every default.
 const std::string kStaticElsewhere =
     R"({"serviceRegistrySettings":{"mode":"staticOnly","httpUri":"http://registry:8080"})";
 
 void leaveMissing() {}
 
-/// Nobody may read the file. Root could all the same, so the process gives up what makes root different.
+/// Makes the file unreadable. Root could still read it, so the process gives up its capabilities.
 void forbidReading() {
     writeConfiguration(kStaticElsewhere + "}");
     std::filesystem::permissions(kConfigurationFile, std::filesystem::perms::none);
@@ -81,7 +81,7 @@ void breakOff() {
     writeConfiguration(kStaticElsewhere + R"(,"services":)");
 }
 
-/// The output of `work` in a process where `prepare` has seen to the configuration.
+/// The output of `work` in a child process in which `prepare` has prepared the configuration.
 std::string saidBy(const std::function<void()>& prepare, const std::function<void()>& work) {
     const auto result = runInChild([&] {
         csc_logging::CSCLogging::CreateLogger("test");

@@ -16,8 +16,9 @@
 
 namespace test_support {
 
-/// The platform as one clamp-control client sees it: a registry, the requests and one WebSocket, all in the
-/// hands of the test, on two real executors. Its handlers run on the "zebExecutor", as the platform's do.
+/// The platform as one clamp-control client sees it: a registry, the requests and one WebSocket, all
+/// controlled by the test, on two real executors. Handlers run on the "zebExecutor", as they do in the
+/// platform.
 class FakeBus {
  public:
     struct Request {
@@ -33,8 +34,7 @@ class FakeBus {
         zeb::IWebsocketManager::DataHandler handler;
         std::atomic<int> unsubscribes = 0;
         std::atomic<bool> released = false;
-        /// Called when it is released, on the thread that does. Set it while the subscription is in the
-        /// making.
+        /// Called on the thread that releases the subscription. Set it inside `onSubscribe`.
         std::function<void()> inRelease = [] {};
     };
 
@@ -43,31 +43,32 @@ class FakeBus {
     FakeBus(const FakeBus&) = delete;
     FakeBus& operator=(const FakeBus&) = delete;
 
-    /// What a request is answered with, called on the "httpExecutor". At first: one Clamp15 with id "c15".
+    /// Returns the answer to a request; called on the "httpExecutor". The default answers with one Clamp15
+    /// with id "c15".
     std::function<zeb::ZebResponse()> answer;
 
-    /// Called inside subscribe(), on the subscriber's thread, with the subscription in the making. At first:
-    /// sends the notification of a Clamp15 that is on.
+    /// Called inside subscribe(), on the subscriber's thread, with the new subscription. The default sends
+    /// the notification of a Clamp15 that is on.
     std::function<void(const std::shared_ptr<Subscribed>&)> onSubscribe;
 
     std::shared_ptr<zeb::ZebClientServices> clientServices() const { return clientServices_; }
 
-    /// The service comes, or goes; returns when the client has been told.
+    /// The service appears or disappears. Returns when the client has been notified.
     void connectService();
     void disconnectService();
-    /// Queues the same, and returns at once.
+    /// Queues the disconnect and returns at once.
     void queueDisconnect();
     void tellError(const std::exception& error);
 
-    /// Sends a notification, the JSON text of an element; returns at once.
+    /// Sends a notification with the JSON text of an element. Returns at once.
     void notify(const std::shared_ptr<Subscribed>& subscription, const std::string& json);
 
-    /// Returns when all that was queued for the client has run.
+    /// Returns when everything that was queued for the client has run.
     void settle();
-    /// As settle(), but no longer than this; gives whether it has run.
+    /// Like settle(), but waits no longer than `limit`. Returns whether everything has run.
     bool settlesWithin(std::chrono::milliseconds limit);
 
-    /// Makes requests fail where they are issued.
+    /// Makes every attempt to issue a request fail.
     void refuseRequests();
 
     std::vector<Request> requests() const;

@@ -10,8 +10,8 @@
 
 namespace test_support {
 
-/// Writes down what it is told, "connection true", "notification", "clamp15 false", and then does what the
-/// test says.
+/// Records its calls as "connection true", "notification" or "clamp15 false", and then runs the test's
+/// function.
 class RecordingCallback : public clampcontrolclient::ClampControlCallbackIf {
  public:
     std::function<void()> inConnection = [] {};

@@ -377,7 +377,7 @@ class ClampcontrolQueryOptions : public testing::Test {
     using Level = zeb::QueryOptions::EXPAND_LEVEL;
     using Options = std::vector<zeb::QueryOptions::Option>;
 
-    /// What the arguments that most of the operations share come to, before further options.
+    /// The options that result from the arguments that most operations share, followed by `further`.
     static Options optionsWith(const Options& further) {
         Options options{{"$fields", "isSwitchedOn,id"}, {"$expand", "8:type"}, {"$sortby", "-name"}};
         options.insert(options.end(), further.begin(), further.end());

@@ -163,12 +163,12 @@ TEST(XObjectDescriptor, DoesNotReferToAnElementWithoutName) {
     EXPECT_THROW(sut.getAsReference(), std::runtime_error);
 }
 
-/// Each operation with every argument, all of them different.
+/// Calls each operation with every argument, all of them different.
 class XObjectDescriptorQueryOptions : public testing::Test {
  protected:
     using Options = std::vector<QueryOptions::Option>;
 
-    /// What the arguments that most of the operations share come to, before further options.
+    /// The options that result from the arguments that most operations share, followed by `further`.
     static Options optionsWith(const Options& further) {
         Options options{{"$fields", "a,b"}, {"$expand", "8:c"}, {"$sortby", "-d,+e"}};
         options.insert(options.end(), further.begin(), further.end());

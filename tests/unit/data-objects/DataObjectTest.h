@@ -31,19 +31,19 @@ class DefaultLoggers {
     DefaultLoggers() { zebutil::LoggerFactory::setDefaultLoggerFactoryOnce(factory); }
 };
 
-/// For `whenOneIsMade`: a logger that cannot be made.
+/// For `whenOneIsMade`: makes the creation of a logger fail.
 inline void failToMakeALogger() {
     throw std::runtime_error("no logger today");
 }
 
-/// For what happens once in a process: tests of it are skipped when they are not run one by one, as CTest
-/// runs them.
+/// For behaviour that occurs once per process. These tests are skipped unless they run one per process, as
+/// CTest runs them.
 class ProcessOfItsOwn : public testing::Test {
  protected:
     void SetUp() override {
         static int testsOfThisProcess = 0;
         if (++testsOfThisProcess > 1 || testing::UnitTest::GetInstance()->test_to_run_count() > 1) {
-            GTEST_SKIP() << "what is tested happens once in a process; run this test by itself";
+            GTEST_SKIP() << "this can be tested once per process; run this test alone";
         }
     }
 };
@@ -57,8 +57,8 @@ class DataObjectTest : public testing::Test {
         loggers.whenOneIsMade = [] {};
     }
 
-    /// The messages of a unit without what stands before each: level, logger, source path and line number. A
-    /// message in which one of these is wrong is given whole.
+    /// The messages of a unit without their prefix of level, logger, source path and line number. A message
+    /// with a wrong prefix is returned whole.
     std::vector<std::string> messagesOf(const std::string& unit) const {
         const std::string head =
             "warning " + unit + ": kelo-client/generated/ZebDataObjects_ZEB/" + unit + ":";

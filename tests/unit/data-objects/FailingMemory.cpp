@@ -1,5 +1,5 @@
-// The operator new of the program. In a file of its own: where the compiler sees both sides it takes them for
-// mismatched.
+// The program's operator new. It is in a separate file because a compiler that sees its use as well reports
+// mismatched new and delete.
 #include "FailingMemory.h"
 
 #include <cstddef>

@@ -2,11 +2,11 @@
 
 namespace test_data_objects {
 
-/// Of a program that is linked with FailingMemory.cpp, in all of its threads.
+/// These control operator new in all threads of a program that is linked with FailingMemory.cpp.
 ///
-/// How many allocations succeed from now on; negative, as at first: all.
+/// How many more allocations succeed. All do while this is negative, which is the initial state.
 extern long allocationsLeft;
-/// Whether one has failed since it was set to false.
+/// Set to true when an allocation fails.
 extern bool allocationHasFailed;
 
 }  // namespace test_data_objects

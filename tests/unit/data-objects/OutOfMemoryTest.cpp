@@ -1,4 +1,4 @@
-// A program of its own, whose memory can be made to end.
+// A separate program, whose operator new can be made to fail.
 #include <ZebDataObjects_ZEB/Clampcontrol.h>
 #include <ZebDataObjects_ZEB/Servicemanagement.h>
 #include <gtest/gtest.h>
@@ -15,11 +15,12 @@ using test_data_objects::allocationHasFailed;
 using test_data_objects::allocationsLeft;
 using DataObjectWithoutMemory = test_data_objects::DataObjectTest;
 
-/// Fills objects with memory for no allocation, for one, for two and so on, until one fill has all it wants.
+/// Fills objects with memory for no allocation, for one, for two and so on, until a fill succeeds completely.
 template <typename R>
 void fillWithEverMoreMemory(const char* text) {
     const std::shared_ptr<zebutil::JsonObject> json = zebutil::JsonObject::parse(text);
-    // Makes a logger that is kept: the thread sanitizer does not let go of a once-flag after an exception.
+    // Creates the logger that the module keeps: under the thread sanitizer a once-flag stays locked after an
+    // exception.
     R().fillFromJson(json);
     long allocations = 0;
     do {

@@ -17,19 +17,19 @@
 
 #include "DataObjectTest.h"
 
-/// What the tests that generate_round_trip.py writes have in common: the rules of reading, told once for each
-/// kind of field, in words of the models and independently of the units.
+/// What the tests written by generate_round_trip.py have in common: the rules for reading each kind of field,
+/// in terms of the models and independent of the generated units.
 namespace test_data_objects {
 
-/// What a value that cannot be read costs.
+/// What is lost when a value cannot be read.
 enum class Loses { nothing, itsField, itsFieldAndTheRest };
 
 struct OddValue {
     std::string json;
     Loses loses;
-    /// The message, or with "exception=" at its end how it begins; empty when there is none.
+    /// The message; its beginning when it ends in "exception="; empty when there is none.
     std::string message;
-    /// What it is written as, unless it is lost; nothing when writing it throws.
+    /// How the value is written, unless it is lost; none when writing it throws.
     std::optional<std::string> written;
 };
 
@@ -38,13 +38,13 @@ template <typename R>
 struct FieldUnderTest {
     std::string key;
     std::string kind;
-    /// A good value, unlike that of every other field of its type, booleans apart.
+    /// A valid value that differs from that of every other field of the same type, except for booleans.
     std::string json;
     bool (*isSet)(const R&);
     void (*set)(typename R::Desctype&);
-    /// The value of the filter term that `set` makes.
+    /// The value of the filter term that `set` adds.
     std::string filterTerm;
-    /// Of an enumeration, or of a list of its values.
+    /// The literals of an enumeration, or of a list of its values; otherwise empty.
     std::vector<std::string> literals;
 };
 
@@ -114,8 +114,8 @@ inline std::vector<OddValue> oddValues(const std::string& kind, const std::strin
     return values;
 }
 
-/// Whether `call` can be called with an object of the type. Give it a lambda that says in its result type
-/// what it does, so that the answer is no where an object does not have that.
+/// Whether `call` can be called with an object of type T. Pass a lambda whose trailing return type names the
+/// operation: the result is false when T lacks it.
 template <typename T, typename Call>
 constexpr bool canBeCalledWith(const Call&) {
     return std::is_invocable_v<Call, const T&>;
@@ -127,7 +127,7 @@ class RoundTrip : public DataObjectTest {
     RoundTrip(std::string unit, std::string endOfFill, std::vector<FieldUnderTest<R>> fieldsUnderTest)
         : unit_(std::move(unit)), endOfFill_(std::move(endOfFill)), fields_(std::move(fieldsUnderTest)) {}
 
-    /// A document of every field, or with the value of one replaced.
+    /// A document with every field; the value of the field `key` is replaced by `json`.
     std::string document(const std::string& key = "", const std::string& json = "") const {
         return documentOf([&](const auto& field) {
             return std::optional<std::string>(field.key == key ? json : field.json);
@@ -254,7 +254,7 @@ class RoundTrip : public DataObjectTest {
     }
 
  private:
-    /// A document of the fields for which `valueOf` gives one.
+    /// A document of the fields for which `valueOf` returns a value.
     template <typename ValueOf>
     std::string documentOf(const ValueOf& valueOf) const {
         std::string text = R"({"id":"17","name":"seventeen","uri":"/a/b/17")";
@@ -266,7 +266,7 @@ class RoundTrip : public DataObjectTest {
         return text + "}";
     }
 
-    /// The document as what an object writes: its keys in their order.
+    /// The document as an object writes it, with sorted keys.
     static std::string sorted(const std::string& document) {
         return zebutil::JsonObject::parse(document)->toString();
     }
@@ -296,8 +296,7 @@ class RoundTrip : public DataObjectTest {
     const std::vector<FieldUnderTest<R>> fields_;
 };
 
-/// Every value has its literal, in both directions and on the wire, and prints it; others print the number of
-/// literals.
+/// Every value has its literal, in both directions, and the tables hold nothing else.
 template <typename S, typename E>
 void expectLiterals(const std::vector<std::string>& literals, const std::map<E, std::string>& toText,
                     const std::map<std::string, E>& fromText) {
@@ -309,6 +308,7 @@ void expectLiterals(const std::vector<std::string>& literals, const std::map<E, 
     }
 }
 
+/// Every value is printed with its literal and its number. Other numbers are printed as unknown.
 template <typename S, typename E>
 void expectPrinted(const std::vector<std::string>& literals) {
     for (std::size_t i = 0; i < literals.size(); ++i) {

@@ -426,7 +426,7 @@ TEST_F(Servicemanagement, CopiesReferencesDeeply) {
     EXPECT_EQ(copy.getAttachedOperations().getValue().at(0).getId().getValue(), "2");
 }
 
-// The module's logger. It is kept for the life of the process, and so for all tests of one.
+// The module's logger. The process keeps it, so all tests in one process share it.
 
 TEST_F(Servicemanagement, MakesOneLoggerAtMostAndKeepsIt) {
     objectOf<MqttOperationType>(R"({"isAlwaysOnOperation":1,"payloadSecurityLevel":"none"})");
@@ -489,7 +489,7 @@ class ServicemanagementLoggerOfThreads : public ServicemanagementLogger {
 };
 
 TEST_F(ServicemanagementLoggerOfThreads, IsMadeOnce) {
-    // The first maker gives a second one, of which there must be none, the time to turn up.
+    // Creating the first logger takes long enough for a second creation to begin, which must not happen.
     std::mutex mutex;
     std::condition_variable changed;
     int makers = 0;
@@ -510,7 +510,7 @@ TEST_F(ServicemanagementLoggerOfThreads, WritesEveryMessage) {
 
 TEST_F(ServicemanagementLogger, IsTriedAgainAfterItCouldNotBeMade) {
 #ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "under the thread sanitizer a once-flag does not come free again after an exception";
+    GTEST_SKIP() << "under the thread sanitizer a once-flag stays locked after an exception";
 #endif
     loggers.whenOneIsMade = test_data_objects::failToMakeALogger;
     objectOf<ConnectionState>(R"({"connectionState":"x"})");

@@ -55,7 +55,7 @@ add_subdirectory(tests/unit/data-objects)
 
 
 class Steps:
-    """The numbered steps of a section: the paths that their texts name, and the blocks that they show."""
+    """The numbered steps of a section, with the paths and code blocks in them."""
 
     def __init__(self, page, begin, end):
         section = page[page.index(f"### {begin}\n"):page.index(end)]
@@ -89,7 +89,7 @@ def build_and_test(steps, scratch, definitions):
     assert commands[0].startswith("cmake --preset")
     commands[0] += " " + " ".join(f"'{definition}'" for definition in definitions)
     assert commands[-1].startswith("ctest")
-    # A selection that matches nothing is no success.
+    # A selection that matches nothing must fail.
     commands[-1] += " --no-tests=error --output-on-failure"
     run("\n".join(commands), scratch)
     run("codegen/generate --check", scratch)
@@ -108,7 +108,7 @@ def add_service(steps, scratch):
 
 
 def check_elements(steps, model):
-    """What the page adds for tests that are not built here has every resource, and every field of it."""
+    """Checks the page's examples for tests that are not built here: they must contain every resource and every field."""
     services = json.loads("{" + steps.block("simulated bus", "json") + "}")
     fuzzed = steps.block("```cpp", "cpp").splitlines()
     resources = services[model["service"]]
@@ -149,7 +149,7 @@ def main():
         shutil.copy(arguments.source / "CMakePresets.json", scratch)
         for model in (scratch / "codegen" / "services").glob("*.yaml"):
             if model.name != "clampcontrol.yaml":
-                # Of the services that are there one is enough, and costs less to build.
+                # One existing service is enough and builds faster.
                 for generated in (scratch / "kelo-client" / "generated").glob(f"**/{model.stem.capitalize()}.*"):
                     generated.unlink()
                 model.unlink()

@@ -28,15 +28,17 @@ def boolean(value):
 
 
 def sample(field):
-    """A good value of the field as JSON, in C++ (of the descriptor's scope), and as the text of a filter term. Values
-    of fields whose C++ types are the same differ, so that none can be taken for another; of booleans see booleans_test.
+    """A valid value of the field as JSON, in C++ (in the descriptor's scope), and as the text of a filter term.
+
+    Values of fields of the same C++ type differ, so that none can be mistaken for another. For booleans see
+    booleans_test.
     """
     kind = field["kind"]
     if kind == "bool":
         value = field["position"] % 2 == 0
         return value, boolean(value), boolean(value)
     if kind == "integer":
-        # Odd and beyond 53 bits: none of them is a floating-point number.
+        # Odd and beyond 53 bits: a floating-point number cannot represent them.
         number = -9007199254740993 - 2 * field["position"]
         return number, str(number), str(number)
     if kind == "string":
@@ -78,7 +80,7 @@ def prepare(model):
         positions = {}
         for field in resource["fields"]:
             field["name"] = capitalised(field["key"])
-            # Among those of its kind.
+            # The position among the fields of its kind.
             field["position"] = positions.setdefault(field["kind"], 0)
             positions[field["kind"]] += 1
             if "literals" in field:
@@ -113,7 +115,7 @@ def literals_test(resource, enumeration, table, literals, is_printed):
 
 
 def booleans_test(suite, object_type, resource):
-    """Every boolean has the other value once, while the others keep theirs."""
+    """Each boolean in turn has the opposite value while the others keep theirs."""
     fields = [field for field in resource["fields"] if field["kind"] == "bool"]
     if not fields:
         return []
@@ -132,7 +134,7 @@ def booleans_test(suite, object_type, resource):
 
 
 def no_texts_test(suite, object_type, resource):
-    """Only booleans, integers and strings have a getter of their text."""
+    """Only booleans, integers and strings have a getter for their text."""
     names = [field["name"] for field in resource["fields"] if field["kind"] not in SCALARS]
     lines = [f"TEST_F({suite}, GivesNoTextOfOtherFields) {{"]
     for name in [*names, "Id", "Name", "Uri"]:

@@ -19,7 +19,7 @@ using FutureValue = CallbackFuture::FutureValue;
 
 constexpr milliseconds kLong{20'000};
 
-/// Whether the future has lost its state, which takes a Get that was in time.
+/// Whether the future has lost its state. It does after a Get that began before the Set.
 bool hasNoState(CallbackFuture& sut) {
     try {
         sut.WaitFor(milliseconds(0));
@@ -29,14 +29,14 @@ bool hasNoState(CallbackFuture& sut) {
     }
 }
 
-/// An object whose first Get had to wait, and what that Get gave.
+/// An object whose first Get had to wait, and the value that this Get returned.
 struct WaitedFor {
     std::unique_ptr<CallbackFuture> future;
     FutureValue given;
 };
 
-/// Lets a Get on a thread of its own wait for `value`. Whether it is in time to wait shows only afterwards,
-/// so in several rounds, each of which ends after a bounded time either way.
+/// Lets a Get on another thread wait for `value`. Whether that Get began in time shows only afterwards, so
+/// this tries several rounds, each of which ends after a bounded time.
 WaitedFor waitedFor(FutureValue value) {
     for (int round = 0; round < 200; ++round) {
         auto future = std::make_unique<CallbackFuture>();

@@ -1,5 +1,5 @@
-// A process has one client-service base, so every test looks at it in a process of its own. The platform's
-// objects are fakes that say what is done with them.
+// A process has one client-service base, so every test runs it in a child process. The platform's objects are
+// fakes that print what is done with them.
 
 #include <ChildProcess.h>
 #include <FakePlatform.h>
@@ -33,7 +33,7 @@ using test_support::runInChild;
 using test_support::TemporaryDirectory;
 using testing::HasSubstr;
 
-/// What `work` and the exit after it say, in a process of their own.
+/// What `work` and the exit after it print, in a child process.
 std::string saidBy(const std::function<void()>& work) {
     const auto result = runInChild([&work] {
         csc_logging::CSCLogging::CreateLogger("test");
@@ -57,7 +57,7 @@ void sayLog() {
     }
 }
 
-/// All that is said from the line "---" on.
+/// Everything printed from the line "---" on.
 std::string afterMark(const std::string& output) {
     return output.substr(output.find("---\n") + 4);
 }
@@ -89,7 +89,7 @@ const std::string kReleased =
     "zebExecutor: destroyed\n"
     "WebSocket manager factory: destroyed\n";
 
-/// The base, filled; what the fakes hold is let go.
+/// The base, complete. Releases what the fakes hold.
 std::shared_ptr<ClientServiceBase> filledBase(const std::string& configFile = "") {
     auto base = ClientServiceUtils::CreateClientServiceBase(configFile);
     fake_platform::takeRegistryArguments();
@@ -309,7 +309,7 @@ TEST(ClientServiceBase, TearsDownWhatThereIsOfABaseThatCouldNotBeFilled) {
 
 TEST(ClientServiceBase, IsNotToBeHadAnyMoreOnceTheProcessHasLetGo) {
     EXPECT_THAT(saidBy([] {
-                    std::atexit([] {  // registered before the base is made, so called after it is gone
+                    std::atexit([] {  // registered before the base is created, so called after its end
                         say("gone", ClientServiceBase::getInstance() == nullptr);
                         try {
                             ClientServiceUtils::CreateClientServiceBase("");
@@ -326,7 +326,7 @@ TEST(ClientServiceBase, IsNotToBeHadAnyMoreOnceTheProcessHasLetGo) {
 
 TEST(ClientServiceBase, IsTornDownWhileThereIsStillLogging) {
     const auto result = runInChild([] {
-        std::atexit(sayLog);  // called after all of it
+        std::atexit(sayLog);  // called last
         ClientServiceBase::getInstance();
         csc_logging::CSCLogging::CreateLogger("test");
         filledBase();

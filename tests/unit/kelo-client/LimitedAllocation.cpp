@@ -14,7 +14,7 @@ void* allocated(std::size_t size) noexcept {
 
 }  // namespace
 
-// Stand in for those of the C++ library, for this program and for the libraries that it uses.
+// These replace the operators of the C++ library, for this program and for the libraries that it uses.
 
 void* operator new(std::size_t size) {
     if (void* const memory = allocated(size)) {

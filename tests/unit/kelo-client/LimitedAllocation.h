@@ -4,8 +4,8 @@
 
 namespace test_support {
 
-/// As long as this object lives, the thread that made it gets no more than `size` bytes at once from
-/// `operator new`: what asks for more gets std::bad_alloc. One at a time on a thread.
+/// While this object exists, `operator new` on the thread that created it throws std::bad_alloc for requests
+/// of more than `size` bytes. Only one may exist per thread.
 class LimitedAllocation {
  public:
     explicit LimitedAllocation(std::size_t size);

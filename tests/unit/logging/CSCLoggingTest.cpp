@@ -1,4 +1,4 @@
-// The process has one logging, so every test looks at it in a process of its own.
+// A process has one logging, so every test runs it in a child process.
 
 #include <ChildProcess.h>
 #include <RecordingAraLog.h>
@@ -26,7 +26,7 @@ using testing::AllOf;
 using testing::Field;
 using testing::HasSubstr;
 
-/// The calls that `work` makes of `ara::log`, one a line.
+/// The calls that `work` makes to `ara::log`, one per line.
 std::string callsOf(const std::function<void()>& work) {
     const ChildResult result = runInChild([&work] {
         work();
@@ -214,7 +214,7 @@ TEST(CSCLogging, IsLeftToAThreadThatStaysInsideItBeyondItsEnd) {
         static auto& inside = *new std::promise<void>();
         static auto& ended = *new std::promise<void>();
         static auto& logged = *new std::promise<void>();
-        std::atexit([] {  // runs when the logging, which is made after this, has come to its end
+        std::atexit([] {  // runs after the end of the logging, which is created later
             ended.set_value();
             logged.get_future().wait();
             for (const auto& record : RecordingAraLog::records()) {

@@ -12,8 +12,8 @@
 #include <memory>
 #include <string>
 
-/// A client that knows HTTP and WebSocket but nothing of the bus. Every wait ends after ten seconds with an
-/// exception.
+/// A client that speaks HTTP and WebSocket but knows nothing about the bus. Every wait ends after ten seconds
+/// with an exception.
 class RawHttp {
  public:
     explicit RawHttp(std::uint16_t port);
@@ -34,12 +34,12 @@ class RawHttp {
     Answer get(const std::string& target) { return request("GET", target, ""); }
     Answer post(const std::string& target, const std::string& body) { return request("POST", target, body); }
     Answer request(const std::string& method, const std::string& target, const std::string& body);
-    /// Sends bytes as they are, and reads one answer.
+    /// Sends the bytes unchanged and reads one answer.
     Answer sendBytes(const std::string& bytes);
-    /// Reads until the other side closes; the text that came.
+    /// Reads until the other side closes; returns the text.
     std::string readToEnd();
     void write(const std::string& bytes);
-    /// Whether something can be read within that time.
+    /// Whether something can be read within the time.
     bool answersWithin(std::chrono::milliseconds time);
 
  private:
@@ -57,17 +57,17 @@ class RawWebSocket {
 
     void send(const std::string& text);
     void sendBinary(const std::string& bytes);
-    /// Bytes that need not be a frame.
+    /// Sends bytes that need not be a frame.
     void sendBytes(const std::string& bytes);
     Poco::JSON::Object::Ptr receive();
     std::string receiveText();
-    /// Reads until the other side closes; the close code, 0 when the connection was just cut.
+    /// Reads until the other side closes; returns the close code, 0 when the connection was cut without one.
     unsigned int receiveClose();
     void ping();
     void close();
     std::string acceptedSubProtocol() const { return subProtocolOfAnswer_; }
 
-    /// Subscribes, and returns the subscription id; the first notification is left to be read.
+    /// Subscribes and returns the subscription id. The first notification is not read yet.
     std::string subscribe(const std::string& path);
 
  private:

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Remembers what it was sent last.
+/// Remembers the last message sent to it.
 class LastMessage : public zebbussim::Subscriber {
  public:
     void send(std::string head, zebbussim::SharedText tail) override {

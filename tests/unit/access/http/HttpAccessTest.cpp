@@ -19,7 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 using Poco::Net::StreamSocket;
 
-/// A server that does to each connection what the test says, one after the other, until it is destroyed.
+/// A server that runs the test's script on each connection, one after another, until it is destroyed.
 class ScriptedServer {
  public:
     explicit ScriptedServer(std::function<void(StreamSocket&, const std::atomic<bool>& isEnding)> script)
@@ -32,14 +32,14 @@ class ScriptedServer {
                   try {
                       script(connection, isEnding_);
                   } catch (const Poco::Exception&) {
-                      // The client has gone; the next one may come.
+                      // The client has disconnected; wait for the next one.
                   }
               }
           }) {}
 
     ~ScriptedServer() {
         isEnding_ = true;
-        StreamSocket(socket_.address()).close();  // wakes the one that accepts
+        StreamSocket(socket_.address()).close();  // wakes the accepting thread
         thread_.join();
     }
 
@@ -72,7 +72,7 @@ std::shared_ptr<zeb::ITpAccess> accessTo(const ScriptedServer& server, const std
         .createAccess({"ClampControl", server.baseUri(), "/bus", separator});
 }
 
-// Pieces of an answer without end, one per 10 ms, for as long as somebody takes them.
+// Sends an endless answer, one piece every 10 ms, until the client disconnects or the server ends.
 void trickle(StreamSocket& connection, const std::string& begin, const std::string& piece,
              const std::atomic<bool>& isEnding) {
     ScriptedServer::readRequest(connection);
@@ -162,7 +162,7 @@ void PrintTo(const BrokenAnswer& answer, std::ostream* stream) {
 
 class HttpAccessOnAKeptConnection : public testing::TestWithParam<BrokenAnswer> {
  protected:
-    // Answers the first request of each connection, and begins to answer the second.
+    // Answers the first request of each connection completely and begins to answer the second.
     void serve(StreamSocket& connection) {
         readRequest(connection);
         ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
@@ -174,7 +174,7 @@ class HttpAccessOnAKeptConnection : public testing::TestWithParam<BrokenAnswer> 
         }
     }
 
-    // With the body that a POST of these tests has.
+    // Includes the two-byte body that a POST has in these tests.
     void readRequest(StreamSocket& connection) {
         const std::string head = ScriptedServer::readRequest(connection);
         requests += head.empty() ? 0 : 1;
@@ -272,7 +272,7 @@ TEST(HttpAccess, SaysWhichRequestFailed) {
     }
     try {
         sut->get("clamps", "", {});
-        FAIL() << "nobody was there to answer";
+        FAIL() << "a request without a server succeeded";
     } catch (const std::exception& exception) {
         EXPECT_NE(std::string(exception.what()).find("/bus/ClampControl/clamps"), std::string::npos)
             << exception.what();

@@ -61,7 +61,7 @@ using Lamp = zeb::XObject<LampDescriptor>;
 
 class ZebAccessorTest : public testing::Test {
  public:
-    // A task that no test has run holds its executor, as one of a stopped executor does not.
+    // A task that never ran keeps its executor alive. A real executor drops such tasks when it is stopped.
     ~ZebAccessorTest() override { callbacks->drop(); }
 
  protected:
