@@ -8,8 +8,9 @@ constexpr unsigned kLastFragment = 0x80;
 constexpr std::size_t kMaskSize = 4;
 
 void appendBigEndian(std::string& out, std::size_t number, int bytes) {
-    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
+    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
         out += static_cast<char>(number >> shift & 0xff);
+    }
 }
 
 void appendHeader(std::string& out, unsigned opcode, std::size_t payloadSize) {

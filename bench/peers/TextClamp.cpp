@@ -14,8 +14,9 @@ using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Allocator, Alloca
 const rapidjson::Value& member(const Document& document, const char* name,
                                bool isRight(const rapidjson::Value&)) {
     const auto found = document.FindMember(name);
-    if (found == document.MemberEnd() || !isRight(found->value))
+    if (found == document.MemberEnd() || !isRight(found->value)) {
         throw std::runtime_error("the text is no clamp");
+    }
     return found->value;
 }
 

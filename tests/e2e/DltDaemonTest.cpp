@@ -192,8 +192,9 @@ TEST_F(DltDaemonTest, EndsWithNothingLostThatWasLoggedLast) {
     });
     EXPECT_LT(result.lifetime, std::chrono::seconds(5));
     EXPECT_TRUE(daemon.receives("[line 199]"));
-    for (int i = 0; i < 200; ++i)
+    for (int i = 0; i < 200; ++i) {
         EXPECT_THAT(daemon.received(), HasSubstr("[line " + std::to_string(i) + "]"));
+    }
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -80,11 +79,11 @@ void FarServer::set(const std::string& path, const std::string& json) const {
 }
 
 void FarServer::stop() const {
-    ::kill(program_->id(), SIGSTOP);
+    program_->pause();
 }
 
 void FarServer::goOn() const {
-    ::kill(program_->id(), SIGCONT);
+    program_->resume();
 }
 
 void FarServer::cutOff() const {

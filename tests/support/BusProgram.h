@@ -18,7 +18,8 @@ class BusProgram {
 
     /// Like "http://127.0.0.1:41234", without a trailing "/".
     const std::string& baseUri() const { return baseUri_; }
-    pid_t id() const { return program_.id(); }
+    void pause() const { program_.pause(); }
+    void resume() const { program_.resume(); }
 
  private:
     std::string outputFile() const;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -49,10 +50,12 @@ void readBoth(int output, int errors, ChildResult& result) {
         if (::poll(waiting.data(), waiting.size(), -1) < 0 && errno != EINTR) {
             fail("poll");
         }
-        if (waiting[0].fd >= 0 && waiting[0].revents != 0 && !readSome(output, result.output))
+        if (waiting[0].fd >= 0 && waiting[0].revents != 0 && !readSome(output, result.output)) {
             waiting[0].fd = -1;
-        if (waiting[1].fd >= 0 && waiting[1].revents != 0 && !readSome(errors, result.errors))
+        }
+        if (waiting[1].fd >= 0 && waiting[1].revents != 0 && !readSome(errors, result.errors)) {
             waiting[1].fd = -1;
+        }
     }
 }
 
@@ -121,8 +124,9 @@ ChildProgram::ChildProgram(const std::vector<std::string>& arguments,
     for (std::string& addition : additions) {
         environmentPointers.push_back(addition.data());
     }
-    for (char** variable = environ; *variable != nullptr; ++variable)
+    for (char** variable = environ; *variable != nullptr; ++variable) {
         environmentPointers.push_back(*variable);
+    }
     environmentPointers.push_back(nullptr);
     const int file = ::open(outputFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     if (file < 0) {
@@ -156,6 +160,18 @@ ChildProgram::~ChildProgram() {
     }
     ::kill(process_, SIGKILL);
     waitFor(process_);
+}
+
+void ChildProgram::pause() const {
+    siginfo_t stopped{};
+    if (::kill(process_, SIGSTOP) != 0 ||
+        ::waitid(P_PID, static_cast<id_t>(process_), &stopped, WSTOPPED) != 0) {
+        fail("cannot stop a child program");
+    }
+}
+
+void ChildProgram::resume() const {
+    ::kill(process_, SIGCONT);
 }
 
 bool ChildProgram::isRunning() {

@@ -33,7 +33,10 @@ class ChildProgram {
     ChildProgram& operator=(const ChildProgram&) = delete;
     ~ChildProgram();
 
-    pid_t id() const { return process_; }
+    /// Stops the program (SIGSTOP) and waits until it is stopped.
+    void pause() const;
+    /// Lets a stopped program go on.
+    void resume() const;
     bool isRunning();
     /// Waits for the end. Returns the exit code, or -1 after a signal.
     int wait();

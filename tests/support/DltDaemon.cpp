@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -76,8 +75,9 @@ bool isListened(std::uint16_t port) {
             fields >> number >> local >> remote >> state;
             const std::string end = suffix.str();
             if (state == listening && local.size() > end.size() &&
-                local.compare(local.size() - end.size(), end.size(), end) == 0)
+                local.compare(local.size() - end.size(), end.size(), end) == 0) {
                 return true;
+            }
         }
     }
     return false;
@@ -125,24 +125,26 @@ DltDaemon::DltDaemon() {
         std::vector<std::string>{"DLT_PIPE_DIR=" + directory}, (directory_.path() / "daemon.txt").string());
     const bool listening =
         becomesTrue([&] { return !daemon_->isRunning() || isListened(port.number()); }, kLimit);
-    if (!listening || !daemon_->isRunning())
+    if (!listening || !daemon_->isRunning()) {
         throw std::runtime_error("dlt-daemon does not start: " + contentOf(directory_.path() / "daemon.txt"));
+    }
 
     // stdbuf: otherwise dlt-receive buffers its lines until it ends.
     receiver_ = std::make_unique<ChildProgram>(
         std::vector<std::string>{"stdbuf", "-oL", "dlt-receive", "-a", "-p", port_, "127.0.0.1"},
         std::vector<std::string>{}, (directory_.path() / "received.txt").string());
-    if (!receives("Daemon launched"))
+    if (!receives("Daemon launched")) {
         throw std::runtime_error("dlt-receive is not connected: " +
                                  contentOf(directory_.path() / "received.txt"));
+    }
 }
 
 void DltDaemon::pause() {
-    ::kill(daemon_->id(), SIGSTOP);
+    daemon_->pause();
 }
 
 void DltDaemon::resume() {
-    ::kill(daemon_->id(), SIGCONT);
+    daemon_->resume();
 }
 
 std::string DltDaemon::received() const {

@@ -12,8 +12,9 @@ namespace bench::mqtt {
 constexpr const char* kTopic = "ClampControl/clamps/1";
 
 inline void require(int result, const char* what) {
-    if (result != MOSQ_ERR_SUCCESS)
+    if (result != MOSQ_ERR_SUCCESS) {
         throw std::runtime_error(std::string(what) + ": " + mosquitto_strerror(result));
+    }
 }
 
 /// A connection to a broker on this machine. It has its own network thread once it is started.

@@ -224,8 +224,9 @@ const ApplicationLog::Destinations& ApplicationLog::destinations() {
 
 void ApplicationLog::writeRemote(Logger::State& state, LogLevel level, const std::string& text) noexcept {
     if (remoteShut_.load()) {
-        if (lossUnsaid_.exchange(false))
+        if (lossUnsaid_.exchange(false)) {
             complain("records of a forked process do not reach DLT; they are lost");
+        }
         return;
     }
     const std::lock_guard gate(remoteGate_);

@@ -66,8 +66,9 @@ std::string dltOutputOf(const std::function<void()>& work) {
 std::string consoleOutputOf(const std::function<void()>& work) {
     std::string lines = runWithoutDaemon(work).errors;
     constexpr std::size_t stampLength = sizeof("2025-11-20T09:30:00.001002Z ") - 1;
-    for (std::size_t start = 0; start < lines.size(); start = lines.find('\n', start) + 1)
+    for (std::size_t start = 0; start < lines.size(); start = lines.find('\n', start) + 1) {
         lines.erase(start, stampLength);
+    }
     return lines;
 }
 
@@ -220,8 +221,9 @@ TEST(CreateLogger, GivesTheSameLoggerToConcurrentCallers) {
     runWithoutDaemon([] {
         std::vector<Logger*> loggers(8);
         std::vector<std::thread> threads;
-        for (Logger*& logger : loggers)
+        for (Logger*& logger : loggers) {
             threads.emplace_back([&logger] { logger = &CreateLogger("Ctx", ""); });
+        }
         for (std::thread& thread : threads) {
             thread.join();
         }

@@ -78,8 +78,9 @@ TEST_F(CSCLoggingAralogImplTest, WritesWithCreateLoggerAlone) {
 }
 
 TEST_F(CSCLoggingAralogImplTest, IsDisabledAtEveryLevelWithoutALogger) {
-    for (int level = 0; level <= 6; ++level)
+    for (int level = 0; level <= 6; ++level) {
         EXPECT_FALSE(sut.IsLoggingEnabled(static_cast<ECSCLogLevel>(level)));
+    }
     EXPECT_THAT(RecordingAraLog::calls(), IsEmpty());
 }
 

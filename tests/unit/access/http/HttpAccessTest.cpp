@@ -117,7 +117,7 @@ TEST(HttpAccess, RefusesAnAnswerOfMoreThan16Mebibytes) {
         sut->get("clamps", "", {});
         FAIL() << "not refused";
     } catch (const std::exception& exception) {
-        EXPECT_NE(std::string(exception.what()).find("more than 16 MiB"), std::string::npos)
+        EXPECT_NE(std::string(exception.what()).find("larger than 16 MiB"), std::string::npos)
             << exception.what();
     }
 }
