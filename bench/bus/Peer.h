@@ -45,7 +45,7 @@ class Peer : public std::enable_shared_from_this<Peer> {
     void onRequest();
     void upgrade();
     void readFrames();
-    void onFrame(const FrameReader::Frame& frame);
+    void onFrame(const FrameReader::Frame& inbound);
     void onText(const std::string& text);
 
     void appendChange(bool isSwitchedOn, std::int64_t now);

@@ -133,14 +133,13 @@ void addEnumerations() {
     }
 
     const Subject value("EnumerationValueOfText");
-    value.ours(inTurn(texts, [&byText](const std::string& text) { return byText.find(text)->second; }));
+    value.ours(inTurn(texts, [](const std::string& text) { return byText.find(text)->second; }));
     value.reference("unordered_map", inTurn(texts, [hashedByText](const std::string& text) {
                         return hashedByText->find(text)->second;
                     }));
 
     const Subject text("EnumerationTextOfValue");
-    text.ours(
-        inTurn(values, [&byValue](Function key) { return std::string_view(byValue.find(key)->second); }));
+    text.ours(inTurn(values, [](Function key) { return std::string_view(byValue.find(key)->second); }));
     text.reference("unordered_map", inTurn(values, [hashedByValue](Function key) {
                        return std::string_view(hashedByValue->find(key)->second);
                    }));

@@ -10,10 +10,12 @@
 
 extern "C" {
 // The C library's allocator, under names that this file does not replace.
+// NOLINTBEGIN(bugprone-reserved-identifier)  these names are the C library's
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
+// NOLINTEND(bugprone-reserved-identifier)
 }
 
 namespace {
