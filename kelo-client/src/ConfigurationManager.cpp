@@ -101,7 +101,7 @@ void ConfigurationManager::load() {
 void ConfigurationManager::parseFile() {
     Poco::FileInputStream file(configFile_);
     Poco::JSON::Parser parser;
-    parser.setDepth(JsonObject::maximumDepth);
+    parser.setDepth(JsonObject::kMaximumDepth);
     const Poco::Dynamic::Var content = parser.parse(file);
     root_ = content.extract<Poco::JSON::Object::Ptr>();
     parseProperties(std::make_shared<const JsonObject>(root_));

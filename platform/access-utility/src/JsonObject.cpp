@@ -13,7 +13,7 @@ namespace zebutil {
 using detail::JsonValue;
 
 std::shared_ptr<JsonObject> JsonObject::parse(std::string_view text) {
-    return std::make_shared<JsonObject>(detail::readJsonObject(text, maximumDepth));
+    return std::make_shared<JsonObject>(detail::readJsonObject(text, kMaximumDepth));
 }
 
 JsonObject::JsonObject() : object_(new Poco::JSON::Object) {}

@@ -24,7 +24,7 @@ class JsonArray;
 class ZEBUTIL_EXPORT JsonObject {
  public:
     /// How deep objects and arrays may be nested in a text.
-    static constexpr int maximumDepth = 64;
+    static constexpr int kMaximumDepth = 64;
 
     /// Parses a complete JSON text in UTF-8, which must be one object. If a key is repeated, its last value
     /// counts. Throws `JsonException` with the reason if the text is invalid.
