@@ -51,7 +51,7 @@ class Servicemanagement : public test_data_objects::DataObjectTest {
     std::string lineThatEndsTheFill(const std::string& json) const {
         log.clear();
         objectOf<R>(json);
-        EXPECT_THAT(messages(), ElementsAre(endOfFill)) << json;
+        EXPECT_THAT(messages(), ElementsAre(kEndOfFill)) << json;
         const std::vector<std::string> lines = log.lines();
         return lines.size() == 1 ? sourceLineOf("Servicemanagement", lines[0]) : "";
     }
