@@ -65,32 +65,32 @@ void addResource(const std::string& name, std::string_view element) {
 void addResources() {
     using Clampcontrol = ClampcontrolService;
     using Servicemanagement = ServicemanagementService;
-    addResource<Clampcontrol::Clamp, rival::clampcontrol::Clamp>("Clamp", elements::clamp);
+    addResource<Clampcontrol::Clamp, rival::clampcontrol::Clamp>("Clamp", elements::kClamp);
     addResource<Clampcontrol::Notification, rival::clampcontrol::Notification>("ClampNotification",
-                                                                               elements::clampNotification);
+                                                                               elements::kClampNotification);
     addResource<Clampcontrol::SpecialState, rival::clampcontrol::SpecialState>("SpecialState",
-                                                                               elements::specialState);
+                                                                               elements::kSpecialState);
     addResource<ImmobilizerService::Info, rival::immobilizer::Info>("ImmobilizerInfo",
-                                                                    elements::immobilizerInfo);
+                                                                    elements::kImmobilizerInfo);
     addResource<ImmobilizerService::Notification, rival::immobilizer::Notification>(
-        "ImmobilizerNotification", elements::immobilizerNotification);
-    addResource<AuthentictimeService::Time, rival::authentictime::Time>("Time", elements::time);
+        "ImmobilizerNotification", elements::kImmobilizerNotification);
+    addResource<AuthentictimeService::Time, rival::authentictime::Time>("Time", elements::kTime);
     addResource<Servicemanagement::AllUsersTransactionActivationType,
                 rival::servicemanagement::AllUsersTransactionActivationType>(
-        "AllUsersTransactionActivationType", elements::allUsersTransactionActivationType);
+        "AllUsersTransactionActivationType", elements::kAllUsersTransactionActivationType);
     addResource<Servicemanagement::BinarySigned, rival::servicemanagement::BinarySigned>(
-        "BinarySigned", elements::binarySigned);
+        "BinarySigned", elements::kBinarySigned);
     addResource<Servicemanagement::ConnectionState, rival::servicemanagement::ConnectionState>(
-        "ConnectionState", elements::connectionState);
+        "ConnectionState", elements::kConnectionState);
     addResource<Servicemanagement::HttpOperationType, rival::servicemanagement::HttpOperationType>(
-        "HttpOperationType", elements::httpOperationType);
+        "HttpOperationType", elements::kHttpOperationType);
     addResource<Servicemanagement::MqttOperationType, rival::servicemanagement::MqttOperationType>(
-        "MqttOperationType", elements::mqttOperationType);
+        "MqttOperationType", elements::kMqttOperationType);
     addResource<Servicemanagement::TransactionActivationType,
                 rival::servicemanagement::TransactionActivationType>("TransactionActivationType",
-                                                                     elements::transactionActivationType);
+                                                                     elements::kTransactionActivationType);
     addResource<Servicemanagement::TransactionType, rival::servicemanagement::TransactionType>(
-        "TransactionType", elements::transactionType);
+        "TransactionType", elements::kTransactionType);
 }
 
 using Function = ClampcontrolService::SPECIALSTATE_REQUESTINGFUNCTION;

@@ -25,7 +25,7 @@ using micro::repeat;
 using micro::Subject;
 using zebutil::JsonObject;
 
-constexpr unsigned rapidFlags = rapidjson::kParseValidateEncodingFlag;
+constexpr unsigned kRapidFlags = rapidjson::kParseValidateEncodingFlag;
 
 Poco::JSON::Object::Ptr parseWithPoco(const std::string& text) {
     Poco::JSON::Parser parser;
@@ -34,7 +34,7 @@ Poco::JSON::Object::Ptr parseWithPoco(const std::string& text) {
 
 std::unique_ptr<rapidjson::Document> parseWithRapid(const std::string& text) {
     auto document = std::make_unique<rapidjson::Document>();
-    document->Parse<rapidFlags>(text.data(), text.size());
+    document->Parse<kRapidFlags>(text.data(), text.size());
     if (document->HasParseError() || !document->IsObject()) {
         throw std::runtime_error("no object");
     }
@@ -140,7 +140,7 @@ void addGetter(const char* name, std::string_view element, Get get) {
 
 /// The life of an element that arrives: it is parsed, two values are read, and it is destroyed.
 void addParsingAndGetting() {
-    const std::string text(micro::elements::clamp);
+    const std::string text(micro::elements::kClamp);
     const auto use = [](const auto& json) { return isOn(json) && type(json) == "Clamp15"; };
     const Subject subject("JsonParseAndGet");
     subject.ours(repeat([text, use] { return use(*JsonObject::parse(text)); }));
@@ -152,12 +152,12 @@ void addParsingAndGetting() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    addParsing("JsonParseClamp", micro::elements::clamp);
-    addParsing("JsonParseHttpOperationType", micro::elements::httpOperationType);
-    addGetter("JsonGetBool", micro::elements::clamp, [](const auto& json) { return isOn(json); });
-    addGetter("JsonGetInt64", micro::elements::time, [](const auto& json) { return unixDate(json); });
-    addGetter("JsonGetString", micro::elements::clamp, [](const auto& json) { return type(json); });
-    addGetter("JsonGetObject", micro::elements::transactionType,
+    addParsing("JsonParseClamp", micro::elements::kClamp);
+    addParsing("JsonParseHttpOperationType", micro::elements::kHttpOperationType);
+    addGetter("JsonGetBool", micro::elements::kClamp, [](const auto& json) { return isOn(json); });
+    addGetter("JsonGetInt64", micro::elements::kTime, [](const auto& json) { return unixDate(json); });
+    addGetter("JsonGetString", micro::elements::kClamp, [](const auto& json) { return type(json); });
+    addGetter("JsonGetObject", micro::elements::kTransactionType,
               [](const auto& json) { return stateId(json); });
     addParsingAndGetting();
     benchmark::Initialize(&argc, argv);
