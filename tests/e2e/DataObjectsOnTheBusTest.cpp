@@ -97,15 +97,7 @@ std::set<std::string> pathsOf(testing::Types<R...>*) {
     return {(R::getServiceName() + "/" + R::getResourceName())...};
 }
 
-class NameOfResource {
- public:
-    template <typename R>
-    static std::string GetName(int) {
-        return R::getServiceName() + "_" + R::getResourceName();
-    }
-};
-
-TYPED_TEST_SUITE(DataObjectsOnTheBus, Resources, NameOfResource);
+TYPED_TEST_SUITE(DataObjectsOnTheBus, Resources);
 
 TYPED_TEST(DataObjectsOnTheBus, HaveTheFieldsOfTheBusFile) {
     const auto expected = this->elementsOfTheFile();

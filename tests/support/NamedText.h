@@ -14,7 +14,7 @@ struct NamedText {
 };
 
 inline void PrintTo(const NamedText& named, std::ostream* stream) {
-    *stream << named.name << ": " << named.text;
+    *stream << named.name;
 }
 
 inline std::string nameOf(const testing::TestParamInfo<NamedText>& instance) {
