@@ -18,8 +18,8 @@
 
 namespace {
 
-using contract::LightingService;
-using contract::TestConfiguration;
+using test_support::LightingService;
+using test_support::TestConfiguration;
 using zebutil::SingleThreadAsyncTaskExecutor;
 
 /// Connections that open and close at once, without a pause.
