@@ -88,7 +88,7 @@ def refuse_docs_that_break_a_comment(document, unit):
 
 
 def _identifiers(unit):
-    """Yields the place, the kind and the text of each identifier. Names that end in "Descriptor", "_FIELDS" or "Service"
+    """Yields place, kind and text of each identifier. Names that end in "Descriptor", "_FIELDS" or "Service"
     are omitted, because none of them is reserved."""
     for resource_place, resource in _resources(unit):
         yield resource_place + ("class",), "class", resource.name

@@ -1,4 +1,4 @@
-"""Writes a header that lists the resources of every model and their enumerated fields, for tests that cover all of them.
+"""Writes a header with the resources of every model and their enumerated fields, for tests that cover all of them.
 
 usage: list_resources.py OUTPUT MODEL...
 """

@@ -108,7 +108,7 @@ def add_service(steps, scratch):
 
 
 def check_elements(steps, model):
-    """Checks the page's examples for tests that are not built here: they must contain every resource and every field."""
+    """Checks the page's examples for tests that are not built here: they must contain every resource and field."""
     services = json.loads("{" + steps.block("simulated bus", "json") + "}")
     fuzzed = steps.block("```cpp", "cpp").splitlines()
     resources = services[model["service"]]
