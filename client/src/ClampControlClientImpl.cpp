@@ -58,10 +58,12 @@ void ClampControlClientImpl::Stop() {
     }
     clientServiceBase_->stop();
     // Once the end of the process has begun, the service's name may be gone. Then the base has been stopped
-    // with all its WebSockets, so there is none left to remove.
+    // with all its WebSockets, and there is nothing left to remove.
+    std::string serviceName;
     if (const kelo_client::ProcessBase::Visit visit; visit.admitted()) {
-        clientServiceBase_->getWebsocketManagerFactory()->removeClient(ClampcontrolService::getServiceName());
+        serviceName = ClampcontrolService::getServiceName();
     }
+    clientServiceBase_->getWebsocketManagerFactory()->removeClient(serviceName);
     access_->Stop();
     access_->DetachCallback();  // Inside a callback the executor has not ended yet.
 }

@@ -5,8 +5,8 @@
 namespace csc_logging {
 
 bool ExitGate::waitUntilEmpty(std::chrono::milliseconds limit) {
-    // Looks instead of being woken: this happens once, at the end of the process, and a visit takes
-    // microseconds. A wake-up would cost every visit something.
+    // Polls, because it happens only once, at the end of the process, and a visit takes microseconds. A
+    // wake-up would make every visit more expensive.
     const auto end = std::chrono::steady_clock::now() + limit;
     while (inside_.load() != 0) {
         if (std::chrono::steady_clock::now() >= end) {

@@ -14,8 +14,8 @@ namespace csc_logging {
 /// Threads keep running while exit destroys the statics. So each use is a visit. At its end the object
 ///   1. refuses further visits,
 ///   2. runs `Object::end()`, which does what has to happen in any case,
-///   3. waits for the visits under way, and is then destroyed. If one takes longer than the limit, the object
-///      is left to the end of the process, which is better than destroying it under the visitor.
+///   3. waits for the visits under way, and is then destroyed. If a visit takes longer than the limit, the
+///      object is never destroyed: a leak at exit is better than a use of a destroyed object.
 ///
 /// Order: exit destroys statics in the reverse order of their construction. An `Object` that uses other
 /// statics to its end, itself or through its threads, makes them in its constructor.
@@ -40,8 +40,8 @@ class ProcessStatic {
         with([](Object&) {});
     }
 
-    /// For a use of statics that are older than the object: as long as a visit that was admitted lasts, they
-    /// live, too.
+    /// Protects a use of statics that are older than the object: while a visit that was admitted lasts, they
+    /// exist.
     class Visit : public ExitGate::Visit {
      public:
         Visit() noexcept : ExitGate::Visit(exitGate_) {}
@@ -65,7 +65,8 @@ class ProcessStatic {
         Object& object() noexcept { return *object_; }
 
      private:
-        // A plain pointer: to an object that is left it leads on, so that this is not a leak.
+        // A plain pointer. It still refers to an object that was left, so a leak checker does not report
+        // that.
         Object* const object_ = new Object();
     };
 
