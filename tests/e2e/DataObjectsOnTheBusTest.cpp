@@ -97,7 +97,15 @@ std::set<std::string> pathsOf(testing::Types<R...>*) {
     return {(R::getServiceName() + "/" + R::getResourceName())...};
 }
 
-TYPED_TEST_SUITE(DataObjectsOnTheBus, Resources);
+/// What GoogleTest does by default. Without a third argument of the macro below clang warns of an empty one.
+struct NumberOfType {
+    template <typename R>
+    static std::string GetName(int number) {
+        return std::to_string(number);
+    }
+};
+
+TYPED_TEST_SUITE(DataObjectsOnTheBus, Resources, NumberOfType);
 
 TYPED_TEST(DataObjectsOnTheBus, HaveTheFieldsOfTheBusFile) {
     const auto expected = this->elementsOfTheFile();
