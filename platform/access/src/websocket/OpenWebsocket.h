@@ -17,7 +17,7 @@ namespace zeb {
 
 /// An open WebSocket: reads messages, sends messages, is watched. Owned by a WebsocketManager; everything
 /// runs on the I/O thread.
-class OpenWebsocket final : private Watchdog::Owner {
+class OpenWebsocket : private Watchdog::Owner {
  public:
     class Owner {
      public:
@@ -40,6 +40,9 @@ class OpenWebsocket final : private Watchdog::Owner {
     OpenWebsocket(boost::asio::io_context& context, WebsocketStream& stream, NotificationDelivery& delivery,
                   std::chrono::milliseconds pingInterval, std::chrono::milliseconds pongTimeout,
                   Owner& owner);
+    virtual ~OpenWebsocket() = default;
+    OpenWebsocket(const OpenWebsocket&) = delete;
+    OpenWebsocket& operator=(const OpenWebsocket&) = delete;
 
     /// Begins to read and to watch, once the stream is open.
     void start();
