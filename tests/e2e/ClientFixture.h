@@ -75,9 +75,11 @@ class Application : public clampcontrolclient::ClampControlCallbackIf {
 
 /// The shipped client, a vehicle's bus on loopback, and an application.
 class ClientFixture : public testing::Test {
+ public:
+    ~ClientFixture() override;
+
  protected:
     explicit ClientFixture(const zebbussim::BusSimulator::Options& busOptions = {});
-    ~ClientFixture() override;
 
     /// Writes the configuration at the client's fixed path. Call it before the client is created.
     static void writeConfiguration(const std::string& json);
