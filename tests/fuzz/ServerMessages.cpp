@@ -26,8 +26,10 @@ using fuzz::require;
 using zebutil::JsonObject;
 using Record = zeb::SubscriptionRouter::Record;
 
-class CheckingConnection final : public zeb::SubscriptionRouter::Connection {
+class CheckingConnection : public zeb::SubscriptionRouter::Connection {
  public:
+    virtual ~CheckingConnection() = default;
+
     void send(std::string message) override {
         const auto json = JsonObject::parse(message);
         const std::string action = json->getString("action");

@@ -13,6 +13,7 @@ std::atomic<std::time_t> offset = 0;
 }  // namespace
 
 // Replaces the function of the C library, for this program and for the libraries that it uses.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are reserved
 extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock,
                                                                     timespec* time) noexcept {
     const long result = ::syscall(SYS_clock_gettime, clock, time);

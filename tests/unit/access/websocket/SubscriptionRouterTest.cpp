@@ -14,8 +14,10 @@ namespace {
 
 using Record = zeb::SubscriptionRouter::Record;
 
-class RecordingConnection final : public zeb::SubscriptionRouter::Connection {
+class RecordingConnection : public zeb::SubscriptionRouter::Connection {
  public:
+    virtual ~RecordingConnection() = default;
+
     void send(std::string message) override { sent.push_back(std::move(message)); }
     void enqueue(const Record&, std::string_view data) override { enqueued.emplace_back(data); }
     void tellEnded(const Record&, const std::string& reason) override { ended.push_back(reason); }
