@@ -12,10 +12,13 @@ std::atomic<std::time_t> offset = 0;
 
 }  // namespace
 
-// Replaces the function of the C library, for this program and for the libraries that it uses.
-// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library's names are reserved
-extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t clock,
-                                                                    timespec* time) noexcept {
+// Replaces clock_gettime() of the C library, for this program and for the libraries that it uses. The symbol
+// is set by hand, because a definition under the C name would have to repeat its reserved parameter names.
+extern "C" __attribute__((visibility("default"))) int settableClockGettime(clockid_t clock,
+                                                                           timespec* time) noexcept
+    __asm__("clock_gettime");
+
+int settableClockGettime(clockid_t clock, timespec* time) noexcept {
     const long result = ::syscall(SYS_clock_gettime, clock, time);
     if (result == 0 && clock == CLOCK_REALTIME) {
         time->tv_sec += offset.load(std::memory_order_relaxed);
