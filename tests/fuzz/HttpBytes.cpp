@@ -27,6 +27,7 @@ class OneSocketSession : public Poco::Net::HTTPClientSession {
 }  // namespace
 
 // The private sources are in this program and in the library that it links, with identical content.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizer calls it by this name
 extern "C" const char* __asan_default_options() {
     return "detect_odr_violation=0";
 }
