@@ -34,12 +34,16 @@ std::string ClientFixture::staticConfiguration(const std::string& furtherSetting
            bus.baseUri() + R"(","serverBasePathHTTP":"/")" + furtherSettings + "}}}";
 }
 
-void ClientFixture::startClient() {
+void ClientFixture::createClient() {
     if (!std::filesystem::exists(kConfiguration)) {
         writeConfiguration(staticConfiguration());
     }
     client = std::make_unique<clampcontrolclient::ClampControlClient>();
     client->AssignCallback(&application);
+}
+
+void ClientFixture::startClient() {
+    createClient();
     client->Start();
 }
 

@@ -86,7 +86,9 @@ class ClientFixture : public testing::Test {
     /// A configuration with the clamp-control service at this bus and without a registry.
     std::string staticConfiguration(const std::string& furtherSettings = "") const;
 
-    /// Creates and starts a client, with the configuration above unless another was written.
+    /// Creates a client, with the configuration above unless another was written.
+    void createClient();
+    /// Also starts it.
     void startClient();
     /// Also waits until the service is reported as connected.
     void connectClient();

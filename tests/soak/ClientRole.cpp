@@ -4,6 +4,7 @@
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <clampcontrolclient/ClampControlClient.h>
 #include <kelo-client/ClientServiceBase.h>
+#include <malloc.h>
 #include <unistd.h>
 #include <zeb/IServiceRegistry.h>
 #include <zeb/ServiceListener.h>
@@ -320,7 +321,11 @@ class Counter : public std::enable_shared_from_this<Counter> {
     std::atomic<std::uint64_t> told_ = 0;
 };
 
+// What the process holds now: heap in use (bytes), resident memory (KiB), file descriptors, threads.
 std::string ownFigures() {
+    // What the C library keeps for later would hide what the library uses.
+    ::malloc_trim(0);
+    const struct mallinfo2 heap = ::mallinfo2();
     std::ifstream status("/proc/self/status");
     std::string word;
     std::string resident = "0";
@@ -337,7 +342,8 @@ std::string ownFigures() {
         static_cast<void>(entry);
         ++descriptors;
     }
-    return resident + " " + std::to_string(descriptors) + " " + threads;
+    return std::to_string(heap.uordblks + heap.hblkhd) + " " + resident + " " + std::to_string(descriptors) +
+           " " + threads;
 }
 
 class Endurance {

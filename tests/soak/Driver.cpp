@@ -48,11 +48,16 @@ constexpr seconds kPatience{240};
 
 // Sanitizers keep freed memory, so its growth says nothing.
 constexpr bool kJudgesMemory = SOAK_WITH_SANITIZER == 0;
-constexpr long kMemoryMayGrow = 4096;    // KiB
 constexpr long kDescriptorsMayGrow = 2;  // a kept-alive HTTP connection may be open
+// In this time the process may take memory that it keeps: buffers, code, thread stacks.
+constexpr seconds kWarmUp{60};
+// A shorter run says nothing about growth.
+constexpr std::ptrdiff_t kFewestSamples = 20;
 
 struct Sample {
-    long resident;  // KiB
+    Clock::duration at;  // since the beginning
+    long heap;           // bytes
+    long resident;       // KiB
     long descriptors;
     long threads;
 };
@@ -381,7 +386,8 @@ class Soak {
                 complain(line->substr(10));
             } else if (first == "figures") {
                 Sample sample{};
-                words >> sample.resident >> sample.descriptors >> sample.threads;
+                sample.at = Clock::now() - began_;
+                words >> sample.heap >> sample.resident >> sample.descriptors >> sample.threads;
                 samples_.push_back(sample);
             } else if (first == "disturbed") {
                 std::fprintf(stderr, "%s\n", line->c_str());
@@ -458,26 +464,37 @@ class Soak {
         return values.empty() ? 0 : values[values.size() / 2];
     }
 
-    /// Compares the first samples, taken after the process had warmed up, with the last ones.
+    /// Compares the first samples after the warm-up with the last ones. Memory in a calm varies with what
+    /// happens to be kept, so growth is a last median above everything seen at first.
     void judgeBounds() {
-        if (samples_.size() < 3) {
+        const auto isWarm = [this](const Sample& sample) { return sample.at > std::min(kWarmUp, took_ / 5); };
+        const auto begin = std::find_if(samples_.cbegin(), samples_.cend(), isWarm);
+        const auto count = samples_.cend() - begin;
+        if (count < 2) {
             return;
         }
-        // The first sample is taken before any fault.
-        const std::size_t part = std::max<std::size_t>(1, (samples_.size() - 1) / 5);
-        const auto first = samples_.cbegin() + 1;
-        const auto last = samples_.cend() - static_cast<std::ptrdiff_t>(part);
+        const auto part = std::max<std::ptrdiff_t>(1, count / 5);
         const auto both = [&](long Sample::*figure) {
-            return std::make_pair(median(first, first + static_cast<std::ptrdiff_t>(part), figure),
-                                  median(last, samples_.cend(), figure));
+            return std::make_pair(median(begin, begin + part, figure),
+                                  median(samples_.cend() - part, samples_.cend(), figure));
         };
+        heap_ = both(&Sample::heap);
         resident_ = both(&Sample::resident);
         descriptors_ = both(&Sample::descriptors);
         threads_ = both(&Sample::threads);
-        if (kJudgesMemory && resident_.second > resident_.first + kMemoryMayGrow) {
-            complain("resident memory grew from " + std::to_string(resident_.first) + " to " +
-                     std::to_string(resident_.second) + " KiB");
-        }
+        const auto judgeMemory = [&](const char* name, long Sample::*figure, long last) {
+            const auto isSmaller = [figure](const Sample& one, const Sample& two) {
+                return one.*figure < two.*figure;
+            };
+            const Sample& largest = *std::max_element(begin, begin + part, isSmaller);
+            const long first = largest.*figure;
+            if (kJudgesMemory && count >= kFewestSamples && last > first) {
+                complain(std::string(name) + " grew from at most " + std::to_string(first) + " to " +
+                         std::to_string(last));
+            }
+        };
+        judgeMemory("heap in use (bytes)", &Sample::heap, heap_.second);
+        judgeMemory("resident memory (KiB)", &Sample::resident, resident_.second);
         if (descriptors_.second > descriptors_.first + kDescriptorsMayGrow) {
             complain("file descriptors grew from " + std::to_string(descriptors_.first) + " to " +
                      std::to_string(descriptors_.second));
@@ -522,7 +539,8 @@ class Soak {
         const auto bound = [](const char* name, const std::pair<long, long>& figure) {
             std::printf("  %-48s  %8ld -> %ld\n", name, figure.first, figure.second);
         };
-        bound("resident memory, KiB, first fifth -> last", resident_);
+        bound("heap in use, bytes, first fifth -> last", heap_);
+        bound("resident memory, KiB", resident_);
         bound("file descriptors", descriptors_);
         bound("threads", threads_);
         std::printf("\nShort-lived clients\n");
@@ -552,6 +570,7 @@ class Soak {
     int disturbed_ = 0;
     milliseconds longestRecovery_{0};
     std::string totals_;
+    std::pair<long, long> heap_{};
     std::pair<long, long> resident_{};
     std::pair<long, long> descriptors_{};
     std::pair<long, long> threads_{};
