@@ -10,9 +10,9 @@
 
 namespace zeb {
 
-/// Transport access: sends requests to one service. Used only on the request executor's thread. Each call
-/// blocks until the answer has arrived or the transport's time limit, which is shorter than five seconds, has
-/// passed.
+/// Transport access: sends requests to one service. Each request blocks until the answer has arrived, the
+/// transport's time limit, which is shorter than five seconds, has passed, or it was cancelled. Requests are
+/// made only on the request executor's thread; any thread may cancel.
 class ZEB_EXPORT ITpAccess {
  public:
     /// Pairs of name and value, not yet percent-encoded.
@@ -27,6 +27,12 @@ class ZEB_EXPORT ITpAccess {
     /// Merges a JSON object into an element.
     /// @throws std::exception if no answer arrived
     virtual ZebResponse post(const std::string& resource, const std::string& id, const std::string& body) = 0;
+
+    /// Ends the request under way within milliseconds, whatever it waits for, and makes every later one fail
+    /// at once, both with an exception that says "cancelled". Called when the service is disconnected and
+    /// when the registry stops. Returns at once; may be called more than once. An access that never blocks
+    /// has nothing to do here.
+    virtual void cancel() {}
 };
 
 }  // namespace zeb

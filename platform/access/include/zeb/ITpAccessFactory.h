@@ -14,6 +14,10 @@ struct TpEndpoint {
     std::string serverBaseUri;  ///< scheme, host and port
     std::string basePath;       ///< path of the bus on the server; "/" is appended if it does not end in one
     std::string separator;      ///< text after a resource name; empty if the service uses none
+    /// Numeric IP address that the WebSocket of the service has reached, so that both channels of a service
+    /// go to one peer. Port, Host header and the certificate's check remain those of `serverBaseUri`. Empty:
+    /// the host is looked up.
+    std::string address = {};
 };
 
 /// Creates the transport access to a service.
