@@ -1,7 +1,10 @@
 #pragma once
 
+#include <charconv>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace zeb {
 
@@ -24,6 +27,27 @@ inline std::string percentEncode(std::string_view text) {
         }
     }
     return encoded;
+}
+
+/// The text that `encoded` stands for; none if a "%" is not followed by two hexadecimal digits.
+inline std::optional<std::string> percentDecode(std::string_view encoded) {
+    std::string text;
+    text.reserve(encoded.size());
+    for (std::size_t position = 0; position < encoded.size(); ++position) {
+        if (encoded[position] != '%') {
+            text.push_back(encoded[position]);
+            continue;
+        }
+        const std::string_view escape = encoded.substr(position + 1, 2);
+        unsigned byte = 0;
+        const auto [end, error] = std::from_chars(escape.data(), escape.data() + escape.size(), byte, 16);
+        if (escape.size() != 2 || error != std::errc() || end != escape.data() + 2) {
+            return std::nullopt;
+        }
+        text.push_back(static_cast<char>(byte));
+        position += 2;
+    }
+    return text;
 }
 
 }  // namespace zeb
