@@ -5,6 +5,7 @@
 #include "BusModel.h"
 #include "HttpFaults.h"
 #include "Observations.h"
+#include "RequestHead.h"
 #include "Subscriptions.h"
 
 namespace zebbussim {
@@ -17,6 +18,7 @@ struct BusContext {
     Observations& observations;
     HttpFaults& faults;
     std::string basePath;
+    ServerNames names;
 };
 
 }  // namespace zebbussim

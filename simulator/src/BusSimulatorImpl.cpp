@@ -60,7 +60,12 @@ BusSimulator::Impl::Impl(const Options& options)
                          running_->thread.runLater(delay, std::move(function));
                      }),
       registry_(model_),
-      context_{model_, subscriptions_, observations_, faults_, normalizedBasePath(options.basePath)} {
+      context_{model_,
+               subscriptions_,
+               observations_,
+               faults_,
+               normalizedBasePath(options.basePath),
+               {hasTls(options), options.hostNames}} {
     if (options_.tlsCertificateFile.empty() != options_.tlsKeyFile.empty()) {
         throw std::invalid_argument(options_.tlsKeyFile.empty()
                                         ? "A TLS certificate without the file of its key"

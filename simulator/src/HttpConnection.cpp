@@ -21,12 +21,17 @@ namespace {
 
 constexpr std::size_t kMaximumBody = 1024 * 1024;
 constexpr std::uint32_t kMaximumHeader = 8 * 1024;
+/// Holds a head or the line of a chunk, which the parser wants in one piece, and whatever came along.
+constexpr std::size_t kBuffer = 16 * 1024;
 constexpr std::chrono::seconds kIdleTime{60};
 constexpr std::chrono::seconds kFinishTime{1};
 
 std::optional<HttpAnswer> answerToBrokenRequest(const boost::system::error_code& error) {
     if (error == http::error::body_limit) {
         return errorAnswer({413, "payload_too_large", "A request body must not exceed 1 MiB"});
+    }
+    if (error == http::error::buffer_overflow) {
+        return errorAnswer(BusError::badRequest("A chunk or what follows the last one has too long a head"));
     }
     if (error == http::error::header_limit) {
         return errorAnswer({431, "header_too_large", "The request line and headers must not exceed 8 KiB"});
@@ -45,7 +50,8 @@ HttpConnection::HttpConnection(BusStream&& stream, BusContext& busContext, Event
       closeTimer_(stream_.get_executor()),
       delayTimer_(stream_.get_executor()),
       context_(busContext),
-      events_(std::move(connectionEvents)) {}
+      events_(std::move(connectionEvents)),
+      buffer_(kBuffer) {}
 
 void HttpConnection::start() {
     closeIn(kIdleTime);
@@ -73,10 +79,79 @@ void HttpConnection::read() {
     parser_.emplace();
     parser_->header_limit(kMaximumHeader);
     parser_->body_limit(kMaximumBody);
+    rawHead_.clear();
     closeIn(kIdleTime);
+    parseHead();  // of a request that came along with the one before
+}
+
+void HttpConnection::readHead() {
+    stream_.async_read_some(buffer_.prepare(kBuffer - buffer_.size()),
+                            [self = shared_from_this()](const ErrorCode& error, std::size_t size) {
+                                if (self->over_) {
+                                    return;
+                                }
+                                if (error) {
+                                    self->close();
+                                    return;
+                                }
+                                self->buffer_.commit(size);
+                                self->parseHead();
+                            });
+}
+
+void HttpConnection::parseHead() {
+    ErrorCode error;
+    while (!error && !parser_->is_header_done() && buffer_.size() > 0) {
+        const std::size_t parsed = parser_->put(buffer_.data(), error);
+        rawHead_.append(static_cast<const char*>(buffer_.data().data()), parsed);
+        buffer_.consume(parsed);
+    }
+    if (error == http::error::need_more || (!error && !parser_->is_header_done())) {
+        if (buffer_.size() < kBuffer) {
+            readHead();
+            return;
+        }
+        error = http::error::header_limit;
+    }
+    if (error) {
+        refuse(error);
+        return;
+    }
+    try {
+        checkHead(parser_->get().base(), rawHead_, context_.names);
+    } catch (const BusError& problem) {
+        request_ = parser_->release();
+        answer(errorAnswer(problem), true);
+        return;
+    }
+    readBody();
+}
+
+void HttpConnection::readBody() {
+    if (parser_->is_done()) {
+        received({});
+        return;
+    }
     http::async_read(
         stream_, buffer_, *parser_,
-        [self = shared_from_this()](const ErrorCode& error, std::size_t) { self->received(error); });
+        [self = shared_from_this(), head = parser_->get().base()](const ErrorCode& error, std::size_t) {
+            if (!error) {
+                // What stands behind the body was not checked and says nothing.
+                self->parser_->get().base() = head;
+            }
+            self->received(error);
+        });
+}
+
+void HttpConnection::refuse(const ErrorCode& error) {
+    const std::optional<HttpAnswer> refusal = answerToBrokenRequest(error);
+    if (refusal) {
+        request_ = {};
+        request_.version(11);
+        answer(*refusal, true);
+    } else {
+        close();
+    }
 }
 
 void HttpConnection::received(const ErrorCode& error) {
@@ -84,14 +159,7 @@ void HttpConnection::received(const ErrorCode& error) {
         return;
     }
     if (error) {
-        const std::optional<HttpAnswer> refusal = answerToBrokenRequest(error);
-        if (refusal) {
-            request_ = {};
-            request_.version(11);
-            answer(*refusal, true);
-        } else {
-            close();
-        }
+        refuse(error);
         return;
     }
     closeTimer_.cancel();
@@ -161,6 +229,9 @@ void HttpConnection::handshake(const RequestTarget& target) {
     if (!offered.exists(WebSocketPeer::kSubProtocol)) {
         throw BusError::badRequest(std::string("The handshake does not offer the sub-protocol ") +
                                    WebSocketPeer::kSubProtocol);
+    }
+    if (buffer_.size() > 0) {
+        throw BusError::badRequest("Something follows the handshake before it is answered");
     }
     over_ = true;
     events_.upgraded(std::move(stream_), service, std::move(request_));

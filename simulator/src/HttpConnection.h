@@ -44,6 +44,10 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     using ErrorCode = boost::system::error_code;
 
     void read();
+    void readHead();
+    void parseHead();
+    void readBody();
+    void refuse(const ErrorCode& error);
     void received(const ErrorCode& error);
     void handle(const std::optional<HttpFault>& fault);
     void parseTarget();
@@ -63,8 +67,9 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     boost::asio::steady_timer delayTimer_;
     BusContext& context_;
     Events events_;
-    boost::beast::flat_buffer buffer_;
+    boost::beast::flat_buffer buffer_;  ///< what has arrived and is not parsed yet
     std::optional<Parser> parser_;
+    std::string rawHead_;  ///< of the present request
     Request request_;
     std::variant<RequestTarget, BusError> target_;  ///< or why it cannot be parsed
     std::array<char, 4096> leftOver_;

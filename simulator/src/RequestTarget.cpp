@@ -69,15 +69,13 @@ QueryTerms parseTerms(const std::string& query) {
 
 /// The path and query of a target. HTTP also allows the absolute form "http://host/path" in every request.
 std::string withoutAuthority(const std::string& target) {
-    const std::string scheme = "http://";
-    if (target.compare(0, scheme.size(), scheme) != 0) {
-        return target;
+    for (const std::string scheme : {"http://", "https://"}) {
+        if (target.compare(0, scheme.size(), scheme) == 0) {
+            const std::size_t end = std::min(target.find_first_of("/?", scheme.size()), target.size());
+            return (target[end] == '/' ? "" : "/") + target.substr(end);
+        }
     }
-    const std::size_t end = target.find_first_of("/?", scheme.size());
-    if (end == std::string::npos) {
-        return "/";
-    }
-    return target[end] == '/' ? target.substr(end) : "/" + target.substr(end);
+    return target;
 }
 
 }  // namespace

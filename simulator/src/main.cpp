@@ -38,6 +38,10 @@ Ends on SIGTERM or SIGINT.
                        --tls-key
   --tls-key FILE       the private key of the certificate (PEM without a
                        password); needs --tls-cert
+  --host-name NAME     accept requests for this host, too; may be repeated.
+                       Without it, only those for an IP address or localhost
+                       are accepted, and none from the web page of another
+                       server
   --scenario FILE      run the steps in FILE, then continue to serve
   --exit-after-scenario
                        exit when all steps are done
@@ -128,6 +132,8 @@ Arguments parseArguments(const std::vector<std::string>& words) {
             arguments.options.tlsCertificateFile = value();
         } else if (name == "--tls-key") {
             arguments.options.tlsKeyFile = value();
+        } else if (name == "--host-name") {
+            arguments.options.hostNames.push_back(value());
         } else if (name == "--scenario") {
             arguments.scenarioFile = value();
         } else if (word == "--exit-after-scenario") {

@@ -63,10 +63,9 @@ void FarServer::set(const std::string& path, const std::string& json) const {
     address.sin_port =
         htons(static_cast<std::uint16_t>(std::stoul(baseUri().substr(baseUri().find_last_of(':') + 1))));
     const int connection = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const std::string request =
-        "POST " + path +
-        " HTTP/1.1\r\nHost: far\r\nConnection: close\r\nContent-Length: " + std::to_string(json.size()) +
-        "\r\n\r\n" + json;
+    const std::string request = "POST " + path + " HTTP/1.1\r\nHost: " + address_ +
+                                "\r\nConnection: close\r\nContent-Length: " + std::to_string(json.size()) +
+                                "\r\n\r\n" + json;
     char answer[12] = {};
     const bool isDone =
         ::connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&

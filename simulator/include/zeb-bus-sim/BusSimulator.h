@@ -36,6 +36,9 @@ class BusSimulator {
         /// without a password. If both are given, the port accepts TLS only. `start()` reads the files.
         std::string tlsCertificateFile;
         std::string tlsKeyFile;
+        /// The names by which clients call this server, beside "localhost" and its IP addresses. A request
+        /// for any other host is refused.
+        std::vector<std::string> hostNames;
     };
 
     BusSimulator();

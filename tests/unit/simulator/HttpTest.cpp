@@ -256,14 +256,14 @@ TEST(SimulatorFaults, AnswerWithTheBytesAskedForAndClose) {
     sut.start();
     sut.answerHttpWithBytes("/", "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nshort");
     RawHttp http(sut.port());
-    http.write("GET /A/b HTTP/1.1\r\n\r\n");
+    http.write("GET /A/b HTTP/1.1\r\nHost: localhost\r\n\r\n");
     EXPECT_EQ(http.readToEnd(), "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nshort");
 }
 
 TEST_F(SimulatorHttp, NeverAnswersWhatItIsToIgnore) {
     sut.ignoreHttp("/ClampControl/clamps");
     RawHttp http(sut.port());
-    http.write("GET /ClampControl/clamps HTTP/1.1\r\n\r\n");
+    http.write("GET /ClampControl/clamps HTTP/1.1\r\nHost: localhost\r\n\r\n");
     EXPECT_TRUE(sut.waitForRequests("/ClampControl/clamps", 1, kLong));
     EXPECT_FALSE(http.answersWithin(std::chrono::milliseconds(50)));
 }
