@@ -5,7 +5,10 @@
 #include <sstream>
 #include <utility>
 
+#include "JsonDocument.h"
+#include "JsonTree.h"
 #include "JsonValue.h"
+#include "JsonWriter.h"
 
 namespace zebutil {
 
@@ -19,76 +22,98 @@ JsonArray::JsonArray(Poco::JSON::Array::Ptr array) : array_(std::move(array)) {
     }
 }
 
+JsonArray::JsonArray(detail::JsonDocumentHold document, std::uint32_t place)
+    : document_(std::move(document)), place_(place) {}
+
 std::size_t JsonArray::size() const {
-    return array_->size();
+    const Poco::JSON::Array* const tree = treeIfMade();
+    return tree != nullptr ? tree->size() : document_->node(place_).size();
 }
 
 bool JsonArray::isNull(std::size_t position) const {
-    return JsonValue(find(position), position).isNull();
+    return find(position).isNull();
 }
 
 bool JsonArray::isString(std::size_t position) const {
-    return JsonValue(find(position), position).isString();
+    return find(position).isString();
 }
 
 bool JsonArray::isObject(std::size_t position) const {
-    return JsonValue(find(position), position).isObject();
+    return find(position).isObject();
 }
 
 bool JsonArray::isArray(std::size_t position) const {
-    return JsonValue(find(position), position).isArray();
+    return find(position).isArray();
 }
 
 bool JsonArray::getBool(std::size_t position) const {
-    return JsonValue(find(position), position).getBool();
+    return find(position).getBool();
 }
 
 std::int64_t JsonArray::getInt64(std::size_t position) const {
-    return JsonValue(find(position), position).getInt64();
+    return find(position).getInt64();
 }
 
 std::string JsonArray::getString(std::size_t position) const {
-    return JsonValue(find(position), position).getString();
+    return find(position).getString();
 }
 
 std::shared_ptr<JsonObject> JsonArray::getObject(std::size_t position) const {
-    return std::make_shared<JsonObject>(JsonValue(find(position), position).getObject());
+    return find(position).getObject();
 }
 
 std::shared_ptr<JsonArray> JsonArray::getArray(std::size_t position) const {
-    return std::make_shared<JsonArray>(JsonValue(find(position), position).getArray());
+    return find(position).getArray();
 }
 
 void JsonArray::addBool(bool value) {
-    array_->add(value);
+    treeToChange()->add(value);
 }
 
 void JsonArray::addInt64(std::int64_t value) {
-    array_->add(Poco::Int64{value});
+    treeToChange()->add(Poco::Int64{value});
 }
 
 void JsonArray::addString(const std::string& value) {
-    array_->add(value);
+    treeToChange()->add(value);
 }
 
 void JsonArray::addObject(const JsonObject& value) {
-    array_->add(value.getTree());
+    treeToChange()->add(value.getTree());
 }
 
 void JsonArray::addArray(const JsonArray& value) {
-    array_->add(value.array_);
+    treeToChange()->add(value.getTree());
 }
 
 std::string JsonArray::toString() const {
-    std::ostringstream text;
-    array_->stringify(text);
-    return text.str();
+    if (const Poco::JSON::Array* const tree = treeIfMade()) {
+        std::ostringstream text;
+        tree->stringify(text);
+        return text.str();
+    }
+    return detail::writeJson(*document_, document_->node(place_));
 }
 
-const Poco::Dynamic::Var* JsonArray::find(std::size_t position) const {
-    return position < array_->size()
-               ? &*(std::as_const(*array_).begin() + static_cast<std::ptrdiff_t>(position))
-               : nullptr;
+const Poco::JSON::Array::Ptr& JsonArray::getTree() const {
+    return document_ ? document_->tree().array(place_) : array_;
+}
+
+const Poco::JSON::Array* JsonArray::treeIfMade() const {
+    if (!document_) {
+        return array_.get();
+    }
+    const detail::JsonTree* const tree = document_->treeIfMade();
+    return tree == nullptr ? nullptr : tree->array(place_).get();
+}
+
+JsonValue JsonArray::find(std::size_t position) const {
+    if (const Poco::JSON::Array* const tree = treeIfMade()) {
+        return {position < tree->size() ? &*(tree->begin() + static_cast<std::ptrdiff_t>(position)) : nullptr,
+                position};
+    }
+    const detail::JsonNode& array = document_->node(place_);
+    return {document_, position < array.size() ? document_->elements(array) + position : nullptr, position};
 }
 
 }  // namespace zebutil

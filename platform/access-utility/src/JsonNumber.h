@@ -1,48 +1,39 @@
 #pragma once
 
-#include <Poco/Dynamic/VarHolder.h>
+#include <string_view>
 
-#include <string>
-#include <typeinfo>
-#include <utility>
+#include "JsonText.h"
 
 namespace zebutil::detail {
 
-/// A number in a JSON text that is not a 64-bit integer, kept as it is written there. A conversion to double
-/// could change its value and its text.
-struct JsonNumber {
-    std::string text;
-};
+inline bool skipDigits(JsonText& text) {
+    const char* const begin = text.at();
+    while (text.peek() >= '0' && text.peek() <= '9') {
+        text.skip(1);
+    }
+    return text.at() != begin;
+}
+
+/// Reads a number and returns it as it is written, except that the integer "-0" is "0".
+inline std::string_view readJsonNumber(JsonText& text) {
+    const char* const begin = text.at();
+    text.next('-');
+    if (!text.next('0') && !skipDigits(text)) {
+        text.fail("expected a value");
+    }
+    if (text.next('.') && !skipDigits(text)) {
+        text.fail("expected a digit after the decimal point");
+    }
+    if (text.next('e') || text.next('E')) {
+        if (!text.next('+')) {
+            text.next('-');
+        }
+        if (!skipDigits(text)) {
+            text.fail("expected a digit in the exponent");
+        }
+    }
+    const std::string_view number(begin, static_cast<std::size_t>(text.at() - begin));
+    return number == "-0" ? number.substr(1) : number;
+}
 
 }  // namespace zebutil::detail
-
-namespace Poco::Dynamic {
-
-/// Stores a JsonNumber in a Poco tree. It is written out as it was read, and converted to a double on
-/// request.
-template <>
-class VarHolderImpl<zebutil::detail::JsonNumber> : public VarHolder {
- public:
-    explicit VarHolderImpl(zebutil::detail::JsonNumber value) : value_(std::move(value)) {}
-
-    const std::type_info& type() const override { return typeid(zebutil::detail::JsonNumber); }
-    VarHolder* clone(Placeholder<VarHolder>* place = nullptr) const override {
-        return cloneHolder(place, value_);
-    }
-
-    bool isNumeric() const override { return true; }
-    bool isSigned() const override { return true; }
-    bool isInteger() const override { return false; }
-    bool isBoolean() const override { return false; }
-    bool isString() const override { return false; }
-
-    void convert(std::string& text) const override { text = value_.text; }
-    /// Throws `Poco::RangeException` if the number is outside the range of a double.
-    void convert(double& number) const override;
-    void convert(float& number) const override;
-
- private:
-    const zebutil::detail::JsonNumber value_;
-};
-
-}  // namespace Poco::Dynamic

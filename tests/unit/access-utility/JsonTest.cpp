@@ -9,9 +9,13 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using zebutil::JsonArray;
@@ -225,6 +229,134 @@ TEST(JsonObject, RefusesANullTree) {
     EXPECT_THROW(JsonObject(Poco::JSON::Object::Ptr{}), JsonException);
 }
 
+TEST(JsonObject, FindsEveryKeyOfALargeObject) {
+    constexpr int keys = 90000;
+    std::string text = "{\"first\":-1";
+    for (int key = 0; key < keys; ++key) {
+        text += ",\"" + std::to_string(key) + "\":" + std::to_string(key);
+    }
+    const auto sut = JsonObject::parse(text + "}");
+    for (int key = 0; key < keys; ++key) {
+        ASSERT_EQ(sut->getInt64(std::to_string(key)), key);
+    }
+    EXPECT_FALSE(sut->has("90000"));
+}
+
+TEST(JsonObject, FindsEveryKeyOfALargeTree) {
+    constexpr int keys = 90000;
+    Poco::JSON::Object::Ptr tree = new Poco::JSON::Object;
+    for (int key = 0; key < keys; ++key) {
+        tree->set(std::to_string(key), key);
+    }
+    const JsonObject sut(tree);
+    for (int key = 0; key < keys; ++key) {
+        ASSERT_EQ(sut.getInt64(std::to_string(key)), key);
+    }
+    EXPECT_EQ(refusalOf([&] { sut.getBool("90000"); }), "\"90000\": expected a boolean, found nothing");
+}
+
+TEST(JsonObject, SortsKeysByTheirBytesAndNotBySign) {
+    EXPECT_THAT(JsonObject::parse("{\"\xC3\xA4\":1,\"z\":2,\"\":3,\"\\u0000\":4,\"za\":5}")->getKeys(),
+                ElementsAre("", std::string(1, '\0'), "z", "za", "\xC3\xA4"));
+}
+
+// Sharing. Views are of one document, whether it still is as it was parsed or is a tree of Poco's.
+
+TEST(JsonObjectSharing, ShowsAChangeInTheViewsThatWereTakenBefore) {
+    const auto sut = JsonObject::parse(R"({"list":[{"inner":1}]})");
+    const auto list = sut->getArray("list");
+    const auto inner = list->getObject(0);
+    sut->getArray("list")->getObject(0)->setInt64("inner", 2);
+    EXPECT_EQ(inner->getInt64("inner"), 2);
+    EXPECT_EQ(list->toString(), R"([{"inner":2}])");
+    EXPECT_EQ(sut->toString(), R"({"list":[{"inner":2}]})");
+}
+
+TEST(JsonObjectSharing, ShowsAChangeOfAnArrayInTheWhole) {
+    const auto sut = JsonObject::parse(R"({"list":[]})");
+    sut->getArray("list")->addBool(true);
+    EXPECT_EQ(sut->toString(), R"({"list":[true]})");
+}
+
+TEST(JsonObjectSharing, ShowsAChangeInACopy) {
+    const auto original = JsonObject::parse(R"({"a":1})");
+    const JsonObject sut(*original);
+    original->setInt64("a", 2);
+    EXPECT_EQ(sut.getInt64("a"), 2);
+}
+
+TEST(JsonObjectSharing, ShowsAChangeOfTheTree) {
+    const auto sut = JsonObject::parse(R"({"inner":{"a":1}})");
+    const auto inner = sut->getObject("inner");
+    Poco::JSON::Object::Ptr tree = sut->getTree();
+    tree->getObject("inner")->set("a", 2);
+    EXPECT_EQ(inner->getInt64("a"), 2);
+}
+
+TEST(JsonObjectSharing, GivesOneTreeToAllViews) {
+    const auto sut = JsonObject::parse(R"({"object":{},"list":[]})");
+    const auto object = sut->getObject("object");
+    const auto list = sut->getArray("list");
+    EXPECT_EQ(object->getTree().get(), sut->getTree()->getObject("object").get());
+    EXPECT_EQ(list->getTree().get(), sut->getTree()->getArray("list").get());
+    EXPECT_EQ(sut->getObject("object")->getTree().get(), object->getTree().get());
+}
+
+TEST(JsonObjectSharing, KeepsAViewOfWhatWasReplaced) {
+    const auto sut = JsonObject::parse(R"({"inner":{"a":1}})");
+    const auto inner = sut->getObject("inner");
+    sut->setBool("inner", true);
+    EXPECT_EQ(inner->toString(), R"({"a":1})");
+}
+
+TEST(JsonObjectSharing, PutsAViewIntoAnotherDocumentWithoutCopyingIt) {
+    const auto inner = JsonObject::parse(R"({"inner":{"a":1}})")->getObject("inner");
+    const auto sut = JsonObject::parse("{}");
+    sut->setObject("o", *inner);
+    inner->setInt64("a", 2);
+    EXPECT_EQ(sut->toString(), R"({"o":{"a":2}})");
+}
+
+TEST(JsonObjectSharing, KeepsTheDocumentOfAView) {
+    auto whole = JsonObject::parse(R"({"inner":{"a":"x"}})");
+    const auto sut = whole->getObject("inner");
+    whole.reset();
+    EXPECT_EQ(sut->getString("a"), "x");
+}
+
+TEST(JsonObjectSharing, KeepsTheTreeAfterItsViews) {
+    auto whole = JsonObject::parse(R"({"inner":{"a":"x"}})");
+    const Poco::JSON::Object::Ptr tree = whole->getTree();
+    whole.reset();
+    EXPECT_EQ(JsonObject(tree).getObject("inner")->getString("a"), "x");
+}
+
+TEST(JsonObjectSharing, ReadsTheSameFromTheTreeAsFromTheText) {
+    const std::string text =
+        R"({"a":[0,-1,1.50,"d\u00e4\n",18446744073709551615,null,true,{},[]],"e":{"f":"/\"\\"}})";
+    const auto sut = JsonObject::parse(text);
+    const std::string before = sut->toString();
+    sut->getTree();
+    EXPECT_EQ(sut->toString(), before);
+}
+
+TEST(JsonObjectSharing, AllowsThreadsToReadWhileOthersMakeTheTree) {
+    const auto sut = JsonObject::parse(R"({"inner":{"a":1},"list":[1,2]})");
+    std::vector<std::thread> threads;
+    std::vector<const Poco::JSON::Object*> trees(4);
+    for (std::size_t i = 0; i < trees.size(); ++i) {
+        threads.emplace_back([&, i] {
+            EXPECT_EQ(sut->getObject("inner")->getInt64("a"), 1);
+            trees[i] = sut->getTree().get();
+            EXPECT_EQ(sut->getArray("list")->getInt64(1), 2);
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_THAT(trees, Each(trees.front()));
+}
+
 // Arrays
 
 TEST(JsonArray, AppendsAndReadsEveryKind) {
@@ -281,6 +413,46 @@ TEST(JsonObjectParse, KeepsTheLastValueOfARepeatedKey) {
     EXPECT_EQ(JsonObject::parse(R"({"a":1,"a":2})")->getInt64("a"), 2);
 }
 
+TEST(JsonObjectParse, KeepsTheLastValueOfAKeyThatIsRepeatedOften) {
+    std::string text = R"({"":0,"b":[0],"a":{"a":0})";
+    for (int value = 1; value <= 50; ++value) {
+        text += ",\"\":" + std::to_string(value) + R"(,"\u0061":[)" + std::to_string(value) + "]";
+    }
+    EXPECT_EQ(JsonObject::parse(text + "}")->toString(), R"({"":50,"a":[50],"b":[0]})");
+}
+
+TEST(JsonObjectParse, KeepsTheLastOfEmptyValuesOfAnEmptyKey) {
+    EXPECT_TRUE(JsonObject::parse(R"({"":null,"":[],"":{},"":""})")->isString(""));
+}
+
+TEST(JsonObjectParse, ReadsTheIntegerMinusZeroAsZero) {
+    EXPECT_EQ(objectWith("-0")->toString(), R"({"key":0})");
+}
+
+TEST(JsonObjectParse, ReadsTextsOfEverySize) {
+    // Beyond some size, texts are read in another way.
+    for (std::size_t size = 0; size < 6000; size += 7) {
+        const std::string text = R"({"a":")" + std::string(size, 'x') + R"(","b":[0,0,{"c":1}]})";
+        ASSERT_EQ(JsonObject::parse(text)->toString(), text);
+    }
+}
+
+TEST(JsonObjectParse, ReadsTheMostValuesThatFitIntoTextsOfEverySize) {
+    for (std::size_t size = 1; size < 3000; size += 5) {
+        std::string text = "{\"\":[0";
+        for (std::size_t i = 0; i < size; ++i) {
+            text += ",0";
+        }
+        ASSERT_EQ(JsonObject::parse(text + "]}")->getArray("")->size(), size + 1);
+    }
+}
+
+TEST(JsonObjectParse, RefusesATextThatIsTooLong) {
+    constexpr std::size_t size = (std::size_t{64} << 20U) + 1;
+    EXPECT_EQ(refusalOfParsing(std::string(size, ' ')),
+              "JSON: expected at most 67108864 bytes, found 67108865");
+}
+
 TEST(JsonObjectParse, UnderstandsEveryEscape) {
     EXPECT_EQ(objectWith(R"("\"\\\/\b\f\n\r\t\u0041\u00e4\u20AC\ud83d\ude00")")->getString("key"),
               "\"\\/\b\f\n\r\tA\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80");
@@ -317,6 +489,11 @@ TEST(JsonObjectParse, SurvivesHostileNesting) {
 
 TEST(JsonObjectParse, SaysWhereTheTextIsWrong) {
     EXPECT_EQ(refusalOfParsing("{\"a\":1,}"), "JSON, byte 7: expected a key in quotes");
+}
+
+TEST(JsonObjectParse, SaysWhereALargeTextIsWrong) {
+    EXPECT_EQ(refusalOfParsing("{\"a\":\"" + std::string(10000, 'x') + "\\y\"}"),
+              "JSON, byte 10007: invalid escape sequence");
 }
 
 TEST(JsonObjectParse, RefusesEveryBrokenText) {

@@ -2,6 +2,7 @@
 
 #include <Poco/JSON/Array.h>
 #include <zebutil/Export.h>
+#include <zebutil/JsonDocumentHold.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +12,10 @@
 namespace zebutil {
 
 class JsonObject;
+
+namespace detail {
+class JsonValue;
+}
 
 /// A JSON array, as strict as `JsonObject` and shared in the same way. Positions count from 0. A getter
 /// throws `JsonException` for a position past the end, as it does for a value of the wrong type.
@@ -46,12 +51,21 @@ class ZEBUTIL_EXPORT JsonArray {
     /// The JSON text, without white space.
     std::string toString() const;
 
-    /// The underlying Poco array; never null.
-    const Poco::JSON::Array::Ptr& getTree() const { return array_; }
+    /// The array as Poco's, from now on the one that all views share; never null.
+    const Poco::JSON::Array::Ptr& getTree() const;
+
+    /// A view of the array at `place`. For the getters only.
+    JsonArray(detail::JsonDocumentHold document, std::uint32_t place);
 
  private:
-    const Poco::Dynamic::Var* find(std::size_t position) const;
+    detail::JsonValue find(std::size_t position) const;
+    Poco::JSON::Array::Ptr treeToChange() { return getTree(); }
+    /// Null as long as the document is as it was parsed.
+    const Poco::JSON::Array* treeIfMade() const;
 
+    // Either a place in a parsed document, or an array that was not parsed.
+    detail::JsonDocumentHold document_;
+    std::uint32_t place_ = 0;
     Poco::JSON::Array::Ptr array_;
 };
 

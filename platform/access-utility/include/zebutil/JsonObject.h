@@ -2,6 +2,7 @@
 
 #include <Poco/JSON/Object.h>
 #include <zebutil/Export.h>
+#include <zebutil/JsonDocumentHold.h>
 
 #include <cstdint>
 #include <memory>
@@ -13,21 +14,29 @@ namespace zebutil {
 
 class JsonArray;
 
-/// A JSON object, which wraps a shared `Poco::JSON::Object`. Copies of it, and the objects and arrays taken
-/// from it, are views of one tree. No getter copies more than the value that it returns.
+namespace detail {
+class JsonValue;
+}
+
+/// A JSON object. Copies of it, and the objects and arrays taken from it, are views of one document: a change
+/// of one is seen in the others. No getter copies more than the value that it returns.
+///
+/// A parsed document takes at most five times the memory of its text, in one piece. The first setter and the
+/// first `getTree` of any view make a tree of Poco objects out of the whole document, which takes much more.
 ///
 /// The getters are strict, because a value must never be guessed. A getter throws `JsonException` if the key
 /// is missing or the value has another type.
 ///
-/// Thread safety: any number of threads may read a tree at the same time. While a thread changes it, no other
-/// thread may use it.
+/// Thread safety: any number of threads may read a document at the same time, also through `getTree`. While a
+/// thread changes it, no other thread may use it.
 class ZEBUTIL_EXPORT JsonObject {
  public:
     /// How deep objects and arrays may be nested in a text.
     static constexpr int kMaximumDepth = 64;
 
-    /// Parses a complete JSON text in UTF-8, which must be one object. If a key is repeated, its last value
-    /// counts. Throws `JsonException` with the reason if the text is invalid.
+    /// Parses a complete JSON text in UTF-8, which must be one object of at most 64 MiB. If a key is
+    /// repeated, its last value counts. Throws `JsonException` with the place and the reason if the text is
+    /// invalid.
     static std::shared_ptr<JsonObject> parse(std::string_view text);
 
     /// An empty object.
@@ -66,12 +75,21 @@ class ZEBUTIL_EXPORT JsonObject {
     /// The JSON text, without white space, with the keys in the order of `getKeys`.
     std::string toString() const;
 
-    /// The underlying Poco object; never null.
-    const Poco::JSON::Object::Ptr& getTree() const { return object_; }
+    /// The object as Poco's, from now on the one that all views share; never null.
+    const Poco::JSON::Object::Ptr& getTree() const;
+
+    /// A view of the object at `place`. For the getters only.
+    JsonObject(detail::JsonDocumentHold document, std::uint32_t place);
 
  private:
-    const Poco::Dynamic::Var* find(const std::string& key) const;
+    detail::JsonValue find(const std::string& key) const;
+    Poco::JSON::Object::Ptr treeToChange() { return getTree(); }
+    /// Null as long as the document is as it was parsed.
+    const Poco::JSON::Object* treeIfMade() const;
 
+    // Either a place in a parsed document, or an object that was not parsed.
+    detail::JsonDocumentHold document_;
+    std::uint32_t place_ = 0;
     Poco::JSON::Object::Ptr object_;
 };
 

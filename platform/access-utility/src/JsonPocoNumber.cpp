@@ -1,4 +1,4 @@
-#include "JsonNumber.h"
+#include "JsonPocoNumber.h"
 
 #include <Poco/Exception.h>
 
@@ -20,11 +20,11 @@ T converted(const std::string& text) {
 
 }  // namespace
 
-void VarHolderImpl<zebutil::detail::JsonNumber>::convert(double& number) const {
+void VarHolderImpl<zebutil::detail::JsonPocoNumber>::convert(double& number) const {
     number = converted<double>(value_.text);
 }
 
-void VarHolderImpl<zebutil::detail::JsonNumber>::convert(float& number) const {
+void VarHolderImpl<zebutil::detail::JsonPocoNumber>::convert(float& number) const {
     number = converted<float>(value_.text);
 }
 
