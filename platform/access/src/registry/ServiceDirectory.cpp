@@ -1,8 +1,6 @@
 #include "ServiceDirectory.h"
 
 #include <zebutil/ILogger.h>
-#include <zebutil/JsonArray.h>
-#include <zebutil/JsonObject.h>
 
 #include <utility>
 
@@ -69,25 +67,35 @@ std::optional<ServiceEndpoint> ServiceDirectory::find(const std::string& service
 }
 
 void ServiceDirectory::update(std::string_view services) {
-    const auto list =
-        zebutil::JsonObject::parse("{\"services\":" + std::string(services) + "}")->getArray("services");
-    std::map<std::string, ServiceEndpoint> endpoints;
-    for (std::size_t position = 0; position < list->size(); ++position) {
-        try {
-            const auto element = list->getObject(position);
-            endpoints.emplace(element->getString("name"),
-                              ServiceEndpoint::of(element->getString("serverBaseUri"),
-                                                  element->getString("serverBasePath")));
-        } catch (const std::exception& exception) {
-            logger_->warning("entry " + std::to_string(position) +
-                             " of the service registry ignored: " + exception.what());
-        }
-    }
+    ServiceList list = ServiceList::read(services);
+    logIgnored(list);
     {
         const std::lock_guard lock(mutex_);
-        endpoints_ = std::move(endpoints);
+        if (list.endpoints == endpoints_) {
+            return;
+        }
+        endpoints_ = std::move(list.endpoints);
     }
     changed_();
+}
+
+// A registry may send the same list again and again, and a list may have any number of bad entries.
+void ServiceDirectory::logIgnored(const ServiceList& list) {
+    std::size_t lines = 0;
+    for (const auto& [position, reason] : list.ignored) {
+        if (lines < kMostLinesOfOneList && told_.isNew(reason)) {
+            logger_->warning("entry " + std::to_string(position) +
+                             " of the service registry ignored: " + reason);
+            ++lines;
+        }
+    }
+    if (lines == kMostLinesOfOneList && told_.isNew("more")) {
+        logger_->warning("more entries of the service registry may be ignored for other reasons");
+    }
+    if (list.isCut && told_.isNew("cut")) {
+        logger_->warning("the service registry has more than " + std::to_string(ServiceList::kMostEntries) +
+                         " entries; the rest is ignored");
+    }
 }
 
 }  // namespace zeb

@@ -4,6 +4,7 @@
 #include <zeb/Subscription.h>
 #include <zeb/UntypedServiceListener.h>
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -13,6 +14,8 @@
 #include <string_view>
 
 #include "ServiceEndpoint.h"
+#include "ServiceList.h"
+#include "ToldReasons.h"
 
 namespace zebutil {
 class ILogger;
@@ -41,11 +44,17 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
  private:
     class RegistryService;
 
+    static constexpr std::size_t kMostLinesOfOneList = 8;
+
     void update(std::string_view services);
+    void logIgnored(const ServiceList& list);
 
     const std::shared_ptr<zebutil::ILogger> logger_;
     const std::function<void()> changed_;
-    std::shared_ptr<Subscription> subscription_;  ///< used only on the executor thread
+    // Used only on the executor thread.
+    std::shared_ptr<Subscription> subscription_;
+    ToldReasons told_;
+
     mutable std::mutex mutex_;
     std::map<std::string, ServiceEndpoint> endpoints_;
 };

@@ -1,0 +1,63 @@
+#include "ServiceList.h"
+
+#include <zeb/ZebException.h>
+#include <zebutil/JsonObject.h>
+
+#include <exception>
+#include <set>
+#include <utility>
+
+#include "json/TextScanner.h"
+
+namespace zeb {
+
+namespace {
+
+constexpr const char* kWhere = "list of services";
+constexpr std::size_t kMostReasons = 64;
+
+void readEntry(std::string_view text, std::map<std::string, ServiceEndpoint>& endpoints) {
+    if (text.size() > ServiceList::kLargestEntry) {
+        throw ZebException("it is larger than 16 KiB", kWhere);
+    }
+    if (text.front() != '{') {
+        throw ZebException("expected an object, got " + std::string(text.substr(0, 40)), kWhere);
+    }
+    const auto element = zebutil::JsonObject::parse(text);
+    std::string name = element->getString("name");
+    endpoints.emplace(std::move(name), ServiceEndpoint::of(element->getString("serverBaseUri"),
+                                                           element->getString("serverBasePath")));
+}
+
+}  // namespace
+
+ServiceList ServiceList::read(std::string_view text) {
+    ServiceList list;
+    std::set<std::string> reasons;
+    TextScanner scanner(text, kWhere);
+    scanner.expect('[');
+    std::size_t position = 0;
+    const bool isEmpty = scanner.consume(']');
+    while (!isEmpty) {
+        const std::string_view entry = scanner.value();
+        try {
+            readEntry(entry, list.endpoints);
+        } catch (const std::exception& exception) {
+            if (reasons.size() < kMostReasons && reasons.insert(exception.what()).second) {
+                list.ignored.push_back({position, exception.what()});
+            }
+        }
+        if (!scanner.consume(',')) {
+            scanner.expect(']');
+            break;
+        }
+        if (++position == kMostEntries) {
+            list.isCut = true;
+            return list;
+        }
+    }
+    scanner.expectEnd();
+    return list;
+}
+
+}  // namespace zeb
