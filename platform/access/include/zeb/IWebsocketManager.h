@@ -34,6 +34,10 @@ class ZEB_EXPORT IWebsocketManager {
     virtual std::shared_ptr<Subscription> subscribe(const std::string& path, const std::string& uuid,
                                                     DataHandler handler, EndedHandler ended) = 0;
 
+    /// The numeric IP address of the peer, with its scope if it has one. Empty if the connection has never
+    /// been open, or if nobody knows.
+    virtual std::string peerAddress() const { return {}; }
+
     /// Ends all subscriptions, with the guarantees of Subscription::unsubscribe().
     virtual void unsubscribeFromAll() = 0;
 

@@ -1,34 +1,19 @@
 #include "IoThread.h"
 
 #include <pthread.h>
-#include <signal.h>
+#include <unistd.h>
+#include <zebutil/ILogger.h>
+#include <zebutil/ITaskExecutor.h>
+#include <zebutil/LoggerFactory.h>
 
-#include <boost/asio/post.hpp>
+#include <algorithm>
+#include <exception>
 #include <future>
-#include <mutex>
 #include <type_traits>
 
+#include "BlockedSignals.h"
+
 namespace zeb {
-
-namespace {
-
-// Signals of the application must be handled by its own threads.
-class BlockedSignals {
- public:
-    BlockedSignals() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &previous_);
-    }
-    ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
-    BlockedSignals(const BlockedSignals&) = delete;
-    BlockedSignals& operator=(const BlockedSignals&) = delete;
-
- private:
-    sigset_t previous_{};
-};
-
-}  // namespace
 
 std::shared_ptr<IoThread> IoThread::shared() {
     // Never destroyed: at exit the executors' threads may still call this function.
@@ -37,7 +22,7 @@ std::shared_ptr<IoThread> IoThread::shared() {
     static auto& instance = *new std::weak_ptr<IoThread>();
     const std::lock_guard lock(mutex);
     std::shared_ptr<IoThread> thread = instance.lock();
-    if (!thread) {
+    if (!thread || thread->isInForkedChild()) {
         thread = std::make_shared<IoThread>();
         instance = thread;
     }
@@ -45,39 +30,144 @@ std::shared_ptr<IoThread> IoThread::shared() {
 }
 
 IoThread::IoThread()
-    : context_(std::make_shared<Context>(1)), work_(boost::asio::make_work_guard(*context_)) {
+    : state_(std::make_shared<State>()),
+      work_(boost::asio::make_work_guard(state_->context)),
+      process_(::getpid()) {
     const BlockedSignals blockedInTheNewThread;
-    thread_ = std::thread([context = context_] { context->run(); });
+    thread_ = std::thread([state = state_] { state->run(); });
     pthread_setname_np(thread_.native_handle(), "zebIo");
 }
 
 IoThread::~IoThread() {
+    if (isInForkedChild()) {
+        // The thread does not exist here, and may have held any lock when the process was forked. What it
+        // used is lost, so nobody waits for it or for its locks.
+        static_cast<void>(new std::shared_ptr<State>(std::move(state_)));
+        static_cast<void>(new auto(std::move(work_)));
+        static_cast<void>(new std::thread(std::move(thread_)));
+        return;
+    }
     work_.reset();
-    context_->stop();
-    if (thread_.get_id() == std::this_thread::get_id()) {
+    state_->context.stop();
+    if (isCurrent()) {
         thread_.detach();
     } else {
         thread_.join();
     }
 }
 
+bool IoThread::isInForkedChild() const {
+    return process_ != ::getpid();
+}
+
 void IoThread::waitForPosted() {
-    if (isCurrent()) {
+    if (isCurrent() || isInForkedChild()) {
         return;
     }
     std::promise<void> reached;
-    boost::asio::post(*context_, [&reached] { reached.set_value(); });
+    post([&reached] { reached.set_value(); });
     reached.get_future().wait();
     releaseKept();
 }
 
-void IoThread::keepForOthers(std::shared_ptr<void> object) {
-    const std::lock_guard lock(keptMutex_);
-    kept_.push_back(std::move(object));
+// ---------------------------------------------------------------------------------------------- failures
+
+void IoThread::addUser(const std::weak_ptr<User>& user) {
+    const std::lock_guard lock(state_->mutex);
+    auto& users = state_->users;
+    users.erase(std::remove_if(users.begin(), users.end(), [](const auto& one) { return one.expired(); }),
+                users.end());
+    users.push_back(user);
+}
+
+void IoThread::State::run() {
+    while (true) {
+        try {
+            context.run();
+            return;
+        } catch (const std::exception& exception) {
+            tellFailure(exception.what());
+        } catch (...) {
+            tellFailure("something that is not a std::exception");
+        }
+    }
+}
+
+// An operation that has lost its handler says nothing to anybody. So every user ends its work and begins
+// anew; that is seldom enough.
+void IoThread::State::tellFailure(const std::string& reason) noexcept {
+    std::vector<std::weak_ptr<User>> told;
+    try {
+        const std::lock_guard lock(mutex);
+        told = users;
+    } catch (...) {
+        return;  // no memory even for that: the next failure tries again
+    }
+    for (const auto& weak : told) {
+        try {
+            if (const auto user = weak.lock()) {
+                user->onIoFailure(reason);
+            }
+        } catch (...) {  // the others are to be told all the same
+            continue;
+        }
+    }
+    try {
+        zebutil::LoggerFactory::getDefaultLoggerFactory()
+            ->createLogger("I/O thread")
+            ->error("an operation threw: " + reason + "; every WebSocket is closed and opened again");
+    } catch (...) {  // there is no memory for a message
+        return;
+    }
+}
+
+// ---------------------------------------------------------------------------- objects of other threads
+
+// A stopped executor drops the task, and destroys it on the thread that has added it: the I/O thread.
+class IoThread::Parcel {
+ public:
+    explicit Parcel(std::weak_ptr<IoThread> ioThread) : ioThread_(std::move(ioThread)) {}
+    ~Parcel() {
+        if (const auto thread = ioThread_.lock(); content && thread && thread->isCurrent()) {
+            thread->keepForOthers(std::move(content));
+        }
+    }
+    Parcel(const Parcel&) = delete;
+    Parcel& operator=(const Parcel&) = delete;
+
+    Anything content{nullptr, [](void*) {}};
+
+ private:
+    const std::weak_ptr<IoThread> ioThread_;
+};
+
+void IoThread::releaseByTask(const std::weak_ptr<IoThread>& ioThread,
+                             const std::shared_ptr<zebutil::ITaskExecutor>& executor,
+                             Anything object) noexcept {
+    try {
+        const auto parcel = std::make_shared<Parcel>(ioThread);
+        parcel->content = std::move(object);
+        if (executor) {
+            executor->add([parcel] { parcel->content.reset(); }, "release of an ended subscription");
+        }
+    } catch (...) {
+        // There is no memory for the task. Better lost than destroyed on this thread.
+        static_cast<void>(object.release());
+    }
+}
+
+void IoThread::keepForOthers(Anything object) noexcept {
+    try {
+        const std::lock_guard lock(keptMutex_);
+        kept_.emplace_back(nullptr, [](void*) {});
+        kept_.back() = std::move(object);
+    } catch (...) {
+        static_cast<void>(object.release());
+    }
 }
 
 void IoThread::releaseKept() {
-    std::vector<std::shared_ptr<void>> released;
+    std::vector<Anything> released;
     const std::lock_guard lock(keptMutex_);
     released.swap(kept_);
 }

@@ -1,12 +1,20 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
+
+namespace zebutil {
+class ITaskExecutor;
+}
 
 namespace zeb {
 
@@ -14,10 +22,25 @@ namespace zeb {
 /// jointly by the objects that use it; it ends when the last of them is destroyed, on whichever thread that
 /// happens.
 ///
+/// A forked child has no such thread. There, this object does nothing: it posts nothing, waits for nothing,
+/// and is never freed.
+///
 /// Thread safety: any thread may use it.
 class IoThread {
  public:
+    /// Somebody whose work the thread does.
+    class User {
+     public:
+        /// The work of somebody has ended with an exception that nobody has caught, perhaps for want of
+        /// memory. Whose work it was is not known. On the I/O thread.
+        virtual void onIoFailure(const std::string& reason) = 0;
+
+     protected:
+        ~User() = default;
+    };
+
     /// The I/O thread of this process. Starts it if none is running.
+    /// @throws std::system_error if the system has no descriptor or no thread left, which may pass
     static std::shared_ptr<IoThread> shared();
 
     IoThread();
@@ -25,33 +48,65 @@ class IoThread {
     IoThread(const IoThread&) = delete;
     IoThread& operator=(const IoThread&) = delete;
 
-    boost::asio::io_context& context() { return *context_; }
+    boost::asio::io_context& context() { return state_->context; }
+
+    /// Runs `function` on the thread, after everything that was posted before.
+    template <typename Function>
+    void post(Function function) {
+        if (!isInForkedChild()) {
+            boost::asio::post(state_->context, std::move(function));
+        }
+    }
 
     /// Waits until everything that was posted before has run. Returns at once on the I/O thread itself.
     void waitForPosted();
 
-    /// Destroys `object` at once, unless called on the I/O thread. Then the object is kept for the next
-    /// thread that calls waitForPosted() or destroys the IoThread.
+    /// Tells `user` of failures as long as it exists.
+    void addUser(const std::weak_ptr<User>& user);
+
+    /// Destroys `object` at once, unless called on the I/O thread. Then a task of `executor` does it. If the
+    /// executor has stopped, the object is kept for the next thread that calls waitForPosted() or destroys
+    /// the IoThread.
     template <typename Object>
-    static void releaseElsewhere(const std::weak_ptr<IoThread>& ioThread, std::unique_ptr<Object> object) {
+    static void releaseElsewhere(const std::weak_ptr<IoThread>& ioThread,
+                                 const std::weak_ptr<zebutil::ITaskExecutor>& executor,
+                                 std::unique_ptr<Object> object) noexcept {
         if (const auto thread = ioThread.lock(); thread && thread->isCurrent()) {
-            thread->keepForOthers(std::shared_ptr<void>(std::move(object)));
+            releaseByTask(ioThread, executor.lock(), Anything(object.release(), [](void* released) {
+                              delete static_cast<Object*>(released);
+                          }));
         }
     }
 
  private:
     using Context = boost::asio::io_context;
+    using Anything = std::unique_ptr<void, void (*)(void*)>;
+    class Parcel;
+
+    // Shared with the thread, which may outlive the IoThread by a moment.
+    struct State {
+        Context context{1};
+        std::mutex mutex;
+        std::vector<std::weak_ptr<User>> users;
+
+        void run();
+        void tellFailure(const std::string& reason) noexcept;
+    };
 
     bool isCurrent() const { return thread_.get_id() == std::this_thread::get_id(); }
-    void keepForOthers(std::shared_ptr<void> object);
+    bool isInForkedChild() const;
+    static void releaseByTask(const std::weak_ptr<IoThread>& ioThread,
+                              const std::shared_ptr<zebutil::ITaskExecutor>& executor,
+                              Anything object) noexcept;
+    void keepForOthers(Anything object) noexcept;
     void releaseKept();
 
-    // Shared with the thread, which may outlive this object by a moment.
-    const std::shared_ptr<Context> context_;
+    std::shared_ptr<State> state_;
     boost::asio::executor_work_guard<Context::executor_type> work_;
     std::thread thread_;
+    const pid_t process_;
     std::mutex keptMutex_;
-    std::vector<std::shared_ptr<void>> kept_;
+    std::vector<Anything> kept_;
 };
 
 }  // namespace zeb

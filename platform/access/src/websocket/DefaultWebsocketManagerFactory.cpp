@@ -17,7 +17,7 @@ class DefaultWebsocketManagerFactory::Impl {
                                               const std::shared_ptr<zebutil::ITaskExecutor>& executor,
                                               std::shared_ptr<zebutil::ILogger> logger,
                                               WebsocketObserver observer) {
-        auto manager = std::make_shared<WebsocketManager>(ioThread_, settings, executor, std::move(logger),
+        auto manager = std::make_shared<WebsocketManager>(ioThread(), settings, executor, std::move(logger),
                                                           std::move(observer));
         {
             const std::lock_guard lock(mutex_);
@@ -47,18 +47,34 @@ class DefaultWebsocketManagerFactory::Impl {
                 manager->stop();
             }
         }
-        ioThread_->waitForPosted();
+        if (const auto thread = startedThread()) {
+            thread->waitForPosted();
+        }
     }
 
  private:
+    // Not before the first connection: the system may have no descriptors left, which may pass.
+    std::shared_ptr<IoThread> ioThread() {
+        const std::lock_guard lock(mutex_);
+        if (!ioThread_) {
+            ioThread_ = IoThread::shared();
+        }
+        return ioThread_;
+    }
+
+    std::shared_ptr<IoThread> startedThread() {
+        const std::lock_guard lock(mutex_);
+        return ioThread_;
+    }
+
     // Weak: a manager belongs to its user and to its socket.
     struct Entry {
         std::string clientName;
         std::weak_ptr<WebsocketManager> manager;
     };
 
-    const std::shared_ptr<IoThread> ioThread_ = IoThread::shared();
     std::mutex mutex_;
+    std::shared_ptr<IoThread> ioThread_;  ///< null until it could be started
     std::vector<Entry> managers_;
 };
 

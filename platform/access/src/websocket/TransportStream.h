@@ -1,6 +1,9 @@
 #pragma once
 
+#include <array>
 #include <boost/asio/basic_stream_socket.hpp>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/compose.hpp>
 #include <boost/asio/error.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -9,13 +12,19 @@
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/role.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/beast/websocket/error.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/teardown.hpp>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <utility>
+
+#include "UpgradeAnswer.h"
 
 namespace zeb {
 
@@ -45,13 +54,20 @@ class TransportStream {
     TlsStream* tls() { return tls_ ? &*tls_ : nullptr; }
     executor_type get_executor() { return socket_.get_executor(); }
 
+    /// From now on the answer to the upgrade is read, which goes through UpgradeAnswer.
+    void expectUpgradeAnswer() { upgrade_ = std::make_unique<Upgrade>(); }
+    /// The answer, as far as it has arrived; null if none was expected, or once it has been accepted and
+    /// read.
+    const UpgradeAnswer* upgradeAnswer() const { return upgrade_ ? &upgrade_->answer : nullptr; }
+
     template <typename Buffers, typename Handler>
     void async_read_some(const Buffers& buffers, Handler&& handler) {
         exhausted_();
-        if (tls_) {
-            tls_->async_read_some(buffers, std::forward<Handler>(handler));
+        if (upgrade_) {
+            boost::asio::async_compose<Handler, void(boost::beast::error_code, std::size_t)>(
+                ReadOfAnswer<Buffers>{*this, buffers}, handler, socket_);
         } else {
-            socket_.async_read_some(buffers, std::forward<Handler>(handler));
+            readSome(buffers, std::forward<Handler>(handler));
         }
     }
 
@@ -65,9 +81,80 @@ class TransportStream {
     }
 
  private:
+    struct Upgrade {
+        UpgradeAnswer answer;
+        std::array<char, 2048> chunk{};
+        std::size_t given = 0;  ///< bytes of the header and of what is behind it that Beast has
+    };
+
+    // Gives Beast the header of the answer alone, and then what has arrived behind it.
+    template <typename Buffers>
+    struct ReadOfAnswer {
+        using ErrorCode = boost::beast::error_code;
+
+        TransportStream& stream;
+        Buffers buffers;
+        enum class Step { Begin, Received, Give } step = Step::Begin;
+
+        template <typename Self>
+        void operator()(Self& self, ErrorCode error = {}, std::size_t size = 0) {
+            Upgrade& upgrade = *stream.upgrade_;
+            if (step == Step::Received && !error) {
+                upgrade.answer.add({upgrade.chunk.data(), size});
+            }
+            if (error) {
+                const bool isPart = error == boost::asio::error::eof && upgrade.answer.hasBegun();
+                self.complete(isPart ? boost::beast::http::error::partial_message : error, 0);
+                return;
+            }
+            switch (upgrade.answer.state()) {
+                case UpgradeAnswer::State::Incomplete:
+                    step = Step::Received;
+                    stream.readSome(boost::asio::buffer(upgrade.chunk), std::move(self));
+                    return;
+                case UpgradeAnswer::State::Accepted:
+                    if (step == Step::Begin) {
+                        // Nothing may complete before the function that has begun it has returned.
+                        step = Step::Give;
+                        boost::asio::post(stream.get_executor(), std::move(self));
+                        return;
+                    }
+                    self.complete({}, stream.giveOfAnswer(buffers));
+                    return;
+                default:
+                    self.complete(boost::beast::websocket::error::upgrade_declined, 0);
+            }
+        }
+    };
+
+    template <typename Buffers>
+    std::size_t giveOfAnswer(const Buffers& buffers) {
+        const std::string_view header = upgrade_->answer.header();
+        const std::string_view behind = upgrade_->answer.behind();
+        std::size_t& given = upgrade_->given;
+        const std::string_view next =
+            given < header.size() ? header.substr(given) : behind.substr(given - header.size());
+        const std::size_t size = boost::asio::buffer_copy(buffers, boost::asio::buffer(next));
+        given += size;
+        if (given == header.size() + behind.size()) {
+            upgrade_.reset();
+        }
+        return size;
+    }
+
+    template <typename Buffers, typename Handler>
+    void readSome(const Buffers& buffers, Handler&& handler) {
+        if (tls_) {
+            tls_->async_read_some(buffers, std::forward<Handler>(handler));
+        } else {
+            socket_.async_read_some(buffers, std::forward<Handler>(handler));
+        }
+    }
+
     const std::function<void()> exhausted_;
     Socket socket_;
     std::optional<TlsStream> tls_;
+    std::unique_ptr<Upgrade> upgrade_;  ///< null except during the upgrade
 };
 
 /// Called by Beast to close a transport whose time limit is over.

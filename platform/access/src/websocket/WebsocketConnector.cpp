@@ -3,11 +3,12 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 
-#include <boost/asio/connect.hpp>
-#include <boost/asio/ip/address.hpp>
+#include <algorithm>
+#include <boost/asio/post.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/field.hpp>
 #include <cstdint>
+#include <exception>
 #include <utility>
 
 namespace zeb {
@@ -17,78 +18,154 @@ namespace {
 namespace asio = boost::asio;
 namespace http = boost::beast::http;
 namespace websocket = boost::beast::websocket;
-using asio::ip::tcp;
 
 constexpr const char* kSubProtocol = "zeb.v1";
 constexpr std::chrono::seconds kTimeLimit{5};
 // Longer than kTimeLimit, which alone is to decide; counts only for a handshake that goes on after cancel().
 constexpr std::chrono::seconds kBeastTimeLimit{6};
+// A name may have any number of addresses.
+constexpr std::size_t kMostAddresses = 8;
+
+bool isOutOfDescriptors(const boost::system::error_code& error) {
+    return error == boost::system::errc::too_many_files_open ||
+           error == boost::system::errc::too_many_files_open_in_system;
+}
 
 }  // namespace
 
 WebsocketConnector::WebsocketConnector(asio::io_context& context, WebsocketStream& stream,
                                        WebsocketAddress address, Owner& owner)
-    : stream_(stream),
+    : context_(context),
+      stream_(stream),
       address_(std::move(address)),
       owner_(owner),
       pause_(context),
       timeLimit_(context),
-      resolver_(context) {}
+      attemptLimit_(context) {}
 
 template <typename Step>
 auto WebsocketConnector::next(Step step) {
     return [this, alive = owner_.keepAlive(), step = std::move(step)](const auto&... results) {
-        if (!isOver_) {
+        if (isOver_) {
+            return;
+        }
+        try {
             step(results...);
+        } catch (const std::exception& exception) {
+            fail(std::string(exception.what()));
         }
     };
 }
 
 void WebsocketConnector::start(std::chrono::milliseconds pause) {
     if (pause <= std::chrono::milliseconds(0)) {
-        resolve();
+        owner_.onPauseOver();
         return;
     }
     pause_.expires_after(pause);
-    pause_.async_wait(next([this](const ErrorCode&) { resolve(); }));
+    pause_.async_wait(next([this](const ErrorCode&) { owner_.onPauseOver(); }));
+}
+
+void WebsocketConnector::connectNow() {
+    timeLimit_.expires_after(kTimeLimit);
+    timeLimit_.async_wait(next([this](const ErrorCode&) {
+        fail("no connection within 5 s" + (failures_.empty() ? "" : ": " + failures_));
+    }));
+    resolve();
 }
 
 void WebsocketConnector::resolve() {
-    timeLimit_.expires_after(kTimeLimit);
-    timeLimit_.async_wait(next([this](const ErrorCode&) { fail("no connection within 5 s"); }));
-
     ErrorCode isNoAddress;
     const auto ipAddress = asio::ip::make_address(address_.host, isNoAddress);
     if (!isNoAddress) {
         // An address needs no look-up, which would cost a thread.
-        const tcp::endpoint endpoint(ipAddress, static_cast<std::uint16_t>(std::stoul(address_.port)));
-        connect(Endpoints::create(endpoint, address_.host, address_.port));
+        connectTo({ipAddress});
         return;
     }
-    resolver_.async_resolve(address_.host, address_.port,
-                            next([this](const ErrorCode& error, const Endpoints& endpoints) {
-                                if (error) {
-                                    fail("host \"" + address_.host + "\": " + error.message());
-                                } else {
-                                    connect(endpoints);
-                                }
-                            }));
+    // The look-up may last as long as the name servers are silent. It does not keep this object, and is
+    // forgotten with it.
+    question_ = NameResolver::ofProcess().ask(
+        address_.host, [this, &context = context_,
+                        weak = std::weak_ptr<void>(owner_.keepAlive())](const NameResolver::Answer& answer) {
+            asio::post(context, [this, weak, answer] {
+                if (const auto alive = weak.lock()) {
+                    next([this](const NameResolver::Answer& found) {
+                        if (found.addresses.empty()) {
+                            fail("host \"" + address_.host + "\": " + found.failure);
+                        } else {
+                            connectTo(found.addresses);
+                        }
+                    })(answer);
+                }
+            });
+        });
 }
 
-void WebsocketConnector::connect(const Endpoints& endpoints) {
-    asio::async_connect(stream_.socket(), endpoints,
-                        next([this](const ErrorCode& error, const tcp::endpoint&) {
-                            if (error) {
-                                fail("connect: " + error.message());
-                                return;
-                            }
-                            stream_.prepareSocket();
-                            if (address_.isSecure) {
-                                shakeHandsForTls();
-                            } else {
-                                upgrade();
-                            }
-                        }));
+void WebsocketConnector::connectTo(std::vector<asio::ip::address> addresses) {
+    addresses_ = std::move(addresses);
+    addresses_.resize(std::min(addresses_.size(), kMostAddresses));
+    connectToNext();
+}
+
+void WebsocketConnector::connectToNext() {
+    while (tried_ < addresses_.size()) {
+        const Endpoint endpoint(addresses_[tried_++], static_cast<std::uint16_t>(std::stoul(address_.port)));
+        const ErrorCode error = stream_.openSocket(endpoint.protocol());
+        if (!error) {
+            limitAttempt();
+            stream_.socket().async_connect(
+                endpoint, next([this, endpoint](const ErrorCode& failure) {
+                    attemptLimit_.cancel();
+                    if (!failure) {
+                        onTcpConnected(endpoint);
+                        return;
+                    }
+                    noteFailure(endpoint, isAttemptTooLate_ ? "no answer in time" : failure.message());
+                    connectToNext();
+                }));
+            return;
+        }
+        noteFailure(endpoint, error.message());
+        if (isOutOfDescriptors(error)) {
+            break;  // it is the same for every address
+        }
+    }
+    fail("connect: " + failures_);
+}
+
+// An address that does not answer must leave time for the others.
+void WebsocketConnector::limitAttempt() {
+    isAttemptTooLate_ = false;
+    const std::size_t left = addresses_.size() - tried_ + 1;
+    if (left == 1) {
+        return;
+    }
+    const auto remaining = timeLimit_.expiry() - std::chrono::steady_clock::now();
+    attemptLimit_.expires_after(remaining / static_cast<int>(left));
+    attemptLimit_.async_wait(next([this, attempt = tried_](const ErrorCode& error) {
+        if (!error && attempt == tried_ && peerAddress_.empty()) {
+            isAttemptTooLate_ = true;
+            ErrorCode ignored;
+            stream_.socket().close(ignored);
+        }
+    }));
+}
+
+void WebsocketConnector::noteFailure(const Endpoint& endpoint, const std::string& reason) {
+    if (addresses_.size() > 1) {
+        failures_ += (failures_.empty() ? "" : "; ") + endpoint.address().to_string() + ": ";
+    }
+    failures_ += reason;
+}
+
+void WebsocketConnector::onTcpConnected(const Endpoint& endpoint) {
+    peerAddress_ = endpoint.address().to_string();
+    stream_.prepareSocket();
+    if (address_.isSecure) {
+        shakeHandsForTls();
+    } else {
+        upgrade();
+    }
 }
 
 void WebsocketConnector::shakeHandsForTls() {
@@ -123,23 +200,55 @@ void WebsocketConnector::upgrade() {
     stream_.beast().set_option(websocket::stream_base::decorator([](websocket::request_type& request) {
         request.set(http::field::sec_websocket_protocol, kSubProtocol);
     }));
+    stream_.beast().next_layer().expectUpgradeAnswer();
     stream_.beast().async_handshake(response_, address_.hostHeader, address_.target,
                                     next([this](const ErrorCode& error) { onUpgrade(error); }));
 }
 
 void WebsocketConnector::onUpgrade(const ErrorCode& error) {
-    if (error == websocket::error::upgrade_declined) {
-        fail("the server declined with HTTP status " + std::to_string(response_.result_int()));
-    } else if (error == http::error::end_of_stream) {
-        const char* const guess = address_.isSecure ? "" : "; it may expect TLS (https)";
-        fail(std::string("WebSocket handshake: the server closed the connection without an answer") + guess);
-    } else if (error) {
-        fail("WebSocket handshake: " + error.message());
-    } else if (response_[http::field::sec_websocket_protocol] != kSubProtocol) {
-        fail("the server does not speak the sub-protocol zeb.v1");
-    } else {
+    const std::string refusal = error ? whyUpgradeFailed(error) : whyAnswerIsRefused();
+    if (refusal.empty()) {
         succeed();
+    } else {
+        fail(refusal);
     }
+}
+
+std::string WebsocketConnector::whyUpgradeFailed(const ErrorCode& error) const {
+    const UpgradeAnswer* const answer = stream_.beast().next_layer().upgradeAnswer();
+    if (answer != nullptr && answer->state() == UpgradeAnswer::State::Declined) {
+        return "the server declined with HTTP status " + std::to_string(answer->status());
+    }
+    if (answer != nullptr && answer->state() == UpgradeAnswer::State::Unusable) {
+        return "WebSocket handshake: the server's answer is not HTTP/1.1 with a header of at most 8 KiB";
+    }
+    if (error == http::error::end_of_stream) {
+        const char* const guess = address_.isSecure ? "" : "; it may expect TLS (https)";
+        return std::string("WebSocket handshake: the server closed the connection without an answer") + guess;
+    }
+    return "WebSocket handshake: " + error.message();
+}
+
+// What Beast does not check.
+std::string WebsocketConnector::whyAnswerIsRefused() const {
+    for (const auto once : {http::field::sec_websocket_accept, http::field::sec_websocket_protocol}) {
+        if (response_.count(once) > 1) {
+            return "WebSocket handshake: the server's answer has more than one header " +
+                   std::string(http::to_string(once));
+        }
+    }
+    if (response_.count(http::field::sec_websocket_extensions) > 0) {
+        // The bits of an extension would have a meaning that nobody here knows.
+        return "the server uses an extension that nobody has asked for";
+    }
+    if (response_.count(http::field::transfer_encoding) > 0 ||
+        (response_.count(http::field::content_length) > 0 && response_[http::field::content_length] != "0")) {
+        return "WebSocket handshake: the server's answer announces a body, and an upgrade has none";
+    }
+    if (response_[http::field::sec_websocket_protocol] != kSubProtocol) {
+        return "the server does not speak the sub-protocol zeb.v1";
+    }
+    return {};
 }
 
 void WebsocketConnector::succeed() {
@@ -156,7 +265,8 @@ void WebsocketConnector::cancel() {
     isOver_ = true;
     pause_.cancel();
     timeLimit_.cancel();
-    resolver_.cancel();
+    attemptLimit_.cancel();
+    question_.forget();
     response_ = {};
 }
 

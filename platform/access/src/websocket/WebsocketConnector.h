@@ -3,21 +3,25 @@
 #include <zeb/IWebsocketManagerFactory.h>
 
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/address.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/error.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "WebsocketAddress.h"
 #include "WebsocketStream.h"
+#include "io/NameResolver.h"
 
 namespace zeb {
 
-/// Makes one attempt to open a WebSocket: pause, name look-up, TCP, TLS, HTTP upgrade. Owned by a
-/// WebsocketManager; everything runs on the I/O thread.
+/// Makes one attempt to open a WebSocket: pause, name look-up, TCP to one address after the other, TLS, HTTP
+/// upgrade. Owned by a WebsocketManager; everything runs on the I/O thread.
 class WebsocketConnector {
  public:
     class Owner {
@@ -27,6 +31,8 @@ class WebsocketConnector {
         /// The attempt has failed. The stream may be open none the less, if the server speaks another
         /// sub-protocol.
         virtual void onConnectFailed(const WebsocketEnd& end) = 0;
+        /// The pause is over: connectNow() is to be called as soon as the attempt may open a socket.
+        virtual void onPauseOver() = 0;
         /// Keeps the connector and its stream alive while an operation is under way.
         virtual std::shared_ptr<void> keepAlive() = 0;
 
@@ -41,18 +47,30 @@ class WebsocketConnector {
     /// Begins after `pause`. Calls the owner exactly once, unless cancel() comes first. Called once.
     void start(std::chrono::milliseconds pause);
 
+    /// Opens sockets from now on.
+    void connectNow();
+
+    /// The numeric address of the peer, once there is a connection.
+    const std::string& peerAddress() const { return peerAddress_; }
+
     /// Gives the attempt up. The owner is not called any more.
     void cancel();
 
  private:
     using ErrorCode = boost::beast::error_code;
-    using Endpoints = boost::asio::ip::tcp::resolver::results_type;
+    using Endpoint = boost::asio::ip::tcp::endpoint;
 
     void resolve();
-    void connect(const Endpoints& endpoints);
+    void connectTo(std::vector<boost::asio::ip::address> addresses);
+    void connectToNext();
+    void limitAttempt();
+    void onTcpConnected(const Endpoint& endpoint);
+    void noteFailure(const Endpoint& endpoint, const std::string& reason);
     void shakeHandsForTls();
     void onTlsHandshake(const ErrorCode& error);
     void upgrade();
+    std::string whyUpgradeFailed(const ErrorCode& error) const;
+    std::string whyAnswerIsRefused() const;
     void onUpgrade(const ErrorCode& error);
 
     void succeed();
@@ -63,13 +81,20 @@ class WebsocketConnector {
     template <typename Step>
     auto next(Step step);
 
+    boost::asio::io_context& context_;
     WebsocketStream& stream_;
     const WebsocketAddress address_;
     Owner& owner_;
     bool isOver_ = false;
     boost::asio::steady_timer pause_;
-    boost::asio::steady_timer timeLimit_;  ///< of everything after the pause
-    boost::asio::ip::tcp::resolver resolver_;
+    boost::asio::steady_timer timeLimit_;     ///< of everything after the pause
+    boost::asio::steady_timer attemptLimit_;  ///< of one of several addresses
+    NameResolver::Question question_;
+    std::vector<boost::asio::ip::address> addresses_;
+    std::size_t tried_ = 0;  ///< how many of them
+    bool isAttemptTooLate_ = false;
+    std::string failures_;  ///< of the addresses tried
+    std::string peerAddress_;
     boost::beast::websocket::response_type response_;
 };
 

@@ -2,7 +2,8 @@
 
 #include <zeb/ZebException.h>
 
-#include <boost/asio/post.hpp>
+#include <chrono>
+#include <exception>
 #include <utility>
 
 #include "WebsocketAddress.h"
@@ -14,6 +15,9 @@ namespace {
 
 using CloseCode = WebsocketStream::CloseCode;
 
+// How long a connection that closes may keep the next one of its service from being opened.
+constexpr std::chrono::milliseconds kPatienceOfSuccessor{100};
+
 }  // namespace
 
 WebsocketManager::WebsocketManager(std::shared_ptr<IoThread> ioThread, const WebsocketSettings& settings,
@@ -21,10 +25,14 @@ WebsocketManager::WebsocketManager(std::shared_ptr<IoThread> ioThread, const Web
                                    std::shared_ptr<zebutil::ILogger> logger, WebsocketObserver observer)
     : ioThread_(std::move(ioThread)),
       settings_(settings),
+      executor_(executor),
+      predecessor_(std::dynamic_pointer_cast<WebsocketManager>(settings.predecessor.lock())),
+      patience_(ioThread_->context()),
       observer_(std::move(observer)),
       delivery_(ioThread_->context(), executor, logger, *this),
       router_(settings.uri, std::move(logger), *this),
-      stream_(ioThread_->context(), [this] { connection_.onAllReadUsed(); }),
+      stream_(
+          ioThread_->context(), [this] { connection_.onAllReadUsed(); }, [this] { onSocketClosed(); }),
       connector_(ioThread_->context(), stream_, WebsocketAddress::parse(settings.uri), *this),
       connection_(ioThread_->context(), stream_, delivery_, settings.watchdogPingInterval,
                   settings.watchdogPongTimeout, *this) {}
@@ -38,6 +46,7 @@ std::shared_ptr<void> WebsocketManager::keepAlive() {
 // ---------------------------------------------------------------------------------------------- any thread
 
 void WebsocketManager::start() {
+    ioThread_->addUser(weak_from_this());
     post([](WebsocketManager& self) {
         if (!self.hasEnded_) {
             self.connector_.start(self.settings_.connectDelay);
@@ -52,17 +61,23 @@ std::shared_ptr<Subscription> WebsocketManager::subscribe(const std::string& pat
     }
     // A handler holds objects of the user. The last to let go of the record may be the I/O thread, which must
     // not destroy these.
-    SubscriptionRecord::Hold record(new SubscriptionRecord(
-        path, uuid, std::move(handler), std::move(ended),
-        [ioThread = std::weak_ptr<IoThread>(ioThread_)](std::unique_ptr<SubscriptionRecord> last) {
-            IoThread::releaseElsewhere(ioThread, std::move(last));
-        }));
+    SubscriptionRecord::Hold record(
+        new SubscriptionRecord(path, uuid, std::move(handler), std::move(ended),
+                               [ioThread = std::weak_ptr<IoThread>(ioThread_),
+                                executor = executor_](std::unique_ptr<SubscriptionRecord> last) {
+                                   IoThread::releaseElsewhere(ioThread, executor, std::move(last));
+                               }));
     post([record](WebsocketManager& self) {
         if (!self.hasEnded_) {
             self.router_.subscribe(record);
         }
     });
     return std::make_shared<WebsocketSubscription>(weak_from_this(), std::move(record));
+}
+
+std::string WebsocketManager::peerAddress() const {
+    const std::lock_guard lock(peerMutex_);
+    return peerAddress_;
 }
 
 void WebsocketManager::unsubscribe(const SubscriptionRecord::Hold& record) {
@@ -88,13 +103,46 @@ void WebsocketManager::stop() {
 
 template <typename Function>
 void WebsocketManager::post(Function function) {
-    boost::asio::post(ioThread_->context(),
-                      [self = shared_from_this(), function = std::move(function)] { function(*self); });
+    ioThread_->post([self = shared_from_this(), function = std::move(function)] {
+        try {
+            function(*self);
+        } catch (const std::exception& exception) {
+            self->endWith(CloseCode::none, {exception.what()});
+        }
+    });
+}
+
+// -------------------------------------------------------------------------------------- on the I/O thread
+
+void WebsocketManager::onIoFailure(const std::string& reason) {
+    endWith(CloseCode::none, {"an operation failed: " + reason});
 }
 
 // ------------------------------------------------------------------------------------ from the connector
 
+void WebsocketManager::onPauseOver() {
+    const auto predecessor = predecessor_.lock();
+    predecessor_.reset();
+    if (!predecessor || predecessor->isSocketClosed_) {
+        connector_.connectNow();
+        return;
+    }
+    predecessor->leaveTo([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->post([](WebsocketManager& successor) {
+                if (!successor.hasEnded_) {
+                    successor.connector_.connectNow();
+                }
+            });
+        }
+    });
+}
+
 void WebsocketManager::onConnected() {
+    {
+        const std::lock_guard lock(peerMutex_);
+        peerAddress_ = connector_.peerAddress();
+    }
     isOpen_ = !delivery_.isStopped();
     delivery_.execute(std::exchange(observer_.opened, nullptr), "websocket opened");
     connection_.start();
@@ -169,6 +217,25 @@ void WebsocketManager::endWith(CloseCode code, const WebsocketEnd& end) {
         "websocket closed");
     observer_ = {};
     stream_.close(code, shared_from_this());
+}
+
+// Calls `successor` once this connection's socket is closed, which is soon.
+void WebsocketManager::leaveTo(std::function<void()> successor) {
+    successor_ = std::move(successor);
+    patience_.expires_after(kPatienceOfSuccessor);
+    patience_.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
+        if (!error && self->hasEnded_ && !self->isSocketClosed_) {
+            self->stream_.abort();
+        }
+    });
+}
+
+void WebsocketManager::onSocketClosed() {
+    isSocketClosed_ = true;
+    patience_.cancel();
+    if (const auto successor = std::exchange(successor_, nullptr)) {
+        successor();
+    }
 }
 
 }  // namespace zeb

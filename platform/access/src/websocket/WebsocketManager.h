@@ -6,7 +6,10 @@
 #include <zebutil/ITaskExecutor.h>
 
 #include <atomic>
+#include <boost/asio/steady_timer.hpp>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +32,7 @@ namespace zeb {
 /// the handlers that the delivery calls on the executor thread.
 class WebsocketManager : public IWebsocketManager,
                          public std::enable_shared_from_this<WebsocketManager>,
+                         public IoThread::User,
                          private WebsocketConnector::Owner,
                          private OpenWebsocket::Owner,
                          private SubscriptionRouter::Connection,
@@ -45,6 +49,7 @@ class WebsocketManager : public IWebsocketManager,
 
     std::shared_ptr<Subscription> subscribe(const std::string& path, const std::string& uuid,
                                             DataHandler handler, EndedHandler ended) override;
+    std::string peerAddress() const override;
     void unsubscribeFromAll() override;
     void close(const std::string& reason) override;
     void stop() override;
@@ -53,7 +58,11 @@ class WebsocketManager : public IWebsocketManager,
     void unsubscribe(const SubscriptionRecord::Hold& record);
 
  private:
+    // From the I/O thread.
+    void onIoFailure(const std::string& reason) override;
+
     // From the connector.
+    void onPauseOver() override;
     void onConnected() override;
     void onConnectFailed(const WebsocketEnd& end) override;
 
@@ -75,15 +84,25 @@ class WebsocketManager : public IWebsocketManager,
     std::shared_ptr<void> keepAlive() override;
 
     void endWith(WebsocketStream::CloseCode code, const WebsocketEnd& end);
+    void onSocketClosed();
+    void leaveTo(std::function<void()> successor);
 
     template <typename Function>
     void post(Function function);
 
     const std::shared_ptr<IoThread> ioThread_;
     const WebsocketSettings settings_;
+    const std::weak_ptr<zebutil::ITaskExecutor> executor_;
     std::atomic<bool> isOpen_ = false;
 
+    mutable std::mutex peerMutex_;
+    std::string peerAddress_;
+
     // Of the I/O thread.
+    std::weak_ptr<WebsocketManager> predecessor_;
+    std::function<void()> successor_;  ///< waits until the socket is closed
+    boost::asio::steady_timer patience_;
+    bool isSocketClosed_ = false;
     WebsocketObserver observer_;
     bool hasEnded_ = false;
     NotificationDelivery delivery_;

@@ -3,8 +3,10 @@
 #include <netinet/tcp.h>
 #include <openssl/ssl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <boost/asio/ip/address.hpp>
+#include <cerrno>
 #include <utility>
 
 namespace zeb {
@@ -29,6 +31,22 @@ void WebsocketStream::addTls(const std::string& host) {
     if (isName) {
         SSL_set_tlsext_host_name(tls()->native_handle(), host.c_str());
     }
+}
+
+boost::system::error_code WebsocketStream::openSocket(const boost::asio::ip::tcp& protocol) {
+    boost::system::error_code error;
+    socket().close(error);
+    // Asio would open it without close-on-exec.
+    const int descriptor =
+        ::socket(protocol.family(), SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, protocol.protocol());
+    if (descriptor < 0) {
+        return {errno, boost::system::system_category()};
+    }
+    socket().assign(protocol, descriptor, error);
+    if (error) {
+        ::close(descriptor);
+    }
+    return error;
 }
 
 void WebsocketStream::prepareSocket() {
@@ -56,6 +74,7 @@ void WebsocketStream::close(CloseCode code, std::shared_ptr<void> alive) {
 void WebsocketStream::closeSocket() {
     boost::system::error_code ignored;
     socket().close(ignored);
+    closed_();
 }
 
 }  // namespace zeb

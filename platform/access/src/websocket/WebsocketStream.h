@@ -23,8 +23,10 @@ class WebsocketStream {
     using CloseCode = boost::beast::websocket::close_code;
 
     /// `allReadUsed` is called whenever the WebSocket has used up what it has read, before it waits for more.
-    WebsocketStream(boost::asio::io_context& context, std::function<void()> allReadUsed)
-        : beast_(context, std::move(allReadUsed)) {}
+    /// `closed` is called once the socket is closed.
+    WebsocketStream(boost::asio::io_context& context, std::function<void()> allReadUsed,
+                    std::function<void()> closed)
+        : closed_(std::move(closed)), beast_(context, std::move(allReadUsed)) {}
 
     Beast& beast() { return beast_; }
     TransportStream::Socket& socket() { return beast_.next_layer().socket(); }
@@ -37,6 +39,9 @@ class WebsocketStream {
     /// Why the certificate was refused; empty if it was not.
     std::string takeTlsRefusal() { return tlsContext_->takeRefusal(); }
 
+    /// Opens a socket that does not stay open in a program that the process starts. An earlier one is closed.
+    boost::system::error_code openSocket(const boost::asio::ip::tcp& protocol);
+
     /// Sets the socket options that an open connection needs.
     void prepareSocket();
 
@@ -44,8 +49,13 @@ class WebsocketStream {
     /// Returns at once; `alive` keeps this object until the socket is closed.
     void close(CloseCode code, std::shared_ptr<void> alive);
 
+    /// Ends a close() that waits for the server.
+    void abort() { closeSocket(); }
+
  private:
     void closeSocket();
+
+    const std::function<void()> closed_;
 
     std::unique_ptr<zebutil::TlsClientContext> tlsContext_;  ///< null without TLS
     // Asio's handle of the same context. The stream below uses it until its own end.
