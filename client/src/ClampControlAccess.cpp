@@ -74,6 +74,7 @@ ClampControlAccess::~ClampControlAccess() = default;
 void ClampControlAccess::start() {
     const auto weak = weak_from_this();
     zeb::ServiceListener<ClampcontrolService> listener;
+    listener.owner = weak;
     listener.connected = [weak](std::shared_ptr<ClampcontrolService> service) {
         if (const auto self = weak.lock()) {
             self->ServiceConnected(std::move(service));

@@ -31,6 +31,7 @@ class ZEB_EXPORT IServiceRegistry {
         }
         untyped.disconnected = listener.disconnected;
         untyped.error = listener.error;
+        untyped.owner = listener.owner;
         registerServiceListener(std::move(untyped));
     }
 

@@ -20,6 +20,7 @@ struct UntypedServiceListener {
     std::function<void(std::shared_ptr<Service>)> connected;
     std::function<void()> disconnected;
     std::function<void(const std::exception&)> error;
+    std::weak_ptr<const void> owner = {};  ///< see ServiceListener
 };
 
 }  // namespace zeb

@@ -1,5 +1,6 @@
 #include "EndpointLookup.h"
 
+#include <Poco/String.h>
 #include <Poco/URI.h>
 #include <zeb/IConfigManager.h>
 #include <zeb/ZebException.h>
@@ -18,6 +19,10 @@ using Mode = ZebServiceRegistry::Mode;
 
 // A longer interval would overflow the clock. Nobody can tell it from this one.
 constexpr std::chrono::milliseconds kLongestInterval = std::chrono::hours(24 * 365);
+
+bool startsWith(const std::string& uri, const std::string& scheme) {
+    return Poco::icompare(uri, 0, scheme.size(), scheme) == 0;
+}
 
 }  // namespace
 
@@ -64,7 +69,23 @@ std::optional<ServiceEndpoint> EndpointLookup::address(const std::string& servic
                                "\", and the mode is " + ZebServiceRegistry::STR_MODE_STATIC_ONLY,
                            "service registry");
     }
-    return directory ? directory->find(service) : std::nullopt;
+    std::optional<ServiceEndpoint> told = directory ? directory->find(service) : std::nullopt;
+    if (told && isRefusedDowngrade(service, configuration, *told)) {
+        throw ZebException("the service registry is reached by https and names " + told->serverBaseUri +
+                               ", which is not: refused, since the configuration of the service names no "
+                               "http address itself",
+                           "service registry");
+    }
+    return told;
+}
+
+// Who can be trusted to name the services must not be able to take their protection away. Only the
+// configuration may, by naming an http address for the service itself.
+bool EndpointLookup::isRefusedDowngrade(const std::string& service, const Configuration& configuration,
+                                        const ServiceEndpoint& told) const {
+    return startsWith(settings_.httpUri, "https:") && !startsWith(told.serverBaseUri, "https:") &&
+           !(configManager_->isServiceConfigurationKnown(service) &&
+             startsWith(configuration.serverBaseUri, "http:"));
 }
 
 void EndpointLookup::applySetting(ServiceEndpoint& endpoint, const std::string& service,

@@ -3,16 +3,19 @@
 #include <zeb/UntypedServiceListener.h>
 
 #include <chrono>
-#include <functional>
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "ReconnectBackoff.h"
+#include "ConnectSchedule.h"
 #include "ServiceEndpoint.h"
+#include "ToldReasons.h"
 
 namespace zeb {
 
+class ITpAccess;
 class IWebsocketManager;
 class ZebAccessor;
 
@@ -20,6 +23,13 @@ class ZebAccessor;
 struct FollowingListener {
     UntypedServiceListener handlers;
     bool isConnected = false;
+
+    /// Whether it belongs to somebody who has been destroyed.
+    bool isAbandoned() const {
+        const std::weak_ptr<const void> nobody;
+        const bool hasOwner = handlers.owner.owner_before(nobody) || nobody.owner_before(handlers.owner);
+        return hasOwner && handlers.owner.expired();
+    }
 };
 
 /// A service that somebody follows: its listeners, and the one connection to it that is open or being made.
@@ -28,16 +38,22 @@ struct ServiceLink {
 
     const std::string name;
     std::vector<std::shared_ptr<FollowingListener>> listeners;
+    std::size_t listenersToCheck = 8;  ///< at so many listeners the abandoned ones are dropped
 
-    /// Null while there is no endpoint to connect to.
+    /// Null while there is no endpoint to connect to, or no thread that could.
     std::shared_ptr<IWebsocketManager> websocketManager;
-    ServiceEndpoint endpoint;  ///< of `websocketManager` and `accessor`
-    std::shared_ptr<ZebAccessor> accessor;
+    std::weak_ptr<IWebsocketManager> predecessor;  ///< the one before, whose socket may still be closing
+    ServiceEndpoint endpoint;                      ///< of `websocketManager`
     bool isConnected = false;
+    bool isConnectingLater = false;  ///< whether a task of the executor makes the next attempt
 
-    ReconnectBackoff backoff;
+    // Of a service that is connected; null otherwise.
+    std::shared_ptr<ITpAccess> access;
+    std::shared_ptr<ZebAccessor> accessor;
+
+    ConnectSchedule schedule;
     std::chrono::steady_clock::time_point connectedSince;
-    std::string lastFailure;  ///< a repeated reason is logged at debug level only
+    ToldReasons toldReasons;  ///< since the last connection; a repeated reason is logged at debug level only
 };
 
 }  // namespace zeb

@@ -1,3 +1,4 @@
+#include <zeb/ITpAccess.h>
 #include <zeb/ITpAccessFactory.h>
 #include <zeb/IWebsocketManagerFactory.h>
 #include <zeb/ZebAccessor.h>
@@ -7,6 +8,10 @@
 #include <zebutil/ITaskExecutor.h>
 #include <zebutil/LoggerFactory.h>
 
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -63,9 +68,13 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             isStopped_ = true;
             links.swap(links_);
         }
+        stopped_.notify_all();
         for (const auto& [name, link] : links) {
             if (link->websocketManager) {
                 link->websocketManager->stop();
+            }
+            if (link->access) {
+                link->access->cancel();
             }
         }
     }
@@ -77,6 +86,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         if (endpoints_.needsDirectory(listener->handlers.serviceName)) {
             startDirectory();
         }
+        std::vector<std::shared_ptr<FollowingListener>> abandoned;  // destroyed without the lock
         const std::lock_guard lock(mutex_);
         if (isStopped_) {
             return;
@@ -85,12 +95,29 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         if (!link) {
             link = std::make_shared<ServiceLink>(listener->handlers.serviceName);
         }
+        abandoned = takeAbandoned(*link);
         link->listeners.push_back(listener);
         if (link->isConnected) {
             tellConnected(*link, listener);
         } else if (!link->websocketManager) {
-            connect(link, std::chrono::milliseconds(0));
+            connect(link);
         }
+    }
+
+    // The listeners whose owner is gone, removed. Looks only when their number has doubled, since most
+    // owners live on.
+    static std::vector<std::shared_ptr<FollowingListener>> takeAbandoned(ServiceLink& link) {
+        std::vector<std::shared_ptr<FollowingListener>> abandoned;
+        auto& listeners = link.listeners;
+        if (listeners.size() >= link.listenersToCheck) {
+            const auto gone =
+                std::stable_partition(listeners.begin(), listeners.end(),
+                                      [](const auto& listener) { return !listener->isAbandoned(); });
+            abandoned.assign(gone, listeners.end());
+            listeners.erase(gone, listeners.end());
+            link.listenersToCheck = std::max(kFewListeners, 2 * listeners.size());
+        }
+        return abandoned;
     }
 
     void startDirectory() {
@@ -116,9 +143,22 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         if (!link) {
             return;
         }
+        try {
+            // Requests go to the peer that the WebSocket has reached: a name may lead to several.
+            link->access = tpAccessFactory_->createAccess({link->name, link->endpoint.serverBaseUri,
+                                                           link->endpoint.basePath, link->endpoint.separator,
+                                                           link->websocketManager->peerAddress()});
+            link->accessor =
+                std::make_shared<ZebAccessor>(link->access, httpExecutor_, zebExecutor_, logger_);
+        } catch (const std::exception& exception) {
+            // The next attempt may find what is missing now, such as the trust store.
+            link->access.reset();
+            link->websocketManager->close(exception.what());
+            return;
+        }
         link->isConnected = true;
         link->connectedSince = std::chrono::steady_clock::now();
-        link->lastFailure.clear();
+        link->toldReasons.clear();
         logger_->info("service \"" + service + "\" connected at " + link->endpoint.serverBaseUri);
         for (const auto& listener : link->listeners) {
             tellConnected(*link, listener);
@@ -133,47 +173,51 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         if (!link) {
             return;
         }
-        link->websocketManager.reset();
+        leave(*link);
+        link->schedule.over();
         if (std::exchange(link->isConnected, false)) {
             logger_->warning("service \"" + service + "\" disconnected: " + reason);
-            // The service's kept HTTP connection may be dead, too. A request on it would wait for its time
-            // limit.
+            // What still waits for an answer would wait for its time limit.
+            std::exchange(link->access, nullptr)->cancel();
             link->accessor.reset();
             for (const auto& listener : link->listeners) {
                 tellDisconnected(listener);
             }
             // A server that accepts and then closes every connection must not be asked faster and faster.
             if (std::chrono::steady_clock::now() - link->connectedSince > kStableConnection) {
-                link->backoff.reset();
+                link->schedule.settle(addressOf(link->endpoint));
             }
         } else {
             const std::string where = "not reachable at " + link->endpoint.serverBaseUri + ": " + reason;
-            const std::string message = "service \"" + service + "\" " + where;
-            if (reason == link->lastFailure) {
-                logger_->debug(message);
-            } else if (end.isUntrusted) {
+            if (end.isUntrusted) {
                 tellError(*link, where);
             } else {
-                logger_->warning(message + "; trying again until it is");
+                tellWarning(*link, where + "; trying again until it is");
             }
-            link->lastFailure = reason;
         }
-        connect(link, link->backoff.next());
+        connect(link);
     }
 
     void onDirectoryChanged() {
         const std::lock_guard lock(mutex_);
         for (const auto& [name, link] : links_) {
             if (!link->websocketManager) {
-                connect(link, std::chrono::milliseconds(0));
+                connect(link);
                 continue;
             }
             const std::optional<ServiceEndpoint> endpoint = endpointOrNone(*link);
-            // The connection itself reports its end, after everything that it has received.
-            if (!endpoint) {
-                link->websocketManager->close("it left the service registry");
-            } else if (*endpoint != link->endpoint) {
-                link->websocketManager->close("it moved to " + endpoint->serverBaseUri);
+            if (endpoint == link->endpoint) {
+                continue;
+            }
+            if (link->isConnected || link->schedule.hasBegun(std::chrono::steady_clock::now())) {
+                // The connection itself reports its end, after everything that it has received.
+                link->websocketManager->close(endpoint ? "it moved to " + endpoint->serverBaseUri
+                                                       : "it left the service registry");
+            } else {
+                // There is no connection yet. The pause goes on, however often the address changes.
+                link->websocketManager->stop();
+                leave(*link);
+                connect(link);
             }
         }
     }
@@ -198,8 +242,22 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         });
     }
 
-    void tellError(const ServiceLink& link, const std::string& text) {
-        logger_->error("service \"" + link.name + "\": " + text);
+    void tellWarning(ServiceLink& link, const std::string& text) {
+        const std::string message = "service \"" + link.name + "\" " + text;
+        if (link.toldReasons.isNew(text)) {
+            logger_->warning(message);
+        } else {
+            logger_->debug(message);
+        }
+    }
+
+    void tellError(ServiceLink& link, const std::string& text) {
+        const std::string message = "service \"" + link.name + "\": " + text;
+        if (!link.toldReasons.isNew(text)) {
+            logger_->debug(message);
+            return;
+        }
+        logger_->error(message);
         for (const auto& listener : link.listeners) {
             execute("service error", [listener, text](Impl&) {
                 if (listener->handlers.error) {
@@ -211,7 +269,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
     // ------------------------------------------------------------------ connecting
 
-    std::optional<ServiceEndpoint> endpointOrNone(const ServiceLink& link) {
+    std::optional<ServiceEndpoint> endpointOrNone(ServiceLink& link) {
         try {
             return endpoints_.find(link.name, directory_.get());
         } catch (const std::exception& exception) {
@@ -220,23 +278,58 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         }
     }
 
-    void connect(const std::shared_ptr<ServiceLink>& link, std::chrono::milliseconds delay) {
+    static std::string addressOf(const ServiceEndpoint& endpoint) {
+        return endpoint.serverBaseUri + endpoint.basePath;
+    }
+
+    // Makes the next attempt, when the link's schedule allows it. The link has no connection.
+    void connect(const std::shared_ptr<ServiceLink>& link) {
         const std::optional<ServiceEndpoint> endpoint = endpointOrNone(*link);
         if (!endpoint) {
             return;
         }
+        link->endpoint = *endpoint;
+        const auto now = std::chrono::steady_clock::now();
+        const auto at = link->schedule.plan(addressOf(*endpoint), now);
         try {
-            if (!link->accessor || *endpoint != link->endpoint) {
-                link->accessor = std::make_shared<ZebAccessor>(
-                    tpAccessFactory_->createAccess(
-                        {link->name, endpoint->serverBaseUri, endpoint->basePath, endpoint->separator}),
-                    httpExecutor_, zebExecutor_, logger_);
-            }
-            link->endpoint = *endpoint;
-            openWebsocket(link, delay);
+            // Rounded up, so that the attempt does not begin before its time.
+            openWebsocket(link, std::chrono::ceil<std::chrono::milliseconds>(
+                                    std::max(at - now, std::chrono::steady_clock::duration::zero())));
+        } catch (const ZebException& exception) {
+            tellError(*link, exception.what());  // the address itself is wrong
         } catch (const std::exception& exception) {
-            tellError(*link, exception.what());
+            tellWarning(*link, std::string("cannot be connected: ") + exception.what() +
+                                   "; trying again until it can");
+            if (!std::exchange(link->isConnectingLater, true)) {
+                connectLater(link, now + kWithoutIoThread);
+            }
         }
+    }
+
+    // For the time without an I/O thread, which otherwise makes every pause: the system has no descriptors
+    // or no threads left. Holds the executor for a moment only, because other tasks and its end wait for it.
+    void connectLater(const std::shared_ptr<ServiceLink>& link, std::chrono::steady_clock::time_point at) {
+        execute("connect later", [link, at](Impl& self) {
+            std::unique_lock lock(self.mutex_);
+            const auto until = std::min(at, std::chrono::steady_clock::now() + kLongestHold);
+            if (self.stopped_.wait_until(lock, until, [&self] { return self.isStopped_; })) {
+                return;
+            }
+            if (std::chrono::steady_clock::now() < at) {
+                self.connectLater(link, at);
+                return;
+            }
+            link->isConnectingLater = false;
+            if (!link->websocketManager) {
+                self.connect(link);
+            }
+        });
+    }
+
+    // The link's connection has ended.
+    static void leave(ServiceLink& link) {
+        link.predecessor = link.websocketManager;
+        link.websocketManager.reset();
     }
 
     void openWebsocket(const std::shared_ptr<ServiceLink>& link, std::chrono::milliseconds delay) {
@@ -245,6 +338,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         settings.connectDelay = delay;
         settings.watchdogPingInterval = link->endpoint.watchdogPingInterval;
         settings.watchdogPongTimeout = link->endpoint.watchdogPongTimeout;
+        settings.predecessor = link->predecessor;
 
         // The observer needs the manager that it belongs to, which does not exist yet.
         const auto itself = std::make_shared<std::weak_ptr<IWebsocketManager>>();
@@ -307,6 +401,9 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
     // After this time a connection counts as established, and the pauses between attempts start over.
     static constexpr std::chrono::seconds kStableConnection{5};
+    static constexpr std::chrono::milliseconds kWithoutIoThread{500};
+    static constexpr std::chrono::milliseconds kLongestHold{20};
+    static constexpr std::size_t kFewListeners = 8;
 
     const std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory_;
     const std::shared_ptr<zebutil::LoggerFactory> loggerFactory_;
@@ -317,6 +414,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     const std::shared_ptr<zebutil::ILogger> logger_;
 
     std::mutex mutex_;
+    std::condition_variable stopped_;
     bool isStopped_ = false;
     std::map<std::string, std::shared_ptr<ServiceLink>> links_;
     std::shared_ptr<ServiceDirectory> directory_;  ///< null until a service is followed that needs it
