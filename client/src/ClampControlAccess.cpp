@@ -12,16 +12,19 @@
 
 #include <exception>
 #include <future>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
 #include "ProcessBase.h"
+#include "WaitingCalls.h"
 
 namespace clampcontrolclient {
 
 using csc_logging::CSCLogEntry;
 using csc_logging::CSCLogging;
 using kelo_client::SubscribeSync;
+using kelo_client::WaitingCalls;
 using zebobjects_ZEB::ClampcontrolService;
 
 namespace {
@@ -38,6 +41,32 @@ class OutcomeGuard {
  private:
     SubscribeSync& sync_;
 };
+
+/// What a look-up waits for: the uuid, which is empty if none was found. Nothing if the wait was ended. Kept
+/// by everyone who may give it; the first one counts.
+using FoundUuid = std::promise<std::optional<std::string>>;
+
+void give(FoundUuid& found, std::optional<std::string> uuid) {
+    try {
+        found.set_value(std::move(uuid));
+    } catch (const std::future_error&) {
+        // Another thread was faster.
+    }
+}
+
+void logEnd(const char* operation, const WaitingCalls::Call& call) {
+    CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ")
+                         << operation << " ended early: " << call.endReason());
+}
+
+void logFailure(const zeb::ZebResponse& response) {
+    if (const auto exception = response.getHttpException()) {
+        CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ErrorCb: ") << exception->what());
+    } else {
+        CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ErrorCb, response status: ")
+                             << response.getStatusCode());
+    }
+}
 
 }  // namespace
 
@@ -67,7 +96,9 @@ ClampControlAccess::ClampControlAccess(std::shared_ptr<zeb::ZebClientServices> c
 
 ClampControlAccess::ClampControlAccess(std::shared_ptr<zeb::ZebClientServices> clientServices,
                                        const TimeLimits& timeLimits)
-    : zeb::ZebClient(std::move(clientServices)), timeLimits_(timeLimits) {}
+    : zeb::ZebClient(std::move(clientServices)),
+      waitingCalls_(std::make_shared<WaitingCalls>()),
+      timeLimits_(timeLimits) {}
 
 ClampControlAccess::~ClampControlAccess() = default;
 
@@ -101,6 +132,7 @@ void ClampControlAccess::AssignCallback(ClampControlCallbackIf* callback) {
 }
 
 void ClampControlAccess::DetachCallback() {
+    waitingCalls_->close("the client was destroyed");
     gate_.close();
 }
 
@@ -118,6 +150,7 @@ void ClampControlAccess::ServiceDisconnected() {
     CSCLogging::LogInfo("Clamp Control Client: Service disconnected");
     std::atomic_store(&service_, std::shared_ptr<ClampcontrolService>());
     std::atomic_store(&subscription_, std::shared_ptr<zeb::Subscription>());
+    waitingCalls_->end("the service disconnected");
     gate_.pass([this] {
         if (auto* const callback = callback_.load()) {
             callback->OnConnectionStateChanged(false);
@@ -137,28 +170,28 @@ std::shared_ptr<ClampcontrolService> ClampControlAccess::connectedService() cons
 std::string ClampControlAccess::GetClampControlUuid(ClampcontrolService::CLAMP_TYPE type) {
     // This function keeps the promise as well: if the platform drops the handlers without a call, the wait
     // below times out.
-    const auto found = std::make_shared<std::promise<std::string>>();
+    const auto found = std::make_shared<FoundUuid>();
     auto onSuccess = [found](std::shared_ptr<const ClampcontrolService::Clamp> clamp,
                              std::shared_ptr<const zeb::ZebResponse> /*response*/) {
-        found->set_value(clamp && clamp->getId() ? clamp->getId().getValue() : std::string());
+        give(*found, clamp && clamp->getId() ? clamp->getId().getValue() : std::string());
     };
     auto onError = [found](std::shared_ptr<const zeb::ZebResponse> response) {
         if (response) {
-            if (const auto exception = response->getHttpException()) {
-                CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ErrorCb: ") << exception->what());
-            } else {
-                CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ErrorCb, response status: ")
-                                     << response->getStatusCode());
-            }
+            logFailure(*response);
         }
-        found->set_value(std::string());
+        give(*found, std::string());
     };
 
+    const WaitingCalls::Call call(*waitingCalls_, [found] { give(*found, std::nullopt); });
     const auto service = connectedService();
-    auto uuid = found->get_future();
+    auto answer = found->get_future();
     try {
         const kelo_client::ProcessBase::Visit visit;
         if (!visit.admitted()) {
+            return {};
+        }
+        if (call.endReason() != nullptr) {
+            logEnd("GetClampControlUuid()", call);
             return {};
         }
         ClampcontrolService::ClampDescriptor descriptor;
@@ -171,11 +204,15 @@ std::string ClampControlAccess::GetClampControlUuid(ClampcontrolService::CLAMP_T
     }
 
     const auto deadline = std::chrono::system_clock::now() + timeLimits_.findFirst;
-    if (uuid.wait_until(deadline) != std::future_status::ready) {
+    if (answer.wait_until(deadline) != std::future_status::ready) {
         CSCLogging::LogError("Clamp Control Client: GetClampControlUuid() request timeout");
         return {};
     }
-    return uuid.get();
+    const auto uuid = answer.get();
+    if (!uuid) {
+        logEnd("GetClampControlUuid()", call);
+    }
+    return uuid.value_or(std::string());
 }
 
 std::string ClampControlAccess::SubscribeClampControl() {
@@ -192,6 +229,7 @@ std::string ClampControlAccess::SubscribeClampControl() {
 
     const auto sync = std::make_shared<SubscribeSync>();
     const OutcomeGuard outcomeGuard(*sync);
+    const WaitingCalls::Call call(*waitingCalls_, [sync] { sync->notified.Set(SubscribeSync::kEnded); });
     const auto service = connectedService();
     std::weak_ptr<zeb::Subscription> thisSubscription;
     try {
@@ -220,6 +258,12 @@ std::string ClampControlAccess::SubscribeClampControl() {
 
     if (!sync->notified.WaitFor(timeLimits_.firstNotification)) {
         CSCLogging::LogError("Clamp Control Client: Subscription timed out");
+        dropSubscription(thisSubscription.lock());
+        sync->outcome.Set(SubscribeSync::kTimedOut);
+        return {};
+    }
+    if (sync->notified.Get() == SubscribeSync::kEnded) {
+        logEnd("SubscribeClampControl()", call);
         dropSubscription(thisSubscription.lock());
         sync->outcome.Set(SubscribeSync::kTimedOut);
         return {};

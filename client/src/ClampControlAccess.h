@@ -12,6 +12,10 @@
 
 #include "CallbackGate.h"
 
+namespace kelo_client {
+class WaitingCalls;
+}
+
 namespace zeb {
 class Subscription;
 class ZebClientServices;
@@ -52,8 +56,8 @@ class ClampControlAccess : public zeb::ZebClient,
     std::string SubscribeClampControl() override;
     void UnsubscribeClampControl(const std::string& uuid) override;
 
-    /// Returns the id of the element with the given type, or an empty text on failure. Blocks for up to 5 s.
-    /// Must not be called on an executor thread.
+    /// Returns the id of the element with the given type, or an empty text on failure. Blocks for up to 5 s,
+    /// but no longer than the wait makes sense; see waitingCalls(). Must not be called on an executor thread.
     /// @throws std::runtime_error "ClampControl client not ready" while the service is not connected
     std::string GetClampControlUuid(zebobjects_ZEB::ClampcontrolService::CLAMP_TYPE type);
 
@@ -61,8 +65,12 @@ class ClampControlAccess : public zeb::ZebClient,
     void ServiceDisconnected();
 
     /// Ends the calls of the callback: once it has returned, none is running or will begin. Inside a callback
-    /// it returns at once, and that callback is the last one.
+    /// it returns at once, and that callback is the last one. Also ends the calls that wait.
     void DetachCallback();
+
+    /// The calls on threads of the application that wait for the platform. The loss of the connection and
+    /// DetachCallback() end them; the client-service base ends them when it is stopped.
+    const std::shared_ptr<kelo_client::WaitingCalls>& waitingCalls() const { return waitingCalls_; }
 
  private:
     class ElementSubscription;
@@ -78,6 +86,7 @@ class ClampControlAccess : public zeb::ZebClient,
     std::shared_ptr<zebobjects_ZEB::ClampcontrolService> service_;
     std::shared_ptr<zeb::Subscription> subscription_;
     CallbackGate gate_;
+    const std::shared_ptr<kelo_client::WaitingCalls> waitingCalls_;
     const TimeLimits timeLimits_;
     /// Built once, so that a notification does not build the text of a log line whose level is off.
     const std::string notifiedLine_{"Clamp Control Client: Subscription Callback"};

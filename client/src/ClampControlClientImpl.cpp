@@ -33,6 +33,7 @@ ClampControlClientImpl::ClampControlClientImpl() {
         const auto clientServices = ClientServiceUtils::CreateClientServices(
             *clientServiceBase_, ClampcontrolService::getServiceName(), "ClampControl client");
         access_ = ClientServiceUtils::CreateClient<ClampControlAccess>(clientServices);
+        clientServiceBase_->endWhenStopped(access_->waitingCalls());
     } catch (const std::exception& exception) {
         CSCLogging::LogError(CSCLogEntry(" Exception: ") << exception.what());
     } catch (...) {

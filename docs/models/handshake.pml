@@ -33,9 +33,10 @@
 #endif
 
 mtype = {connected, disconnected, found, notification}; /* tasks */
-mtype = {unknown, timedOut, succeeded};                 /* outcomes */
+mtype = {unknown, timedOut, succeeded, ended};          /* outcomes; "ended" ends a wait early */
+mtype = {lookUp, firstNotification};                    /* what a call waits for */
 
-/* CallbackFuture: a promise, its future, and the atomic value. */
+/* CallbackFuture: a promise, its future, and the atomic value. Two threads may set it. */
 typedef Future {
     bool isPromised;
     bool isFetched;
@@ -47,8 +48,16 @@ inline setFuture(future, what) {
     if
     :: future.isKnown
     :: else ->
+#ifdef PROMISE_SET_TWICE
         d_step { assert(!future.isPromised); future.value = what; future.isPromised = true };
         future.isKnown = true
+#else
+        if
+        :: d_step { !future.isPromised -> future.value = what; future.isPromised = true };
+            future.isKnown = true
+        :: else /* another thread was faster */
+        fi
+#endif
     fi
 }
 
@@ -66,7 +75,7 @@ typedef Subscription {
     bool isServed;  /* the bus has it: it may send */
     bool isActive;  /* the platform's record: handlers are called */
     bool hasEnded;  /* what ElementSubscription shares with its handler */
-    bool isFound;   /* the answer to findFirst has been told */
+    mtype answer;   /* to findFirst: succeeded, or ended; the first one counts */
     bool isAsked;   /* findFirst has been sent */
     bool wasTold;   /* the application has been called for it */
     bool isRefused; /* an empty uuid was returned, or something thrown */
@@ -89,6 +98,55 @@ bool isToldConnected;    /* what the application knows */
 bool clientHasEnded;     /* Stop, or the destructor, has returned */
 bool executorWaits;      /* for an outcome */
 byte waitsFor;
+byte waitingCall = NONE; /* WaitingCalls: there is one call at a time */
+mtype waitingFor;
+bool callsAreClosed;
+
+inline give(which, what) {
+    d_step {
+        if
+        :: subscriptions[which].answer == 0 -> subscriptions[which].answer = what
+        :: else
+        fi
+    }
+}
+
+inline wake(which, kind) {
+    if
+    :: kind == lookUp -> give(which, ended)
+    :: else -> setFuture(subscriptions[which].notified, ended)
+    fi
+}
+
+/* WaitingCalls::Call: its registration, and the wake-up at once if the calls are closed. */
+inline beginWait(which, kind) {
+    atomic {
+        if
+        :: callsAreClosed -> isClosed = true
+        :: else -> waitingCall = which; waitingFor = kind
+        fi
+    };
+    if
+    :: isClosed -> wake(which, kind); isClosed = false
+    :: else
+    fi
+}
+
+/* WaitingCalls::end() */
+inline endWaits() {
+    d_step { wokenCall = waitingCall; wokenFrom = waitingFor; waitingCall = NONE };
+    if
+    :: wokenCall != NONE -> wake(wokenCall, wokenFrom)
+    :: else
+    fi;
+    d_step { wokenCall = NONE; wokenFrom = 0 }
+}
+
+/* WaitingCalls::close() */
+inline closeWaits() {
+    callsAreClosed = true;
+    endWaits()
+}
 
 inline addTask(kind, which) {
     if
@@ -153,6 +211,7 @@ inline insideCallback() {
     if
     :: true
     :: !clientHasEnded ->
+        closeWaits();
         stopAll();
 #ifdef STOP_JOINS_ITSELF
         executorHasEnded;
@@ -186,6 +245,8 @@ active proctype Executor() {
     byte which;
     byte before;
     bool isAdmitted;
+    byte wokenCall = NONE;
+    mtype wokenFrom;
 
     /* Idle is a proper end, where nobody stops it. Waiting for an outcome is none. */
 end:
@@ -193,8 +254,14 @@ end:
     :: atomic { !executorIsStopped && nempty(queue) -> queue?kind, which };
         if
         :: kind == connected -> service = which; pass(NONE, true)
-        :: kind == disconnected -> service = 0; keep(NONE, before); pass(NONE, false)
-        :: kind == found -> subscriptions[which].isFound = true
+        :: kind == disconnected ->
+            service = 0;
+            keep(NONE, before);
+#ifndef WAITS_GO_ON_WHEN_LOST
+            endWaits();
+#endif
+            pass(NONE, false)
+        :: kind == found -> give(which, succeeded)
         :: kind == notification ->
             if
             :: !subscriptions[which].isActive
@@ -249,14 +316,39 @@ active proctype Application() {
     byte which;
     byte before;
     byte seen;
+    bool isClosed;
 
     do
     :: which < SUBSCRIBES ->
+#ifdef REGISTERED_AFTER_THE_SERVICE
+        seen = service;
+#endif
+        beginWait(which, lookUp);
+#ifndef REGISTERED_AFTER_THE_SERVICE
+        seen = service;
+#endif
+        if
+        :: seen == 0 -> goto refused /* not ready */
+        :: seen != 0 && subscriptions[which].answer == ended -> goto refused /* nothing is sent */
+        :: else
+        fi;
         subscriptions[which].isAsked = true;
         if
-        :: subscriptions[which].isFound
-        :: TIME_IS_OVER -> goto refused
+        :: subscriptions[which].answer == succeeded
+        :: subscriptions[which].answer == ended ->
+#ifdef WITNESS_LOOK_UP_ENDED
+            assert(false);
+#endif
+            goto refused
+        :: TIME_IS_OVER ->
+#ifdef PATIENT
+            assert(!callsAreClosed && service == seen); /* it would wait for nothing */
+#endif
+            goto refused
         fi;
+        waitingCall = NONE;
+
+        beginWait(which, firstNotification);
         seen = service;
         if
         :: seen == 0 -> goto refused /* not ready */
@@ -281,13 +373,23 @@ active proctype Application() {
         fi;
         keep(which, before);
         if
-        :: subscriptions[which].notified.isPromised ->
+        :: subscriptions[which].notified.isPromised && subscriptions[which].notified.value == succeeded ->
             setFuture(subscriptions[which].outcome, succeeded);
             goto returned
+        :: subscriptions[which].notified.isPromised && subscriptions[which].notified.value == ended ->
+#ifdef WITNESS_SUBSCRIPTION_ENDED
+            assert(false);
+#endif
+            keep(NONE, before);
+#ifndef OUTCOME_LEFT_OPEN_WHEN_ENDED
+            setFuture(subscriptions[which].outcome, timedOut);
+#endif
+            goto refused
         :: TIME_IS_OVER ->
 #ifdef PATIENT
             /* The handler waits for this very call, which waits for the handler. */
             assert(!executorWaits || waitsFor != which);
+            assert(!callsAreClosed && service == seen);
 #endif
             keep(NONE, before);
 #ifndef OUTCOME_LEFT_OPEN_WHEN_TIMED_OUT
@@ -297,6 +399,7 @@ active proctype Application() {
         fi;
 
 refused:
+        waitingCall = NONE;
         atomic { assert(!subscriptions[which].wasTold); subscriptions[which].isRefused = true };
 #ifdef WITNESS_REFUSED_WHILE_A_HANDLER_WAITED
         assert(!subscriptions[which].notified.isPromised);
@@ -305,6 +408,7 @@ refused:
         goto next;
 
 returned:
+        waitingCall = NONE;
 #ifdef WITNESS_SUCCESS
         assert(false);
 #endif
@@ -321,9 +425,15 @@ next:
 }
 
 active proctype Stopper() {
+    byte wokenCall = NONE;
+    mtype wokenFrom;
+
     if
     :: true /* nobody stops it */
     :: true -> /* Stop() */
+#ifndef WAITS_GO_ON_WHEN_STOPPED
+        closeWaits();
+#endif
         stopAll();
 #ifndef STOP_WAITS_FOR_NOBODY
         executorHasEnded; /* joined */
@@ -335,6 +445,9 @@ active proctype Stopper() {
 #endif
         clientHasEnded = true
     :: true -> /* destroyed without Stop() */
+#ifndef WAITS_GO_ON_WHEN_DESTROYED
+        closeWaits();
+#endif
         gateIsClosed = true;
 #ifndef DESTRUCTION_DOES_NOT_WAIT
         insideGate == 0;

@@ -25,7 +25,11 @@ void CallbackFuture::Set(FutureValue value) {
     if (value_.load() != FutureValue::Unknown) {
         return;
     }
-    promise_.set_value(value);
+    try {
+        promise_.set_value(value);
+    } catch (const std::future_error&) {
+        return;  // another thread was faster
+    }
     value_.store(value);
 }
 

@@ -8,10 +8,20 @@
 #include <zebutil/LoggerFactory.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
+#include <algorithm>
+#include <utility>
+
 #include "ProcessBase.h"
 #include "ProcessLogging.h"
+#include "WaitingCalls.h"
 
 namespace kelo_client {
+
+namespace {
+
+constexpr const char* kStopped = "the client was stopped";
+
+}  // namespace
 
 ProcessBaseObject::ProcessBaseObject() {
     csc_logging::ProcessLogging::make();
@@ -39,7 +49,36 @@ ClientServiceBase::~ClientServiceBase() {
     stop();
 }
 
+void ClientServiceBase::endWhenStopped(const std::shared_ptr<WaitingCalls>& calls) {
+    {
+        const std::lock_guard lock(waitingMutex_);
+        if (!isStopped_) {
+            waitingCalls_.erase(std::remove_if(waitingCalls_.begin(), waitingCalls_.end(),
+                                               [](const auto& other) { return other.expired(); }),
+                                waitingCalls_.end());
+            waitingCalls_.push_back(calls);
+            return;
+        }
+    }
+    calls->close(kStopped);
+}
+
+void ClientServiceBase::endWaitingCalls() {
+    std::vector<std::weak_ptr<WaitingCalls>> waiting;
+    {
+        const std::lock_guard lock(waitingMutex_);
+        isStopped_ = true;
+        waiting.swap(waitingCalls_);
+    }
+    for (const auto& calls : waiting) {
+        if (const auto ended = calls.lock()) {
+            ended->close(kStopped);
+        }
+    }
+}
+
 void ClientServiceBase::stop() {
+    endWaitingCalls();
     if (elementRegistry_) {
         elementRegistry_->unsubscribeFromAll();
     }

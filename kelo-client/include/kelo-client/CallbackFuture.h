@@ -14,8 +14,8 @@ namespace kelo_client {
 /// The waiting thread must own it, usually sharing it with the callback (see SubscribeSync), so that it is
 /// never destroyed while a thread waits.
 ///
-/// Thread safety: one thread at a time may call Set, and one thread at a time WaitFor or Get; these may be
-/// two different threads. WaitFor and Get block, so the thread that is to call Set must not call them.
+/// Thread safety: any thread may call Set, and one thread at a time WaitFor or Get. WaitFor and Get block, so
+/// a thread that is to call Set must not call them.
 class CLAMPCONTROL_EXPORT CallbackFuture {
  public:
     /// The outcome of a callback. Zero is reserved and means that no value is known yet. The code that sets

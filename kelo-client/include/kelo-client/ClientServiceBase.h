@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
+#include <vector>
 
 namespace zeb {
 class DefaultWebsocketManagerFactory;
@@ -20,6 +22,7 @@ class SingleThreadAsyncTaskExecutor;
 namespace kelo_client {
 
 class ConfigurationManager;
+class WaitingCalls;
 
 /// The platform objects that all service clients of a process share. Empty until
 /// ClientServiceUtils::CreateClientServiceBase has filled it; until then the getters return null.
@@ -43,10 +46,14 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
     ClientServiceBase(const ClientServiceBase&) = delete;
     ClientServiceBase& operator=(const ClientServiceBase&) = delete;
 
-    /// Ends all subscriptions, then stops "zebExecutor", "httpExecutor", the service registry and the
-    /// WebSockets, in this order, for all clients of the process; there is no restart. May be called more
-    /// than once, and on an executor's thread.
+    /// Ends the calls that wait and all subscriptions, then stops "zebExecutor", "httpExecutor", the service
+    /// registry and the WebSockets, in this order, for all clients of the process; there is no restart. May
+    /// be called more than once, and on an executor's thread.
     void stop();
+
+    /// Registers a client's waiting calls. stop() ends them first, because they would wait in vain, and it
+    /// ends every later call as well. If the base has been stopped, that happens at once.
+    void endWhenStopped(const std::shared_ptr<WaitingCalls>& calls);
 
     const std::shared_ptr<zeb::DefaultWebsocketManagerFactory>& getWebsocketManagerFactory() const {
         return websocketManagerFactory_;
@@ -76,6 +83,8 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
 
     ClientServiceBase();
 
+    void endWaitingCalls();
+
     // Destroyed in reverse order, because each may use those above it.
     std::shared_ptr<zeb::DefaultWebsocketManagerFactory> websocketManagerFactory_;
     std::shared_ptr<zebutil::LoggerFactory> loggerFactory_;
@@ -88,6 +97,10 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
     int registryMode_ = 1;
     /// Atomic because the process may exit while another thread is still filling the base.
     std::atomic<bool> initialised_ = false;
+
+    std::mutex waitingMutex_;
+    std::vector<std::weak_ptr<WaitingCalls>> waitingCalls_;
+    bool isStopped_ = false;
 };
 
 }  // namespace kelo_client

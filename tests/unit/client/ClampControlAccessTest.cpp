@@ -20,6 +20,7 @@
 #include "ClampControlAccess.h"
 #include "FakeBus.h"
 #include "RecordingCallback.h"
+#include "WaitingCalls.h"
 
 namespace {
 
@@ -307,12 +308,16 @@ TEST_F(ClampControlAccessTest, LogsARequestThatCouldNotBeIssued) {
     EXPECT_THAT(logged(), ElementsAre(kError + std::string("readResource ZebAccess exception")));
 }
 
-/// Lets the first request wait until the end of this object; later ones find an element with id "next".
+/// Lets the first request wait until the end of this object, and calls `whenAsked` when it comes; later ones
+/// find an element with id "next".
 class UnansweredRequest {
  public:
-    explicit UnansweredRequest(FakeBus& bus) {
-        bus.answer = [whenReleased = released_.get_future().share(), isFirst = true]() mutable {
+    explicit UnansweredRequest(
+        FakeBus& bus, std::function<void()> whenAsked = [] {}) {
+        bus.answer = [whenReleased = released_.get_future().share(), whenAsked = std::move(whenAsked),
+                      isFirst = true]() mutable {
             if (std::exchange(isFirst, false)) {
+                whenAsked();
                 whenReleased.wait();
                 return zeb::ZebResponse(200, "{\"data\":[" + clampJson("Clamp15", true) + "]}");
             }
@@ -331,6 +336,8 @@ constexpr ClampControlAccess::TimeLimits kShortFindFirst{std::chrono::millisecon
                                                          std::chrono::seconds(5)};
 constexpr ClampControlAccess::TimeLimits kShortFirstNotification{std::chrono::seconds(5),
                                                                  std::chrono::milliseconds(20)};
+/// Longer than any test may take.
+constexpr ClampControlAccess::TimeLimits kNoTimeLimits{std::chrono::hours(1), std::chrono::hours(1)};
 
 TEST_F(ClampControlAccessTest, GivesUpARequestThatIsNotAnsweredInTime) {
     createConnected(kShortFindFirst);
@@ -435,15 +442,43 @@ TEST_F(ClampControlAccessTest, DoesNotSubscribeToAnElementWithoutId) {
     EXPECT_THAT(logged(), IsEmpty());
 }
 
-TEST_F(ClampControlAccessTest, FailsToSubscribeWhenTheServiceIsLostAfterTheRequest) {
-    createConnected();
-    bus.answer = [this] {
-        bus.queueDisconnect();
-        return zeb::ZebResponse(200, "{\"data\":[" + clampJson("Clamp15", true) + "]}");
-    };
-    EXPECT_THROW(sut->SubscribeClampControl(), std::runtime_error);
-    EXPECT_THAT(logged(),
-                ElementsAre(kInfo + std::string("Service disconnected"), kError + std::string("Not ready")));
+TEST_F(ClampControlAccessTest, EndsTheLookUpWhenTheServiceIsLost) {
+    createConnected(kNoTimeLimits);
+    const UnansweredRequest unanswered(bus, [this] { bus.queueDisconnect(); });
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(kInfo + std::string("Service disconnected"),
+                    kError + std::string("GetClampControlUuid() ended early: the service disconnected")));
+}
+
+TEST_F(ClampControlAccessTest, EndsTheLookUpWhenTheClientIsDestroyed) {
+    createConnected(kNoTimeLimits);
+    const UnansweredRequest unanswered(bus, [this] { sut->DetachCallback(); });
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(kError + std::string("GetClampControlUuid() ended early: the client was destroyed")));
+}
+
+TEST_F(ClampControlAccessTest, IgnoresTheAnswerToALookUpThatHasEnded) {
+    createConnected(kNoTimeLimits);
+    {
+        const UnansweredRequest unanswered(bus, [this] { bus.queueDisconnect(); });
+        sut->SubscribeClampControl();
+    }
+    bus.connectService();
+    EXPECT_EQ(sut->SubscribeClampControl(), "next");
+}
+
+TEST_F(ClampControlAccessTest, AsksForNothingOnceTheClientWasStopped) {
+    createConnected(kNoTimeLimits);
+    sut->waitingCalls()->close("the client was stopped");
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_THAT(bus.requests(), IsEmpty());
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(kError + std::string("GetClampControlUuid() ended early: the client was stopped")));
 }
 
 TEST_F(ClampControlAccessTest, LogsASubscriptionThatIsRefused) {
@@ -532,9 +567,45 @@ TEST_F(ClampControlAccessTest, IgnoresANotificationAfterTheSubscriptionTimedOut)
 }
 
 TEST_F(ClampControlAccessTest, GivesUpASubscriptionWhoseServiceIsLostWhileItWaits) {
-    createConnected(kShortFirstNotification);
+    createConnected(kNoTimeLimits);
     bus.onSubscribe = [this](const auto&) { bus.queueDisconnect(); };
     EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_THAT(
+        logged(),
+        ElementsAre(kInfo + std::string("Service disconnected"),
+                    kError + std::string("SubscribeClampControl() ended early: the service disconnected")));
+}
+
+TEST_F(ClampControlAccessTest, GivesUpASubscriptionWhoseClientIsStoppedWhileItWaits) {
+    createConnected(kNoTimeLimits);
+    bus.onSubscribe = [this](const auto&) { sut->waitingCalls()->close("the client was stopped"); };
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_TRUE(bus.subscriptions()[0]->released);
+}
+
+TEST_F(ClampControlAccessTest, CountsANotificationThatCameBeforeTheServiceWasLost) {
+    createConnected(kNoTimeLimits);
+    bus.onSubscribe = [this](const auto& subscribed) {
+        bus.notify(subscribed, clampJson("Clamp15", true));
+        bus.queueDisconnect();
+    };
+    EXPECT_EQ(sut->SubscribeClampControl(), "c15");
+    bus.settle();
+    EXPECT_THAT(callback.take(), ElementsAre("notification", "clamp15 true", "connection false"));
+}
+
+TEST_F(ClampControlAccessTest, HoldsUpNoExecutorWhenTheFirstNotificationComesAsTheClientIsStopped) {
+    createConnected(kNoTimeLimits);
+    bus.onSubscribe = [this](const auto& subscribed) {
+        sut->waitingCalls()->close("the client was stopped");
+        bus.notify(subscribed, clampJson("Clamp15", true));
+        while (logged().empty()) {  // until the handler has begun
+            std::this_thread::yield();
+        }
+    };
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    bus.settle();
+    EXPECT_THAT(callback.take(), IsEmpty());
 }
 
 TEST_F(ClampControlAccessTest, HoldsUpNoExecutorWhenTheFirstNotificationComesAtTheTimeLimit) {

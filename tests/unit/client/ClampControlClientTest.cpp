@@ -310,6 +310,53 @@ TEST(ClampControlClient, TakesTheBaseDownInOrderWhenItIsStopped) {
               kStopped);
 }
 
+/// A connected client, in an object.
+std::unique_ptr<ClampControlClient> connectedClient() {
+    auto client = std::make_unique<ClampControlClient>();
+    client->Start();
+    connectService();
+    return client;
+}
+
+constexpr auto kEndedByStop =
+    "subscribed \"\"\n"
+    "log: 2 Clamp Control Client: GetClampControlUuid() ended early: the client was stopped\n";
+
+TEST(ClampControlClient, EndsASubscribeWhenItIsStopped) {
+    EXPECT_THAT(saidBy([] {
+                    const auto sut = connectedClient();
+                    fake_platform::whenFindFirst([&sut](const auto&) { sut->Stop(); });
+                    mark();
+                    say("subscribed \"" + sut->SubscribeClampControl() + "\"");
+                    sayLog();
+                }),
+                EndsWith(kEndedByStop));
+}
+
+TEST(ClampControlClient, EndsASubscribeWhenAnotherClientIsStopped) {
+    EXPECT_THAT(saidBy([] {
+                    ClampControlClient other;
+                    const auto sut = connectedClient();
+                    fake_platform::whenFindFirst([&other](const auto&) { other.Stop(); });
+                    mark();
+                    say("subscribed \"" + sut->SubscribeClampControl() + "\"");
+                    sayLog();
+                }),
+                EndsWith(kEndedByStop));
+}
+
+TEST(ClampControlClient, FailsToSubscribeAtOnceAfterItWasStopped) {
+    EXPECT_EQ(saidBy([] {
+                  const auto sut = connectedClient();
+                  sut->Stop();
+                  fake_platform::whenFindFirst([](const auto&) { say("asked"); });
+                  mark();
+                  say("subscribed \"" + sut->SubscribeClampControl() + "\"");
+                  sayLog();
+              }),
+              kEndedByStop);
+}
+
 TEST(ClampControlClient, CanBeStoppedWithoutAStart) {
     EXPECT_EQ(saidBy([] {
                   ClampControlClient sut;

@@ -2,6 +2,7 @@
 #include <kelo-client/CallbackFuture.h>
 #include <kelo-client/SubscribeSync.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -58,6 +59,22 @@ WaitedFor waitedFor(FutureValue value) {
 
 TEST(CallbackFuture, HasValuesOf32Bits) {
     EXPECT_EQ(sizeof(FutureValue), 4u);
+}
+
+TEST(CallbackFuture, KeepsOneOfTwoValuesThatTwoThreadsSetAtOnce) {
+    for (int round = 0; round < 2'000; ++round) {
+        CallbackFuture sut;
+        std::atomic<int> ready = 0;
+        const auto set = [&](FutureValue value) {
+            for (++ready; ready < 2;) {
+            }
+            sut.Set(value);
+        };
+        auto other = std::async(std::launch::async, set, FutureValue{1});
+        set(FutureValue{2});
+        other.get();  // throws what the other Set has thrown
+        ASSERT_NE(sut.Get(), FutureValue::Unknown);
+    }
 }
 
 TEST(CallbackFuture, SaysAtOnceThatThereIsNoValueYet) {

@@ -20,14 +20,18 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <ostream>
 #include <stdexcept>
 #include <string>
+
+#include "WaitingCalls.h"
 
 namespace {
 
 using kelo_client::ClientServiceBase;
 using kelo_client::ClientServiceUtils;
+using kelo_client::WaitingCalls;
 using test_support::RecordingAraLog;
 using test_support::runInChild;
 using test_support::TemporaryDirectory;
@@ -274,6 +278,44 @@ TEST(ClientServiceBase, IsTornDownInOrderWhenItsLastHolderLetsGo) {
                   mark();
               })),
               kTornDown + kReleased);
+}
+
+TEST(ClientServiceBase, EndsTheCallsThatWaitBeforeItStopsAnything) {
+    EXPECT_EQ(afterMark(saidBy([] {
+                  const auto sut = filledBase();
+                  const auto calls = std::make_shared<WaitingCalls>();
+                  const WaitingCalls::Call call(*calls, [] { say("ended"); });
+                  sut->endWhenStopped(calls);
+                  mark();
+                  sut->stop();
+                  std::_Exit(std::fflush(stdout));
+              })),
+              "ended\n" + kTornDown);
+}
+
+TEST(ClientServiceBase, EndsTheCallsOfEveryClient) {
+    EXPECT_EQ(saidBy([] {
+                  const auto sut = ClientServiceBase::getInstance();
+                  const auto first = std::make_shared<WaitingCalls>();
+                  const auto second = std::make_shared<WaitingCalls>();
+                  const WaitingCalls::Call firstCall(*first, [] { say("first"); });
+                  const WaitingCalls::Call secondCall(*second, [] { say("second"); });
+                  sut->endWhenStopped(first);
+                  sut->endWhenStopped(second);
+                  sut->stop();
+              }),
+              "first\nsecond\n");
+}
+
+TEST(ClientServiceBase, EndsTheCallsOfAClientThatComesAfterItsStop) {
+    EXPECT_EQ(saidBy([] {
+                  const auto sut = ClientServiceBase::getInstance();
+                  sut->stop();
+                  const auto calls = std::make_shared<WaitingCalls>();
+                  sut->endWhenStopped(calls);
+                  const WaitingCalls::Call call(*calls, [] { say("ended"); });
+              }),
+              "ended\n");
 }
 
 TEST(ClientServiceBase, IsTornDownAtExitButNotReleasedWhileAClientHoldsIt) {
