@@ -122,30 +122,29 @@ inline wake(which, kind) {
 inline beginWait(which, kind) {
     atomic {
         if
-        :: callsAreClosed -> isClosed = true
+        :: callsAreClosed -> wake(which, kind)
         :: else -> waitingCall = which; waitingFor = kind
         fi
-    };
-    if
-    :: isClosed -> wake(which, kind); isClosed = false
-    :: else
-    fi
+    }
 }
 
-/* WaitingCalls::end() */
+inline forgetWait() {
+    d_step { waitingCall = NONE; waitingFor = 0 }
+}
+
+/* WaitingCalls::end(). One step, because nobody sees what is between taking the call out and waking it up. */
 inline endWaits() {
-    d_step { wokenCall = waitingCall; wokenFrom = waitingFor; waitingCall = NONE };
-    if
-    :: wokenCall != NONE -> wake(wokenCall, wokenFrom)
-    :: else
-    fi;
-    d_step { wokenCall = NONE; wokenFrom = 0 }
+    atomic {
+        if
+        :: waitingCall != NONE -> wake(waitingCall, waitingFor); forgetWait()
+        :: else
+        fi
+    }
 }
 
 /* WaitingCalls::close() */
 inline closeWaits() {
-    callsAreClosed = true;
-    endWaits()
+    atomic { callsAreClosed = true; endWaits() }
 }
 
 inline addTask(kind, which) {
@@ -245,8 +244,6 @@ active proctype Executor() {
     byte which;
     byte before;
     bool isAdmitted;
-    byte wokenCall = NONE;
-    mtype wokenFrom;
 
     /* Idle is a proper end, where nobody stops it. Waiting for an outcome is none. */
 end:
@@ -316,7 +313,6 @@ active proctype Application() {
     byte which;
     byte before;
     byte seen;
-    bool isClosed;
 
     do
     :: which < SUBSCRIBES ->
@@ -342,11 +338,11 @@ active proctype Application() {
             goto refused
         :: TIME_IS_OVER ->
 #ifdef PATIENT
-            assert(!callsAreClosed && service == seen); /* it would wait for nothing */
+            assert(!executorIsStopped && !clientHasEnded && service == seen); /* it waited for nothing */
 #endif
             goto refused
         fi;
-        waitingCall = NONE;
+        atomic { seen = 0; forgetWait() };
 
         beginWait(which, firstNotification);
         seen = service;
@@ -389,7 +385,7 @@ active proctype Application() {
 #ifdef PATIENT
             /* The handler waits for this very call, which waits for the handler. */
             assert(!executorWaits || waitsFor != which);
-            assert(!callsAreClosed && service == seen);
+            assert(!executorIsStopped && !clientHasEnded && service == seen);
 #endif
             keep(NONE, before);
 #ifndef OUTCOME_LEFT_OPEN_WHEN_TIMED_OUT
@@ -399,8 +395,7 @@ active proctype Application() {
         fi;
 
 refused:
-        waitingCall = NONE;
-        atomic { assert(!subscriptions[which].wasTold); subscriptions[which].isRefused = true };
+        atomic { assert(!subscriptions[which].wasTold); subscriptions[which].isRefused = true; forgetWait(); seen = 0 };
 #ifdef WITNESS_REFUSED_WHILE_A_HANDLER_WAITED
         assert(!subscriptions[which].notified.isPromised);
 #endif
@@ -408,7 +403,7 @@ refused:
         goto next;
 
 returned:
-        waitingCall = NONE;
+        atomic { forgetWait(); seen = 0 };
 #ifdef WITNESS_SUCCESS
         assert(false);
 #endif
@@ -425,9 +420,6 @@ next:
 }
 
 active proctype Stopper() {
-    byte wokenCall = NONE;
-    mtype wokenFrom;
-
     if
     :: true /* nobody stops it */
     :: true -> /* Stop() */
