@@ -1,6 +1,6 @@
 #pragma once
 
-#include <RefusedThreads.h>
+#include <FailingThreads.h>
 
 #include <chrono>
 #include <memory>
@@ -34,14 +34,14 @@ class Machine {
 
     // --- threads ---
 
-    void refuseThreads() { refusedThreads_ = std::make_unique<test_support::RefusedThreads>(); }
-    void allowThreads() { refusedThreads_.reset(); }
+    void refuseThreads() { failingThreads_ = std::make_unique<test_support::FailingThreads>(); }
+    void allowThreads() { failingThreads_.reset(); }
 
  private:
     std::string directory_;  ///< of the files that replace those in /etc
     int nameServer_ = -1;
     std::vector<int> descriptors_;
-    std::unique_ptr<test_support::RefusedThreads> refusedThreads_;
+    std::unique_ptr<test_support::FailingThreads> failingThreads_;
 };
 
 }  // namespace e2e

@@ -1,47 +1,62 @@
+#include <internal/BlockedSignals.h>
 #include <pthread.h>
+#include <unistd.h>
 #include <zebutil/ILogger.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
+#include <zebutil/StopHandler.h>
 #include <zebutil/Task.h>
 
+#include <atomic>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace zebutil {
 
 // Shared by the executor and its thread, so that the thread can outlive an executor that one of its own tasks
 // destroys.
-class SingleThreadAsyncTaskExecutor::Worker {
+class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_this<Worker> {
  public:
+    using StopFunction = std::shared_ptr<const std::function<void()>>;
+
     Worker(const std::string& name, std::unique_ptr<ILogger> logger)
         : name_(name), logger_(std::move(logger)) {}
 
-    static void start(const std::shared_ptr<Worker>& self) {
-        const std::lock_guard lock(self->mutex_);
-        if (self->stopped_ || self->threadId_ != std::thread::id()) {
-            return;
+    /// The worker whose thread calls this; null on other threads.
+    static Worker*& current() {
+        static thread_local Worker* worker = nullptr;
+        return worker;
+    }
+
+    void start() {
+        {
+            const std::lock_guard lock(mutex_);
+            isStarted_ = true;
         }
-        self->thread_ = std::thread([self] { self->run(); });
-        self->threadId_ = self->thread_.get_id();
-        // The kernel limits the name to fifteen characters.
-        pthread_setname_np(self->thread_.native_handle(), self->name_.substr(0, 15).c_str());
+        makeThread();
     }
 
     void stop() {
+        if (isInForkedChild()) {
+            return;
+        }
         std::vector<Task> dropped;
+        StopFunction whenStopped;
         bool isOwnThread = false;
         {
             const std::lock_guard lock(mutex_);
             stopped_ = true;
             dropped.swap(queue_);
+            whenStopped = whenStopped_;
             isOwnThread = threadId_ == std::this_thread::get_id();
         }
         wakeUp_.notify_one();
-        if (!dropped.empty()) {
-            logger_->info("executor \"" + name_ +
-                          "\" stopped, queued tasks dropped: " + std::to_string(dropped.size()));
-        }
+        call(whenStopped);
+        reportDropped(dropped.size());
+        dropped.clear();
         if (isOwnThread) {
             return;  // the next stop() on another thread joins the thread, or abandon() detaches it
         }
@@ -55,6 +70,9 @@ class SingleThreadAsyncTaskExecutor::Worker {
     // Called when the executor is destroyed. If that happens on its own thread, the thread ends by itself
     // after the running task.
     void abandon() {
+        if (isInForkedChild()) {
+            return;
+        }
         stop();
         const std::lock_guard threadLock(threadMutex_);
         if (thread_.joinable()) {
@@ -67,16 +85,103 @@ class SingleThreadAsyncTaskExecutor::Worker {
             const std::lock_guard lock(mutex_);
             if (!stopped_) {
                 queue_.push_back(std::move(task));
-                if (queue_.size() > 1 || !waiting_) {
-                    return;  // the thread is busy, or has been woken up for an earlier task
+                if (!isStarted_ || (hasThread() && (queue_.size() > 1 || !waiting_))) {
+                    return;  // the thread is still to come, is busy, or has been woken up for an earlier task
                 }
             }
         }
+        makeThread();
         wakeUp_.notify_one();
     }
 
+    /// Sets what stop() calls while the running task waits, and returns what was set before.
+    StopFunction exchangeStopFunction(StopFunction whenStopped) {
+        StopFunction before;
+        bool isLate = false;
+        {
+            const std::lock_guard lock(mutex_);
+            before = std::exchange(whenStopped_, whenStopped);
+            isLate = stopped_;
+        }
+        if (isLate) {
+            call(whenStopped);
+        }
+        return before;
+    }
+
  private:
+    /// Makes the thread unless it is there. The process may have as many threads as it is allowed to. Then
+    /// the tasks wait, and the next one that is added tries again.
+    void makeThread() {
+        std::string failure;
+        int failures = 0;
+        {
+            const std::lock_guard lock(mutex_);
+            if (!isStarted_ || stopped_ || hasThread()) {
+                return;
+            }
+            try {
+                const internal::BlockedSignals blocked;
+                thread_ = std::thread([self = shared_from_this()] { self->run(); });
+                threadId_ = thread_.get_id();
+                process_ = ::getpid();
+                // The kernel limits the name to fifteen characters.
+                pthread_setname_np(thread_.native_handle(), name_.substr(0, 15).c_str());
+                failures = std::exchange(failures_, 0);
+            } catch (const std::exception& exception) {
+                if (++failures_ > 1) {
+                    return;
+                }
+                failure = exception.what();
+            }
+        }
+        report([&] {
+            if (!failure.empty()) {
+                logger_->error("executor \"" + name_ + "\" cannot make its thread: " + failure +
+                               "; its tasks wait, and the next one that is added tries again");
+            } else if (failures > 0) {
+                logger_->info("executor \"" + name_ +
+                              "\" has its thread, after failed attempts: " + std::to_string(failures));
+            }
+        });
+    }
+
+    bool hasThread() const { return threadId_ != std::thread::id(); }
+
+    /// In a forked child the thread does not exist, and another thread may have held a lock when the process
+    /// was forked. So everything stays as it is there.
+    bool isInForkedChild() const {
+        const pid_t process = process_;
+        return process != 0 && process != ::getpid();
+    }
+
+    static void call(const StopFunction& whenStopped) {
+        if (whenStopped) {
+            report([&whenStopped] { (*whenStopped)(); });
+        }
+    }
+
+    void reportDropped(std::size_t count) const {
+        if (count > 0) {
+            report([&] {
+                logger_->info("executor \"" + name_ +
+                              "\" stopped, queued tasks dropped: " + std::to_string(count));
+            });
+        }
+    }
+
+    /// Logging may fail for want of memory. That must end neither the thread nor the process.
+    template <typename Report>
+    static void report(Report report) noexcept {
+        try {
+            report();
+        } catch (...) {
+            // There is no other place to report it.
+        }
+    }
+
     void run() {
+        current() = this;
         std::vector<Task> batch;
         std::unique_lock lock(mutex_);
         while (true) {
@@ -98,8 +203,7 @@ class SingleThreadAsyncTaskExecutor::Worker {
         std::size_t executed = 0;
         for (Task& task : batch) {
             if (isStopped()) {
-                logger_->info("executor \"" + name_ +
-                              "\" stopped, queued tasks dropped: " + std::to_string(batch.size() - executed));
+                reportDropped(batch.size() - executed);
                 break;
             }
             runTask(task);
@@ -119,9 +223,12 @@ class SingleThreadAsyncTaskExecutor::Worker {
         try {
             task();
         } catch (const std::exception& exception) {
-            logger_->error("task \"" + task.getName() + "\" threw: " + exception.what());
+            report([&] { logger_->error("task \"" + task.getName() + "\" threw: " + exception.what()); });
         } catch (...) {
-            logger_->error("task \"" + task.getName() + "\" threw something that is not a std::exception");
+            report([&] {
+                logger_->error("task \"" + task.getName() +
+                               "\" threw something that is not a std::exception");
+            });
         }
     }
 
@@ -131,9 +238,13 @@ class SingleThreadAsyncTaskExecutor::Worker {
     std::mutex mutex_;
     std::condition_variable wakeUp_;
     std::vector<Task> queue_;
+    bool isStarted_ = false;
     bool stopped_ = false;
     bool waiting_ = false;
+    int failures_ = 0;  ///< of making the thread
     std::thread::id threadId_;
+    StopFunction whenStopped_;        ///< of the running task
+    std::atomic<pid_t> process_ = 0;  ///< the one that has the thread; 0: there is none
 
     /// Held during the join, which waits for the running task. A stop() that is called by that task does not
     /// lock it.
@@ -151,7 +262,7 @@ SingleThreadAsyncTaskExecutor::~SingleThreadAsyncTaskExecutor() {
 }
 
 void SingleThreadAsyncTaskExecutor::start() {
-    Worker::start(worker_);
+    worker_->start();
 }
 
 void SingleThreadAsyncTaskExecutor::stop() {
@@ -160,6 +271,19 @@ void SingleThreadAsyncTaskExecutor::stop() {
 
 void SingleThreadAsyncTaskExecutor::add(std::function<void()> function, const char* name) {
     worker_->add(Task(std::move(function), name));
+}
+
+StopHandler::StopHandler(std::function<void()> whenStopped)
+    : whenStopped_(std::make_shared<const std::function<void()>>(std::move(whenStopped))) {
+    if (auto* const worker = SingleThreadAsyncTaskExecutor::Worker::current()) {
+        before_ = worker->exchangeStopFunction(whenStopped_);
+    }
+}
+
+StopHandler::~StopHandler() {
+    if (auto* const worker = SingleThreadAsyncTaskExecutor::Worker::current()) {
+        worker->exchangeStopFunction(std::move(before_));
+    }
 }
 
 }  // namespace zebutil

@@ -1,15 +1,23 @@
+#include <ChildProcess.h>
+#include <FailingThreads.h>
 #include <RecordingLogger.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
+#include <zebutil/StopHandler.h>
 
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <future>
 #include <memory>
+#include <new>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -252,6 +260,167 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, RunsEveryTaskOfManyThreads) {
     }
     drain(*sut);
     EXPECT_EQ(count, threads * tasks);
+}
+
+// ---------------------------------------------------------------------------------------- hastened stops
+
+/// A task that waits until it is told that its executor stops.
+class WaitingTask {
+ public:
+    void operator()() {
+        const zebutil::StopHandler handler([stopped = stopped_] { stopped->set_value(); });
+        begun_.set_value();
+        stopped_->get_future().wait();
+    }
+    void awaitBegin() { begun_.get_future().wait(); }
+
+ private:
+    std::promise<void> begun_;
+    std::shared_ptr<std::promise<void>> stopped_{std::make_shared<std::promise<void>>()};
+};
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, TellsATaskThatWaitsThatItIsStopped) {
+    WaitingTask task;
+    sut->start();
+    sut->add([&task] { task(); }, "waits");
+    task.awaitBegin();
+    sut->stop();  // does not return before the task has ended
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, TellsATaskAtOnceThatBeginsToWaitAfterTheStop) {
+    std::promise<bool> isTold;
+    sut->start();
+    sut->add(
+        [&] {
+            sut->stop();
+            bool isToldInTime = false;
+            const zebutil::StopHandler handler([&isToldInTime] { isToldInTime = true; });
+            isTold.set_value(isToldInTime);
+        },
+        "waits");
+    EXPECT_TRUE(isTold.get_future().get());
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, TellsNothingToATaskThatWaitsNoMore) {
+    bool isTold = false;
+    sut->start();
+    sut->add([&isTold] { const zebutil::StopHandler handler([&isTold] { isTold = true; }); }, "waited");
+    drain(*sut);
+    sut->stop();
+    EXPECT_FALSE(isTold);
+}
+
+TEST(StopHandler, DoesNothingOnAThreadWithoutAnExecutor) {
+    bool isTold = false;
+    {
+        const zebutil::StopHandler sut([&isTold] { isTold = true; });
+    }
+    EXPECT_FALSE(isTold);
+}
+
+// ---------------------------------------------------------------------------------------- no threads
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, LogsOnceThatItCannotMakeItsThread) {
+    const test_support::FailingThreads noThreads;
+    sut->start();
+    sut->add([] {}, "waits");
+    EXPECT_THAT(log->lines(), testing::ElementsAre(testing::StartsWith(
+                                  "error Executor: executor \"testExecutor\" cannot make its thread: ")));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, TriesToMakeItsThreadAgainWhenATaskIsAdded) {
+    std::vector<int> order;
+    {
+        const test_support::FailingThreads noThreads;
+        sut->start();
+        sut->add([&order] { order.push_back(1); }, "first");
+    }
+    sut->add([&order] { order.push_back(2); }, "second");
+    drain(*sut);
+    EXPECT_THAT(order, testing::ElementsAre(1, 2));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, LogsThatItHasItsThreadAfterAll) {
+    {
+        const test_support::FailingThreads noThreads;
+        sut->start();
+    }
+    drain(*sut);
+    EXPECT_TRUE(log->contains("has its thread, after failed attempts: 1"));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, CanBeStoppedWithoutItsThread) {
+    const test_support::FailingThreads noThreads;
+    sut->start();
+    sut->add([] {}, "dropped");
+    sut->stop();
+    EXPECT_TRUE(log->contains("queued tasks dropped: 1"));
+}
+
+/// A logger that has no memory for a line.
+class FailingLogger : public test_support::RecordingLogger {
+ public:
+    using RecordingLogger::RecordingLogger;
+    void error(const std::string& /*message*/) override { throw std::bad_alloc(); }
+    void info(const std::string& /*message*/) override { throw std::bad_alloc(); }
+};
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, GoesOnWhenATaskThrowsAndThatCannotBeLogged) {
+    sut = std::make_unique<SingleThreadAsyncTaskExecutor>("testExecutor",
+                                                          std::make_unique<FailingLogger>(log, "Executor"));
+    sut->start();
+    sut->add([] { throw std::bad_alloc(); }, "throws");
+    sut->add([] { throw 1; }, "throws, too");
+    drain(*sut);
+    sut->add([] {}, "dropped");
+    sut->stop();
+}
+
+// ---------------------------------------------------------------------------------------- a good guest
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, BlocksTheSignalsOfTheApplicationOnItsThread) {
+    sigset_t blocked;
+    sut->start();
+    sut->add([&blocked] { ::pthread_sigmask(SIG_SETMASK, nullptr, &blocked); }, "look");
+    drain(*sut);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGALRM, SIGCHLD, SIGPIPE, SIGRTMIN}) {
+        EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
+    }
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, LeavesTheSignalsOfItsStarterAsTheyWere) {
+    sigset_t before;
+    sigset_t after;
+    ::pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    sut->start();
+    ::pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    for (int signal = 1; signal < SIGRTMAX; ++signal) {
+        EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal)) << signal;
+    }
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, CanBeStoppedAndDestroyedInAForkedChild) {
+    sut->start();
+    drain(*sut);
+    const auto result = test_support::runInChild([this] {
+        ::alarm(20);  // ends a child that hangs
+        sut->stop();
+        sut.reset();
+    });
+    EXPECT_EQ(result.signal, 0);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, CanBeStoppedInAChildThatWasForkedWhileATaskRan) {
+    WaitingTask task;
+    sut->start();
+    sut->add([&task] { task(); }, "waits");
+    task.awaitBegin();
+    const auto result = test_support::runInChild([this] {
+        ::alarm(20);
+        sut->stop();
+        sut.reset();
+    });
+    EXPECT_EQ(result.signal, 0);
 }
 
 }  // namespace

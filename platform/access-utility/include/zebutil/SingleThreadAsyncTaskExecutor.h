@@ -14,6 +14,10 @@ class ILogger;
 /// A first-in, first-out executor with one thread, which carries the executor's name. Tasks that are added
 /// before start() wait for it. If a task throws, the exception is logged and the next task runs. There is no
 /// restart.
+///
+/// The thread may not be available, because the process or the machine has as many as it is allowed to. That
+/// is logged; the tasks wait, and each further add() tries again. The thread blocks the application's
+/// signals. In a forked child, which does not have the thread, the executor does nothing.
 class ZEBUTIL_EXPORT SingleThreadAsyncTaskExecutor : public ITaskExecutor {
  public:
     SingleThreadAsyncTaskExecutor(const std::string& name, std::unique_ptr<ILogger> logger);
@@ -23,16 +27,19 @@ class ZEBUTIL_EXPORT SingleThreadAsyncTaskExecutor : public ITaskExecutor {
     SingleThreadAsyncTaskExecutor(const SingleThreadAsyncTaskExecutor&) = delete;
     SingleThreadAsyncTaskExecutor& operator=(const SingleThreadAsyncTaskExecutor&) = delete;
 
+    /// Makes the thread. Never throws because there is none to be had.
     void start();
 
-    /// Lets the running task finish, drops the queued ones and joins the thread. Called on the executor's own
-    /// thread, it returns at once and takes effect when the running task ends. May be called more than once:
-    /// every call on another thread returns only when the executor's thread has ended.
+    /// Lets the running task finish, which a StopHandler can hasten, drops the queued ones and joins the
+    /// thread. Called on the executor's own thread, it returns at once and takes effect when the running task
+    /// ends. May be called more than once: every call on another thread returns only when the executor's
+    /// thread has ended.
     void stop();
 
     void add(std::function<void()> function, const char* name) override;
 
  private:
+    friend class StopHandler;
     class Worker;
     std::shared_ptr<Worker> worker_;
 };

@@ -5,6 +5,7 @@
 #include <zebutil/ITaskExecutor.h>
 #include <zebutil/JsonArray.h>
 #include <zebutil/JsonObject.h>
+#include <zebutil/StopHandler.h>
 
 #include <utility>
 
@@ -52,6 +53,7 @@ struct ZebAccessor::Request {
         auto response = std::make_shared<ZebResponse>();
         std::shared_ptr<const IXObject> element;
         try {
+            const zebutil::StopHandler cancelWhenStopped([access = self->access] { access->cancel(); });
             *response =
                 self->access->get(self->descriptor.getResourceName(), {}, queryOfFirst(self->descriptor));
             if (response->getStatusCode() != kStatusOk) {

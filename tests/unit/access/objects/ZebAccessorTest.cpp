@@ -5,8 +5,10 @@
 #include <zeb/ZebAccessor.h>
 #include <zebutil/ITaskExecutor.h>
 #include <zebutil/JsonObject.h>
+#include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
 #include <functional>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -163,6 +165,38 @@ TEST_F(ZebAccessorTest, IssuesTheRequestEvenWithoutASuccessHandler) {
     requests->runAll();
     callbacks->runAll();
     EXPECT_EQ(access->queries.size(), 1U);
+}
+
+/// A request that is never answered: it ends when it is cancelled.
+class UnansweredAccess : public zeb::ITpAccess {
+ public:
+    zeb::ZebResponse get(const std::string&, const std::string&, const Query&) override {
+        asked.set_value();
+        cancelled_.get_future().wait();
+        throw std::runtime_error("cancelled");
+    }
+    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&) override { return {}; }
+    void cancel() override { cancelled_.set_value(); }
+
+    std::promise<void> asked;
+
+ private:
+    std::promise<void> cancelled_;
+};
+
+TEST_F(ZebAccessorTest, CancelsTheRequestUnderWayWhenItsExecutorIsStopped) {
+    const auto unanswered = std::make_shared<UnansweredAccess>();
+    const auto executor = std::make_shared<zebutil::SingleThreadAsyncTaskExecutor>(
+        "requests", std::make_unique<test_support::RecordingLogger>(log, "Executor"));
+    executor->start();
+    zeb::ZebAccessor accessor(unanswered, executor, callbacks,
+                              std::make_shared<test_support::RecordingLogger>(log, "Accessor"));
+    accessor.findFirst<Lamp>(LampDescriptor(), nullptr,
+                             [this](const Response& response) { errors.push_back(response); });
+    unanswered->asked.get_future().wait();
+    executor->stop();  // does not return before the request has ended
+    callbacks->runAll();
+    EXPECT_EQ(errors.size(), 1U);
 }
 
 }  // namespace
