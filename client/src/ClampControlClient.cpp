@@ -1,31 +1,53 @@
 #include <clampcontrolclient/ClampControlClient.h>
+#include <csc_logging/CSCLogging.h>
+
+#include <stdexcept>
 
 #include "ClampControlClientImpl.h"
 
 namespace clampcontrolclient {
 
-ClampControlClient::ClampControlClient() : impl_(std::make_shared<ClampControlClientImpl>()) {}
+ClampControlClient::ClampControlClient() {
+    // Only the memory for the object itself can be missing; its constructor does not throw.
+    try {
+        impl_ = std::make_shared<ClampControlClientImpl>();
+    } catch (const std::exception&) {
+        // There is no memory for a line in the log either.
+    }
+}
 
 ClampControlClient::~ClampControlClient() = default;
 
 void ClampControlClient::Start() {
-    impl_->Start();
+    if (impl_) {
+        impl_->Start();
+    }
 }
 
 void ClampControlClient::Stop() {
-    impl_->Stop();
+    if (impl_) {
+        impl_->Stop();
+    }
 }
 
 void ClampControlClient::AssignCallback(ClampControlCallbackIf* callback) {
-    impl_->AssignCallback(callback);
+    if (impl_) {
+        impl_->AssignCallback(callback);
+    }
 }
 
 std::string ClampControlClient::SubscribeClampControl() {
+    if (!impl_) {
+        csc_logging::CSCLogging::LogError("Clamp Control Client: Not ready");
+        throw std::runtime_error("ClampControl client not ready");
+    }
     return impl_->SubscribeClampControl();
 }
 
 void ClampControlClient::UnsubscribeClampControl(const std::string& uuid) {
-    impl_->UnsubscribeClampControl(uuid);
+    if (impl_) {
+        impl_->UnsubscribeClampControl(uuid);
+    }
 }
 
 }  // namespace clampcontrolclient

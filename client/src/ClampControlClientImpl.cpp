@@ -9,6 +9,8 @@
 
 #include <cassert>
 #include <exception>
+#include <stdexcept>
+#include <utility>
 
 #include "ClampControlAccess.h"
 #include "ProcessBase.h"
@@ -24,6 +26,14 @@ namespace {
 
 constexpr auto kConfigurationPath = "/var/run/csc/config/kelo-client/ClientConfig.json";
 
+/// Without the memory for an error line, there is no way left to report anything.
+void logError(const char* text, const char* detail = "") noexcept {
+    try {
+        CSCLogging::LogError(CSCLogEntry(text) << detail);
+    } catch (...) {
+    }
+}
+
 }  // namespace
 
 ClampControlClientImpl::ClampControlClientImpl() {
@@ -32,29 +42,42 @@ ClampControlClientImpl::ClampControlClientImpl() {
         assert(clientServiceBase_);
         const auto clientServices = ClientServiceUtils::CreateClientServices(
             *clientServiceBase_, ClampcontrolService::getServiceName(), "ClampControl client");
-        access_ = ClientServiceUtils::CreateClient<ClampControlAccess>(clientServices);
-        clientServiceBase_->endWhenStopped(access_->waitingCalls());
+        auto access = ClientServiceUtils::CreateClient<ClampControlAccess>(clientServices);
+        clientServiceBase_->endWhenStopped(access->waitingCalls());
+        access_ = std::move(access);
     } catch (const std::exception& exception) {
-        CSCLogging::LogError(CSCLogEntry(" Exception: ") << exception.what());
+        logError(" Exception: ", exception.what());
     } catch (...) {
-        CSCLogging::LogError(CSCLogEntry("Unknown exception "));
+        logError("Unknown exception ");
     }
 }
 
 ClampControlClientImpl::~ClampControlClientImpl() {
-    if (access_) {
+    if (isUsable()) {
         access_->DetachCallback();
+    } else if (access_) {
+        // Releasing it would lock what a thread of the parent process may have locked.
+        static_cast<void>(new std::shared_ptr<ClampControlAccess>(std::move(access_)));
     }
 }
 
+bool ClampControlClientImpl::isUsable() const {
+    return access_ && !clientServiceBase_->isOfParentProcess();
+}
+
 void ClampControlClientImpl::Start() {
-    if (access_) {
+    if (!isUsable()) {
+        return;
+    }
+    try {
         access_->start();
+    } catch (const std::exception& exception) {
+        logError("Clamp Control Client: Start failed: ", exception.what());
     }
 }
 
 void ClampControlClientImpl::Stop() {
-    if (!access_) {
+    if (!isUsable()) {
         return;
     }
     clientServiceBase_->stop();
@@ -70,18 +93,23 @@ void ClampControlClientImpl::Stop() {
 }
 
 void ClampControlClientImpl::AssignCallback(ClampControlCallbackIf* callback) {
-    assert(access_ && "the construction of this client failed; the log says why");
-    access_->AssignCallback(callback);
+    if (access_) {
+        access_->AssignCallback(callback);
+    }
 }
 
 std::string ClampControlClientImpl::SubscribeClampControl() {
-    assert(access_ && "the construction of this client failed; the log says why");
+    if (!isUsable()) {
+        logError("Clamp Control Client: Not ready");
+        throw std::runtime_error("ClampControl client not ready");
+    }
     return access_->SubscribeClampControl();
 }
 
 void ClampControlClientImpl::UnsubscribeClampControl(const std::string& uuid) {
-    assert(access_ && "the construction of this client failed; the log says why");
-    access_->UnsubscribeClampControl(uuid);
+    if (isUsable()) {
+        access_->UnsubscribeClampControl(uuid);
+    }
 }
 
 }  // namespace clampcontrolclient

@@ -29,6 +29,9 @@ class ClampControlClientImpl : public ClampControlClientIf {
     void UnsubscribeClampControl(const std::string& uuid) override;
 
  private:
+    /// Whether the construction succeeded, and the process was not forked since then.
+    bool isUsable() const;
+
     std::shared_ptr<kelo_client::ClientServiceBase> clientServiceBase_;
     /// Null if the construction failed. Destroyed before the base that it uses.
     std::shared_ptr<ClampControlAccess> access_;

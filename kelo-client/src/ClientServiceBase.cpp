@@ -1,6 +1,7 @@
 #include <ZebDataObjects_ZEB/Clampcontrol.h>
 #include <kelo-client/ClientServiceBase.h>
 #include <kelo-client/ConfigurationManager.h>
+#include <unistd.h>
 #include <zeb/DefaultWebsocketManagerFactory.h>
 #include <zeb/ElementRegistry.h>
 #include <zeb/IServiceRegistry.h>
@@ -49,6 +50,11 @@ ClientServiceBase::~ClientServiceBase() {
     stop();
 }
 
+bool ClientServiceBase::isOfParentProcess() const {
+    const pid_t process = process_;
+    return process != 0 && process != ::getpid();
+}
+
 void ClientServiceBase::endWhenStopped(const std::shared_ptr<WaitingCalls>& calls) {
     {
         const std::lock_guard lock(waitingMutex_);
@@ -78,6 +84,9 @@ void ClientServiceBase::endWaitingCalls() {
 }
 
 void ClientServiceBase::stop() {
+    if (isOfParentProcess()) {
+        return;
+    }
     endWaitingCalls();
     if (elementRegistry_) {
         elementRegistry_->unsubscribeFromAll();

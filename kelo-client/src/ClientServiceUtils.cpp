@@ -2,6 +2,7 @@
 #include <kelo-client/ClientServiceUtils.h>
 #include <kelo-client/ConfigurationManager.h>
 #include <kelo-client/KeloLoggerFactory.h>
+#include <unistd.h>
 #include <zeb/DefaultWebsocketManagerFactory.h>
 #include <zeb/ElementRegistry.h>
 #include <zeb/HttpAccessFactory.h>
@@ -36,6 +37,11 @@ std::shared_ptr<ClientServiceBase> ClientServiceUtils::CreateClientServiceBase(
     if (!base) {
         throw std::runtime_error("the client service base cannot be created while the process exits");
     }
+    if (base->isOfParentProcess()) {
+        throw std::runtime_error(
+            "the client service base was made before the process was forked, and its threads did not come "
+            "along");
+    }
     if (!base->initialised_) {
         fill(*base, configFile);
     }
@@ -43,6 +49,7 @@ std::shared_ptr<ClientServiceBase> ClientServiceUtils::CreateClientServiceBase(
 }
 
 void ClientServiceUtils::fill(ClientServiceBase& base, const std::string& configFile) {
+    base.process_ = ::getpid();
     base.loggerFactory_ = std::make_shared<KeloLoggerFactory>();
     base.websocketManagerFactory_ = std::make_shared<zeb::DefaultWebsocketManagerFactory>();
     base.tpAccessFactory_ =

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <chrono>
 #include <utility>
 
@@ -16,6 +18,9 @@ namespace csc_logging {
 ///   2. runs `Object::end()`, which does what has to happen in any case,
 ///   3. waits for the visits under way, and is then destroyed. If a visit takes longer than the limit, the
 ///      object is never destroyed: a leak at exit is better than a use of a destroyed object.
+///
+/// In a forked child the object is never destroyed: the threads that it would wait for do not exist there,
+/// and one of them may have held a lock when the process was forked.
 ///
 /// Order: exit destroys statics in the reverse order of their construction. An `Object` that uses other
 /// statics to its end, itself or through its threads, makes them in its constructor.
@@ -56,6 +61,9 @@ class ProcessStatic {
 
         ~Holder() {
             exitGate_.close();
+            if (process_ != ::getpid()) {
+                return;
+            }
             object_->end();
             if (exitGate_.waitUntilEmpty(kLimit)) {
                 delete object_;
@@ -68,6 +76,7 @@ class ProcessStatic {
         // A plain pointer. It still refers to an object that was left, so a leak checker does not report
         // that.
         Object* const object_ = new Object();
+        const pid_t process_ = ::getpid();
     };
 
     static Object& object() {

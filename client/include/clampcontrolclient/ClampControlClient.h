@@ -36,8 +36,11 @@ class ClampControlClientImpl;
 /// reported until the application has subscribed again.
 ///
 /// Failures: the constructor never throws. If it fails, it logs the reason at error level and leaves a client
-/// whose Start() and Stop() do nothing; no other operation may be called on it. A missing or broken
-/// configuration file is not such a failure: it is logged, and the defaults apply.
+/// that does nothing and that SubscribeClampControl() reports as not ready. A missing or broken configuration
+/// file is not such a failure: it is logged, and the defaults apply.
+///
+/// A forked child has none of the library's threads. There, a client of the parent process behaves like one
+/// whose construction failed, and so does a new one, if the parent process has made one before.
 ///
 /// A client may still exist at process exit, even in another thread: the library ends its threads before it
 /// destroys anything that they use.
@@ -61,8 +64,8 @@ class CLAMPCONTROL_EXPORT ClampControlClient : public ClampControlClientIf {
     /// Ends all subscriptions, connections and threads that the clients of this process share; there is no
     /// restart. No disconnect is reported to the callback. May be called in any state and more than once.
     /// When it returns, no callback is running and none will run, so do not hold a lock that the callback
-    /// takes. Waits for a request that is in progress, at most 5 s. Called inside a callback, it does not
-    /// wait for that callback, which is then the last one.
+    /// takes. A subscribe that another thread is waiting for returns at once. Called inside a callback, Stop()
+    /// does not wait for that callback, which is then the last one.
     void Stop() override;
 
     /// Sets the callback; call it before Start(). Events that occur while no callback is assigned are not
@@ -72,14 +75,14 @@ class CLAMPCONTROL_EXPORT ClampControlClient : public ClampControlClientIf {
 
     /// Looks up the element of terminal 15, subscribes to it and waits for its first notification, which
     /// reaches the callback just before or just after this function returns. Blocks for up to 10 s: 5 s for
-    /// the look-up and 5 s for the notification. Replaces an earlier subscription of this client. Must not be
+    /// the look-up and 5 s for the notification. Returns at once when the service is lost, when a client of
+    /// this process is stopped, and when this client is destroyed. Replaces an earlier subscription of this client. Must not be
     /// called inside a callback, where it fails at once.
     /// @return the uuid of the element, for UnsubscribeClampControl(); empty if subscribing failed, with the
     ///        reason in the log
     /// @throws std::runtime_error "ClampControl client not ready" while the service is not connected. Stop()
     ///        does not count as a disconnect: if the service was connected when Stop() was called, this
-    ///        function does not throw, but waits 5 s for an answer that never comes and returns an empty
-    ///        string.
+    ///        function does not throw, but fails at once.
     std::string SubscribeClampControl() override;
 
     /// Ends the subscription to the element `uuid`. Does nothing if that is not the element of the last

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <clampcontrolclient/Export.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <memory>
@@ -77,6 +78,10 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
     int getRegistryMode() const { return registryMode_; }
     bool isInitialised() const { return initialised_; }
 
+    /// Whether the process was forked since the base was filled. The child has none of the threads, so there
+    /// the base cannot be used, stop() does nothing, and nothing is released.
+    bool isOfParentProcess() const;
+
  private:
     friend class ClientServiceUtils;
     friend class ProcessBaseObject;
@@ -97,6 +102,8 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
     int registryMode_ = 1;
     /// Atomic because the process may exit while another thread is still filling the base.
     std::atomic<bool> initialised_ = false;
+
+    std::atomic<pid_t> process_ = 0;  ///< that has filled the base; 0: none
 
     std::mutex waitingMutex_;
     std::vector<std::weak_ptr<WaitingCalls>> waitingCalls_;

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <kelo-client/ClientServiceBase.h>
+#include <unistd.h>
 #include <zeb/IWebsocketManager.h>
 #include <zeb/Service.h>
 #include <zeb/Subscription.h>
@@ -186,37 +187,103 @@ TEST(ClampControlClient, DescribesItselfToThePlatform) {
                          "client services: made for \"ClampControl client\"\n"));
 }
 
-#ifndef NDEBUG
-struct Operation {
-    const char* name;
-    std::function<void(ClampControlClient&)> run;
-};
-
-void PrintTo(const Operation& operation, std::ostream* stream) {
-    *stream << operation.name;
+TEST(ClampControlClient, IsNotReadyAfterItsConstructionFailed) {
+    EXPECT_EQ(saidBy([] {
+                  failConstruction();
+                  ClampControlClient sut;
+                  mark();
+                  try {
+                      sut.SubscribeClampControl();
+                  } catch (const std::runtime_error& exception) {
+                      say(std::string("threw ") + exception.what());
+                  }
+                  sayLog();
+              }),
+              "threw ClampControl client not ready\n"
+              "log: 2 Clamp Control Client: Not ready\n");
 }
 
-class ClampControlClientThatCouldNotBeConstructed : public testing::TestWithParam<Operation> {};
+TEST(ClampControlClient, TakesEveryOtherOperationAfterItsConstructionFailed) {
+    EXPECT_EQ(saidBy([] {
+                  failConstruction();
+                  ClampControlClient sut;
+                  mark();
+                  sut.AssignCallback(nullptr);
+                  sut.UnsubscribeClampControl("c15");
+              }),
+              "");
+}
 
-INSTANTIATE_TEST_SUITE_P(
-    RefusesEveryOtherOperation, ClampControlClientThatCouldNotBeConstructed,
-    testing::Values(Operation{"AssignCallback", [](ClampControlClient& sut) { sut.AssignCallback(nullptr); }},
-                    Operation{"SubscribeClampControl",
-                              [](ClampControlClient& sut) { sut.SubscribeClampControl(); }},
-                    Operation{"UnsubscribeClampControl",
-                              [](ClampControlClient& sut) { sut.UnsubscribeClampControl(""); }}),
-    [](const auto& instance) { return instance.param.name; });
+// ---------------------------------------------------------------------------------------- forked processes
 
-TEST_P(ClampControlClientThatCouldNotBeConstructed, AssertsThatItIsNotUsed) {
-    const auto result = runInChild([] {
-        failConstruction();
-        ClampControlClient sut;
-        GetParam().run(sut);
+/// How a process ends, and what it prints, that was forked after a client had subscribed, and then does
+/// `work` and exits.
+std::string saidInForkedChildBy(const std::function<void(std::unique_ptr<ClampControlClient>&)>& work) {
+    return saidBy([&work] {
+        RecordingCallback callback;
+        auto sut = subscribedClient(callback);
+        const auto result = runInChild([&work, &sut] {
+            RecordingAraLog::reset();
+            ::alarm(20);  // ends a child that hangs
+            work(sut);
+        });
+        sut.reset();
+        mark();
+        say("signal " + std::to_string(result.signal));
+        say(result.output);
     });
-    EXPECT_EQ(result.signal, SIGABRT);
-    EXPECT_THAT(result.errors, HasSubstr("the construction of this client failed; the log says why"));
 }
-#endif
+
+TEST(ClampControlClientInAForkedChild, IsNotTornDownAtExit) {
+    EXPECT_EQ(saidInForkedChildBy([](auto&) {}), "signal 0\n\n");
+}
+
+TEST(ClampControlClientInAForkedChild, StopsNothing) {
+    EXPECT_EQ(saidInForkedChildBy([](auto& sut) { sut->Stop(); }), "signal 0\n\n");
+}
+
+TEST(ClampControlClientInAForkedChild, ReleasesNothingWhenItIsDestroyed) {
+    EXPECT_EQ(saidInForkedChildBy([](auto& sut) { sut.reset(); }), "signal 0\n\n");
+}
+
+TEST(ClampControlClientInAForkedChild, IsNotReady) {
+    EXPECT_EQ(saidInForkedChildBy([](auto& sut) {
+                  try {
+                      sut->SubscribeClampControl();
+                  } catch (const std::runtime_error& exception) {
+                      say(exception.what());
+                  }
+                  sut->UnsubscribeClampControl("c15");
+                  sut->Start();
+                  sayLog();
+              }),
+              "signal 0\n"
+              "ClampControl client not ready\n"
+              "log: 2 Clamp Control Client: Not ready\n\n");
+}
+
+TEST(ClampControlClientInAForkedChild, CannotBeMade) {
+    EXPECT_EQ(saidInForkedChildBy([](auto&) {
+                  const ClampControlClient another;
+                  sayLog();
+              }),
+              "signal 0\n"
+              "log: 2  Exception: the client service base was made before the process was forked, and its "
+              "threads did not come along\n\n");
+}
+
+TEST(ClampControlClientInAForkedChild, CanBeMadeIfTheParentHasMadeNone) {
+    EXPECT_THAT(saidBy([] {
+                    kelo_client::ClientServiceBase::getInstance();
+                    const auto result = runInChild([] {
+                        ClampControlClient sut;
+                        sut.Start();
+                    });
+                    mark();
+                    say(result.output);
+                }),
+                HasSubstr("service registry: follow ClampControl\n"));
+}
 
 // ---------------------------------------------------------------------------------------- operations
 
