@@ -43,9 +43,11 @@ function(project_public_headers target directory)
   install(DIRECTORY ${directory}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 endfunction()
 
-# project_shared_library(<target> <export name>): installs and exports the library under the given name.
+# project_shared_library(<target> <export name>): installs and exports the library under the given name. It is never
+# unloaded: after a dlclose(), threads may still run in it, and exit handlers and destructors of statics point into it.
 function(project_shared_library target export_name)
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${export_name})
+  target_link_options(${target} PRIVATE LINKER:-z,nodelete)
   install(TARGETS ${target} EXPORT ClampControlClientTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
 endfunction()
