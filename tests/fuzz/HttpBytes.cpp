@@ -1,48 +1,82 @@
-// Raw HTTP responses: the input is everything that the server sends before it closes.
-#include <Poco/Net/HTTPClientSession.h>
-#include <Poco/Net/StreamSocket.h>
-#include <Poco/Net/StreamSocketImpl.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <array>
+// Raw HTTP answers: the input is everything that the server sends before it closes.
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
 
 #include "FindFirst.h"
-#include "http/HttpAccess.h"
+#include "HttpAnswer.h"
 
 namespace {
 
-/// A session that first uses an existing socket, and after that a port that refuses connections.
-class OneSocketSession : public Poco::Net::HTTPClientSession {
- public:
-    explicit OneSocketSession(int socket) : HTTPClientSession("127.0.0.1", 1) {
-        setKeepAlive(true);
-        attachSocket(Poco::Net::StreamSocket(new Poco::Net::StreamSocketImpl(socket)));
+constexpr std::size_t kLargestBody = std::size_t{16} * 1024;
+
+struct Outcome {
+    int status;
+    std::string body;
+    std::size_t behind;
+};
+
+// None if the answer was refused.
+std::optional<Outcome> read(std::string_view bytes, std::size_t pieceSize) {
+    zebutil::HttpAnswer answer(kLargestBody);
+    std::string waiting;
+    try {
+        while (!bytes.empty() && !answer.isComplete()) {
+            const std::string_view piece = bytes.substr(0, pieceSize);
+            bytes.remove_prefix(piece.size());
+            waiting.append(piece);
+            const std::size_t used = answer.read(waiting);
+            fuzz::require(used <= waiting.size(), "no more is used than there is");
+            waiting.erase(0, used);
+        }
+        if (!answer.isComplete()) {
+            answer.end();
+        }
+    } catch (const std::runtime_error&) {
+        return std::nullopt;
     }
+    std::string body = answer.takeBody();
+    fuzz::require(body.size() <= kLargestBody, "a body keeps its limit");
+    fuzz::require(answer.status() >= 200 && answer.status() <= 999, "an answer has a final status");
+    return Outcome{answer.status(), std::move(body), waiting.size() + bytes.size()};
+}
+
+class AnswerOfBytes : public zeb::ITpAccess {
+ public:
+    explicit AnswerOfBytes(std::optional<Outcome> outcome) : outcome_(std::move(outcome)) {}
+    zeb::ZebResponse get(const std::string&, const std::string&, const Query&) override {
+        if (!outcome_) {
+            throw std::runtime_error("refused");
+        }
+        return {outcome_->status, outcome_->body};
+    }
+    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&) override {
+        return get({}, {}, {});
+    }
+
+ private:
+    const std::optional<Outcome> outcome_;
 };
 
 }  // namespace
 
-// The private sources are in this program and in the library that it links, with identical content.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizer calls it by this name
-extern "C" const char* __asan_default_options() {
-    return "detect_odr_violation=0";
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size > std::size_t{64} * 1024) {
-        return -1;  // must fit the socket's buffer
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    const auto atOnce = read(bytes, size);
+    const auto inPieces = read(bytes, 1);
+    if (size < zebutil::HttpAnswer::kLargestHeader) {
+        fuzz::require(atOnce.has_value() == inPieces.has_value(), "how the bytes arrive does not matter");
     }
-    std::array<int, 2> ends{};
-    fuzz::require(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) == 0, "there are sockets");
-    fuzz::require(::send(ends[1], data, size, 0) == static_cast<ssize_t>(size), "the socket takes the input");
-    ::shutdown(ends[1], SHUT_WR);
-    fuzz::findFirstClamp(
-        std::make_shared<zeb::HttpAccess>(zeb::TpEndpoint{"ClampControl", "http://127.0.0.1:80", "/", ""},
-                                          std::make_unique<OneSocketSession>(ends[0])));
-    ::close(ends[1]);
+    if (atOnce && inPieces) {
+        fuzz::require(atOnce->status == inPieces->status && atOnce->body == inPieces->body &&
+                          atOnce->behind == inPieces->behind,
+                      "how the bytes arrive makes no difference");
+    }
+    fuzz::findFirstClamp(std::make_shared<AnswerOfBytes>(atOnce));
     return 0;
 }

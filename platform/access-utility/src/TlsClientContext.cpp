@@ -1,81 +1,94 @@
-#include <Poco/Net/Context.h>
+#include <arpa/inet.h>
+#include <openssl/err.h>
 #include <openssl/ssl.h>
-#include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
+#include <zebutil/BaseUri.h>
 #include <zebutil/TlsClientContext.h>
 
-#include "TlsClientContextImpl.h"
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+#include "TlsContexts.h"
 
 namespace zebutil {
 
 namespace {
 
-constexpr int kMaximumChainLength = 9;
+using Connection = std::unique_ptr<SSL, OpenSslFree<SSL_free>>;
 
-// Without this, OpenSSL would register an exit handler at the first connection. Such a late handler runs
-// early, while connections are still in use: their owner may be an older static object, or one that is never
-// destroyed. The call has no effect if the application has used OpenSSL before; its exit handler is then old
-// enough to run late.
-void keepOpenSslToTheEndOfTheProcess() {
-    OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
+bool isIpAddress(const std::string& host) {
+    std::array<unsigned char, sizeof(in6_addr)> address{};
+    return ::inet_pton(AF_INET, host.c_str(), address.data()) == 1 ||
+           ::inet_pton(AF_INET6, host.c_str(), address.data()) == 1;
 }
 
-// Where a context keeps the reason why it refused a certificate.
-int reasonIndex() {
-    static const int index = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
-    return index;
-}
-
-int noteReason(int isGood, X509_STORE_CTX* verification) {
-    if (isGood != 1) {
-        const auto* const connection = static_cast<const SSL*>(
-            X509_STORE_CTX_get_ex_data(verification, SSL_get_ex_data_X509_STORE_CTX_idx()));
-        auto* const reason =
-            static_cast<std::atomic<int>*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(connection), reasonIndex()));
-        *reason = X509_STORE_CTX_get_error(verification);
+// OpenSSL takes an empty name for "any", and ".example" for every name below it.
+void requireVerifiable(const std::string& host) {
+    const bool isName =
+        !host.empty() && host.front() != '.' && std::all_of(host.begin(), host.end(), [](char character) {
+            return character > ' ' && character <= '~' && character != '*';
+        });
+    if (!isName) {
+        throw std::invalid_argument("no certificate can be valid for the host " + readableAddress(host));
     }
-    return isGood;
-}
-
-Poco::Net::Context::Ptr createContext(const std::string& host) {
-    keepOpenSslToTheEndOfTheProcess();
-    Poco::Net::Context::Ptr context(new Poco::Net::Context(
-        Poco::Net::Context::TLS_CLIENT_USE, "", "", "", Poco::Net::Context::VERIFY_STRICT,
-        kMaximumChainLength, true, "ECDHE+AESGCM:ECDHE+CHACHA20:!aNULL:!eNULL"));
-    context->requireMinimumProtocol(Poco::Net::Context::PROTO_TLSV1_2);
-    // OpenSSL verifies the chain and the host, including IP addresses, for every connection that is made from
-    // this context. Poco's own check of the host is turned off, because it knows only names.
-    context->enableExtendedCertificateVerification(false);
-    SSL_CTX* const native = context->sslContext();
-    SSL_CTX_set_verify(native, SSL_VERIFY_PEER, noteReason);
-    X509_VERIFY_PARAM* const parameters = SSL_CTX_get0_param(native);
-    X509_VERIFY_PARAM_set_hostflags(parameters, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
-    if (X509_VERIFY_PARAM_set1_ip_asc(parameters, host.c_str()) != 1) {
-        X509_VERIFY_PARAM_set1_host(parameters, host.c_str(), host.size());
-    }
-    return context;
 }
 
 }  // namespace
 
-TlsClientContext::Impl::Impl(const std::string& serverHost)
-    : host(serverHost), context(createContext(serverHost)) {
-    SSL_CTX_set_ex_data(context->sslContext(), reasonIndex(), &reason);
-}
+class TlsClientContext::Impl {
+ public:
+    Impl(std::string serverHost, const std::string& service) : host(std::move(serverHost)) {
+        requireVerifiable(host);
+        context = TlsContexts::ofProcess().get(service);
+    }
 
-TlsClientContext::TlsClientContext(const std::string& host) : impl_(std::make_unique<Impl>(host)) {}
+    const std::string host;
+    TlsContexts::Context context;
+    Connection connection;  ///< null until it is prepared
+};
+
+TlsClientContext::TlsClientContext(const std::string& host, const std::string& service)
+    : impl_(std::make_unique<Impl>(host, service)) {}
 
 TlsClientContext::~TlsClientContext() = default;
 
-std::string TlsClientContext::takeRefusal() {
-    const int reason = impl_->reason.exchange(X509_V_OK);
-    return reason == X509_V_OK ? ""
-                               : "the certificate of \"" + impl_->host +
-                                     "\" was refused: " + X509_verify_cert_error_string(reason);
+void TlsClientContext::refresh(const std::string& service) noexcept {
+    try {
+        TlsContexts::ofProcess().get(service);
+    } catch (const std::exception&) {
+        return;  // the connection finds the same
+    }
 }
 
 ssl_ctx_st* TlsClientContext::native() const {
-    return impl_->context->sslContext();
+    return impl_->context.get();
+}
+
+void TlsClientContext::prepare(ssl_st* connection) {
+    const std::string& host = impl_->host;
+    X509_VERIFY_PARAM* const parameters = SSL_get0_param(connection);
+    // A certificate's common name is not a host: only alternative names count.
+    X509_VERIFY_PARAM_set_hostflags(
+        parameters, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
+    ERR_clear_error();
+    const bool isPrepared = isIpAddress(host)
+                                ? X509_VERIFY_PARAM_set1_ip_asc(parameters, host.c_str()) == 1
+                                : X509_VERIFY_PARAM_set1_host(parameters, host.data(), host.size()) == 1 &&
+                                      SSL_set_tlsext_host_name(connection, host.c_str()) == 1;
+    if (!isPrepared) {
+        throw std::runtime_error("no certificate can be verified for the host " + readableAddress(host) +
+                                 ": " + openSslFailure());
+    }
+    SSL_up_ref(connection);
+    impl_->connection.reset(connection);
+}
+
+std::string TlsClientContext::takeRefusal() {
+    const long reason = impl_->connection ? SSL_get_verify_result(impl_->connection.get()) : X509_V_OK;
+    return reason == X509_V_OK ? ""
+                               : "the certificate of \"" + impl_->host +
+                                     "\" was refused: " + X509_verify_cert_error_string(reason);
 }
 
 }  // namespace zebutil

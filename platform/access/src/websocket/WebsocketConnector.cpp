@@ -170,7 +170,7 @@ void WebsocketConnector::onTcpConnected(const Endpoint& endpoint) {
 
 void WebsocketConnector::shakeHandsForTls() {
     try {
-        stream_.addTls(address_.host);
+        stream_.addTls(address_);
     } catch (const std::exception& exception) {
         fail(std::string("TLS: ") + exception.what());
         return;

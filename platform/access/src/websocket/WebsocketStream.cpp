@@ -5,7 +5,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <boost/asio/ip/address.hpp>
 #include <cerrno>
 #include <utility>
 
@@ -21,16 +20,12 @@ constexpr int kUnacknowledgedMilliseconds = 30'000;
 
 }  // namespace
 
-void WebsocketStream::addTls(const std::string& host) {
-    tlsContext_ = std::make_unique<zebutil::TlsClientContext>(host);
+void WebsocketStream::addTls(const WebsocketAddress& address) {
+    tlsContext_ = std::make_unique<zebutil::TlsClientContext>(address.name, address.service);
     SSL_CTX_up_ref(tlsContext_->native());
     asioTlsContext_.emplace(tlsContext_->native());
     beast_.next_layer().useTls(*asioTlsContext_);
-    boost::system::error_code isName;
-    boost::asio::ip::make_address(host, isName);
-    if (isName) {
-        SSL_set_tlsext_host_name(tls()->native_handle(), host.c_str());
-    }
+    tlsContext_->prepare(tls()->native_handle());
 }
 
 boost::system::error_code WebsocketStream::openSocket(const boost::asio::ip::tcp& protocol) {

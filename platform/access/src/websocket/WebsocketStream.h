@@ -12,6 +12,7 @@
 #include <string>
 
 #include "TransportStream.h"
+#include "WebsocketAddress.h"
 
 namespace zeb {
 
@@ -34,8 +35,8 @@ class WebsocketStream {
     /// Null until addTls().
     TransportStream::TlsStream* tls() { return beast_.next_layer().tls(); }
     /// Adds the TLS layer, before anything is sent.
-    /// @throws std::exception when the trust store cannot be read
-    void addTls(const std::string& host);
+    /// @throws std::exception when the host cannot be verified, or a file of TLS cannot be used
+    void addTls(const WebsocketAddress& address);
     /// Why the certificate was refused; empty if it was not.
     std::string takeTlsRefusal() { return tlsContext_->takeRefusal(); }
 

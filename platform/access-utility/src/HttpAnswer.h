@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace zebutil {
+
+/// Reads one answer out of the bytes that a server sends, as RFC 9110 and 9112 describe it: interim answers
+/// (1xx) are skipped, and an answer whose end would be doubtful is refused. Takes no byte behind the answer.
+class HttpAnswer {
+ public:
+    static constexpr std::size_t kLargestHeader = std::size_t{64} * 1024;
+    static constexpr int kMostInterimAnswers = 16;
+
+    /// @param largestBody in bytes
+    explicit HttpAnswer(std::size_t largestBody);
+    ~HttpAnswer();
+    HttpAnswer(const HttpAnswer&) = delete;
+    HttpAnswer& operator=(const HttpAnswer&) = delete;
+
+    /// Reads on. Returns how many bytes it has used up; the others must be given again, with more behind
+    /// them.
+    /// @throws std::runtime_error if the answer is refused
+    std::size_t read(std::string_view bytes);
+
+    /// The connection has ended.
+    /// @throws std::runtime_error if the answer is not complete
+    void end();
+
+    bool isComplete() const { return isComplete_; }
+
+    /// Whether the connection may be used again after the answer.
+    bool isKeptAlive() const;
+
+    int status() const;
+    std::string takeBody();
+
+ private:
+    class Parser;
+
+    void finishPart();
+    std::size_t largestOverhead() const;
+
+    const std::size_t largestBody_;
+    std::unique_ptr<Parser> parser_;
+    std::size_t usedBytes_ = 0;  ///< of header lines, chunk sizes and trailers
+    int interimAnswers_ = 0;
+    bool isComplete_ = false;
+};
+
+}  // namespace zebutil

@@ -1,0 +1,145 @@
+#include "TlsContexts.h"
+
+#include <openssl/crypto.h>
+#include <openssl/x509_vfy.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <stdexcept>
+#include <system_error>
+
+namespace zebutil {
+
+namespace {
+
+constexpr int kMaximumChainLength = 9;
+// A bundle of all public authorities takes 0.2 MiB.
+constexpr std::size_t kLargestFile = std::size_t{4} * 1024 * 1024;
+// One for the system's authorities and one for each pinned one. More than that are from earlier environments.
+constexpr std::size_t kMostEntries = 32;
+constexpr const char* kCiphers = "ECDHE+AESGCM:ECDHE+CHACHA20:!aNULL:!eNULL";
+
+void require(bool isDone, const char* what) {
+    if (!isDone) {
+        throw std::runtime_error(std::string("TLS cannot be set up (") + what + "): " + openSslFailure());
+    }
+}
+
+// Calls `use` with the content. Every fault is reported with the variable and the file.
+template <typename Use>
+void withContentOf(const TlsFiles::Source& source, Use use) {
+    try {
+        std::string content = readRegularFile(source.path, kLargestFile);
+        const std::unique_ptr<std::string, void (*)(std::string*)> cleansed(
+            &content, [](std::string* text) { OPENSSL_cleanse(text->data(), text->size()); });
+        use(content);
+    } catch (const std::system_error& error) {
+        if (source.isRequired() || !isAbsent(error)) {
+            throw unusable(source, error.code().message());
+        }
+    } catch (const std::runtime_error& fault) {
+        // What nobody has asked for can only be missing.
+        if (source.isRequired()) {
+            throw unusable(source, fault.what());
+        }
+    }
+}
+
+void trust(SSL_CTX* context, const TlsFiles::Source& source) {
+    withContentOf(source, [context, &source](const std::string& content) {
+        const auto certificates = certificatesIn(content);
+        if (certificates.empty() && source.isRequired()) {
+            throw std::runtime_error("it contains no certificate");
+        }
+        for (const auto& certificate : certificates) {
+            require(X509_STORE_add_cert(SSL_CTX_get_cert_store(context), certificate.get()) == 1,
+                    "authorities");
+        }
+    });
+}
+
+void identify(SSL_CTX* context, const TlsFiles& files) {
+    withContentOf(files.certificate, [context](const std::string& content) {
+        const auto certificates = certificatesIn(content);
+        if (certificates.empty()) {
+            throw std::runtime_error("it contains no certificate");
+        }
+        require(SSL_CTX_use_certificate(context, certificates.front().get()) == 1, "client certificate");
+        for (auto next = certificates.begin() + 1; next != certificates.end(); ++next) {
+            require(SSL_CTX_add1_chain_cert(context, next->get()) == 1, "client certificate's chain");
+        }
+    });
+    withContentOf(files.key, [context, &files](const std::string& content) {
+        const KeyPointer key = keyIn(content);
+        if (SSL_CTX_use_PrivateKey(context, key.get()) != 1 || SSL_CTX_check_private_key(context) != 1) {
+            throw std::runtime_error("the key does not belong to the certificate in \"" +
+                                     files.certificate.path + "\": " + openSslFailure());
+        }
+    });
+}
+
+// Without this, OpenSSL would register an exit handler at the first connection. Such a late handler runs
+// early, while connections are still in use: their owner may be an older static object, or one that is never
+// destroyed. The call has no effect if the application has used OpenSSL before; its exit handler is then old
+// enough to run late.
+void keepOpenSslToTheEndOfTheProcess() {
+    OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
+}
+
+TlsContexts::Context contextOf(const TlsFiles& files) {
+    keepOpenSslToTheEndOfTheProcess();
+    TlsContexts::Context context(SSL_CTX_new(TLS_client_method()));
+    require(context != nullptr, "context");
+    SSL_CTX* const native = context.get();
+    require(SSL_CTX_set_min_proto_version(native, TLS1_2_VERSION) == 1, "version");
+    require(SSL_CTX_set_cipher_list(native, kCiphers) == 1, "ciphers");
+    SSL_CTX_set_options(native, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
+    SSL_CTX_set_session_cache_mode(native, SSL_SESS_CACHE_OFF);
+    SSL_CTX_set_verify(native, SSL_VERIFY_PEER, nullptr);
+    SSL_CTX_set_verify_depth(native, kMaximumChainLength);
+    trust(native, files.authorities);
+    for (const TlsFiles::Source& directory : files.directories) {
+        for (const std::string& path : certificateFilesIn(directory)) {
+            trust(native, {"", path});
+        }
+    }
+    if (!files.certificate.path.empty()) {
+        identify(native, files);
+    }
+    return context;
+}
+
+TlsContexts::Context shared(const TlsContexts::Context& context) {
+    SSL_CTX_up_ref(context.get());
+    return TlsContexts::Context(context.get());
+}
+
+}  // namespace
+
+TlsContexts& TlsContexts::ofProcess() {
+    // Never destroyed: at exit the library's threads may still use it.
+    static auto& instance = *new TlsContexts();
+    return instance;
+}
+
+TlsContexts::Context TlsContexts::get(const std::string& service) {
+    const TlsFiles files = TlsFiles::of(service);
+    State state = files.state();
+    const std::lock_guard lock(mutex_);
+    const auto known = std::find_if(entries_.begin(), entries_.end(),
+                                    [&](const Entry& entry) { return entry.files == files; });
+    if (known != entries_.end()) {
+        if (known->state == state) {
+            return shared(known->context);
+        }
+        entries_.erase(known);
+    }
+    Context context = contextOf(files);
+    if (entries_.size() >= kMostEntries) {
+        entries_.clear();
+    }
+    entries_.push_back({files, std::move(state), shared(context)});
+    return context;
+}
+
+}  // namespace zebutil

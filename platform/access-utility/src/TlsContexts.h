@@ -1,0 +1,45 @@
+#pragma once
+
+#include <openssl/ssl.h>
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Pem.h"
+#include "TlsFiles.h"
+
+namespace zebutil {
+
+/// The process's OpenSSL contexts. One context is shared by every connection that uses the same files, until
+/// one of the files changes: reading the authorities of a system takes about 50 ms. A failure is not kept, so
+/// a file that was missing for a while does no lasting harm.
+///
+/// Thread safety: any thread may use it.
+class TlsContexts {
+ public:
+    using Context = std::unique_ptr<SSL_CTX, OpenSslFree<SSL_CTX_free>>;
+
+    /// The contexts of the process; never destroyed.
+    static TlsContexts& ofProcess();
+
+    /// The context for connections to `service`.
+    /// @throws std::runtime_error with the variable, the file and the fault, if one of the files cannot be
+    ///         used
+    Context get(const std::string& service);
+
+ private:
+    using State = std::vector<std::pair<std::string, FileIdentity>>;
+    struct Entry {
+        TlsFiles files;
+        State state;
+        Context context;
+    };
+
+    std::mutex mutex_;
+    std::vector<Entry> entries_;
+};
+
+}  // namespace zebutil
