@@ -2,10 +2,13 @@
 #include <Poco/Net/StreamSocket.h>
 #include <gtest/gtest.h>
 #include <zeb/HttpAccessFactory.h>
+#include <zeb/ZebException.h>
 #include <zebutil/PocoHttpSessionFactory.h>
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
+#include <cstddef>
 #include <functional>
 #include <future>
 #include <memory>
@@ -22,8 +25,9 @@ using Poco::Net::StreamSocket;
 /// A server that runs the test's script on each connection, one after another, until it is destroyed.
 class ScriptedServer {
  public:
-    explicit ScriptedServer(std::function<void(StreamSocket&, const std::atomic<bool>& isEnding)> script)
-        : socket_(Poco::Net::SocketAddress("127.0.0.1", 0)), thread_([this, script] {
+    explicit ScriptedServer(std::function<void(StreamSocket&, const std::atomic<bool>& isEnding)> script,
+                            const std::string& address = "127.0.0.1")
+        : socket_(Poco::Net::SocketAddress(address, 0)), thread_([this, script] {
               while (!isEnding_) {
                   StreamSocket connection = socket_.acceptConnection();
                   if (isEnding_) {
@@ -67,9 +71,12 @@ class ScriptedServer {
     std::thread thread_;
 };
 
+zeb::HttpAccessFactory factory() {
+    return zeb::HttpAccessFactory(std::make_shared<zebutil::PocoHttpSessionFactory>());
+}
+
 std::shared_ptr<zeb::ITpAccess> accessTo(const ScriptedServer& server, const std::string& separator = "") {
-    return zeb::HttpAccessFactory(std::make_shared<zebutil::PocoHttpSessionFactory>())
-        .createAccess({"ClampControl", server.baseUri(), "/bus", separator});
+    return factory().createAccess({"ClampControl", server.baseUri(), "/bus", separator});
 }
 
 // Sends an endless answer, one piece every 10 ms, until the client disconnects or the server ends.
@@ -277,6 +284,260 @@ TEST(HttpAccess, SaysWhichRequestFailed) {
         EXPECT_NE(std::string(exception.what()).find("/bus/ClampControl/clamps"), std::string::npos)
             << exception.what();
     }
+}
+
+// ---------------------------------------------------------------------------------------- more than an
+// answer
+
+const std::string kAnswer = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}";
+const std::string kForgery = "HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\n{\"a\": 1}";
+
+TEST(HttpAccess, NeverTakesTheRestOfAnAnswerForTheNextOne) {
+    std::atomic<int> connections = 0;
+    const ScriptedServer server([&connections](StreamSocket& connection, const std::atomic<bool>&) {
+        ++connections;
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(connection, kAnswer + kForgery);
+        ScriptedServer::readRequest(connection);
+    });
+    const auto sut = accessTo(server);
+    EXPECT_EQ(sut->get("clamps", "", {}).getBody(), "{}");
+    EXPECT_EQ(sut->get("clamps", "", {}).getBody(), "{}");
+    EXPECT_EQ(connections, 2);
+}
+
+TEST(HttpAccess, NeverTakesWhatNobodyAskedForForAnAnswer) {
+    std::promise<void> isSent;
+    std::atomic<bool> isFirst = true;
+    const ScriptedServer server([&](StreamSocket& connection, const std::atomic<bool>&) {
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(connection, kAnswer);
+        if (isFirst.exchange(false)) {
+            ScriptedServer::send(connection, kForgery);
+            isSent.set_value();
+            ScriptedServer::readRequest(connection);
+        }
+    });
+    const auto sut = accessTo(server);
+    EXPECT_EQ(sut->get("clamps", "", {}).getBody(), "{}");
+    isSent.get_future().wait();
+    EXPECT_EQ(sut->get("clamps", "", {}).getBody(), "{}");
+}
+
+TEST(HttpAccess, SkipsInterimAnswers) {
+    const ScriptedServer server([](StreamSocket& connection, const std::atomic<bool>&) {
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(connection, "HTTP/1.1 102 Processing\r\n\r\nHTTP/1.1 103 Early Hints\r\n\r\n");
+        ScriptedServer::send(connection, kAnswer);
+    });
+    EXPECT_EQ(accessTo(server)->get("clamps", "", {}).getStatusCode(), 200);
+}
+
+TEST(HttpAccess, KeepsAConnectionOnWhichAllIsWell) {
+    std::atomic<int> connections = 0;
+    const ScriptedServer server([&connections](StreamSocket& connection, const std::atomic<bool>&) {
+        ++connections;
+        while (!ScriptedServer::readRequest(connection).empty()) {
+            ScriptedServer::send(connection, kAnswer);
+        }
+    });
+    auto sut = accessTo(server);
+    for (int request = 0; request < 3; ++request) {
+        sut->get("clamps", "", {});
+    }
+    EXPECT_EQ(connections, 1);
+    sut.reset();  // ends the connection, which the server waits for
+}
+
+TEST(HttpAccess, FollowsNoRedirect) {
+    std::atomic<int> connections = 0;
+    const ScriptedServer server([&connections](StreamSocket& connection, const std::atomic<bool>&) {
+        ++connections;
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(
+            connection, "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\nContent-Length: 0\r\n\r\n");
+    });
+    EXPECT_EQ(accessTo(server)->get("clamps", "", {}).getStatusCode(), 302);
+    EXPECT_EQ(connections, 1);
+}
+
+TEST(HttpAccess, RefusesNamesThatChangeThePath) {
+    const ScriptedServer server([](StreamSocket&, const std::atomic<bool>&) {});
+    const auto sut = accessTo(server);
+    EXPECT_THROW(sut->get("..", "", {}), zeb::ZebException);
+    EXPECT_THROW(sut->get("clamps", "..", {}), zeb::ZebException);
+    EXPECT_THROW(sut->get("", "", {}), zeb::ZebException);
+}
+
+// ---------------------------------------------------------------------------------------- one peer
+
+TEST(HttpAccess, ConnectsToTheAddressOfTheWebSocketUnderTheNameOfTheServer) {
+    std::promise<std::string> request;
+    const ScriptedServer server([&request](StreamSocket& connection, const std::atomic<bool>&) {
+        request.set_value(ScriptedServer::readRequest(connection));
+        ScriptedServer::send(connection, kAnswer);
+    });
+    const std::string port = server.baseUri().substr(server.baseUri().rfind(':'));
+    factory()
+        .createAccess({"ClampControl", "http://bus.invalid" + port, "/", "", "127.0.0.1"})
+        ->get("clamps", "", {});
+    EXPECT_NE(request.get_future().get().find("\r\nHost: bus.invalid" + port + "\r\n"), std::string::npos);
+}
+
+TEST(HttpAccess, ConnectsToAnIpv6AddressOfTheWebSocket) {
+    std::unique_ptr<ScriptedServer> server;
+    try {
+        server = std::make_unique<ScriptedServer>(
+            [](StreamSocket& connection, const std::atomic<bool>&) {
+                ScriptedServer::readRequest(connection);
+                ScriptedServer::send(connection, kAnswer);
+            },
+            "::1");
+    } catch (const Poco::Exception&) {
+        GTEST_SKIP() << "this machine has no IPv6";
+    }
+    const std::string port = server->baseUri().substr(server->baseUri().rfind(':'));
+    const auto sut = factory().createAccess({"ClampControl", "http://localhost" + port, "/", "", "::1"});
+    EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
+}
+
+TEST(HttpAccess, TriesEveryAddressOfAName) {
+    const ScriptedServer server([](StreamSocket& connection, const std::atomic<bool>&) {
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(connection, kAnswer);
+    });
+    // On many machines "localhost" is "::1" first.
+    const std::string port = server.baseUri().substr(server.baseUri().rfind(':'));
+    const auto sut = factory().createAccess({"ClampControl", "http://localhost" + port, "/", ""});
+    EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
+}
+
+// ---------------------------------------------------------------------------------------- cancelling
+
+/// A peer with which an exchange gets as far as its name says, and no further. Tells when it is there.
+class Standstill {
+ public:
+    virtual ~Standstill() = default;
+    virtual std::string baseUri() const = 0;
+    virtual void waitUntilReached() = 0;
+};
+
+// A listening socket whose queue is full: nothing answers a further attempt to connect.
+class StandstillAtConnect : public Standstill {
+ public:
+    StandstillAtConnect() {
+        listener_.bind(Poco::Net::SocketAddress("127.0.0.1", 0));
+        listener_.listen(0);
+        filling_.connectNB(listener_.address());
+        filling_.poll(Poco::Timespan(20, 0), Poco::Net::Socket::SELECT_WRITE);
+    }
+    std::string baseUri() const override { return "http://" + listener_.address().toString(); }
+    // There is no sign of it. Cancelling earlier must have the same effect.
+    void waitUntilReached() override {}
+
+ private:
+    Poco::Net::ServerSocket listener_;
+    StreamSocket filling_;
+};
+
+// Reads the first bytes that the client sends, and then nothing.
+class StandstillAfterConnect : public Standstill {
+ public:
+    explicit StandstillAfterConnect(std::string scheme) : scheme_(std::move(scheme)) {}
+    ~StandstillAfterConnect() override { isOver_.set_value(); }
+    StandstillAfterConnect(const StandstillAfterConnect&) = delete;
+    StandstillAfterConnect& operator=(const StandstillAfterConnect&) = delete;
+    std::string baseUri() const override { return scheme_ + server_.baseUri().substr(4); }
+    void waitUntilReached() override { isReached_.get_future().wait(); }
+
+ private:
+    const std::string scheme_;
+    std::promise<void> isReached_;
+    std::promise<void> isOver_;
+    const ScriptedServer server_{[this](StreamSocket& connection, const std::atomic<bool>&) {
+        char byte = 0;
+        connection.receiveBytes(&byte, 1);
+        isReached_.set_value();
+        isOver_.get_future().wait();  // the rest of what the client sends stays where it is
+    }};
+};
+
+struct Phase {
+    const char* name;
+    std::function<std::unique_ptr<Standstill>()> make;
+    std::size_t bodySize;
+};
+
+void PrintTo(const Phase& phase, std::ostream* stream) {
+    *stream << phase.name;
+}
+
+std::string failureOf(const std::function<void()>& request) {
+    try {
+        request();
+    } catch (const std::exception& exception) {
+        return exception.what();
+    }
+    return "none";
+}
+
+class HttpAccessCancelled : public testing::TestWithParam<Phase> {
+ protected:
+    HttpAccessCancelled() { std::signal(SIGPIPE, SIG_DFL); }
+
+    const std::unique_ptr<Standstill> server = GetParam().make();
+    const std::shared_ptr<zeb::ITpAccess> sut =
+        factory().createAccess({"ClampControl", server->baseUri(), "/", ""});
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    During, HttpAccessCancelled,
+    testing::Values(Phase{"Connect", [] { return std::make_unique<StandstillAtConnect>(); }, 0},
+                    Phase{"TlsHandshake", [] { return std::make_unique<StandstillAfterConnect>("https"); },
+                          0},
+                    Phase{"Sending", [] { return std::make_unique<StandstillAfterConnect>("http"); },
+                          std::size_t{64} * 1024 * 1024},
+                    Phase{"TheAnswer", [] { return std::make_unique<StandstillAfterConnect>("http"); }, 0}),
+    [](const auto& testCase) { return testCase.param.name; });
+
+TEST_P(HttpAccessCancelled, EndsAtOnceAndSaysSo) {
+    auto failure = std::async(std::launch::async, [this] {
+        return failureOf([this] { sut->post("clamps", "1", std::string(GetParam().bodySize, ' ')); });
+    });
+    server->waitUntilReached();
+    const auto begin = std::chrono::steady_clock::now();
+    sut->cancel();
+    EXPECT_NE(failure.get().find("cancelled: "), std::string::npos);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s);
+}
+
+TEST_P(HttpAccessCancelled, FailsAtOnceEverAfter) {
+    sut->cancel();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_NE(failureOf([this] { sut->get("clamps", "", {}); }).find("cancelled: "), std::string::npos);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s);
+}
+
+TEST(HttpAccess, IsCancelledOnAKeptConnectionToo) {
+    const ScriptedServer server([](StreamSocket& connection, const std::atomic<bool>&) {
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(connection, kAnswer);
+        ScriptedServer::readRequest(connection);
+    });
+    const auto sut = accessTo(server);
+    sut->get("clamps", "", {});
+    sut->cancel();
+    EXPECT_NE(failureOf([&] { sut->get("clamps", "", {}); }).find("cancelled: "), std::string::npos);
+}
+
+TEST(HttpAccess, GivesUpInTimeWhenNothingAnswersTheAttemptToConnect) {
+    const StandstillAtConnect server;
+    const auto sut = factory().createAccess({"ClampControl", server.baseUri(), "/", ""});
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_NE(
+        failureOf([&] { sut->get("clamps", "", {}); }).find("connect to 127.0.0.1: the time limit is over"),
+        std::string::npos);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
 }
 
 }  // namespace
