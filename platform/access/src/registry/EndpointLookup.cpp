@@ -1,7 +1,5 @@
 #include "EndpointLookup.h"
 
-#include <Poco/String.h>
-#include <Poco/URI.h>
 #include <zeb/IConfigManager.h>
 #include <zeb/ZebException.h>
 
@@ -19,10 +17,6 @@ using Mode = ZebServiceRegistry::Mode;
 
 // A longer interval would overflow the clock. Nobody can tell it from this one.
 constexpr std::chrono::milliseconds kLongestInterval = std::chrono::hours(24 * 365);
-
-bool startsWith(const std::string& uri, const std::string& scheme) {
-    return Poco::icompare(uri, 0, scheme.size(), scheme) == 0;
-}
 
 }  // namespace
 
@@ -58,8 +52,7 @@ std::optional<ServiceEndpoint> EndpointLookup::address(const std::string& servic
                                                        const Configuration& configuration,
                                                        const ServiceDirectory* directory) const {
     if (directory && service == ServiceDirectory::kServiceName) {
-        const Poco::URI uri(settings_.httpUri);
-        return ServiceEndpoint::of(uri.getScheme() + "://" + uri.getAuthority(), uri.getPath());
+        return ServiceEndpoint::ofAddress(settings_.httpUri);
     }
     if (settings_.mode != Mode::DynamicOnly && configManager_->isServiceConfigurationKnown(service)) {
         return ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath);
@@ -83,9 +76,11 @@ std::optional<ServiceEndpoint> EndpointLookup::address(const std::string& servic
 // configuration may, by naming an http address for the service itself.
 bool EndpointLookup::isRefusedDowngrade(const std::string& service, const Configuration& configuration,
                                         const ServiceEndpoint& told) const {
-    return startsWith(settings_.httpUri, "https:") && !startsWith(told.serverBaseUri, "https:") &&
-           !(configManager_->isServiceConfigurationKnown(service) &&
-             startsWith(configuration.serverBaseUri, "http:"));
+    if (told.isSecure() || !ServiceEndpoint::ofAddress(settings_.httpUri).isSecure()) {
+        return false;
+    }
+    return !configManager_->isServiceConfigurationKnown(service) ||
+           ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath).isSecure();
 }
 
 void EndpointLookup::applySetting(ServiceEndpoint& endpoint, const std::string& service,
