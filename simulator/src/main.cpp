@@ -1,3 +1,4 @@
+#include <internal/StandardStreams.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -222,6 +223,7 @@ int serve(const Arguments& arguments, const sigset_t& signals) {
 }  // namespace
 
 int main(int argumentCount, char** argumentValues) {
+    internal::openClosedStandardStreams();
     Arguments arguments;
     try {
         arguments = parseArguments({argumentValues + 1, argumentValues + argumentCount});

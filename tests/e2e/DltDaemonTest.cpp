@@ -5,14 +5,19 @@
 #include <DltDaemon.h>
 #include <ara/log/logging.h>
 #include <csc_logging/CSCLogging.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
+#include <iostream>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -195,6 +200,39 @@ TEST_F(DltDaemonTest, EndsWithNothingLostThatWasLoggedLast) {
     for (int i = 0; i < 200; ++i) {
         EXPECT_THAT(daemon.received(), HasSubstr("[line " + std::to_string(i) + "]"));
     }
+}
+
+TEST_F(DltDaemonTest, LeavesNoDescriptorToAProgramThatTheApplicationStarts) {
+    const ChildResult result = runLogging([] {
+        std::set<std::string> before;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            before.insert(entry.path().filename());
+        }
+        CSCLogging::InitLogging("Clamp");
+        CSCLogging::LogError("ready");
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            const std::string descriptor = entry.path().filename();
+            const int flags = ::fcntl(std::stoi(descriptor), F_GETFD);
+            if (before.count(descriptor) == 0 && flags >= 0 && (flags & FD_CLOEXEC) == 0) {
+                std::cout << std::filesystem::read_symlink(entry.path()) << std::endl;
+            }
+        }
+    });
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+}
+
+TEST_F(DltDaemonTest, LetsAForkedChildEnd) {
+    const ChildResult result = runLogging([] {
+        CSCLogging::InitLogging("Clamp");
+        CSCLogging::LogError("in the parent");
+        const ChildResult forked = runInChild([] {
+            ::alarm(20);  // ends a child that hangs
+            CSCLogging::LogError("in the child");
+        });
+        std::exit(forked.signal);
+    });
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
 }
 
 }  // namespace

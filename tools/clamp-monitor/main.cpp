@@ -1,5 +1,6 @@
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
+#include <internal/StandardStreams.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -10,6 +11,7 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include "EventPrinter.h"
@@ -47,8 +49,8 @@ unless NO_COLOR is set in the environment. Errors go to standard error. The log
 contains their reasons; the application's log context is MON.
 
 A failed subscription is repeated after 500 ms, then after twice the pause each
-time, up to 10 s. Stopping takes up to 10 s while a subscribe call is pending. A
-second signal, at least half a second after the first, ends the program at once.
+time, up to 10 s. A second signal, at least half a second after the first, ends
+the program at once.
 
 The file /var/run/csc/config/kelo-client/ClientConfig.json contains the address
 of the service.
@@ -74,7 +76,7 @@ void complain(const std::string& text) {
 /// Restores the default action of the signals, so a second one ends the program. Waits half a second first,
 /// because timeout(1), for instance, signals both the program and its process group.
 void heedASecondSignal(const sigset_t& endingSignals) {
-    std::thread([endingSignals] {
+    const auto awaitAnother = [endingSignals] {
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
         const timespec noWait{};
         while (sigtimedwait(&endingSignals, nullptr, &noWait) > 0) {
@@ -83,7 +85,13 @@ void heedASecondSignal(const sigset_t& endingSignals) {
         while (true) {
             pause();
         }
-    }).detach();
+    };
+    try {
+        std::thread(awaitAnother).detach();
+    } catch (const std::system_error&) {
+        // Without a thread to wait for it, the second signal ends the program right away.
+        pthread_sigmask(SIG_UNBLOCK, &endingSignals, nullptr);
+    }
 }
 
 int monitor(EventPrinter::Format format, const sigset_t& awaitedSignals, const sigset_t& endingSignals) {
@@ -112,6 +120,7 @@ int monitor(EventPrinter::Format format, const sigset_t& awaitedSignals, const s
 }  // namespace
 
 int main(int argumentCount, char** argumentValues) {
+    internal::openClosedStandardStreams();
     EventPrinter::Format format =
         wantsColour() ? EventPrinter::Format::ColouredText : EventPrinter::Format::Text;
     for (int index = 1; index < argumentCount; ++index) {

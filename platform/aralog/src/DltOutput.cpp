@@ -1,6 +1,7 @@
 #include "DltOutput.h"
 
 #include <dlt/dlt.h>
+#include <internal/BlockedSignals.h>
 #include <syslog.h>
 
 #include <algorithm>
@@ -106,6 +107,7 @@ extern "C" void onLevelChanged(char* contextId, std::uint8_t level, std::uint8_t
 }  // namespace
 
 void start() {
+    const internal::BlockedSignals blocked;  // the threads that libdlt makes inherit that
     // By default libdlt writes its own messages to standard output, where they would mix with the output of
     // the application. Only warnings and errors are kept, because a daemon that is not there yet is not worth
     // a line.

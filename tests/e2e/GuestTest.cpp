@@ -1,0 +1,153 @@
+// The library is a guest in somebody else's process. Each test runs such a process, with the shipped library,
+// the real log and a bus on loopback.
+
+#include <BusProgram.h>
+#include <ChildProcess.h>
+#include <Emulator.h>
+#include <TemporaryDirectory.h>
+#include <clampcontrolclient/ClampControlCallbackIf.h>
+#include <clampcontrolclient/ClampControlClient.h>
+#include <csc_logging/CSCLogging.h>
+#include <gtest/gtest.h>
+#include <kelo-client/ClientServiceUtils.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <iostream>
+#include <memory>
+#include <set>
+#include <string>
+
+namespace {
+
+using clampcontrolclient::ClampControlClient;
+using test_support::runInChild;
+using test_support::TemporaryDirectory;
+
+class Callback : public clampcontrolclient::ClampControlCallbackIf {
+ public:
+    void OnConnectionStateChanged(bool isConnected) override {
+        if (isConnected) {
+            connected.set_value();
+        }
+    }
+    void OnClampNotification() override {}
+    void OnClampStateChanged(bool /*switchedOn*/) override {}
+
+    std::promise<void> connected;
+};
+
+std::set<std::string> threads() {
+    std::set<std::string> ids;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+        ids.insert(entry.path().filename());
+    }
+    return ids;
+}
+
+/// A process with a client that has subscribed, in every test.
+class Guest {
+ public:
+    explicit Guest(const std::string& bus) {
+        csc_logging::CSCLogging::InitLogging("GuestTest");
+        kelo_client::ClientServiceUtils::CreateClientServiceBase(directory_.write(
+            "config.json",
+            R"({"serviceRegistrySettings":{"mode":"staticOnly"},"services":{"ClampControl":{"serverBaseUri":")" +
+                bus + R"("}}})"));
+        client = std::make_unique<ClampControlClient>();
+        client->AssignCallback(&callback_);
+        client->Start();
+        callback_.connected.get_future().wait();
+        if (client->SubscribeClampControl().empty()) {
+            std::_Exit(4);
+        }
+    }
+
+    std::unique_ptr<ClampControlClient> client;
+
+ private:
+    TemporaryDirectory directory_;
+    Callback callback_;
+};
+
+/// Runs `work` in a process of its own, with the base URI of a bus. The process must end by itself.
+test_support::ChildResult runGuest(const std::function<void(const std::string&)>& work) {
+    const TemporaryDirectory directory;
+    const test_support::BusProgram bus(test_support::commandOf(
+        ZEB_BUS_SIM, {directory.write("bus.json", R"({"services":{"ClampControl":{"clamps":[
+            {"id":"c15","type":"Clamp15","isSwitchedOn":true}]}}})")}));
+    return runInChild([&] {
+        ::alarm(60);  // ends a process that hangs
+        work(bus.baseUri());
+    });
+}
+
+std::string nameOf(const std::string& thread) {
+    std::string name;
+    std::getline(std::ifstream("/proc/self/task/" + thread + "/comm") >> std::ws, name);
+    return name;
+}
+
+std::uint64_t blockedSignalsOf(const std::string& thread) {
+    std::ifstream status("/proc/self/task/" + thread + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("SigBlk:", 0) == 0) {
+            return std::stoull(line.substr(7), nullptr, 16);
+        }
+    }
+    return 0;
+}
+
+TEST(Guest, BlocksTheSignalsOfTheApplicationOnEveryThread) {
+    const auto result = runGuest([](const std::string& bus) {
+        const auto before = threads();
+        const Guest guest(bus);
+        for (const auto& thread : threads()) {
+            for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD, SIGPIPE}) {
+                if (before.count(thread) == 0 &&
+                    (blockedSignalsOf(thread) & (std::uint64_t{1} << (signal - 1))) == 0) {
+                    std::cout << nameOf(thread) << " takes signal " << signal << std::endl;
+                }
+            }
+        }
+    });
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.signal, 0);
+}
+
+/// Expects that a process which is forked while the client works, and then does `work`, ends by itself.
+void expectForkedChildToEnd(const std::function<void(Guest&)>& work) {
+    const auto result = runGuest([&work](const std::string& bus) {
+        Guest guest(bus);
+        const auto forked = runInChild([&] {
+            ::alarm(20);
+            work(guest);
+        });
+        std::cout << "signal " << forked.signal << ", exit code " << forked.exitCode << std::endl;
+    });
+    EXPECT_EQ(result.output, "signal 0, exit code 0\n") << result.errors;
+}
+
+TEST(GuestInAForkedChild, Exits) {
+    expectForkedChildToEnd([](Guest&) {});
+}
+
+TEST(GuestInAForkedChild, IsStopped) {
+    expectForkedChildToEnd([](Guest& guest) { guest.client->Stop(); });
+}
+
+TEST(GuestInAForkedChild, IsDestroyed) {
+    expectForkedChildToEnd([](Guest& guest) { guest.client.reset(); });
+}
+
+TEST(GuestInAForkedChild, Logs) {
+    expectForkedChildToEnd([](Guest&) { csc_logging::CSCLogging::LogInfo("in the child"); });
+}
+
+}  // namespace
