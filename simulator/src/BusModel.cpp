@@ -1,8 +1,7 @@
 #include "BusModel.h"
 
-#include <Poco/JSON/Array.h>
-
 #include <algorithm>
+#include <iterator>
 
 #include "BusError.h"
 #include "Json.h"
@@ -11,90 +10,146 @@ namespace zebbussim {
 
 namespace {
 
-std::string stringMember(const Poco::JSON::Object& json, const std::string& key) {
-    const Poco::Dynamic::Var value = json.get(key);
-    if (value.type() != typeid(std::string)) {
-        throw BusError::badRequest("\"" + key + "\" must be a string, but is " + toText(value));
+constexpr const char* kFirstKeys[] = {"\"id\"", "\"name\"", "\"uri\""};
+
+std::string stringMember(const std::string& key, std::string_view value) {
+    const std::optional<std::string> text = stringOf(value);
+    if (!text) {
+        throw BusError::badRequest("\"" + key + "\" must be a string, but is " + shortened(value));
     }
-    return value.extract<std::string>();
+    return *text;
 }
 
-/// Throws if `json` contains the member, which must not change, with a different value.
-void requireFixed(const Poco::JSON::Object& json, const std::string& key, const std::string& value) {
-    if (json.has(key) && stringMember(json, key) != value) {
-        throw BusError::badRequest("\"" + key + "\" of " + quoted(value) + " cannot be changed to " +
-                                   toText(json.get(key)));
+/// Throws if `members` has the member, which must not change, with a different value.
+void requireFixed(const JsonMembers& members, const std::string& key, const std::string& expected) {
+    const std::optional<std::string_view> value = members.find(key);
+    if (value && stringMember(key, *value) != expected) {
+        throw BusError::badRequest("\"" + key + "\" of " + excerpt(expected) + " cannot be changed to " +
+                                   shortened(*value));
     }
 }
 
-Element makeElement(const BusPath& path, const Poco::JSON::Object& json) {
+/// Writes the text of an element.
+class ElementText {
+ public:
+    explicit ElementText(std::size_t size) { text_.reserve(size + 1); }
+
+    void add(std::string_view key, std::string_view value) {
+        text_.append(text_.empty() ? "{" : ",").append(key).append(":").append(value);
+    }
+    /// Adds a member unless it is one of those that come first.
+    void addLater(const JsonMember& member) {
+        if (std::find(std::begin(kFirstKeys), std::end(kFirstKeys), member.key) == std::end(kFirstKeys)) {
+            add(member.key, member.value);
+        }
+    }
+    JsonMembers members() && {
+        text_ += "}";
+        return JsonMembers(std::move(text_));
+    }
+
+ private:
+    std::string text_;
+};
+
+Element makeElement(const BusPath& path, const JsonMembers& json) {
     if (!isName(path.id)) {
         throw BusError::badRequest("An element of " + path.collectionText() +
                                    " has an \"id\" that cannot be part of a path");
     }
     requireFixed(json, "id", path.id);
     requireFixed(json, "uri", path.text());
-    Poco::JSON::Object::Ptr members = new Poco::JSON::Object(Poco::JSON_PRESERVE_KEY_ORDER);
-    members->set("id", path.id);
-    members->set("name", json.has("name") ? stringMember(json, "name") : path.id);
-    members->set("uri", path.text());
-    for (const std::string& key : json.getNames()) {
-        if (!members->has(key)) {
-            members->set(key, json.get(key));
-        }
+    const std::optional<std::string_view> name = json.find("name");
+    if (name) {
+        stringMember("name", *name);
     }
-    return {path.id, members, std::make_shared<const std::string>(toText(*members))};
+    const std::string id = quoted(path.id);
+    const std::string uri = quoted(path.text());
+    ElementText text(json.text()->size() + 2 * id.size() + uri.size() + 32);
+    text.add(kFirstKeys[0], id);
+    text.add(kFirstKeys[1], name ? *name : id);
+    text.add(kFirstKeys[2], uri);
+    for (std::size_t index = 0; index < json.size(); ++index) {
+        text.addLater(json[index]);
+    }
+    return {path.id, std::move(text).members()};
 }
 
-std::string idOf(const Poco::JSON::Object& json, const std::string& collection) {
-    if (!json.has("id")) {
+std::string idOf(const JsonMembers& json, const std::string& collection) {
+    const std::optional<std::string_view> id = json.find("id");
+    if (!id) {
         throw BusError::badRequest("An element of " + collection + " has no \"id\"");
     }
-    return stringMember(json, "id");
+    return stringMember("id", *id);
 }
 
 }  // namespace
 
 Element* Resource::find(const std::string& id) {
-    const auto found = std::find_if(elements.begin(), elements.end(),
-                                    [&](const Element& candidate) { return candidate.id == id; });
-    return found == elements.end() ? nullptr : &*found;
+    const auto found = numbers_.find(id);
+    return found == numbers_.end() ? nullptr : &elements_.at(found->second);
 }
 
-std::string Resource::text() const {
-    std::string list = "[";
-    for (const Element& each : elements) {
-        list += list.size() > 1 ? "," : "";
-        list += *each.text;
+void Resource::add(Element element) {
+    text_.reset();
+    bytes_ += element.text()->size();
+    numbers_.emplace(element.id, ++lastNumber_);
+    elements_.emplace(lastNumber_, std::move(element));
+}
+
+void Resource::replace(Element& element, const Element& state) {
+    text_.reset();
+    bytes_ += state.text()->size();
+    bytes_ -= element.text()->size();
+    element = state;
+}
+
+void Resource::remove(const std::string& id) {
+    text_.reset();
+    const auto found = numbers_.find(id);
+    bytes_ -= elements_.at(found->second).text()->size();
+    elements_.erase(found->second);
+    numbers_.erase(found);
+}
+
+const SharedText& Resource::text() {
+    if (!text_) {
+        std::string list;
+        list.reserve(textSize());
+        for (const auto& numbered : elements_) {
+            list.append(list.empty() ? "[" : ",").append(*numbered.second.text());
+        }
+        list += list.empty() ? "[]" : "]";
+        text_ = std::make_shared<const std::string>(std::move(list));
     }
-    return list + "]";
+    return text_;
 }
 
-void BusModel::addService(const std::string& name, const Poco::JSON::Object& json, bool readOnly) {
+void BusModel::addService(const std::string& name, std::string_view json, bool readOnly) {
     if (!isName(name)) {
-        throw BusError::badRequest("The service name " + quoted(name) + " cannot be part of a path");
+        throw BusError::badRequest("The service name " + excerpt(name) + " cannot be part of a path");
     }
     Service added;
     added.readOnly = readOnly;
-    for (const std::string& resourceName : json.getNames()) {
+    for (const auto& [key, list] : membersOf(json)) {
+        const std::string resourceName = stringOf(key).value();
         const std::string collectionText = BusPath{name, resourceName, ""}.text();
-        if (!isName(resourceName) || !json.isArray(resourceName)) {
+        if (!isName(resourceName) || !isList(list)) {
             throw BusError::badRequest(collectionText + " must be a list of elements");
         }
         Resource& resource = added.resources[resourceName];
-        const Poco::JSON::Array::Ptr list = json.getArray(resourceName);
-        for (unsigned int index = 0; index < list->size(); ++index) {
-            const Poco::JSON::Object::Ptr item = list->getObject(index);
-            if (item.isNull()) {
-                throw BusError::badRequest("Entry " + std::to_string(index) + " of " + collectionText +
-                                           " is not an object");
+        for (const std::string_view item : entriesOf(list)) {
+            if (!isObject(item)) {
+                throw BusError::badRequest("Entry " + std::to_string(resource.elements().size()) + " of " +
+                                           collectionText + " is not an object");
             }
-            const BusPath path{name, resourceName, idOf(*item, collectionText)};
+            const JsonMembers members{std::string(item)};
+            const BusPath path{name, resourceName, idOf(members, collectionText)};
             if (resource.find(path.id) != nullptr) {
-                throw BusError::badRequest("The id " + quoted(path.id) + " occurs twice in " +
+                throw BusError::badRequest("The id " + excerpt(path.id) + " occurs twice in " +
                                            collectionText);
             }
-            resource.elements.push_back(makeElement(path, *item));
+            resource.add(makeElement(path, members));
         }
     }
 
@@ -131,12 +186,13 @@ void BusModel::setServiceAvailable(const std::string& name, bool available) {
     changed.available = available;
 }
 
-void BusModel::addElement(const BusPath& path, const Poco::JSON::Object& json) {
+void BusModel::addElement(const BusPath& path, std::string_view json) {
+    const Element element = makeElement(path, JsonMembers(std::string(json)));
     Resource& resource = service(path.service).resources[path.resource];
     if (resource.find(path.id) != nullptr) {
         throw BusError::badRequest("There is already an element at " + path.text());
     }
-    resource.elements.push_back(makeElement(path, json));
+    resource.add(element);
     if (listener_ != nullptr) {
         listener_->elementAdded(path);
     }
@@ -144,45 +200,59 @@ void BusModel::addElement(const BusPath& path, const Poco::JSON::Object& json) {
 
 void BusModel::removeElement(const BusPath& path) {
     element(path);
-    std::vector<Element>& elements = collection(path).elements;
-    elements.erase(std::remove_if(elements.begin(), elements.end(),
-                                  [&](const Element& candidate) { return candidate.id == path.id; }),
-                   elements.end());
+    collection(path).remove(path.id);
     if (listener_ != nullptr) {
         listener_->elementRemoved(path);
     }
 }
 
-void BusModel::set(const BusPath& path, const Poco::JSON::Object& changes) {
+void BusModel::set(const BusPath& path, std::string_view changes) {
     replace(path, merged(path, changes));
 }
 
 void BusModel::replace(const BusPath& path, const Element& state) {
-    Element& changed = element(path);
-    changed = state;
+    collection(path).replace(element(path), state);
     if (listener_ != nullptr) {
         listener_->elementChanged(path, state);
     }
 }
 
-Element BusModel::merged(const BusPath& path, const Poco::JSON::Object& changes) {
+Element BusModel::merged(const BusPath& path, std::string_view changes) {
     const Element& present = element(path);
-    requireFixed(changes, "id", path.id);
-    requireFixed(changes, "uri", path.text());
-    if (changes.has("name")) {
-        stringMember(changes, "name");
+    const JsonMembers changed{std::string(changes)};
+    requireFixed(changed, "id", path.id);
+    requireFixed(changed, "uri", path.text());
+    const std::optional<std::string_view> name = changed.find("name");
+    if (name) {
+        stringMember("name", *name);
     }
-    Poco::JSON::Object::Ptr members = new Poco::JSON::Object(*present.json);
-    for (const std::string& key : changes.getNames()) {
-        members->set(key, changes.get(key));
+    if (changed.size() == 0) {
+        return present;
     }
-    return {path.id, members, std::make_shared<const std::string>(toText(*members))};
+    ElementText text(present.text()->size() + changes.size());
+    text.add(kFirstKeys[0], *present.members.find("id"));
+    text.add(kFirstKeys[1], name ? *name : *present.members.find("name"));
+    text.add(kFirstKeys[2], *present.members.find("uri"));
+    std::size_t old = 0;
+    for (std::size_t index = 0; index < changed.size(); ++index) {
+        const JsonMember member = changed[index];
+        for (; old < present.members.size() && present.members[old].key < member.key; ++old) {
+            text.addLater(present.members[old]);
+        }
+        old += old < present.members.size() && present.members[old].key == member.key ? 1 : 0;
+        text.addLater(member);
+    }
+    for (; old < present.members.size(); ++old) {
+        text.addLater(present.members[old]);
+    }
+    JsonMembers members = std::move(text).members();
+    return *members.text() == *present.text() ? present : Element{path.id, std::move(members)};
 }
 
 Service& BusModel::known(const std::string& name) {
     const auto found = services_.find(name);
     if (found == services_.end()) {
-        throw BusError::invalidPath("There is no service " + quoted(name));
+        throw BusError::invalidPath("There is no service " + excerpt(name));
     }
     return found->second;
 }
@@ -190,7 +260,7 @@ Service& BusModel::known(const std::string& name) {
 Service& BusModel::service(const std::string& name) {
     Service& found = known(name);
     if (!found.present) {
-        throw BusError::invalidPath("There is no service " + quoted(name));
+        throw BusError::invalidPath("There is no service " + excerpt(name));
     }
     return found;
 }
@@ -198,7 +268,7 @@ Service& BusModel::service(const std::string& name) {
 Service& BusModel::reachableService(const std::string& name) {
     Service& found = service(name);
     if (!found.available) {
-        throw BusError::unavailable("The service " + quoted(name) + " is not available");
+        throw BusError::unavailable("The service " + excerpt(name) + " is not available");
     }
     return found;
 }
@@ -207,8 +277,8 @@ Resource& BusModel::collection(const BusPath& path) {
     std::map<std::string, Resource>& resources = service(path.service).resources;
     const auto found = resources.find(path.resource);
     if (found == resources.end()) {
-        throw BusError::invalidPath("The service " + quoted(path.service) + " has no resource " +
-                                    quoted(path.resource));
+        throw BusError::invalidPath("The service " + excerpt(path.service) + " has no resource " +
+                                    excerpt(path.resource));
     }
     return found->second;
 }
@@ -216,7 +286,7 @@ Resource& BusModel::collection(const BusPath& path) {
 Element& BusModel::element(const BusPath& path) {
     Element* const found = collection(path).find(path.id);
     if (found == nullptr) {
-        throw BusError::unavailableData("There is no element " + quoted(path.id) + " in " +
+        throw BusError::unavailableData("There is no element " + excerpt(path.id) + " in " +
                                         path.collectionText());
     }
     return *found;
@@ -230,6 +300,14 @@ Element* BusModel::findElement(const BusPath& path) {
     const auto foundResource = foundService->second.resources.find(path.resource);
     return foundResource == foundService->second.resources.end() ? nullptr
                                                                  : foundResource->second.find(path.id);
+}
+
+Element* BusModel::findElement(const std::string& path) {
+    if (path.empty() || path.front() != '/' || std::count(path.begin(), path.end(), '/') > 4) {
+        return nullptr;
+    }
+    const std::vector<std::string> segments = splitPath(path);
+    return segments.size() == 3 ? findElement(BusPath{segments[0], segments[1], segments[2]}) : nullptr;
 }
 
 std::vector<std::string> BusModel::presentServices() const {

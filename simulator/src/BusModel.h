@@ -1,32 +1,46 @@
 #pragma once
 
-#include <Poco/JSON/Object.h>
-
+#include <cstddef>
+#include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "BusPath.h"
+#include "JsonMembers.h"
 
 namespace zebbussim {
 
-/// A text shared by many messages.
-using SharedText = std::shared_ptr<const std::string>;
-
 struct Element {
     std::string id;
-    Poco::JSON::Object::Ptr json;
-    SharedText text;  ///< `json` as text, made once per change
+    JsonMembers members;  ///< "id", "name" and "uri" come first in its text
+
+    const SharedText& text() const { return members.text(); }
 };
 
 /// The elements of a resource, in the order in which they were added.
-struct Resource {
-    std::vector<Element> elements;
+class Resource {
+ public:
+    using Elements = std::map<std::uint64_t, Element>;
 
+    const Elements& elements() const { return elements_; }
     Element* find(const std::string& id);
-    /// The JSON text of the collection: a list of all elements.
-    std::string text() const;
+    void add(Element element);
+    void replace(Element& element, const Element& state);
+    void remove(const std::string& id);
+    /// The size of `text()`.
+    std::size_t textSize() const { return elements_.size() + 1 + (elements_.empty() ? 1 : 0) + bytes_; }
+    /// The JSON text of the collection: a list of all elements. Made once per change.
+    const SharedText& text();
+
+ private:
+    Elements elements_;
+    std::unordered_map<std::string, std::uint64_t> numbers_;  ///< by id
+    std::uint64_t lastNumber_ = 0;
+    std::size_t bytes_ = 0;  ///< of the texts of the elements
+    SharedText text_;        ///< null after a change
 };
 
 struct Service {
@@ -55,26 +69,30 @@ class BusModel {
  public:
     void setListener(BusListener* busListener) { listener_ = busListener; }
 
+    // JSON comes as text that `readJsonObject()` has returned.
+
     /// `json`: `{"<resource>":[element,...],...}`. Replaces a service of that name.
-    void addService(const std::string& name, const Poco::JSON::Object& json, bool readOnly = false);
+    void addService(const std::string& name, std::string_view json, bool readOnly = false);
     void setServicePresent(const std::string& name, bool present);
     void setServiceAvailable(const std::string& name, bool available);
 
-    void addElement(const BusPath& path, const Poco::JSON::Object& json);
+    void addElement(const BusPath& path, std::string_view json);
     void removeElement(const BusPath& path);
     /// Merges `changes` into the element.
-    void set(const BusPath& path, const Poco::JSON::Object& changes);
+    void set(const BusPath& path, std::string_view changes);
     /// Replaces the element by a state that `merged()` returned.
     void replace(const BusPath& path, const Element& state);
     /// Returns the element with `changes` merged into it. Does not change the model.
-    Element merged(const BusPath& path, const Poco::JSON::Object& changes);
+    Element merged(const BusPath& path, std::string_view changes);
 
     /// These three throw `BusError` 404 for what does not exist. They also find unavailable services.
     Service& service(const std::string& name);
     Resource& collection(const BusPath& path);
     Element& element(const BusPath& path);
-    /// Returns null if the element does not exist or its service was removed.
+    /// Returns null if the element does not exist or its service was removed, and for a text that is not the
+    /// path of an element.
     Element* findElement(const BusPath& path);
+    Element* findElement(const std::string& path);
     /// Throws `BusError` 404 if the service does not exist, 503 if it is unavailable.
     Service& reachableService(const std::string& name);
 

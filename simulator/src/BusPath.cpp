@@ -30,15 +30,21 @@ std::vector<std::string> splitPath(const std::string& path) {
 
 BusPath parseBusPath(const std::string& text) {
     if (text.empty() || text.front() != '/') {
-        throw BusError::badRequest("The path " + quoted(text) + " does not begin with \"/\"");
+        throw BusError::badRequest("The path " + excerpt(text) + " does not begin with \"/\"");
+    }
+    const auto invalidPath = [&] {
+        return BusError::invalidPath("The path " + excerpt(text) +
+                                     " is neither /<service>/<resource> nor /<service>/<resource>/<id>");
+    };
+    if (std::count(text.begin(), text.end(), '/') > 4) {
+        throw invalidPath();  // before it is split: a path of slashes would take a multiple of its size
     }
     const std::vector<std::string> segments = splitPath(text);
     if (!std::all_of(segments.begin(), segments.end(), isName)) {
-        throw BusError::badRequest("The path " + quoted(text) + " has a segment that is not a name");
+        throw BusError::badRequest("The path " + excerpt(text) + " has a segment that is not a name");
     }
     if (segments.size() < 2 || segments.size() > 3) {
-        throw BusError::invalidPath("The path " + quoted(text) +
-                                    " is neither /<service>/<resource> nor /<service>/<resource>/<id>");
+        throw invalidPath();
     }
     return {segments[0], segments[1], segments.size() == 3 ? segments[2] : ""};
 }
@@ -46,7 +52,7 @@ BusPath parseBusPath(const std::string& text) {
 BusPath parseElementPath(const std::string& text) {
     BusPath path = parseBusPath(text);
     if (path.isCollection()) {
-        throw BusError::invalidPath("The path " + quoted(text) + " names a collection, not an element");
+        throw BusError::invalidPath("The path " + excerpt(text) + " names a collection, not an element");
     }
     return path;
 }

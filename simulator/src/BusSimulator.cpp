@@ -13,7 +13,7 @@ void BusSimulator::loadFile(const std::string& fileName) {
 }
 
 void BusSimulator::loadText(const std::string& json) {
-    impl_->load(json, "The bus");
+    impl_->loadText(json);
 }
 
 void BusSimulator::start() {

@@ -32,8 +32,8 @@ std::optional<asio::ssl::context> tlsContext(const BusSimulator::Options& option
                : std::nullopt;
 }
 
-Poco::JSON::Object::Ptr parsedObject(const std::string& json, const std::string& what) {
-    return withLibraryErrors([&] { return parseJsonObject(json, what); });
+std::string readObject(const std::string& json, const std::string& what) {
+    return withLibraryErrors([&] { return readJsonObject(json, what); });
 }
 
 BusPath parsedElementPath(const std::string& path) {
@@ -114,35 +114,40 @@ void BusSimulator::Impl::loadFile(const std::string& fileName) {
     if (!file) {
         throw std::runtime_error("Cannot read the bus file " + fileName);
     }
-    load(text, "The bus file " + fileName);
+    const std::string what = "The bus file " + fileName;
+    load(withLibraryErrors([&] { return readJsonFile(text, what); }), what);
+}
+
+void BusSimulator::Impl::loadText(const std::string& json) {
+    load(readObject(json, "The bus"), "The bus");
 }
 
 void BusSimulator::Impl::load(const std::string& json, const std::string& what) {
-    const Poco::JSON::Object::Ptr root = parsedObject(json, what);
-    const Poco::JSON::Object::Ptr services =
-        root->isObject("services") ? root->getObject("services") : nullptr;
-    if (services.isNull()) {
+    const JsonMembers root(json);
+    const std::optional<std::string_view> services = root.find("services");
+    if (!services || !isObject(*services)) {
         throw std::invalid_argument(what + " has no \"services\" that is an object");
     }
     invoke([&] {
-        for (const std::string& name : services->getNames()) {
+        for (const auto& [key, resources] : membersOf(*services)) {
+            const std::string name = stringOf(key).value();
             Registry::refuseOwnName(name);
-            if (!services->isObject(name)) {
-                throw BusError::badRequest("The service " + quoted(name) + " is not an object of resources");
+            if (!isObject(resources)) {
+                throw BusError::badRequest("The service " + excerpt(name) + " is not an object of resources");
             }
-            model_.addService(name, *services->getObject(name));
+            model_.addService(name, resources);
         }
     });
 }
 
 void BusSimulator::Impl::set(const std::string& path, const std::string& json) {
-    const auto changes = parsedObject(json, "The state of " + path);
-    invoke([&, elementPath = parsedElementPath(path)] { model_.set(elementPath, *changes); });
+    const auto changes = readObject(json, "The state of " + path);
+    invoke([&, elementPath = parsedElementPath(path)] { model_.set(elementPath, changes); });
 }
 
 void BusSimulator::Impl::addElement(const std::string& path, const std::string& json) {
-    const auto members = parsedObject(json, "The element " + path);
-    invoke([&, elementPath = parsedElementPath(path)] { model_.addElement(elementPath, *members); });
+    const auto members = readObject(json, "The element " + path);
+    invoke([&, elementPath = parsedElementPath(path)] { model_.addElement(elementPath, members); });
 }
 
 void BusSimulator::Impl::removeElement(const std::string& path) {
@@ -150,14 +155,14 @@ void BusSimulator::Impl::removeElement(const std::string& path) {
 }
 
 std::string BusSimulator::Impl::element(const std::string& path) {
-    return invoke([&, elementPath = parsedElementPath(path)] { return *model_.element(elementPath).text; });
+    return invoke([&, elementPath = parsedElementPath(path)] { return *model_.element(elementPath).text(); });
 }
 
 void BusSimulator::Impl::addService(const std::string& name, const std::string& json) {
-    const auto resources = parsedObject(json, "The service " + name);
+    const auto resources = readObject(json, "The service " + name);
     invoke([&] {
         Registry::refuseOwnName(name);
-        model_.addService(name, *resources);
+        model_.addService(name, resources);
     });
 }
 
@@ -178,9 +183,9 @@ void BusSimulator::Impl::setServiceAvailable(const std::string& name, bool avail
 
 void BusSimulator::Impl::flood(const std::string& path, const std::vector<std::string>& states,
                                std::size_t changes) {
-    std::vector<Poco::JSON::Object::Ptr> parsedStates;
+    std::vector<std::string> parsedStates;
     for (const std::string& state : states) {
-        parsedStates.push_back(parsedObject(state, "A state of " + path));
+        parsedStates.push_back(readObject(state, "A state of " + path));
     }
     const BusPath elementPath = parsedElementPath(path);
     if (parsedStates.empty() || changes == 0) {
@@ -244,7 +249,7 @@ void BusSimulator::Impl::clearHttpFaults() {
 }
 
 void BusSimulator::Impl::sendText(const std::string& path, const std::string& text) {
-    forEachSubscriber(path, [&](Subscriber& subscriber) { subscriber.send(text, nullptr); });
+    forEachSubscriber(path, [&](Subscriber& subscriber) { subscriber.send(text, nullptr, nullptr); });
 }
 
 void BusSimulator::Impl::sendBytes(const std::string& path, const std::string& bytes) {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <Poco/JSON/Object.h>
-
 #include <boost/asio/ssl/context.hpp>
 #include <chrono>
 #include <cstddef>
@@ -45,8 +43,7 @@ class BusSimulator::Impl : private BusListener {
     const std::string& basePath() const { return context_.basePath; }
 
     void loadFile(const std::string& fileName);
-    /// `what` begins the texts of errors.
-    void load(const std::string& json, const std::string& what);
+    void loadText(const std::string& json);
     void set(const std::string& path, const std::string& json);
     void addElement(const std::string& path, const std::string& json);
     void removeElement(const std::string& path);
@@ -99,6 +96,8 @@ class BusSimulator::Impl : private BusListener {
         return running_->thread.invoke([&] { return withLibraryErrors(function); });
     }
 
+    /// `json` is what a reader has returned; `what` begins the texts of errors.
+    void load(const std::string& json, const std::string& what);
     void forEachPeer(const std::string& service, const std::function<void(WebSocketPeer&)>& act);
     void forEachSubscriber(const std::string& path, const std::function<void(Subscriber&)>& act);
 

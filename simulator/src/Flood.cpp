@@ -17,14 +17,14 @@ constexpr std::size_t kBurst = 256;
 Flood::Flood(BusModel& busModel, const BusServer& busServer, BusThread& busThread)
     : model_(busModel), server_(busServer), thread_(busThread) {}
 
-std::future<void> Flood::begin(const BusPath& path, const std::vector<Poco::JSON::Object::Ptr>& states,
+std::future<void> Flood::begin(const BusPath& path, const std::vector<std::string>& states,
                                std::size_t changes) {
     if (run_) {
         throw BusError::badRequest("Another flood is still running");
     }
     Run started{path, {}, changes, 0, false, {}};
-    for (const Poco::JSON::Object::Ptr& state : states) {
-        started.states.push_back(model_.merged(path, *state));
+    for (const std::string& state : states) {
+        started.states.push_back(model_.merged(path, state));
     }
     std::future<void> done = started.done.get_future();
     run_.emplace(std::move(started));

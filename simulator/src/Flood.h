@@ -1,11 +1,10 @@
 #pragma once
 
-#include <Poco/JSON/Object.h>
-
 #include <cstddef>
 #include <exception>
 #include <future>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "BusModel.h"
@@ -27,8 +26,7 @@ class Flood {
     /// be at least one, into the present element once, and sets the results in turn. The future becomes ready
     /// with the last change, or gets an exception if a change fails or the bus stops. Throws `BusError`: 400
     /// while another flood runs, 404 if the element does not exist.
-    std::future<void> begin(const BusPath& path, const std::vector<Poco::JSON::Object::Ptr>& states,
-                            std::size_t changes);
+    std::future<void> begin(const BusPath& path, const std::vector<std::string>& states, std::size_t changes);
     /// Call it whenever a message was sent: continues a paused flood if the queues are short enough.
     void queueShrank();
     /// Ends the flood, if one runs; its future throws `std::runtime_error`.

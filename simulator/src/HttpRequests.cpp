@@ -7,6 +7,9 @@ namespace zebbussim {
 
 namespace {
 
+/// What clients may make of an element, which would grow without end otherwise.
+constexpr std::size_t kMaximumElement = 1024 * 1024;
+
 HttpAnswer methodNotAllowed(const std::string& method, const std::string& allow) {
     HttpAnswer answer =
         errorAnswer({405, "method_not_allowed", method + " is not allowed here, only " + allow});
@@ -23,7 +26,7 @@ HttpAnswer answerForService(BusModel& model, const std::string& name, const std:
     if (method != "GET") {
         return methodNotAllowed(method, "GET");
     }
-    return errorAnswer({426, "upgrade_required", "This is the WebSocket of the service " + quoted(name)});
+    return errorAnswer({426, "upgrade_required", "This is the WebSocket of the service " + excerpt(name)});
 }
 
 HttpAnswer answerForCollection(BusModel& model, const BusPath& path, const std::string& method,
@@ -46,7 +49,11 @@ HttpAnswer answerForElement(BusModel& model, const BusPath& path, const std::str
         if (!target.terms.empty()) {
             throw BusError::filterInvalid("A POST takes no query");
         }
-        model.set(path, *parseJsonObject(body, "The body"));
+        const Element changed = model.merged(path, readJsonObject(body, "The body"));
+        if (changed.text()->size() > kMaximumElement) {
+            throw BusError(413, "payload_too_large", "The element would be larger than 1 MiB");
+        }
+        model.replace(path, changed);
         return {200, "{" + timestampTail().substr(1), ""};
     }
     return methodNotAllowed(method, readOnly ? "GET" : "GET, POST");

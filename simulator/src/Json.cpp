@@ -1,14 +1,16 @@
 #include "Json.h"
 
-#include <Poco/Exception.h>
-#include <Poco/JSON/Parser.h>
 #include <Poco/JSON/Stringifier.h>
+#include <zebutil/JsonException.h>
+#include <zebutil/JsonObject.h>
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <sstream>
+#include <system_error>
 
 #include "BusError.h"
 
@@ -16,10 +18,8 @@ namespace zebbussim {
 
 namespace {
 
-constexpr std::size_t kMaximumNesting = 64;
-
 /// The length of the UTF-8 sequence at `position`, or 0 if there is none.
-std::size_t sequenceLength(const std::string& text, std::size_t position) {
+std::size_t sequenceLength(std::string_view text, std::size_t position) {
     const auto byteAt = [&](std::size_t index) { return static_cast<unsigned char>(text[index]); };
     const unsigned char first = byteAt(position);
     if (first < 0x80) {
@@ -43,9 +43,51 @@ std::size_t sequenceLength(const std::string& text, std::size_t position) {
     return length;
 }
 
+/// As much of a text as the message of an error quotes.
+std::string_view beginningOf(std::string_view text) {
+    constexpr std::size_t kLongest = 200;
+    std::size_t end = std::min(text.size(), kLongest);
+    while (end < text.size() && end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80) {
+        --end;  // not in the middle of a character
+    }
+    return text.substr(0, end);
+}
+
+/// The end of the string, object, list or word that begins at `position`.
+std::size_t endOfValue(std::string_view text, std::size_t position) {
+    std::size_t depth = 0;
+    do {
+        switch (text[position]) {
+            case '"':
+                for (++position; text[position] != '"'; ++position) {
+                    position += text[position] == '\\' ? 1 : 0;
+                }
+                ++position;
+                break;
+            case '{':
+            case '[':
+                ++depth;
+                ++position;
+                break;
+            case '}':
+            case ']':
+                --depth;
+                ++position;
+                break;
+            case ',':
+            case ':':
+                ++position;  // inside an object or a list
+                break;
+            default:
+                position = text.find_first_of(",:]}", position);
+        }
+    } while (depth > 0);
+    return position;
+}
+
 }  // namespace
 
-bool isUtf8(const std::string& text) {
+bool isUtf8(std::string_view text) {
     for (std::size_t position = 0; position < text.size();) {
         const std::size_t length = sequenceLength(text, position);
         if (length == 0) {
@@ -56,41 +98,99 @@ bool isUtf8(const std::string& text) {
     return true;
 }
 
-Poco::JSON::Object::Ptr parseJsonObject(const std::string& text, const std::string& what) {
-    if (!isUtf8(text)) {
-        throw BusError::badRequest(what + " is not UTF-8");
-    }
+std::string readJsonObject(std::string_view text, const std::string& what) {
     try {
-        Poco::JSON::Parser parser(new Poco::JSON::ParseHandler(true));
-        parser.setDepth(kMaximumNesting);
-        const Poco::Dynamic::Var root = parser.parse(text);
-        if (root.type() == typeid(Poco::JSON::Object::Ptr)) {
-            return root.extract<Poco::JSON::Object::Ptr>();
-        }
-    } catch (const Poco::Exception& exception) {
-        // The parser quotes the unexpected byte, which may be only a part of a character.
-        std::string reason = exception.displayText();
-        std::replace_if(
-            reason.begin(), reason.end(), [](char byte) { return byte < ' ' || byte > '~'; }, '?');
-        throw BusError::badRequest(what + " is not a JSON object: " + reason);
+        return zebutil::JsonObject::parse(text)->toString();
+    } catch (const zebutil::JsonException& exception) {
+        throw BusError::badRequest(what + " is not a JSON object: " + exception.what());
     }
-    throw BusError::badRequest(what + " is JSON, but not an object");
 }
 
-std::string toText(const Poco::JSON::Object& object) {
+std::string readJsonFile(std::string_view text, const std::string& what) {
+    try {
+        return zebutil::JsonObject::parse(text)->toString();
+    } catch (const zebutil::JsonException& exception) {
+        throw BusError::badRequest(what + placeInFile(text, exception.what(), 0));
+    }
+}
+
+std::string placeInFile(std::string_view text, std::string_view message, std::size_t skipped) {
+    constexpr std::string_view kByte = "byte ";
+    const std::size_t begin = message.find(kByte);
+    const std::size_t colon = message.find(": ", begin == std::string_view::npos ? message.size() : begin);
+    std::size_t byte = 0;
+    if (colon == std::string_view::npos ||
+        std::from_chars(message.data() + begin + kByte.size(), message.data() + colon, byte).ec !=
+            std::errc()) {
+        return ": " + std::string(message);
+    }
+    const std::string_view before = text.substr(0, byte - std::min(byte, skipped));
+    const std::size_t lineBegin = before.rfind('\n') + 1;  // 0 in the first line
+    return ", line " + std::to_string(std::count(before.begin(), before.end(), '\n') + 1) + ", column " +
+           std::to_string(before.size() - lineBegin + 1) + std::string(message.substr(colon));
+}
+
+std::vector<JsonMember> membersOf(std::string_view object) {
+    std::vector<JsonMember> members;
+    for (std::size_t position = 1; object[position] != '}';) {
+        position += object[position] == ',' ? 1 : 0;
+        const std::size_t colon = endOfValue(object, position);
+        const std::size_t end = endOfValue(object, colon + 1);
+        members.push_back(
+            {object.substr(position, colon - position), object.substr(colon + 1, end - colon - 1)});
+        position = end;
+    }
+    return members;
+}
+
+std::vector<std::string_view> entriesOf(std::string_view list) {
+    std::vector<std::string_view> entries;
+    for (std::size_t position = 1; list[position] != ']';) {
+        position += list[position] == ',' ? 1 : 0;
+        const std::size_t end = endOfValue(list, position);
+        entries.push_back(list.substr(position, end - position));
+        position = end;
+    }
+    return entries;
+}
+
+std::optional<std::string> stringOf(std::string_view value) {
+    if (value.front() != '"') {
+        return std::nullopt;
+    }
+    if (value.find('\\') == std::string_view::npos) {
+        return std::string(value.substr(1, value.size() - 2));
+    }
+    return zebutil::JsonObject::parse("{\"text\":" + std::string(value) + "}")->getString("text");
+}
+
+std::optional<std::string> uriOf(std::string_view object) {
+    for (std::size_t position = 1; object[position] != '}';) {
+        position += object[position] == ',' ? 1 : 0;
+        const std::size_t colon = endOfValue(object, position);
+        const std::size_t end = endOfValue(object, colon + 1);
+        if (object.substr(position, colon - position) == "\"uri\"") {
+            return stringOf(object.substr(colon + 1, end - colon - 1));
+        }
+        position = end;
+    }
+    return std::nullopt;
+}
+
+std::string quoted(std::string_view text) {
     std::ostringstream stream;
-    object.stringify(stream);
+    Poco::JSON::Stringifier::formatString(std::string(text), stream);
     return stream.str();
 }
 
-std::string toText(const Poco::Dynamic::Var& value) {
-    std::ostringstream stream;
-    Poco::JSON::Stringifier::stringify(value, stream);
-    return stream.str();
+std::string shortened(std::string_view text) {
+    const std::string_view beginning = beginningOf(text);
+    return std::string(beginning) + (beginning.size() < text.size() ? "..." : "");
 }
 
-std::string quoted(const std::string& text) {
-    return toText(Poco::Dynamic::Var(text));
+std::string excerpt(std::string_view text) {
+    const std::string_view beginning = beginningOf(text);
+    return quoted(beginning) + (beginning.size() < text.size() ? "..." : "");
 }
 
 std::string timestamp() {

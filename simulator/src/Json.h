@@ -1,26 +1,57 @@
 #pragma once
 
-#include <Poco/Dynamic/Var.h>
-#include <Poco/JSON/Array.h>
-#include <Poco/JSON/Object.h>
-
+#include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace zebbussim {
 
 class BusError;
 
-/// Parses one JSON object: UTF-8, nested at most 64 deep. Keeps the order of the keys. Throws `BusError` 400
-/// with a message that begins with `what`.
-Poco::JSON::Object::Ptr parseJsonObject(const std::string& text, const std::string& what);
+// The bus keeps JSON as text: what it has to do with most values is to send them on. A text is read once, by
+// the reader of the library, which checks it and writes it without white space. From then on its parts are
+// found by their quotes and brackets.
 
-/// Returns JSON text without white space.
-std::string toText(const Poco::JSON::Object& object);
-std::string toText(const Poco::Dynamic::Var& value);
+/// Reads one JSON object: UTF-8, nested at most 64 deep. Returns it as text without white space, in which no
+/// key is repeated. Throws `BusError` 400 with a message that begins with `what` and names the place.
+std::string readJsonObject(std::string_view text, const std::string& what);
+
+/// The same for the content of a file: the message names the line and the column.
+std::string readJsonFile(std::string_view text, const std::string& what);
+
+/// Turns the reader's "JSON, byte 17: reason" into ", line 2, column 3: reason". `skipped` bytes were before
+/// the text.
+std::string placeInFile(std::string_view text, std::string_view message, std::size_t skipped);
+
+/// A member of an object in such a text.
+struct JsonMember {
+    std::string_view key;  ///< with its quotes
+    std::string_view value;
+};
+
+// These take values out of such a text.
+std::vector<JsonMember> membersOf(std::string_view object);
+std::vector<std::string_view> entriesOf(std::string_view list);
+inline bool isObject(std::string_view value) {
+    return value.front() == '{';
+}
+inline bool isList(std::string_view value) {
+    return value.front() == '[';
+}
+/// The content of a string; nothing for any other value.
+std::optional<std::string> stringOf(std::string_view value);
+/// The string that an object has as "uri"; nothing if it has none.
+std::optional<std::string> uriOf(std::string_view object);
+
 /// Returns a JSON string with its quotes.
-std::string quoted(const std::string& text);
+std::string quoted(std::string_view text);
+// These shorten a long text for the message of an error. `excerpt()` returns it as a JSON string.
+std::string shortened(std::string_view text);
+std::string excerpt(std::string_view text);
 
-bool isUtf8(const std::string& text);
+bool isUtf8(std::string_view text);
 
 /// The present time in the format of the bus: "2026-01-31T12:34:56.123456Z".
 std::string timestamp();

@@ -1,18 +1,15 @@
 #include "Registry.h"
 
-#include <Poco/JSON/Array.h>
-
 #include <algorithm>
 #include <vector>
 
 #include "BusError.h"
+#include "Json.h"
 
 namespace zebbussim {
 
 Registry::Registry(BusModel& busModel) : model_(busModel) {
-    Poco::JSON::Object resources;
-    resources.set(kResource, Poco::JSON::Array::Ptr(new Poco::JSON::Array));
-    model_.addService(kService, resources, true);
+    model_.addService(kService, "{" + quoted(kResource) + ":[]}", true);
 }
 
 void Registry::refuseOwnName(const std::string& service) {
@@ -32,8 +29,8 @@ void Registry::update() {
     names.erase(std::remove(names.begin(), names.end(), kService), names.end());
 
     std::vector<std::string> listed;
-    for (const Element& element : model_.collection({kService, kResource, ""}).elements) {
-        listed.push_back(element.id);
+    for (const auto& numbered : model_.collection({kService, kResource, ""}).elements()) {
+        listed.push_back(numbered.second.id);
     }
     for (const std::string& name : listed) {
         if (std::find(names.begin(), names.end(), name) == names.end()) {
@@ -42,13 +39,12 @@ void Registry::update() {
     }
     for (const std::string& name : names) {
         const BusPath path{kService, kResource, name};
-        Poco::JSON::Object entry;
-        entry.set("serverBaseUri", serverBaseUri_);
-        entry.set("serverBasePath", serverBasePath_);
+        const std::string entry = "{\"serverBasePath\":" + quoted(serverBasePath_) +
+                                  ",\"serverBaseUri\":" + quoted(serverBaseUri_) + "}";
         Element* const present = model_.findElement(path);
         if (present == nullptr) {
             model_.addElement(path, entry);
-        } else if (const Element changed = model_.merged(path, entry); *changed.text != *present->text) {
+        } else if (const Element changed = model_.merged(path, entry); *changed.text() != *present->text()) {
             model_.replace(path, changed);
         }
     }

@@ -1,15 +1,18 @@
 #include "Scenario.h"
 
-#include <Poco/JSON/Object.h>
+#include <zebutil/JsonArray.h>
+#include <zebutil/JsonException.h>
+#include <zebutil/JsonObject.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <stdexcept>
+#include <vector>
 
-#include "BusError.h"
 #include "Json.h"
 
 namespace zebbussim {
@@ -46,17 +49,27 @@ const std::vector<Member>& subscribersMembers() {
     return members;
 }
 
-bool hasType(const Poco::Dynamic::Var& value, Type type) {
+constexpr std::int64_t kMaximumCount = 1000000000;
+
+template <typename Get>
+bool canGet(Get get) {
+    try {
+        return get();
+    } catch (const zebutil::JsonException&) {
+        return false;
+    }
+}
+
+bool hasType(const zebutil::JsonObject& object, const std::string& key, Type type) {
     switch (type) {
         case Type::String:
-            return value.type() == typeid(std::string);
+            return object.isString(key);
         case Type::Object:
-            return value.type() == typeid(Poco::JSON::Object::Ptr);
+            return object.isObject(key);
         case Type::Boolean:
-            return value.isBoolean();
+            return canGet([&] { return object.getBool(key), true; });
         case Type::Count:
-            return value.isInteger() && !value.isBoolean() && value.convert<Poco::Int64>() >= 0 &&
-                   value.convert<Poco::Int64>() <= 1000000000;
+            return canGet([&] { return object.getInt64(key) >= 0 && object.getInt64(key) <= kMaximumCount; });
     }
     return false;
 }
@@ -70,21 +83,20 @@ const char* nameOf(Type type) {
         case Type::Boolean:
             return "true or false";
         case Type::Count:
-            return "an integer of 0 or more";
+            return "an integer from 0 to 1000000000";
     }
     return "";
 }
 
 /// Describes what is wrong with the members; empty if nothing is.
-std::string problemWith(const Poco::JSON::Object& object, const std::vector<Member>& members) {
-    for (const std::string& key : object.getNames()) {
+std::string problemWith(const zebutil::JsonObject& object, const std::vector<Member>& members) {
+    for (const std::string& key : object.getKeys()) {
         const auto known = std::find_if(members.begin(), members.end(),
                                         [&](const Member& member) { return member.key == key; });
         if (known == members.end()) {
-            return "\"" + key + "\" is unknown here";
+            return excerpt(key) + " is unknown here";
         }
-        const Poco::Dynamic::Var value = object.get(key);
-        if (value.isEmpty() || !hasType(value, known->type)) {
+        if (!hasType(object, key, known->type)) {
             return "\"" + key + "\" must be " + nameOf(known->type);
         }
     }
@@ -110,13 +122,15 @@ Scenario Scenario::fromFile(const std::string& fileName) {
 }
 
 Scenario Scenario::fromText(const std::string& json, const std::string& source) {
-    Poco::JSON::Object::Ptr wrapped;
+    // The reader takes objects only.
+    const std::string before = "{\"steps\":";
+    std::shared_ptr<zebutil::JsonObject> wrapped;
     try {
-        wrapped = parseJsonObject("{\"steps\":" + json + "}", source);
-    } catch (const BusError& error) {
-        throw std::runtime_error(error.what());
+        wrapped = zebutil::JsonObject::parse(before + json + "}");
+    } catch (const zebutil::JsonException& exception) {
+        throw std::runtime_error(source + placeInFile(json, exception.what(), before.size()));
     }
-    if (!wrapped->isArray("steps")) {
+    if (!wrapped->isArray("steps") || wrapped->getKeys().size() != 1) {
         throw std::runtime_error(source + " is not a list of steps");
     }
     Scenario scenario(wrapped->getArray("steps"), source);
@@ -131,17 +145,18 @@ void Scenario::fail(std::size_t index, const std::string& why) const {
 }
 
 void Scenario::check(std::size_t index) const {
-    const Poco::JSON::Object::Ptr step = steps_->getObject(static_cast<unsigned int>(index));
-    if (step.isNull() || step->size() != 1) {
+    const auto step = steps_->isObject(index) ? steps_->getObject(index) : nullptr;
+    const std::vector<std::string> kinds = step ? step->getKeys() : std::vector<std::string>();
+    if (kinds.size() != 1) {
         fail(index, "a step must be an object with one member, the kind of step");
     }
-    const std::string kind = step->getNames().front();
+    const std::string& kind = kinds.front();
     const auto known = stepKinds().find(kind);
     if (known == stepKinds().end()) {
-        fail(index, "\"" + kind + "\" is not one of add, drop, print, remove, service, set, wait");
+        fail(index, excerpt(kind) + " is not one of add, drop, print, remove, service, set, wait");
     }
     if (kind == "print") {
-        if (!hasType(step->get(kind), Type::String)) {
+        if (!step->isString(kind)) {
             fail(index, "\"print\" must be a string");
         }
         return;
@@ -149,7 +164,7 @@ void Scenario::check(std::size_t index) const {
     if (!step->isObject(kind)) {
         fail(index, "\"" + kind + "\" must be an object");
     }
-    const Poco::JSON::Object::Ptr members = step->getObject(kind);
+    const auto members = step->getObject(kind);
     std::string problem = problemWith(*members, known->second);
     if (problem.empty() && kind == "service" && members->has("available") == members->has("present")) {
         problem = "exactly one of \"available\" and \"present\" is required";
@@ -167,10 +182,10 @@ void Scenario::check(std::size_t index) const {
 
 void Scenario::run(BusSimulator& bus, const Print& print) {
     for (std::size_t index = 0; index < steps_->size() && !cancelled_; ++index) {
-        const Poco::JSON::Object::Ptr step = steps_->getObject(static_cast<unsigned int>(index));
-        const std::string kind = step->getNames().front();
+        const auto step = steps_->getObject(index);
+        const std::string kind = step->getKeys().front();
         try {
-            doStep(bus, kind, step->get(kind), print);
+            doStep(bus, kind, *step, print);
         } catch (const std::exception& exception) {
             fail(index, "\"" + kind + "\": " + exception.what());
         }
@@ -183,18 +198,19 @@ void Scenario::cancel() {
     cancelling_.notify_all();
 }
 
-void Scenario::doStep(BusSimulator& bus, const std::string& kind, const Poco::Dynamic::Var& value,
+void Scenario::doStep(BusSimulator& bus, const std::string& kind, const zebutil::JsonObject& step,
                       const Print& print) {
     if (kind == "print") {
-        print(value.extract<std::string>());
+        print(step.getString(kind));
         return;
     }
-    const Poco::JSON::Object& members = *value.extract<Poco::JSON::Object::Ptr>();
-    const auto text = [&](const std::string& key) { return members.getValue<std::string>(key); };
+    const auto object = step.getObject(kind);
+    const zebutil::JsonObject& members = *object;
+    const auto text = [&](const std::string& key) { return members.getString(key); };
     if (kind == "set") {
-        bus.set(text("path"), toText(*members.getObject("data")));
+        bus.set(text("path"), members.getObject("data")->toString());
     } else if (kind == "add") {
-        bus.addElement(text("path"), toText(*members.getObject("data")));
+        bus.addElement(text("path"), members.getObject("data")->toString());
     } else if (kind == "remove") {
         bus.removeElement(text("path"));
     } else if (kind == "drop") {
@@ -202,26 +218,25 @@ void Scenario::doStep(BusSimulator& bus, const std::string& kind, const Poco::Dy
     } else if (kind == "wait") {
         doWait(bus, members);
     } else if (members.has("available")) {
-        bus.setServiceAvailable(text("name"), members.getValue<bool>("available"));
+        bus.setServiceAvailable(text("name"), members.getBool("available"));
     } else {
-        members.getValue<bool>("present") ? bus.addService(text("name")) : bus.removeService(text("name"));
+        members.getBool("present") ? bus.addService(text("name")) : bus.removeService(text("name"));
     }
 }
 
-void Scenario::doWait(BusSimulator& bus, const Poco::JSON::Object& wait) {
+void Scenario::doWait(BusSimulator& bus, const zebutil::JsonObject& wait) {
     using std::chrono::milliseconds;
     using std::chrono::steady_clock;
     if (wait.has("ms")) {
         std::unique_lock lock(mutex_);
-        cancelling_.wait_for(lock, milliseconds(wait.getValue<int>("ms")),
-                             [this] { return cancelled_.load(); });
+        cancelling_.wait_for(lock, milliseconds(wait.getInt64("ms")), [this] { return cancelled_.load(); });
         return;
     }
-    const Poco::JSON::Object& subscribers = *wait.getObject("subscribers");
-    const std::string path = subscribers.getValue<std::string>("path");
-    const auto count = static_cast<std::size_t>(subscribers.getValue<int>("count"));
+    const auto subscribers = wait.getObject("subscribers");
+    const std::string path = subscribers->getString("path");
+    const auto count = static_cast<std::size_t>(subscribers->getInt64("count"));
     const bool limited = wait.has("timeout");
-    const auto deadline = steady_clock::now() + milliseconds(limited ? wait.getValue<int>("timeout") : 0);
+    const auto deadline = steady_clock::now() + milliseconds(limited ? wait.getInt64("timeout") : 0);
     // The bus wakes this thread when the subscribers arrive. The short time is only for noticing a cancel.
     while (!cancelled_ && !bus.waitForSubscribers(path, count, kLookForCancelling)) {
         if (limited && steady_clock::now() >= deadline) {

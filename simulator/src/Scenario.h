@@ -1,15 +1,19 @@
 #pragma once
 
-#include <Poco/JSON/Array.h>
-
 #include <atomic>
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
 
 #include "zeb-bus-sim/BusSimulator.h"
+
+namespace zebutil {
+class JsonArray;
+class JsonObject;
+}  // namespace zebutil
 
 namespace zebbussim {
 
@@ -38,16 +42,16 @@ class Scenario {
         : steps_(std::move(other.steps_)), source_(std::move(other.source_)) {}
 
  private:
-    Scenario(const Poco::JSON::Array::Ptr& scenarioSteps, const std::string& scenarioSource)
+    Scenario(const std::shared_ptr<zebutil::JsonArray>& scenarioSteps, const std::string& scenarioSource)
         : steps_(scenarioSteps), source_(scenarioSource) {}
 
     [[noreturn]] void fail(std::size_t index, const std::string& why) const;
     void check(std::size_t index) const;
-    void doStep(BusSimulator& bus, const std::string& kind, const Poco::Dynamic::Var& value,
+    void doStep(BusSimulator& bus, const std::string& kind, const zebutil::JsonObject& step,
                 const Print& print);
-    void doWait(BusSimulator& bus, const Poco::JSON::Object& wait);
+    void doWait(BusSimulator& bus, const zebutil::JsonObject& wait);
 
-    Poco::JSON::Array::Ptr steps_;
+    std::shared_ptr<zebutil::JsonArray> steps_;
     std::string source_;
     std::mutex mutex_;
     std::condition_variable cancelling_;

@@ -1,5 +1,8 @@
 #include "Subscriptions.h"
 
+#include <zebutil/JsonException.h>
+#include <zebutil/JsonObject.h>
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
@@ -14,24 +17,30 @@ namespace {
 
 constexpr std::size_t kMaximumSubscriptions = 65536;
 constexpr std::size_t kMaximumMessage = 1024 * 1024;
+/// Of a text of a request that its answer repeats, escaped.
+constexpr std::size_t kMaximumEcho = 64 * 1024;
 
-std::optional<std::string> stringMember(const Poco::JSON::Object& message, const std::string& key) {
-    const Poco::Dynamic::Var value = message.get(key);
-    if (value.isEmpty() || value.type() != typeid(std::string)) {
-        return std::nullopt;
-    }
-    return value.extract<std::string>();
+std::optional<std::string> stringMember(const zebutil::JsonObject& message, const std::string& key) {
+    return message.isString(key) ? std::make_optional(message.getString(key)) : std::nullopt;
 }
 
-std::string requiredMember(const Poco::JSON::Object& message, const std::string& key) {
+std::string requiredMember(const zebutil::JsonObject& message, const std::string& key) {
     if (const std::optional<std::string> value = stringMember(message, key)) {
         return *value;
     }
     throw BusError::badRequest("The message needs \"" + key + "\", a string");
 }
 
-SharedText notificationTail(const std::string& data) {
-    return std::make_shared<const std::string>(data + timestampTail());
+std::shared_ptr<zebutil::JsonObject> readMessage(const std::string& text) {
+    try {
+        return zebutil::JsonObject::parse(text);
+    } catch (const zebutil::JsonException& exception) {
+        throw BusError::badRequest(std::string("The message is not a JSON object: ") + exception.what());
+    }
+}
+
+SharedText sharedTimestampTail() {
+    return std::make_shared<const std::string>(timestampTail());
 }
 
 }  // namespace
@@ -42,10 +51,14 @@ Subscriptions::Subscriptions(BusModel& busModel, Observations& busObservations, 
 void Subscriptions::receive(Subscriber& subscriber, const std::string& text) {
     std::string echo;  // the members of the request that an error repeats
     try {
-        const Poco::JSON::Object::Ptr message = parseJsonObject(text, "The message");
+        const std::shared_ptr<zebutil::JsonObject> message = readMessage(text);
         for (const char* key : {"action", "requestId"}) {
             if (const std::optional<std::string> value = stringMember(*message, key)) {
-                echo += quoted(key) + ":" + quoted(*value) + ",";
+                const std::string member = quoted(key) + ":" + quoted(*value) + ",";
+                if (member.size() > kMaximumEcho) {
+                    throw BusError::badRequest("\"" + std::string(key) + "\" is too long to be repeated");
+                }
+                echo += member;
             }
         }
         const std::string action = requiredMember(*message, "action");
@@ -54,23 +67,25 @@ void Subscriptions::receive(Subscriber& subscriber, const std::string& text) {
             subscribe(subscriber, requestId, *message);
         } else if (action == "unsubscribe") {
             if (const std::optional<std::string> id = stringMember(*message, "subscriptionId")) {
-                echo += "\"subscriptionId\":" + quoted(*id) + ",";
+                if (id->size() <= kMaximumEcho) {
+                    echo += "\"subscriptionId\":" + quoted(*id) + ",";
+                }
             }
             unsubscribe(subscriber, requestId, *message);
         } else {
-            throw BusError::badRequest("The action " + quoted(action) + " is unknown");
+            throw BusError::badRequest("The action " + excerpt(action) + " is unknown");
         }
     } catch (const BusError& error) {
-        subscriber.send("{" + echo + errorMember(error) + timestampTail(), nullptr);
+        subscriber.send("{" + echo + errorMember(error) + timestampTail(), nullptr, nullptr);
     }
 }
 
 void Subscriptions::subscribe(Subscriber& subscriber, const std::string& requestId,
-                              const Poco::JSON::Object& message) {
+                              const zebutil::JsonObject& message) {
     const BusPath path = parseBusPath(requiredMember(message, "path"));
     if (path.service != subscriber.service()) {
-        throw BusError::invalidPath("This is the WebSocket of the service " + quoted(subscriber.service()) +
-                                    ", which has no " + path.text());
+        throw BusError::invalidPath("This is the WebSocket of the service " + excerpt(subscriber.service()) +
+                                    ", which has no " + shortened(path.text()));
     }
     path.isCollection() ? static_cast<void>(model_.collection(path))
                         : static_cast<void>(model_.element(path));
@@ -86,7 +101,7 @@ void Subscriptions::subscribe(Subscriber& subscriber, const std::string& request
     bySubscriber_[&subscriber].insert(number);
     subscriber.send("{\"action\":\"subscribe\",\"requestId\":" + quoted(requestId) +
                         ",\"subscriptionId\":\"" + id + "\"" + timestampTail(),
-                    nullptr);
+                    nullptr, nullptr);
     if (!hold_) {
         start(number);
     } else if (hold_->delay) {
@@ -96,7 +111,7 @@ void Subscriptions::subscribe(Subscriber& subscriber, const std::string& request
 }
 
 void Subscriptions::unsubscribe(Subscriber& subscriber, const std::string& requestId,
-                                const Poco::JSON::Object& message) {
+                                const zebutil::JsonObject& message) {
     const std::string id = requiredMember(message, "subscriptionId");
     Number number = 0;
     std::from_chars(id.data(), id.data() + id.size(), number);
@@ -104,12 +119,12 @@ void Subscriptions::unsubscribe(Subscriber& subscriber, const std::string& reque
     const bool isThere =
         found != subscriptions_.end() && found->second.id == id && found->second.subscriber == &subscriber;
     if (!isThere) {
-        throw BusError(404, "invalid_subscriptionId", "This WebSocket has no subscription " + quoted(id));
+        throw BusError(404, "invalid_subscriptionId", "This WebSocket has no subscription " + excerpt(id));
     }
     remove(number);
     subscriber.send("{\"action\":\"unsubscribe\",\"subscriptionId\":" + quoted(id) +
                         ",\"requestId\":" + quoted(requestId) + timestampTail(),
-                    nullptr);
+                    nullptr, nullptr);
 }
 
 void Subscriptions::leave(Subscriber& subscriber) {
@@ -131,14 +146,22 @@ std::set<Subscriber*> Subscriptions::subscribersOf(const std::string& path) cons
 }
 
 void Subscriptions::notifyElement(const BusPath& path, const Element& element) {
-    notifyAll(path.text(), *element.text);
+    notifyAll(path.text(), element.text());
     notifyCollection(path);
 }
 
 void Subscriptions::notifyCollection(const BusPath& path) {
     if (byPath_.count(path.collectionText()) != 0) {
-        notifyAll(path.collectionText(), model_.collection(path).text());
+        notifyAll(path.collectionText(), dataOf({path.service, path.resource, ""}));
     }
+}
+
+SharedText Subscriptions::dataOf(const BusPath& path) {
+    if (!path.isCollection()) {
+        return model_.element(path).text();
+    }
+    Resource& resource = model_.collection(path);
+    return resource.textSize() > kMaximumMessage ? nullptr : resource.text();
 }
 
 void Subscriptions::endElement(const BusPath& path) {
@@ -169,39 +192,37 @@ void Subscriptions::start(Number number) {
         return;
     }
     found->second.started = true;
-    const BusPath& path = found->second.path;
-    notify(number, notificationTail(path.isCollection() ? model_.collection(path).text()
-                                                        : *model_.element(path).text));
+    notify(number, dataOf(found->second.path), sharedTimestampTail());
 }
 
-void Subscriptions::notifyAll(const std::string& path, const std::string& data) {
+void Subscriptions::notifyAll(const std::string& path, const SharedText& data) {
     const auto found = byPath_.find(path);
     if (found == byPath_.end()) {
         return;
     }
-    const SharedText tail = notificationTail(data);
+    const SharedText tail = sharedTimestampTail();
     // A copy, because a notification that is too large ends its subscription.
     const std::vector<Number> notified(found->second.begin(), found->second.end());
     for (const Number number : notified) {
-        notify(number, tail);
+        notify(number, data, tail);
     }
 }
 
-void Subscriptions::notify(Number number, const SharedText& tail) {
+void Subscriptions::notify(Number number, const SharedText& data, const SharedText& tail) {
     Subscription& subscription = subscriptions_.at(number);
     if (!subscription.started) {
         return;
     }
     std::string head = "{\"action\":\"subscription\",\"subscriptionId\":\"" + subscription.id +
                        "\",\"seq\":" + std::to_string(subscription.nextSequence) + ",\"data\":";
-    if (head.size() + tail->size() > kMaximumMessage) {
+    if (!data || head.size() + data->size() + tail->size() > kMaximumMessage) {
         endWithError(number,
                      BusError(413, "payload_too_large",
                               "A notification of " + subscription.path.text() + " would be too large"));
         return;
     }
     ++subscription.nextSequence;
-    subscription.subscriber->send(std::move(head), tail);
+    subscription.subscriber->send(std::move(head), data, tail);
 }
 
 void Subscriptions::endWithError(Number number, const BusError& error) {
@@ -209,7 +230,7 @@ void Subscriptions::endWithError(Number number, const BusError& error) {
     remove(number);
     ended.subscriber->send("{\"action\":\"subscription\",\"subscriptionId\":\"" + ended.id + "\"," +
                                errorMember(error) + timestampTail(),
-                           nullptr);
+                           nullptr, nullptr);
 }
 
 void Subscriptions::remove(Number number) {

@@ -14,14 +14,18 @@
 #include "BusModel.h"
 #include "Observations.h"
 
+namespace zebutil {
+class JsonObject;
+}
+
 namespace zebbussim {
 
 /// The client of one WebSocket, which belongs to a service. Queues the messages that it is to send.
 class Subscriber {
  public:
     virtual ~Subscriber() = default;
-    /// Sends the message `head` + `*tail`; `tail` may be null. Never calls back.
-    virtual void send(std::string head, SharedText tail) = 0;
+    /// Sends the message `head` + `*data` + `*tail`; the last two may be null. Never calls back.
+    virtual void send(std::string head, SharedText data, SharedText tail) = 0;
     /// Writes bytes unchanged to the connection, between two messages.
     virtual void sendBytes(std::string bytes) = 0;
     virtual const std::string& service() const = 0;
@@ -66,11 +70,14 @@ class Subscriptions {
     };
     using Number = std::uint64_t;
 
-    void subscribe(Subscriber& subscriber, const std::string& requestId, const Poco::JSON::Object& message);
-    void unsubscribe(Subscriber& subscriber, const std::string& requestId, const Poco::JSON::Object& message);
+    void subscribe(Subscriber& subscriber, const std::string& requestId, const zebutil::JsonObject& message);
+    void unsubscribe(Subscriber& subscriber, const std::string& requestId,
+                     const zebutil::JsonObject& message);
     void start(Number number);
-    void notify(Number number, const SharedText& tail);
-    void notifyAll(const std::string& path, const std::string& data);
+    /// What a notification contains; null if it would be too large.
+    SharedText dataOf(const BusPath& path);
+    void notify(Number number, const SharedText& data, const SharedText& tail);
+    void notifyAll(const std::string& path, const SharedText& data);
     void endWithError(Number number, const class BusError& error);
     void remove(Number number);
 

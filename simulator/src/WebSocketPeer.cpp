@@ -58,12 +58,12 @@ void WebSocketPeer::accept(Request request) {
     });
 }
 
-void WebSocketPeer::send(std::string head, SharedText tail) {
-    enqueue({std::move(head), std::move(tail), false});
+void WebSocketPeer::send(std::string head, SharedText data, SharedText tail) {
+    enqueue({std::move(head), std::move(data), std::move(tail), false});
 }
 
 void WebSocketPeer::sendBytes(std::string bytes) {
-    enqueue({std::move(bytes), nullptr, true});
+    enqueue({std::move(bytes), nullptr, nullptr, true});
 }
 
 void WebSocketPeer::enqueue(Outgoing outgoing) {
@@ -89,8 +89,11 @@ void WebSocketPeer::enqueue(Outgoing outgoing) {
 void WebSocketPeer::writeNext() {
     writing_ = true;
     const Outgoing& next = queue_.front();
-    const std::array<asio::const_buffer, 2> buffers{
-        asio::buffer(next.head), next.tail ? asio::buffer(*next.tail) : asio::const_buffer()};
+    const auto bufferOf = [](const SharedText& text) {
+        return text ? asio::buffer(*text) : asio::const_buffer();
+    };
+    const std::array<asio::const_buffer, 3> buffers{asio::buffer(next.head), bufferOf(next.data),
+                                                    bufferOf(next.tail)};
     auto handler = [self = shared_from_this()](const ErrorCode& error, std::size_t) { self->written(error); };
     if (next.raw) {
         asio::async_write(webSocket_.next_layer(), buffers, std::move(handler));

@@ -35,7 +35,7 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
     /// Answers the handshake and starts to serve.
     void accept(Request request);
 
-    void send(std::string head, SharedText tail) override;
+    void send(std::string head, SharedText data, SharedText tail) override;
     const std::string& service() const override { return serviceName_; }
 
     void sendBytes(std::string bytes) override;
@@ -52,9 +52,12 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
  private:
     struct Outgoing {
         std::string head;
+        SharedText data;
         SharedText tail;
         bool raw;
-        std::size_t size() const { return head.size() + (tail ? tail->size() : 0); }
+        std::size_t size() const {
+            return head.size() + (data ? data->size() : 0) + (tail ? tail->size() : 0);
+        }
     };
     using ErrorCode = boost::system::error_code;
 

@@ -12,8 +12,8 @@ namespace {
 /// Remembers the last message sent to it.
 class LastMessage : public zebbussim::Subscriber {
  public:
-    void send(std::string head, zebbussim::SharedText tail) override {
-        text = std::move(head) + (tail ? *tail : "");
+    void send(std::string head, zebbussim::SharedText data, zebbussim::SharedText tail) override {
+        text = std::move(head) + (data ? *data : "") + (tail ? *tail : "");
     }
     void sendBytes(std::string) override {}
     const std::string& service() const override { return name; }
@@ -24,7 +24,7 @@ class LastMessage : public zebbussim::Subscriber {
 
 TEST(SubscriptionsOfTheSimulator, EndAt65536OfOneWebSocket) {
     zebbussim::BusModel model;
-    model.addService("ClampControl", *zebbussim::parseJsonObject(R"({"clamps":[]})", "The service"));
+    model.addService("ClampControl", R"({"clamps":[]})");
     zebbussim::Observations observations;
     zebbussim::Subscriptions sut(model, observations, [](auto, const auto&) {});
     LastMessage subscriber;

@@ -1,0 +1,181 @@
+// What a client can make the simulator do is bounded.
+#include <TemporaryDirectory.h>
+
+#include <chrono>
+#include <fstream>
+#include <stdexcept>
+
+#include "Scenario.h"
+#include "SimulatorTest.h"
+
+namespace {
+
+using SimulatorLimits = SimulatorTest;
+using std::chrono::steady_clock;
+
+constexpr const char* kClamp = "/ClampControl/clamps/1";
+constexpr std::size_t kMebibyte = 1024 * 1024;
+/// Far more than a request may take, and far less than those took that were not linear.
+constexpr std::chrono::seconds kTooLong{5};
+
+/// An object with this many references to the clamps.
+std::string references(int count) {
+    std::string text = R"({"others":[)";
+    for (int index = 0; index < count; ++index) {
+        text += index > 0 ? "," : "";
+        text += R"({"uri":"/ClampControl/clamps/)" + std::to_string(index % 3 + 1) + "\"}";
+    }
+    return text + "]}";
+}
+
+/// A query of this many terms or keys.
+std::string repeated(const std::string& text, int count) {
+    std::string result;
+    for (int index = 0; index < count; ++index) {
+        result += (index > 0 ? text.substr(0, 1) : "") + text.substr(1) + std::to_string(index);
+    }
+    return result;
+}
+
+/// What the function throws as `std::exception`.
+template <typename Function>
+std::string errorOf(Function function) {
+    try {
+        function();
+    } catch (const std::exception& exception) {
+        return exception.what();
+    }
+    return "nothing";
+}
+
+TEST_F(SimulatorLimits, MergeNinetyThousandKeysInLinearTime) {
+    std::string body = "{";
+    for (int key = 0; key < 90000; ++key) {
+        body += (key > 0 ? ",\"" : "\"") + std::to_string(key) + "\":1";
+    }
+    const auto begin = steady_clock::now();
+    EXPECT_EQ(RawHttp(sut.port()).post(kClamp, body + "}").status, 200);
+    EXPECT_LT(steady_clock::now() - begin, kTooLong);
+}
+
+TEST_F(SimulatorLimits, LoadTwentyThousandElementsInLinearTime) {
+    std::string elements = "[";
+    for (int id = 0; id < 20000; ++id) {
+        elements += (id > 0 ? ",{\"id\":\"" : "{\"id\":\"") + std::to_string(id) + "\"}";
+    }
+    const auto begin = steady_clock::now();
+    sut.addService("Large", "{\"list\":" + elements + "]}");
+    EXPECT_LT(steady_clock::now() - begin, kTooLong);
+}
+
+TEST_F(SimulatorLimits, EndExpandingAfterOneMebibyte) {
+    for (const char* clamp : {"1", "2", "3"}) {
+        sut.set(std::string("/ClampControl/clamps/") + clamp, references(9000));
+    }
+    const auto begin = steady_clock::now();
+    const RawHttp::Answer answer = RawHttp(sut.port()).get("/ClampControl/clamps/1?$expand=8");
+    EXPECT_LT(steady_clock::now() - begin, kTooLong);
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_GT(answer.body.size(), kMebibyte / 2);
+    EXPECT_LT(answer.body.size(), 2 * kMebibyte);
+}
+
+TEST_F(SimulatorLimits, ShareWhatIsExpandedAmongTheElementsOfAnAnswer) {
+    for (const char* clamp : {"1", "2", "3"}) {
+        sut.set(std::string("/ClampControl/clamps/") + clamp, references(9000));
+    }
+    EXPECT_LT(RawHttp(sut.port()).get("/ClampControl/clamps?$expand=8").body.size(), 3 * kMebibyte);
+}
+
+TEST_F(SimulatorLimits, LetNoElementGrowBeyondOneMebibyte) {
+    RawHttp http(sut.port());
+    EXPECT_EQ(http.post(kClamp, R"({"a":")" + std::string(600'000, 'x') + "\"}").status, 200);
+    const RawHttp::Answer refused = http.post(kClamp, R"({"b":")" + std::string(600'000, 'x') + "\"}");
+    EXPECT_EQ(refused.status, 413);
+    EXPECT_EQ(refused.reason(), "payload_too_large");
+    EXPECT_EQ(sut.element(kClamp).find("\"b\":"), std::string::npos);
+    EXPECT_EQ(http.post(kClamp, R"({"a":""})").status, 200);
+}
+
+TEST_F(SimulatorLimits, RefuseAnAnswerOfMoreThanSixteenMebibytes) {
+    const std::string large = R"({"name":")" + std::string(1000 * 1000, 'x') + "\"}";
+    for (int id = 10; id < 27; ++id) {
+        sut.addElement("/ClampControl/clamps/" + std::to_string(id), large);
+    }
+    RawHttp http(sut.port());
+    EXPECT_EQ(http.get("/ClampControl/clamps").reason(), "payload_too_large");
+    EXPECT_EQ(http.get("/ClampControl/clamps?$limit=10").status, 200);
+}
+
+TEST_F(SimulatorLimits, RefuseAQueryOfMoreThan256Terms) {
+    RawHttp http(sut.port());
+    EXPECT_EQ(http.get("/ClampControl/clamps?" + repeated("&x=", 256)).status, 200);
+    EXPECT_EQ(http.get("/ClampControl/clamps?" + repeated("&x=", 257)).reason(), "filter_invalid");
+}
+
+TEST_F(SimulatorLimits, RefuseToSortByMoreThanSixteenKeys) {
+    RawHttp http(sut.port());
+    EXPECT_EQ(http.get("/ClampControl/clamps?$sortby=" + repeated(",-x", 16)).status, 200);
+    EXPECT_EQ(http.get("/ClampControl/clamps?$sortby=" + repeated(",-x", 17)).reason(), "filter_invalid");
+}
+
+TEST_F(SimulatorLimits, TakeTheSameFilterTwice) {
+    RawHttp http(sut.port());
+    EXPECT_EQ(http.get("/ClampControl/clamps?type=ClampS&type=ClampS").ids(), "2");
+    EXPECT_EQ(http.get("/ClampControl/clamps?type=ClampS&type=Clamp15").ids(), "");
+}
+
+TEST_F(SimulatorLimits, EndASubscriptionToACollectionThatIsTooLarge) {
+    const std::string large = R"({"name":")" + std::string(600 * 1000, 'x') + "\"}";
+    sut.set("/ClampControl/clamps/1", large);
+    sut.set("/ClampControl/clamps/2", large);
+    RawWebSocket client(sut.port(), "/ClampControl");
+    client.subscribe("/ClampControl/clamps");
+    EXPECT_EQ(client.receive()->getObject("error")->getValue<std::string>("reason"), "payload_too_large");
+}
+
+TEST_F(SimulatorLimits, RepeatNoRequestIdThatIsTooLong) {
+    RawWebSocket client(sut.port(), "/ClampControl");
+    client.send(R"({"action":"subscribe","path":"/ClampControl/clamps/1","requestId":")" +
+                std::string(kMebibyte - 100, 'x') + "\"}");
+    const std::string answer = client.receiveText();
+    EXPECT_NE(answer.find("bad_request"), std::string::npos);
+    EXPECT_LT(answer.size(), 1000U);
+}
+
+TEST_F(SimulatorLimits, QuoteOnlyTheBeginningOfALongText) {
+    RawWebSocket client(sut.port(), "/ClampControl");
+    client.send(R"({"action":"subscribe","requestId":"1","path":")" + std::string(kMebibyte - 100, 'x') +
+                "\"}");
+    EXPECT_LT(client.receiveText().size(), 1000U);
+}
+
+TEST_F(SimulatorLimits, NameThePlaceInABodyThatIsNoJson) {
+    EXPECT_NE(RawHttp(sut.port()).post(kClamp, R"({"a":1,})").body.find("byte 7"), std::string::npos);
+}
+
+TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInABusFile) {
+    const test_support::TemporaryDirectory directory;
+    const std::string file = (directory.path() / "bus.json").string();
+    std::ofstream(file) << "{\"services\":\n  {\"A\":\n    nothing}}";
+    zebbussim::BusSimulator sut;
+    const std::string error = errorOf([&] { sut.loadFile(file); });
+    EXPECT_EQ(error.rfind("The bus file " + file + ", line 3, column 5: ", 0), 0U) << error;
+}
+
+TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInAScenario) {
+    const std::string error = errorOf([] { zebbussim::Scenario::fromText("[\n{\"print\" 1}]", "the test"); });
+    EXPECT_EQ(error.rfind("the test, line 2, column 10: ", 0), 0U) << error;
+}
+
+TEST(SimulatorFiles, NameTheFirstLineOfAScenarioAsItIs) {
+    const std::string error = errorOf([] { zebbussim::Scenario::fromText("[1 2]", "the test"); });
+    EXPECT_EQ(error.rfind("the test, line 1, column 4: ", 0), 0U) << error;
+}
+
+TEST(SimulatorFiles, RefuseAScenarioWithSomethingBehindTheList) {
+    EXPECT_EQ(errorOf([] { zebbussim::Scenario::fromText("[],\"more\":1", "the test"); }),
+              "the test is not a list of steps");
+}
+
+}  // namespace
