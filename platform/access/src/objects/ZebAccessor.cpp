@@ -37,6 +37,13 @@ std::string readable(const XObjectDescriptor& descriptor) {
     return text;
 }
 
+// The first element of an answer, or null if there is none. It is a document of its own, so that it does not
+// keep the rest of the answer.
+std::shared_ptr<zebutil::JsonObject> firstElement(const std::string& answer) {
+    const auto data = zebutil::JsonObject::parse(answer)->getArray("data");
+    return data->size() == 0 ? nullptr : zebutil::JsonObject::parse(data->getObject(0)->toString());
+}
+
 }  // namespace
 
 // A find-first request in progress. The request function and its two possible callbacks share it.
@@ -64,9 +71,8 @@ struct ZebAccessor::Request {
                 fail(self, response, "findFirst: error occurred but no error callback given");
                 return;
             }
-            const auto data = zebutil::JsonObject::parse(response->getBody())->getArray("data");
-            if (data->size() > 0) {
-                element = self->elementFactory(data->getObject(0));
+            if (auto json = firstElement(response->getBody())) {
+                element = self->elementFactory(std::move(json));
                 if (!element->getId()) {
                     self->logger->warning(kFindFirst + readable(self->descriptor) +
                                           " was answered with an element without \"id\"");
