@@ -1,55 +1,20 @@
 #include "PeerLookUp.h"
 
-#include <netdb.h>
-#include <netinet/in.h>
-#include <signal.h>
-#include <sys/socket.h>
 #include <zeb/ZebException.h>
 
-#include <array>
+#include <boost/asio/ip/address.hpp>
 #include <optional>
-#include <thread>
 #include <utility>
 
+#include "io/NameResolver.h"
+
 namespace zeb {
-
-namespace {
-
-struct Result {
-    std::vector<std::string> addresses;
-    std::string failure;
-};
-
-// Blocks, unless the host is an IP address.
-Result lookUp(const std::string& host, int flags) {
-    addrinfo hints{};
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_flags = flags;
-    addrinfo* entries = nullptr;
-    Result result;
-    if (const int error = ::getaddrinfo(host.c_str(), nullptr, &hints, &entries); error != 0) {
-        result.failure = ::gai_strerror(error);
-        return result;
-    }
-    const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owned(entries, ::freeaddrinfo);
-    for (const addrinfo* entry = entries; entry != nullptr; entry = entry->ai_next) {
-        std::array<char, NI_MAXHOST> text{};
-        if (::getnameinfo(entry->ai_addr, entry->ai_addrlen, text.data(), text.size(), nullptr, 0,
-                          NI_NUMERICHOST) == 0) {
-            result.addresses.emplace_back(text.data());
-        }
-    }
-    return result;
-}
-
-}  // namespace
 
 struct PeerLookUp::State {
     std::mutex mutex;
     std::condition_variable changed;
     bool isCancelled = false;
-    bool isRunning = false;
-    std::optional<Result> result;
+    std::optional<NameResolver::Answer> answer;
 };
 
 PeerLookUp::PeerLookUp(std::string host) : host_(std::move(host)), state_(std::make_shared<State>()) {}
@@ -57,39 +22,39 @@ PeerLookUp::PeerLookUp(std::string host) : host_(std::move(host)), state_(std::m
 PeerLookUp::~PeerLookUp() = default;
 
 std::vector<std::string> PeerLookUp::addresses(Deadline deadline) {
-    Result numeric = lookUp(host_, AI_NUMERICHOST);
-    if (!numeric.addresses.empty()) {
-        return std::move(numeric.addresses);
+    boost::system::error_code isName;
+    boost::asio::ip::make_address(host_, isName);
+    if (!isName) {
+        return {host_};
     }
-    std::unique_lock lock(state_->mutex);
-    if (!state_->isCancelled && !std::exchange(state_->isRunning, true)) {
-        state_->result.reset();
-        // Signals of the application must be handled by its own threads.
-        sigset_t all;
-        sigset_t previous;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &previous);
-        std::thread([state = state_, host = host_] {
-            Result result = lookUp(host, 0);
-            const std::lock_guard stateLock(state->mutex);
-            state->isRunning = false;
-            state->result = std::move(result);
+    {
+        const std::lock_guard lock(state_->mutex);
+        state_->answer.reset();
+    }
+    const auto question =
+        NameResolver::ofProcess().ask(host_, [state = state_](const NameResolver::Answer& answer) {
+            const std::lock_guard lock(state->mutex);
+            state->answer = answer;
             state->changed.notify_all();
-        }).detach();
-        pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-    }
+        });
+    std::unique_lock lock(state_->mutex);
     const bool isOver = state_->changed.wait_until(
-        lock, deadline, [this] { return state_->isCancelled || state_->result.has_value(); });
+        lock, deadline, [this] { return state_->isCancelled || state_->answer.has_value(); });
+    const std::string where = "look-up of host \"" + host_ + "\"";
     if (state_->isCancelled) {
-        throw ZebException("cancelled: the service is disconnected or the client stops", "look-up");
+        throw ZebException("cancelled: the service is disconnected or the client stops", where);
     }
     if (!isOver) {
-        throw ZebException("no answer within the time limit", "look-up of host \"" + host_ + "\"");
+        throw ZebException("no answer within the time limit", where);
     }
-    if (state_->result->addresses.empty()) {
-        throw ZebException(state_->result->failure, "look-up of host \"" + host_ + "\"");
+    if (!state_->answer->failure.empty()) {
+        throw ZebException(state_->answer->failure, where);
     }
-    return state_->result->addresses;
+    std::vector<std::string> addresses;
+    for (const auto& address : state_->answer->addresses) {
+        addresses.push_back(address.to_string());
+    }
+    return addresses;
 }
 
 void PeerLookUp::cancel() {

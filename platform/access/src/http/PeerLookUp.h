@@ -9,8 +9,8 @@
 
 namespace zeb {
 
-/// Finds the IP addresses of one host, and waits for them no longer than it may: the system's own look-up
-/// cannot be interrupted, so it is left behind when the time is over or the wait is cancelled.
+/// Finds the IP addresses of one host for a thread that waits for them, with the NameResolver: no longer than
+/// until a deadline, and not after a cancel().
 ///
 /// Thread safety: addresses() is called by one thread at a time; any thread may call cancel().
 class PeerLookUp {
@@ -34,7 +34,7 @@ class PeerLookUp {
     struct State;
 
     const std::string host_;
-    const std::shared_ptr<State> state_;  ///< shared with the look-up, which may outlive this object
+    const std::shared_ptr<State> state_;  ///< shared with the question to the resolver
 };
 
 }  // namespace zeb
