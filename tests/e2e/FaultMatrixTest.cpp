@@ -130,6 +130,7 @@ class FaultMatrix : private TlsFiles, public e2e::ClientFixture, public testing:
         : TlsFiles(fault() == Fault::TrustStoreAway), ClientFixture(busOptions(TlsFiles::options)) {}
 
     static zebbussim::BusSimulator::Options busOptions(zebbussim::BusSimulator::Options options) {
+        options.hostNames = {kName};
         if (fault() == Fault::TwoAddresses) {
             options.address = "::1";
         }
@@ -478,8 +479,8 @@ class FaultMatrix : private TlsFiles, public e2e::ClientFixture, public testing:
     // -------------------------------------------------------------------------------------- the moments
 
     void beforeConnect() {
-        if (fault() == Fault::NoDescriptors) {
-            // Creating the client reads the configuration, which needs a descriptor.
+        if (fault() == Fault::NoDescriptors || fault() == Fault::NoThreads) {
+            // Without these a client cannot be created, and says so.
             createClient();
             apply();
         } else {
