@@ -11,21 +11,31 @@ struct Member {
 };
 static_assert(sizeof(Member) == 2 * sizeof(JsonNode));
 
-/// Orders members by key, and those of one key as they stand in the text.
-class ByKey {
+/// Compares keys, most of which differ in their first byte or in their size.
+class Keys {
  public:
-    explicit ByKey(const char* texts) : texts_(texts) {}
+    explicit Keys(const char* texts) : texts_(texts) {}
 
-    int compare(const Member& left, const Member& right) const {
-        return textOf(left.key).compare(textOf(right.key));
-    }
+    /// Orders members by key, and those of one key as they stand in the text.
     bool operator()(const Member& left, const Member& right) const {
-        const int order = compare(left, right);
+        const std::string_view leftText = textOf(left);
+        const std::string_view rightText = textOf(right);
+        if (!leftText.empty() && !rightText.empty() && leftText.front() != rightText.front()) {
+            return static_cast<unsigned char>(leftText.front()) <
+                   static_cast<unsigned char>(rightText.front());
+        }
+        const int order = leftText.compare(rightText);
         return order != 0 ? order < 0 : left.key.begin() < right.key.begin();
     }
 
+    bool areSame(const Member& left, const Member& right) const {
+        return left.key.size() == right.key.size() && textOf(left) == textOf(right);
+    }
+
  private:
-    std::string_view textOf(const JsonNode& key) const { return {texts_ + key.begin(), key.size()}; }
+    std::string_view textOf(const Member& member) const {
+        return {texts_ + member.key.begin(), member.key.size()};
+    }
 
     const char* texts_;
 };
@@ -36,14 +46,14 @@ void JsonDocumentBuilder::endObject(std::size_t count) {
     putInOrder(2 * count);
     auto* const first = reinterpret_cast<Member*>(open_);
     Member* const last = first + count;
-    const ByKey byKey(texts_);
-    if (!std::is_sorted(first, last, byKey)) {
-        std::sort(first, last, byKey);
+    const Keys keys(texts_);
+    if (!std::is_sorted(first, last, keys)) {
+        std::sort(first, last, keys);
     }
     // Of members with the same key, the last one counts.
     Member* kept = first;
     for (const Member* member = first; member != last; ++member) {
-        if (member + 1 == last || byKey.compare(*member, *(member + 1)) != 0) {
+        if (member + 1 == last || !keys.areSame(*member, *(member + 1))) {
             *kept++ = *member;
         }
     }

@@ -1,6 +1,7 @@
 #include "JsonString.h"
 
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 
 namespace zebutil::detail {
@@ -40,6 +41,18 @@ void skipMultibyteCharacter(JsonText& text) {
     }
     if (character < smallest || character > 0x10FFFF || isSurrogate(character)) {
         text.fail("text that is not UTF-8");
+    }
+}
+
+void skipPlainAndMultibyteCharacters(JsonText& text) {
+    while (!text.atEnd()) {
+        if (isPlainText(text.peek())) {
+            text.skipTo(endOfPlainText(text.at(), text.end()));
+        } else if (static_cast<unsigned char>(text.peek()) >= 0x80) {
+            skipMultibyteCharacter(text);
+        } else {
+            return;
+        }
     }
 }
 
@@ -125,21 +138,16 @@ void readEscape(JsonText& text, JsonDocumentBuilder& builder) {
 
 void readJsonStringSlowly(JsonText& text, JsonDocumentBuilder& builder) {
     while (!text.next('"')) {
+        const char* const begin = text.at();
+        skipPlainAndMultibyteCharacters(text);
+        builder.append({begin, static_cast<std::size_t>(text.at() - begin)});
         if (text.atEnd()) {
             text.fail("unterminated string");
         }
         if (text.next('\\')) {
             readEscape(text, builder);
-        } else if (static_cast<unsigned char>(text.peek()) < 0x20) {
+        } else if (text.peek() != '"') {
             text.fail("control character in a string");
-        } else {
-            const char* const begin = text.at();
-            if (isPlainText(*begin)) {
-                text.skipTo(endOfPlainText(begin, text.end()));
-            } else {
-                skipMultibyteCharacter(text);
-            }
-            builder.append({begin, static_cast<std::size_t>(text.at() - begin)});
         }
     }
 }

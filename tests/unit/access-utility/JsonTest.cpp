@@ -568,8 +568,17 @@ TEST(JsonObjectParse, RefusesEveryBrokenText) {
 }
 
 /// Numbers that are not 64-bit integers, and that would change if written differently or read as a double.
-const std::vector<std::string> kOddNumbers{"1.50", "1.0",   "-0.0",   "1e3",
-                                           "1E+2", "1e999", "1e-400", "100000000000000000000001"};
+const std::vector<std::string> kOddNumbers{
+    "1.50",
+    "1.0",
+    "-0.0",
+    "1e3",
+    "1E+2",
+    "1e999",
+    "1e-400",
+    "100000000000000000000001",
+    "-1e99999999999999999999",
+};
 
 TEST(JsonObjectParse, GivesTheTextOfANumberAsItStands) {
     for (const std::string& number : kOddNumbers) {

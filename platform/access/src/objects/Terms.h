@@ -15,6 +15,9 @@ inline void setTerm(std::vector<std::pair<std::string, std::string>>& terms, con
     if (found != terms.end()) {
         found->second = std::move(value);
     } else {
+        if (terms.empty()) {
+            terms.reserve(2);  // few have only one
+        }
         terms.emplace_back(name, std::move(value));
     }
 }
