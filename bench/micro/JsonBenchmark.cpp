@@ -1,6 +1,6 @@
 // JSON: parsing the element of a notification and getting values from it.
 //
-// The rivals: Poco, the reference, because `JsonObject` wraps its tree and a user of that tree would use
+// The rivals: Poco, the reference, because `JsonObject` gives its tree to users, who would otherwise use
 // Poco's parser and getters; RapidJSON, the usual choice where speed counts; and nlohmann's, the usual choice
 // elsewhere. All of them build a tree that can be queried in any order, as a `JsonObject` can. All except
 // Poco check that the text is UTF-8.

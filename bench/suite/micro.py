@@ -7,7 +7,7 @@ import common
 
 NAME = "micro"
 
-PROGRAMS = ["micro_json", "micro_data_objects", "micro_logging", "micro_handover"]
+PROGRAMS = ["micro_json", "micro_json_readers", "micro_data_objects", "micro_logging", "micro_handover"]
 
 # The library's contender, as bench/micro/Subject.h names it.
 OURS = "clamp"
