@@ -1,0 +1,78 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <exception>
+#include <string>
+
+#include "registry/ServiceList.h"
+
+namespace {
+
+std::string entry(const std::string& name, const std::string& more = "") {
+    return R"({"name":")" + name + R"(","serverBaseUri":"http://127.0.0.1:1","serverBasePath":"/")" + more +
+           "}";
+}
+
+TEST(ServiceList, HasTheAddressOfEachService) {
+    const auto list = zeb::ServiceList::read("[" + entry("A") + "," + entry("B") + "]");
+    ASSERT_EQ(list.endpoints.size(), 2U);
+    EXPECT_EQ(list.endpoints.at("B").serverBaseUri, "http://127.0.0.1:1");
+    EXPECT_TRUE(list.ignored.empty());
+}
+
+TEST(ServiceList, MayBeEmpty) {
+    EXPECT_TRUE(zeb::ServiceList::read(" [ ] ").endpoints.empty());
+}
+
+TEST(ServiceList, KeepsNothingElseOfAnEntry) {
+    const auto list = zeb::ServiceList::read("[" + entry("A", R"(,"x":[{},{},[1,2,{"y":null}]])") + "]");
+    EXPECT_EQ(list.endpoints.count("A"), 1U);
+}
+
+TEST(ServiceList, IgnoresAnEntryThatIsNoObject) {
+    const auto list = zeb::ServiceList::read("[5," + entry("A") + "]");
+    ASSERT_EQ(list.ignored.size(), 1U);
+    EXPECT_EQ(list.ignored[0].position, 0U);
+    EXPECT_NE(list.ignored[0].reason.find("expected an object, got 5"), std::string::npos);
+    EXPECT_EQ(list.endpoints.count("A"), 1U);
+}
+
+TEST(ServiceList, TellsAReasonOnce) {
+    EXPECT_EQ(zeb::ServiceList::read("[{},{},{},5]").ignored.size(), 2U);
+}
+
+TEST(ServiceList, IgnoresAnEntryThatIsTooLarge) {
+    const auto list = zeb::ServiceList::read(
+        "[" + entry("A", R"(,"x":")" + std::string(zeb::ServiceList::kLargestEntry, 'x') + "\"") + "]");
+    EXPECT_TRUE(list.endpoints.empty());
+    ASSERT_EQ(list.ignored.size(), 1U);
+}
+
+TEST(ServiceList, IsCutWhenItHasTooManyEntries) {
+    std::string text = "[0";
+    for (std::size_t number = 0; number < zeb::ServiceList::kMostEntries; ++number) {
+        text += ",0";
+    }
+    const auto list = zeb::ServiceList::read(text + "]");
+    EXPECT_TRUE(list.isCut);
+    EXPECT_EQ(list.ignored.size(), 1U);
+}
+
+TEST(ServiceList, RefusesATextThatIsNoList) {
+    for (const char* const text : {"", "{}", "[", "[{}", "[{}]]", "[{},]", "[1 2]", "null"}) {
+        EXPECT_THROW(zeb::ServiceList::read(text), std::exception) << text;
+    }
+}
+
+// A registry may send anything, and the callbacks wait meanwhile.
+TEST(ServiceList, OfOneMebibyteOfJunkTakesNoTime) {
+    std::string text = "[{}";
+    while (text.size() < std::size_t{1024} * 1024) {
+        text += ",{}";
+    }
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(zeb::ServiceList::read(text + "]").endpoints.empty());
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+}
+
+}  // namespace
