@@ -3,6 +3,7 @@
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <csc_logging/CSCLogEntry.h>
 #include <csc_logging/CSCLogging.h>
+#include <internal/EscapedText.h>
 #include <zeb/IServiceRegistry.h>
 #include <zeb/ServiceListener.h>
 #include <zeb/Subscription.h>
@@ -61,7 +62,8 @@ void logEnd(const char* operation, const WaitingCalls::Call& call) {
 
 void logFailure(const zeb::ZebResponse& response) {
     if (const auto exception = response.getHttpException()) {
-        CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ErrorCb: ") << exception->what());
+        CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ErrorCb: ")
+                             << internal::escapedText(exception->what()));
     } else {
         CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ErrorCb, response status: ")
                              << response.getStatusCode());
@@ -317,7 +319,8 @@ void ClampControlAccess::UnsubscribeClampControl(const std::string& uuid) {
         return;
     }
     subscription->unsubscribe();
-    CSCLogging::LogInfo(CSCLogEntry("Clamp Control Client: Unsubscribed uuid = ") << uuid);
+    CSCLogging::LogInfo(CSCLogEntry("Clamp Control Client: Unsubscribed uuid = ")
+                        << internal::escapedText(uuid));
 }
 
 }  // namespace clampcontrolclient

@@ -3,6 +3,7 @@
 #include <ZebDataObjects_ZEB/Clampcontrol.h>
 #include <csc_logging/CSCLogEntry.h>
 #include <csc_logging/CSCLogging.h>
+#include <internal/EscapedText.h>
 #include <kelo-client/ClientServiceBase.h>
 #include <kelo-client/ClientServiceUtils.h>
 #include <zeb/DefaultWebsocketManagerFactory.h>
@@ -29,7 +30,7 @@ constexpr auto kConfigurationPath = "/var/run/csc/config/kelo-client/ClientConfi
 /// Without the memory for an error line, there is no way left to report anything.
 void logError(const char* text, const char* detail = "") noexcept {
     try {
-        CSCLogging::LogError(CSCLogEntry(text) << detail);
+        CSCLogging::LogError(CSCLogEntry(text) << internal::escapedText(detail));
     } catch (...) {
     }
 }

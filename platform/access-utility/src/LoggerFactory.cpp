@@ -1,7 +1,8 @@
+#include <internal/EscapedText.h>
+#include <internal/SafeWrite.h>
+#include <unistd.h>
 #include <zebutil/LoggerFactory.h>
 
-#include <algorithm>
-#include <cstdio>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -34,13 +35,11 @@ class StandardErrorLogger : public ILogger {
 
  private:
     void write(const char* level, const std::string& message) const {
-        std::string line = facility_ + ": " + level + ": " + message;
-        // One message is one line, even if it quotes text from the bus that has line breaks.
-        std::replace(line.begin(), line.end(), '\n', ' ');
-        std::replace(line.begin(), line.end(), '\r', ' ');
-        line += '\n';
-        // A single call, so that the lines of several threads do not mix.
-        std::fwrite(line.data(), 1, line.size(), stderr);
+        // The message may quote text from outside.
+        const std::string line = facility_ + ": " + level + ": " + internal::escapedText(message) + "\n";
+        // A single call, so that the lines of several threads do not mix. A line that cannot be written is
+        // lost.
+        static_cast<void>(internal::writeWithoutSignal(STDERR_FILENO, line.data(), line.size()));
     }
 
     const std::string facility_;

@@ -1,6 +1,7 @@
 #include "ApplicationLog.h"
 
 #include <errno.h>
+#include <internal/EscapedText.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -190,23 +191,32 @@ bool ApplicationLog::isEnabled(LogLevel level) noexcept {
 
 void ApplicationLog::write(Logger::State& state, LogLevel level, const std::string& text) noexcept {
     try {
-        const Destinations& to = destinations();
-        if (to.remote) {
-            writeRemote(state, level, text);
-        }
-        if (to.file == nullptr && to.console == nullptr) {
-            return;
-        }
-        const std::string line =
-            formatLine(std::chrono::system_clock::now(), to.application, state.name, level, text);
-        if (to.file != nullptr) {
-            to.file->write(line);
-        }
-        if (to.console != nullptr) {
-            to.console->write(line);
+        const std::size_t limit = dlt_output::longestText();
+        if (internal::isPlainText(text, limit)) {
+            writeSafe(state, level, text);
+        } else {
+            writeSafe(state, level, internal::escapedText(text, limit));
         }
     } catch (...) {
         complain("a record is lost: no memory");
+    }
+}
+
+void ApplicationLog::writeSafe(Logger::State& state, LogLevel level, const std::string& text) {
+    const Destinations& to = destinations();
+    if (to.remote) {
+        writeRemote(state, level, text);
+    }
+    if (to.file == nullptr && to.console == nullptr) {
+        return;
+    }
+    const std::string line =
+        formatLine(std::chrono::system_clock::now(), to.application, state.name, level, text);
+    if (to.file != nullptr) {
+        to.file->write(line);
+    }
+    if (to.console != nullptr) {
+        to.console->write(line);
     }
 }
 

@@ -38,7 +38,9 @@ class ApplicationLog {
     /// Whether any logger writes records of this level.
     static bool isEnabled(LogLevel level) noexcept;
 
-    /// Writes a record to the current destinations, whatever its level.
+    /// Writes a record to the current destinations, whatever its level. What must not stand in a line becomes
+    /// an escape sequence, and a text that is longer than a DLT message is cut, with a mark. This happens
+    /// once, before all destinations, so that a record reads the same everywhere.
     void write(Logger::State& state, LogLevel level, const std::string& text) noexcept;
 
  private:
@@ -65,6 +67,7 @@ class ApplicationLog {
     TextOutput* fileAt(const std::string& path);
     void levelChanged(std::string_view dltId, LogLevel level);
     void updateMostTalkative() noexcept;
+    void writeSafe(Logger::State& state, LogLevel level, const std::string& text);
     void writeRemote(Logger::State& state, LogLevel level, const std::string& text) noexcept;
     void guardExit();
     void shutRemote() noexcept;

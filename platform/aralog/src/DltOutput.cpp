@@ -9,6 +9,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <cstdlib>
 #include <mutex>
 #include <set>
 
@@ -26,6 +27,13 @@ constexpr std::uint32_t kExitTimeoutMilliseconds = 100;
 /// The time limit for the answer to a registration if the process exits meanwhile. libdlt's thread looks for
 /// answers every half a second.
 constexpr std::chrono::seconds kAnswerLimit{1};
+
+/// The most that libdlt accepts for DLT_LOG_MSG_BUF_LEN.
+constexpr long kLargestMessage = 65'535;
+/// What a message needs beside the text: its type, its length, and the final NUL.
+constexpr long kMessageOverhead = sizeof(std::uint32_t) + sizeof(std::uint16_t) + 1;
+/// A shorter limit would leave no room for the mark of a text that was cut.
+constexpr long kShortestLimit = 64;
 
 /// Leaves the trace status, which concerns recorded bus traffic, to the daemon.
 constexpr int kTraceStatusNotSet = -2;
@@ -165,6 +173,17 @@ void waitForAnswers() noexcept {
     if (!unanswered.empty() && hasDaemon()) {
         unanswered.waitUntilEmpty();
     }
+}
+
+std::size_t longestText() noexcept {
+    static const std::size_t longest = [] {
+        // As libdlt reads it.
+        const char* const configured = std::getenv("DLT_LOG_MSG_BUF_LEN");
+        const long asked = configured != nullptr ? std::strtol(configured, nullptr, 10) : 0;
+        const long size = asked <= 0 ? DLT_USER_BUF_MAX_SIZE : std::min(asked, kLargestMessage);
+        return static_cast<std::size_t>(std::max(size - kMessageOverhead, kShortestLimit));
+    }();
+    return longest;
 }
 
 void write(Logger::State& state, LogLevel level, const std::string& text) noexcept {

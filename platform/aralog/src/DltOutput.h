@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -39,7 +40,11 @@ void unregisterContext(Logger::State& state);
 /// records. Other threads may write meanwhile, because libdlt holds its lock in the calls that are made here.
 void waitForAnswers() noexcept;
 
-/// Sends one record with one text. libdlt truncates a text that is too long and marks it as truncated.
+/// The longest text that a record can carry, in bytes: 1,383, or what DLT_LOG_MSG_BUF_LEN allows. libdlt
+/// takes the length of a longer one modulo 65,536 before it looks at it.
+std::size_t longestText() noexcept;
+
+/// Sends one record with one text, which is not longer than that.
 void write(Logger::State& state, LogLevel level, const std::string& text) noexcept;
 
 }  // namespace dlt_output

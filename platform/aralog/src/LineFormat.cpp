@@ -34,14 +34,7 @@ std::string formatLine(std::chrono::system_clock::time_point time, std::string_v
         .append(1, ' ')
         .append(levelName(level))
         .append(1, ' ');
-    for (const char character : text) {
-        line.push_back(character);
-        if (character == '\n') {
-            line.push_back('\t');
-        }
-    }
-    line.push_back('\n');
-    return line;
+    return line.append(text).append(1, '\n');
 }
 
 }  // namespace ara::log

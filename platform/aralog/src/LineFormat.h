@@ -15,8 +15,7 @@ std::string_view levelName(LogLevel level) noexcept;
 ///
 ///     2026-11-20T09:30:00.123456Z CSC ClampClient warn text
 ///
-/// Line feeds within the text are followed by a tab, so that a line that starts with a digit always starts a
-/// record.
+/// The text must have no line feeds.
 std::string formatLine(std::chrono::system_clock::time_point time, std::string_view application,
                        std::string_view context, LogLevel level, std::string_view text);
 

@@ -1,6 +1,7 @@
 #include "TextOutput.h"
 
 #include <fcntl.h>
+#include <internal/SafeWrite.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,7 +19,7 @@ std::string errorText(int error) {
 /// Returns the error number, 0 for success. Goes on writing after a short write.
 int writeAll(int descriptor, std::string_view text) noexcept {
     while (!text.empty()) {
-        const ssize_t written = ::write(descriptor, text.data(), text.size());
+        const ssize_t written = internal::writeWithoutSignal(descriptor, text.data(), text.size());
         if (written >= 0) {
             text.remove_prefix(static_cast<std::size_t>(written));
         } else if (errno != EINTR) {

@@ -47,7 +47,7 @@ TEST(StandardErrorLogger, WritesAtEveryLevel) {
 }
 
 TEST(StandardErrorLogger, KeepsAMessageOnOneLine) {
-    EXPECT_EQ(written(&zebutil::ILogger::error, "a\r\nb"), "Facility: error: a  b\n");
+    EXPECT_EQ(written(&zebutil::ILogger::error, "a\r\nb"), "Facility: error: a\\r\\nb\n");
 }
 
 TEST(StandardErrorLogger, SaysThatEveryLevelIsOn) {

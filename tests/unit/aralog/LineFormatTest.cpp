@@ -18,11 +18,6 @@ TEST(LineFormat, HasTimeApplicationContextLevelAndText) {
               "2025-11-20T09:30:00.001002Z CSC Clamp warn text\n");
 }
 
-TEST(LineFormat, MarksTheLinesOfATextAfterTheFirst) {
-    EXPECT_EQ(formatLine(kTime, "CSC", "Clamp", LogLevel::kInfo, "a\nb"),
-              "2025-11-20T09:30:00.001002Z CSC Clamp info a\n\tb\n");
-}
-
 TEST(LineFormat, NamesTheLevels) {
     EXPECT_EQ(levelName(LogLevel::kOff), "off");
     EXPECT_EQ(levelName(LogLevel::kFatal), "fatal");

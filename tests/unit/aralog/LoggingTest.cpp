@@ -9,7 +9,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +22,7 @@
 #include <iterator>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -355,12 +358,41 @@ TEST(RemoteMode, TellsContextsApartThatBeginAlike) {
     EXPECT_THAT(output, HasSubstr("CSC- Cla1 log info V 1 [second]"));
 }
 
+/// What libdlt would send of a text of that length, without the time and the ids.
+std::string dltTextOf(std::size_t length) {
+    const std::string output = dltOutputOf([length] {
+        InitLogging("CSC", "", LogLevel::kInfo, LogMode::kRemote, "");
+        CreateLogger("Ctx", "").LogInfo() << std::string(length, 'x');
+    });
+    const auto begin = output.find('[');
+    return output.substr(begin + 1, output.find("]\n") - begin - 1);
+}
+
+TEST(RemoteMode, SendsTheLongestTextThatDltCarries) {
+    EXPECT_EQ(dltTextOf(1383), std::string(1383, 'x'));
+}
+
 TEST(RemoteMode, MarksATextThatIsTooLongForDlt) {
+    EXPECT_EQ(dltTextOf(1384), std::string(1343, 'x') + "... (41 bytes cut)");
+}
+
+TEST(RemoteMode, MarksATextWhoseLengthDltCannotTell) {
+    EXPECT_EQ(dltTextOf(65'536), std::string(1343, 'x') + "... (64193 bytes cut)");
+}
+
+TEST(RemoteMode, SendsLongerTextsIfTheEnvironmentAsksForIt) {
+    ::setenv("DLT_LOG_MSG_BUF_LEN", "5007", 1);
+    const std::string text = dltTextOf(5000);
+    ::unsetenv("DLT_LOG_MSG_BUF_LEN");
+    EXPECT_EQ(text, std::string(5000, 'x'));
+}
+
+TEST(RemoteMode, SendsWhatMustNotStandInALineAsEscapeSequences) {
     EXPECT_THAT(dltOutputOf([] {
                     InitLogging("CSC", "", LogLevel::kInfo, LogMode::kRemote, "");
-                    CreateLogger("Ctx", "").LogInfo() << std::string(5000, 'x');
+                    CreateLogger("Ctx", "").LogInfo() << "a\x1b[2J\nb" << std::string_view("\0c", 2);
                 }),
-                HasSubstr("<<Message truncated, too long>>]"));
+                HasSubstr(R"([a\x1b[2J\nb\x00c])"));
 }
 
 TEST(RemoteMode, TakesTheInitialLevelFromTheEnvironment) {
@@ -574,6 +606,28 @@ TEST(FileMode, KeepsTheLinesOfThreadsApart) {
         }
     }
     EXPECT_EQ(whole, 2000);
+}
+
+TEST(ConsoleMode, WritesWhatMustNotStandInALineAsEscapeSequences) {
+    EXPECT_EQ(textOf([](LogStream& stream) { stream << "a\x1b[2J\nb\u202e"; }), R"(a\x1b[2J\nb\u202e)");
+}
+
+TEST(ConsoleMode, SparesTheApplicationTheSignalOfABrokenPipe) {
+    const ChildResult result = runInChild([] {
+        std::array<int, 2> ends{};
+        if (::pipe(ends.data()) != 0) {
+            std::_Exit(2);
+        }
+        ::close(ends[0]);
+        ::dup2(ends[1], STDERR_FILENO);
+        InitLogging("App", "", LogLevel::kInfo, LogMode::kConsole, "");
+        CreateLogger("Ctx", "").LogInfo() << "nobody reads this";
+        sigset_t pending;
+        ::sigpending(&pending);
+        std::_Exit(sigismember(&pending, SIGPIPE));
+    });
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_EQ(result.exitCode, 0);
 }
 
 TEST(Modes, Combine) {

@@ -88,4 +88,45 @@ TEST_F(KeloLoggerTest, IsMadeByItsFactory) {
     EXPECT_THAT(RecordingAraLog::records(), ElementsAre(isRecord(LogLevel::kWarn, "Registry: x")));
 }
 
+TEST_F(KeloLoggerTest, EscapesWhatMustNotStandInALine) {
+    KeloLogger sut("F");
+    sut.error("bad \x1b[31mtext\n\xff");
+    EXPECT_THAT(RecordingAraLog::records(),
+                ElementsAre(isRecord(LogLevel::kError, R"(F: bad \x1b[31mtext\n\xff)")));
+}
+
+TEST_F(KeloLoggerTest, CutsALongMessageAndSaysSo) {
+    KeloLogger sut("F");
+    sut.error(std::string(65'536, 'x'));
+    EXPECT_THAT(
+        RecordingAraLog::records(),
+        ElementsAre(isRecord(LogLevel::kError, "F: " + std::string(960, 'x') + "... (64576 bytes cut)")));
+}
+
+TEST_F(KeloLoggerTest, WritesAMessageOfAThousandBytesAsItIs) {
+    KeloLogger sut("F");
+    sut.error(std::string(1'000, 'x'));
+    EXPECT_THAT(RecordingAraLog::records(),
+                ElementsAre(isRecord(LogLevel::kError, "F: " + std::string(1'000, 'x'))));
+}
+
+TEST_F(KeloLoggerTest, WritesOfAFloodTheFirstLinesAndTheirNumber) {
+    {
+        KeloLogger sut("Flooded");
+        for (int line = 0; line < 5'000; ++line) {
+            sut.error("the same");
+        }
+    }
+    const auto records = RecordingAraLog::records();
+    EXPECT_LT(records.size(), 30U);
+    EXPECT_THAT(records.back().text, testing::MatchesRegex("Flooded: 49.. messages suppressed, .*"));
+}
+
+TEST_F(KeloLoggerTest, LimitsTheLoggersOfOneNameTogether) {
+    for (int line = 0; line < 5'000; ++line) {
+        KeloLogger("Flapping").error(std::to_string(line));
+    }
+    EXPECT_LT(RecordingAraLog::records().size(), 200U);
+}
+
 }  // namespace
