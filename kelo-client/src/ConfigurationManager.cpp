@@ -1,10 +1,8 @@
-#include <Poco/Dynamic/Var.h>
 #include <Poco/Exception.h>
 #include <Poco/File.h>
-#include <Poco/FileStream.h>
-#include <Poco/JSON/Parser.h>
 #include <Poco/Path.h>
 #include <csc_logging/CSCLogging.h>
+#include <internal/EscapedText.h>
 #include <kelo-client/ConfigurationManager.h>
 #include <zebutil/JsonArray.h>
 #include <zebutil/JsonException.h>
@@ -13,7 +11,13 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <mutex>
 #include <optional>
+#include <utility>
+#include <vector>
+
+#include "ConfigurationFile.h"
+#include "SettingValue.h"
 
 namespace kelo_client {
 
@@ -57,7 +61,63 @@ zebutil::Optional<milliseconds> wrapped(milliseconds value) {
     return zebutil::Optional<milliseconds>(&value);
 }
 
+/// A document of the "services" section alone, so that the rest of the file takes no memory.
+std::string servicesAlone(const JsonObject& root) {
+    return root.isObject("services") ? R"({"services":)" + root.getObject("services")->toString() + "}"
+                                     : "{}";
+}
+
+/// Without the memory for an error line, there is no way left to report anything.
+void logError(const char* text, const std::string& detail = {}) noexcept {
+    try {
+        CSCLogging::LogError(CSCLogEntry(text) << internal::escapedText(detail));
+    } catch (...) {
+    }
+}
+
 }  // namespace
+
+/// The settings take many times the memory of their text, so they are made when somebody asks for them.
+class ConfigurationManager::Services {
+ public:
+    using Map = std::map<std::string, ServiceSettings>;
+
+    void add(std::shared_ptr<const JsonObject> section) {
+        const std::lock_guard lock(mutex_);
+        unread_.push_back(std::move(section));
+    }
+
+    std::shared_ptr<const Map> read() {
+        const std::lock_guard lock(mutex_);
+        for (const auto& section : std::exchange(unread_, {})) {
+            for (const std::string& name : section->getKeys()) {
+                if (section->isObject(name)) {
+                    map_->emplace(name, settingsOf(*section->getObject(name)));
+                }
+            }
+        }
+        return map_;
+    }
+
+ private:
+    static ServiceSettings settingsOf(const JsonObject& section) {
+        ServiceSettings settings;
+        const auto take = [&section](const std::string& key, std::shared_ptr<std::string>& setting) {
+            if (const auto text = findString(section, key)) {
+                setting = std::make_shared<std::string>(*text);
+            }
+        };
+        take("serverBaseUri", settings.serverBaseUri);
+        take("serverBasePathHTTP", settings.serverBasePathHTTP);
+        take("serverBasePathWS", settings.serverBasePathWS);
+        take("separatorAfterRessource", settings.separatorAfterResource);
+        return settings;
+    }
+
+    std::mutex mutex_;
+    std::vector<std::shared_ptr<const JsonObject>> unread_;
+    const std::shared_ptr<Map> map_ = std::make_shared<Map>();
+};
 
 ConfigurationManager::ServiceSettings::ServiceSettings()
     : serverBaseUri(std::make_shared<std::string>(kLoopback)),
@@ -69,7 +129,7 @@ ConfigurationManager::ServiceSettings::ServiceSettings()
 ConfigurationManager::ConfigurationManager() : ConfigurationManager(std::string()) {}
 
 ConfigurationManager::ConfigurationManager(const std::string& configFile)
-    : configFile_(configFile), services_(std::make_shared<std::map<std::string, ServiceSettings>>()) {
+    : configFile_(configFile), services_(std::make_shared<Services>()) {
     serviceRegistrySettings_.serviceSettings =
         std::make_shared<zeb::ZebServiceConfigurations::ServiceSettings>();
 }
@@ -92,19 +152,21 @@ void ConfigurationManager::load() {
             parseFile();
         }
     } catch (const Poco::Exception& exception) {
-        CSCLogging::LogError(CSCLogEntry("Loading config file failed, error: ") << exception.displayText());
+        logError("Loading config file failed, error: ", exception.displayText());
     } catch (...) {
-        CSCLogging::LogError("Unknown exception when loading config file ");
+        logError("Unknown exception when loading config file ");
     }
 }
 
 void ConfigurationManager::parseFile() {
-    Poco::FileInputStream file(configFile_);
-    Poco::JSON::Parser parser;
-    parser.setDepth(JsonObject::kMaximumDepth);
-    const Poco::Dynamic::Var content = parser.parse(file);
-    root_ = content.extract<Poco::JSON::Object::Ptr>();
-    parseProperties(std::make_shared<const JsonObject>(root_));
+    auto root = parseConfiguration(readConfigurationFile(configFile_));
+    if (root->isObject("serviceRegistrySettings")) {
+        parseServiceRegistrySettings(*root->getObject("serviceRegistrySettings"));
+    }
+    const std::string services = servicesAlone(*root);
+    root.reset();
+    root_ = JsonObject::parse(services);
+    parseServices(*root_);
 }
 
 void ConfigurationManager::parseProperties(std::shared_ptr<const JsonObject> root) {
@@ -114,9 +176,7 @@ void ConfigurationManager::parseProperties(std::shared_ptr<const JsonObject> roo
     if (root->isObject("serviceRegistrySettings")) {
         parseServiceRegistrySettings(*root->getObject("serviceRegistrySettings"));
     }
-    if (root->isObject("services")) {
-        parseServices(*root->getObject("services"));
-    }
+    parseServices(*root);
 }
 
 void ConfigurationManager::parseServiceRegistrySettings(const JsonObject& settings) {
@@ -149,24 +209,15 @@ void ConfigurationManager::parseServiceRegistrySettings(const JsonObject& settin
     }
 }
 
-void ConfigurationManager::parseServices(const JsonObject& services) {
-    for (const std::string& name : services.getKeys()) {
-        if (!services.isObject(name)) {
-            continue;
-        }
-        const auto section = services.getObject(name);
-        ServiceSettings settings;
-        const auto take = [&section](const std::string& key, std::shared_ptr<std::string>& setting) {
-            if (const auto text = findString(*section, key)) {
-                setting = std::make_shared<std::string>(*text);
-            }
-        };
-        take("serverBaseUri", settings.serverBaseUri);
-        take("serverBasePathHTTP", settings.serverBasePathHTTP);
-        take("serverBasePathWS", settings.serverBasePathWS);
-        take("separatorAfterRessource", settings.separatorAfterResource);
-        services_->emplace(name, settings);
+void ConfigurationManager::parseServices(const JsonObject& root) {
+    if (root.isObject("services")) {
+        services_->add(root.getObject("services"));
     }
+}
+
+std::shared_ptr<const std::map<std::string, ConfigurationManager::ServiceSettings>>
+ConfigurationManager::getServices() const {
+    return services_->read();
 }
 
 std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> ConfigurationManager::getServiceSettings()
@@ -174,30 +225,24 @@ std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> ConfigurationMan
     return serviceRegistrySettings_.serviceSettings;
 }
 
-Poco::JSON::Object::Ptr ConfigurationManager::sectionOf(const std::string& service) const {
-    if (root_.isNull()) {
+std::shared_ptr<const JsonObject> ConfigurationManager::sectionOf(const std::string& service) const {
+    if (!root_ || !root_->isObject("services")) {
         return nullptr;
     }
-    const Poco::JSON::Object::Ptr services = root_->getObject("services");
-    return services.isNull() ? nullptr : services->getObject(service);
+    const auto services = root_->getObject("services");
+    return services->isObject(service) ? services->getObject(service) : nullptr;
 }
 
 std::string ConfigurationManager::getValueOfService(const std::string& service, const std::string& key,
                                                     const std::string& defaultValue) const {
-    const Poco::JSON::Object::Ptr section = sectionOf(service);
-    if (section.isNull() || !section->has(key)) {
-        return defaultValue;
-    }
-    return section->get(key).extract<std::string>();
+    const auto section = sectionOf(service);
+    return section && section->has(key) ? stringSetting(*section, service, key) : defaultValue;
 }
 
 long ConfigurationManager::getIntValueOfService(const std::string& service, const std::string& key,
                                                 long defaultValue) const {
-    const Poco::JSON::Object::Ptr section = sectionOf(service);
-    if (section.isNull() || !section->has(key)) {
-        return defaultValue;
-    }
-    return section->get(key).extract<Poco::Int64>();
+    const auto section = sectionOf(service);
+    return section && section->has(key) ? integerSetting(*section, service, key) : defaultValue;
 }
 
 std::string ConfigurationManager::getServerBaseUri(const std::string& service) const {
@@ -213,7 +258,7 @@ std::string ConfigurationManager::getSeparatorAfterResource(const std::string& s
 }
 
 bool ConfigurationManager::isServiceConfigurationKnown(const std::string& service) const {
-    return !sectionOf(service).isNull();
+    return sectionOf(service) != nullptr;
 }
 
 milliseconds ConfigurationManager::getWatchdogPingInterval(const std::string& service) const {

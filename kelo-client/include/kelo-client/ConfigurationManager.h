@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Poco/JSON/Object.h>
+#include <Poco/Exception.h>
 #include <clampcontrolclient/Export.h>
 #include <zeb/IConfigManager.h>
 #include <zeb/ZebServiceConfigurations.h>
@@ -17,8 +17,8 @@ class JsonObject;
 namespace kelo_client {
 
 /// The client's configuration: a JSON file that is read once, at start-up, with the settings of each remote
-/// service. The README describes the file. A missing or broken file is logged, and the defaults stay in
-/// force.
+/// service. The README describes the file, which may have 1 MiB. A missing or broken file is logged, and the
+/// defaults stay in force.
 ///
 /// Shared by the client-service base and the service registry. Thread safety: call load and parseProperties
 /// first, on one thread; after that, every function may be called from any thread.
@@ -62,11 +62,11 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
     /// The per-service settings of the registry's section; shared, not copied.
     std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> getServiceSettings() const;
     /// The "services" section, keyed by service name; shared, not copied; never null.
-    std::shared_ptr<const std::map<std::string, ServiceSettings>> getServices() const { return services_; }
+    std::shared_ptr<const std::map<std::string, ServiceSettings>> getServices() const;
 
     /// Returns the text under `key` in the section of `service`, or `defaultValue` if there is none. Throws
     /// `Poco::BadCastException` if the value is not a string, and `Poco::InvalidAccessException` if it is
-    /// null.
+    /// null; their `what()` names the service, the key, what was expected and what was found.
     std::string getValueOfService(const std::string& service, const std::string& key,
                                   const std::string& defaultValue) const;
     /// The same for an integer.
@@ -91,18 +91,20 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
         const std::string& service) const override;
 
  private:
+    class Services;
+
     void parseFile();
     void parseServiceRegistrySettings(const zebutil::JsonObject& settings);
-    void parseServices(const zebutil::JsonObject& services);
-    Poco::JSON::Object::Ptr sectionOf(const std::string& service) const;
+    void parseServices(const zebutil::JsonObject& root);
+    std::shared_ptr<const zebutil::JsonObject> sectionOf(const std::string& service) const;
 
     const std::string configFile_;
     ServiceRegistrySettings serviceRegistrySettings_;
     /// Never copied, because a copy would share its values.
     const ServiceSettings defaultServiceSettings_;
-    const std::shared_ptr<std::map<std::string, ServiceSettings>> services_;
-    /// The parsed file; null until load has parsed one.
-    Poco::JSON::Object::Ptr root_;
+    const std::shared_ptr<Services> services_;
+    /// What the file has about services; null until load has parsed one.
+    std::shared_ptr<const zebutil::JsonObject> root_;
 };
 
 }  // namespace kelo_client

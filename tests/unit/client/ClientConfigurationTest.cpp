@@ -134,7 +134,7 @@ TEST(ClientWithUnusableConfiguration, LogsThatADirectoryIsNoFile) {
 
 TEST(ClientWithUnusableConfiguration, LogsThatTheJsonBreaksOff) {
     EXPECT_EQ(errorsOfConstruction(breakOff),
-              "error: Loading config file failed, error: JSON Exception: unexpected end of text\n");
+              "error: Loading config file failed, error: JSON Exception: line 1, column 94: expected a value\n");
 }
 
 struct Unusable {

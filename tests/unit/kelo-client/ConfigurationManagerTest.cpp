@@ -5,9 +5,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <kelo-client/ConfigurationManager.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 #include <zebutil/JsonObject.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstring>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -168,10 +175,10 @@ TEST_F(ConfigurationManagerTest, LogsARootThatIsNullOrAnotherScalar) {
 
 TEST_F(ConfigurationManagerTest, LogsAnExceptionThatIsNotOfTheJsonLibrary) {
     const auto file = directory.write("config.json", R"({"services": {"ClampControl": {"serverBaseUri": ")" +
-                                                         std::string(2'000'000, 'x') + "\"}}}");
+                                                         std::string(1'000'000, 'x') + "\"}}}");
     ConfigurationManager sut(file.string());
     {
-        const test_support::LimitedAllocation limited(1'000'000);
+        const test_support::LimitedAllocation limited(500'000);
         sut.load();
     }
     EXPECT_THAT(RecordingAraLog::records(),
@@ -447,6 +454,134 @@ TEST_F(ConfigurationManagerTest, CanBeAskedThroughThePlatformsInterface) {
     const auto sut = std::make_shared<ConfigurationManager>();
     const std::shared_ptr<zeb::IConfigManager> asked = sut;
     EXPECT_EQ(asked->getServerBaseUri("ClampControl"), "/");
+}
+
+// ---------------------------------------------------------------------------------------- the file
+
+/// The error line that loading the file leads to, without its beginning.
+std::string errorOf(const std::string& path) {
+    RecordingAraLog::reset();
+    ConfigurationManager sut(path);
+    sut.load();
+    expectDefaults(sut);
+    const std::string beginning = "Loading config file failed, error: ";
+    const std::string text = RecordingAraLog::records().back().text;
+    EXPECT_EQ(text.substr(0, beginning.size()), beginning);
+    return text.substr(std::min(beginning.size(), text.size()));
+}
+
+class ConfigurationFileTest : public ConfigurationManagerTest {
+ protected:
+    std::string errorOfContent(const std::string& content) {
+        return errorOf(directory.write("config.json", content).string());
+    }
+
+    std::string path() const { return (directory.path() / "config").string(); }
+};
+
+TEST_F(ConfigurationFileTest, IsNotWaitedForWhenItIsANamedPipe) {
+    ASSERT_EQ(::mkfifo(path().c_str(), 0600), 0);
+    EXPECT_EQ(errorOf(path()), "Cannot open file: not a regular file: " + path());
+}
+
+TEST_F(ConfigurationFileTest, IsNoDevice) {
+    EXPECT_EQ(errorOf("/dev/zero"), "Cannot open file: not a regular file: /dev/zero");
+}
+
+TEST_F(ConfigurationFileTest, IsNoSocket) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path().c_str(), sizeof(address.sun_path) - 1);
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    EXPECT_EQ(errorOf(path()), "Cannot open file: not a regular file: " + path());
+    ::close(socket);
+}
+
+TEST_F(ConfigurationFileTest, IsNoDirectory) {
+    EXPECT_EQ(errorOf(directory.path().string()),
+              "Cannot open file: not a file: " + directory.path().string());
+}
+
+TEST_F(ConfigurationFileTest, MayHaveAMebibyte) {
+    const std::string settings = R"({"services":{"ClampControl":{"serverBaseUri":"http://a"}}})";
+    const ConfigurationManager sut = loaded(settings + std::string(1'048'576 - settings.size(), ' '));
+    EXPECT_EQ(sut.getServerBaseUri("ClampControl"), "http://a");
+}
+
+TEST_F(ConfigurationFileTest, MayNotHaveMore) {
+    const std::string content = "{}" + std::string(1'048'575, ' ');
+    EXPECT_THAT(errorOfContent(content), testing::HasSubstr("more than 1048576 bytes: "));
+}
+
+TEST_F(ConfigurationFileTest, IsReportedWithLineAndColumnOfItsMistake) {
+    EXPECT_EQ(errorOfContent("{\n  \"services\": {\n    oops\n  }\n}"),
+              "JSON Exception: line 3, column 5: expected a key in quotes");
+}
+
+TEST_F(ConfigurationFileTest, IsReportedWithColumnsThatBeginAtOne) {
+    EXPECT_EQ(errorOfContent("oops"), "JSON Exception: line 1, column 1: expected an object");
+}
+
+TEST_F(ConfigurationFileTest, IsReportedWithPocosTextsWhenItsRootHasAnotherType) {
+    EXPECT_THAT(errorOfContent(" [1, 2]"),
+                testing::MatchesRegex("Bad cast exception: Can not convert .*Array.* to .*Object.*\\."));
+    EXPECT_EQ(errorOfContent("null"), "Invalid access: Can not extract empty value.");
+}
+
+TEST_F(ConfigurationFileTest, IsNoJsonWhenSeveralValuesFollowEachOther) {
+    EXPECT_EQ(errorOfContent(R"(1, "a": 2)"), "JSON Exception: line 1, column 1: expected an object");
+}
+
+// ---------------------------------------------------------------------------------------- wrong types
+
+/// What the exception says that reading the value as a string, or as an integer, throws.
+std::string complaintAbout(const std::string& value, bool asString) {
+    const TemporaryDirectory directory;
+    ConfigurationManager sut(
+        directory.write("config.json", R"({"services":{"S":{"k":)" + value + "}}}").string());
+    sut.load();
+    try {
+        if (asString) {
+            sut.getValueOfService("S", "k", "");
+        } else {
+            sut.getIntValueOfService("S", "k", 0);
+        }
+    } catch (const std::exception& exception) {
+        return exception.what();
+    }
+    return "no exception";
+}
+
+TEST_F(ConfigurationManagerTest, SaysWhatIsWrongWithAValueThatIsNotAString) {
+    const std::string beginning = R"(service "S", key "k": expected a string, found )";
+    EXPECT_EQ(complaintAbout("12", true), beginning + "the number 12");
+    EXPECT_EQ(complaintAbout("1.5", true), beginning + "the number 1.5");
+    EXPECT_EQ(complaintAbout("true", true), beginning + "true");
+    EXPECT_EQ(complaintAbout("null", true), beginning + "null");
+    EXPECT_EQ(complaintAbout("{}", true), beginning + "an object");
+    EXPECT_EQ(complaintAbout("[]", true), beginning + "an array");
+}
+
+TEST_F(ConfigurationManagerTest, SaysWhatIsWrongWithAValueThatIsNotAnInteger) {
+    const std::string beginning = R"(service "S", key "k": expected an integer of 64 bits, found )";
+    EXPECT_EQ(complaintAbout("\"12\"", false), beginning + "a string");
+    EXPECT_EQ(complaintAbout("1.0", false), beginning + "the number 1");
+    EXPECT_EQ(complaintAbout("18446744073709551615", false), beginning + "the number 18446744073709551615");
+    EXPECT_EQ(complaintAbout("null", false), beginning + "null");
+}
+
+TEST_F(ConfigurationManagerTest, KeepsTheComplaintOfAnExceptionThatIsThrownAgain) {
+    const ConfigurationManager sut = withServices(R"({"S": {"k": 1}})");
+    try {
+        try {
+            sut.getValueOfService("S", "k", "");
+        } catch (const Poco::Exception& exception) {
+            exception.rethrow();
+        }
+    } catch (const Poco::BadCastException& exception) {
+        EXPECT_STREQ(exception.what(), R"(service "S", key "k": expected a string, found the number 1)");
+    }
 }
 
 }  // namespace
