@@ -1,0 +1,65 @@
+// All bytes that a client sends on a connection to the running simulator. With "W" as the first byte, the
+// rest is sent on an open WebSocket.
+#include <zeb-bus-sim/BusSimulator.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "Socket.h"
+
+namespace {
+
+using fuzz::require;
+using fuzz::Socket;
+
+constexpr const char* kService = "ClampControl";
+constexpr const char* kClamp = "/ClampControl/clamps/15";
+constexpr const char* kResources =
+    R"({"clamps":[{"id":"15","name":"Clamp15","type":"Clamp15","isSwitchedOn":true},)"
+    R"({"id":"S","type":"ClampS","isSwitchedOn":false,"see":{"uri":"/ClampControl/clamps/15"}}],)"
+    R"("notifications":[]})";
+constexpr const char* kHandshake =
+    "GET /ClampControl HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+    "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+    "Sec-WebSocket-Protocol: zeb.v1\r\n\r\n";
+constexpr std::chrono::seconds kLimit{10};
+
+zebbussim::BusSimulator& runningSimulator() {
+    static zebbussim::BusSimulator simulator;
+    static const bool isRunning = (simulator.start(), true);
+    static_cast<void>(isRunning);
+    return simulator;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    zebbussim::BusSimulator& sut = runningSimulator();
+    sut.addService(kService, kResources);
+    std::string_view input(reinterpret_cast<const char*>(data), size);
+    {
+        const Socket client(Socket::create());
+        const sockaddr_in address = Socket::loopback(sut.port());
+        require(
+            ::connect(client.descriptor(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
+            "the simulator accepts connections");
+        const bool isWebSocket = !input.empty() && input.front() == 'W';
+        if (isWebSocket) {
+            input.remove_prefix(1);
+            require(::send(client.descriptor(), kHandshake, std::string_view(kHandshake).size(),
+                           MSG_NOSIGNAL) > 0,
+                    "the simulator reads");
+            require(client.readTo("\r\n\r\n").rfind("HTTP/1.1 101", 0) == 0, "the handshake is accepted");
+        }
+        const std::string answer = client.exchange(input);
+        require(isWebSocket || answer.empty() || answer.rfind("HTTP/1.", 0) == 0, "an answer is one of HTTP");
+        require(answer.find("internal_error") == std::string::npos, "a request cannot break the bus");
+    }
+    require(sut.waitForSubscribers(kClamp, 0, kLimit), "a client that has left has no subscription");
+    require(sut.waitForWebSockets(kService, 0, kLimit), "a client that has left has no WebSocket");
+    require(sut.element(kClamp).size() <= std::size_t{1024} * 1024, "an element has 1 MiB at most");
+    return 0;
+}
