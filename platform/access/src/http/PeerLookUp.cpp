@@ -3,23 +3,13 @@
 #include <zeb/ZebException.h>
 
 #include <boost/asio/ip/address.hpp>
-#include <optional>
+#include <boost/system/error_code.hpp>
 #include <utility>
-
-#include "io/NameResolver.h"
 
 namespace zeb {
 
-struct PeerLookUp::State {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool isCancelled = false;
-    std::optional<NameResolver::Answer> answer;
-};
-
-PeerLookUp::PeerLookUp(std::string host) : host_(std::move(host)), state_(std::make_shared<State>()) {}
-
-PeerLookUp::~PeerLookUp() = default;
+PeerLookUp::PeerLookUp(std::string host, NameResolver& resolver)
+    : host_(std::move(host)), resolver_(resolver) {}
 
 std::vector<std::string> PeerLookUp::addresses(Deadline deadline) {
     boost::system::error_code isName;
@@ -27,40 +17,42 @@ std::vector<std::string> PeerLookUp::addresses(Deadline deadline) {
     if (!isName) {
         return {host_};
     }
-    {
-        const std::lock_guard lock(state_->mutex);
-        state_->answer.reset();
+    const std::string step = "look-up of the host \"" + host_ + "\"";
+    std::unique_lock lock(mutex_);
+    answer_.reset();
+    lock.unlock();
+    // Answers with the mutex free, since that may happen within the call.
+    const NameResolver::Question question = resolver_.ask(host_, [this](const NameResolver::Answer& answer) {
+        const std::lock_guard answerLock(mutex_);
+        answer_ = answer;
+        changed_.notify_all();
+    });
+    lock.lock();
+    const bool isOver = changed_.wait_until(lock, deadline, [this] { return isCancelled_ || answer_; });
+    // The question is forgotten with the mutex free, because an answer may just wait for it.
+    const bool isCancelled = isCancelled_;
+    const auto answer = std::exchange(answer_, std::nullopt);
+    lock.unlock();
+    if (isCancelled) {
+        throw ZebException("cancelled: the service is disconnected or the client stops", step);
     }
-    const auto question =
-        NameResolver::ofProcess().ask(host_, [state = state_](const NameResolver::Answer& answer) {
-            const std::lock_guard lock(state->mutex);
-            state->answer = answer;
-            state->changed.notify_all();
-        });
-    std::unique_lock lock(state_->mutex);
-    const bool isOver = state_->changed.wait_until(
-        lock, deadline, [this] { return state_->isCancelled || state_->answer.has_value(); });
-    const std::string where = "look-up of host \"" + host_ + "\"";
-    if (state_->isCancelled) {
-        throw ZebException("cancelled: the service is disconnected or the client stops", where);
+    if (!isOver || !answer) {
+        throw ZebException("no answer within the time limit", step);
     }
-    if (!isOver) {
-        throw ZebException("no answer within the time limit", where);
-    }
-    if (!state_->answer->failure.empty()) {
-        throw ZebException(state_->answer->failure, where);
+    if (answer->addresses.empty()) {
+        throw ZebException(answer->failure, step);
     }
     std::vector<std::string> addresses;
-    for (const auto& address : state_->answer->addresses) {
+    for (const auto& address : answer->addresses) {
         addresses.push_back(address.to_string());
     }
     return addresses;
 }
 
 void PeerLookUp::cancel() {
-    const std::lock_guard lock(state_->mutex);
-    state_->isCancelled = true;
-    state_->changed.notify_all();
+    const std::lock_guard lock(mutex_);
+    isCancelled_ = true;
+    changed_.notify_all();
 }
 
 }  // namespace zeb

@@ -2,15 +2,17 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "io/NameResolver.h"
+
 namespace zeb {
 
-/// Finds the IP addresses of one host for a thread that waits for them, with the NameResolver: no longer than
-/// until a deadline, and not after a cancel().
+/// Finds the IP addresses of one host, and waits for them no longer than it may: the system's own look-up
+/// cannot be interrupted, so it is left behind when the time is over or the wait is cancelled.
 ///
 /// Thread safety: addresses() is called by one thread at a time; any thread may call cancel().
 class PeerLookUp {
@@ -18,10 +20,7 @@ class PeerLookUp {
     using Deadline = std::chrono::steady_clock::time_point;
 
     /// @param host a name, or an IP address, which needs no look-up
-    explicit PeerLookUp(std::string host);
-    ~PeerLookUp();
-    PeerLookUp(const PeerLookUp&) = delete;
-    PeerLookUp& operator=(const PeerLookUp&) = delete;
+    explicit PeerLookUp(std::string host, NameResolver& resolver = NameResolver::ofProcess());
 
     /// The addresses, best first; at least one.
     /// @throws ZebException if there is none, the deadline has passed, or cancel() was called
@@ -31,10 +30,12 @@ class PeerLookUp {
     void cancel();
 
  private:
-    struct State;
-
     const std::string host_;
-    const std::shared_ptr<State> state_;  ///< shared with the question to the resolver
+    NameResolver& resolver_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool isCancelled_ = false;
+    std::optional<NameResolver::Answer> answer_;
 };
 
 }  // namespace zeb
