@@ -19,6 +19,8 @@
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/write.hpp>
 #include <chrono>
+#include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -726,6 +728,62 @@ AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA=
 }
 
 // ---------------------------------------------------------------------------------------- the end
+
+// Finishes the handshake and then reads no more.
+class SilentTlsServer {
+ public:
+    explicit SilentTlsServer(const Certificate& certificate) {
+        context_.use_certificate_chain_file(certificate.certificateFile);
+        context_.use_private_key_file(certificate.keyFile, boost::asio::ssl::context::pem);
+        thread_ = std::thread([this] {
+            boost::asio::ssl::stream<Tcp::socket> stream(acceptor_.accept(), context_);
+            boost::system::error_code error;
+            stream.handshake(boost::asio::ssl::stream_base::server, error);
+            isSilent_.set_value();
+            end_.get_future().wait();
+        });
+    }
+    ~SilentTlsServer() {
+        end_.set_value();
+        thread_.join();
+    }
+    SilentTlsServer(const SilentTlsServer&) = delete;
+    SilentTlsServer& operator=(const SilentTlsServer&) = delete;
+
+    std::string baseUri() const {
+        return "https://127.0.0.1:" + std::to_string(acceptor_.local_endpoint().port());
+    }
+    void waitUntilSilent() { isSilent_.get_future().wait(); }
+
+ private:
+    using Tcp = boost::asio::ip::tcp;
+
+    boost::asio::ssl::context context_{boost::asio::ssl::context::tls_server};
+    boost::asio::io_context ioContext_;
+    Tcp::acceptor acceptor_{ioContext_, Tcp::endpoint(boost::asio::ip::make_address("127.0.0.1"), 0)};
+    std::promise<void> isSilent_;
+    std::promise<void> end_;
+    std::thread thread_;
+};
+
+// The process would end by SIGPIPE.
+TEST_F(TlsFilesContract, ARequestThatIsCancelledWhileItIsSentRaisesNoSignal) {
+    std::signal(SIGPIPE, SIG_DFL);
+    SilentTlsServer silent(authority.issue("silent"));
+    configuration->known.serverBaseUri = silent.baseUri();
+    const auto access = createAccess();
+    auto failure = std::async(std::launch::async, [&access]() -> std::string {
+        try {
+            access->post("lamps", "1", std::string(std::size_t{64} * 1024 * 1024, ' '));
+        } catch (const std::exception& exception) {
+            return exception.what();
+        }
+        return "none";
+    });
+    silent.waitUntilSilent();
+    access->cancel();
+    EXPECT_NE(failure.get().find("cancelled: "), std::string::npos);
+}
 
 TEST_F(TlsFilesContract, ABodyThatEndsWithTheConnectionIsWholeIfTlsSaysSo) {
     const DemandingServer demanding(authority.issue("polite"), "", kLampInABodyWithoutLength);

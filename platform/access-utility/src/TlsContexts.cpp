@@ -25,28 +25,37 @@ void require(bool isDone, const char* what) {
     }
 }
 
-// Calls `use` with the content. Every fault is reported with the variable and the file.
+// Calls `use` with the content. Every fault is reported with the variable and the file. Returns false if
+// there is a fault in a file that nobody has asked for, which is left out.
 template <typename Use>
-void withContentOf(const TlsFiles::Source& source, Use use) {
+bool withContentOf(const TlsFiles::Source& source, Use use) {
     try {
         std::string content = readRegularFile(source.path, kLargestFile);
         const std::unique_ptr<std::string, void (*)(std::string*)> cleansed(
             &content, [](std::string* text) { OPENSSL_cleanse(text->data(), text->size()); });
         use(content);
+        return true;
     } catch (const std::system_error& error) {
         if (source.isRequired() || !isAbsent(error)) {
             throw unusable(source, error.code().message());
         }
+        return true;
     } catch (const std::runtime_error& fault) {
-        // What nobody has asked for can only be missing.
         if (source.isRequired()) {
             throw unusable(source, fault.what());
         }
+        return false;
     }
 }
 
-void trust(SSL_CTX* context, const TlsFiles::Source& source) {
-    withContentOf(source, [context, &source](const std::string& content) {
+// Adds what `source` contains to `known`, and to the context if it was not known yet. A system has most of
+// its authorities twice, in one file and in a directory.
+bool trust(SSL_CTX* context, const TlsFiles::Source& source, std::string& known) {
+    return withContentOf(source, [&](const std::string& content) {
+        if (!source.isRequired() && known.find(content) != std::string::npos) {
+            return;
+        }
+        known.append(content);
         const auto certificates = certificatesIn(content);
         if (certificates.empty() && source.isRequired()) {
             throw std::runtime_error("it contains no certificate");
@@ -86,7 +95,8 @@ void keepOpenSslToTheEndOfTheProcess() {
     OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
 }
 
-TlsContexts::Context contextOf(const TlsFiles& files) {
+// `isWhole` becomes false if something was left out that may be there later.
+TlsContexts::Context contextOf(const TlsFiles& files, bool& isWhole) {
     keepOpenSslToTheEndOfTheProcess();
     TlsContexts::Context context(SSL_CTX_new(TLS_client_method()));
     require(context != nullptr, "context");
@@ -97,10 +107,11 @@ TlsContexts::Context contextOf(const TlsFiles& files) {
     SSL_CTX_set_session_cache_mode(native, SSL_SESS_CACHE_OFF);
     SSL_CTX_set_verify(native, SSL_VERIFY_PEER, nullptr);
     SSL_CTX_set_verify_depth(native, kMaximumChainLength);
-    trust(native, files.authorities);
+    std::string known;
+    isWhole = trust(native, files.authorities, known);
     for (const TlsFiles::Source& directory : files.directories) {
         for (const std::string& path : certificateFilesIn(directory)) {
-            trust(native, {"", path});
+            isWhole = trust(native, {"", path}, known) && isWhole;
         }
     }
     if (!files.certificate.path.empty()) {
@@ -134,7 +145,11 @@ TlsContexts::Context TlsContexts::get(const std::string& service) {
         }
         entries_.erase(known);
     }
-    Context context = contextOf(files);
+    bool isWhole = false;
+    Context context = contextOf(files, isWhole);
+    if (!isWhole) {
+        return context;  // the next connection tries again
+    }
     if (entries_.size() >= kMostEntries) {
         entries_.clear();
     }

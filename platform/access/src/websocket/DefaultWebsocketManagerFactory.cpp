@@ -1,10 +1,12 @@
 #include <zeb/DefaultWebsocketManagerFactory.h>
+#include <zebutil/TlsClientContext.h>
 
 #include <algorithm>
 #include <mutex>
 #include <utility>
 #include <vector>
 
+#include "WebsocketAddress.h"
 #include "WebsocketManager.h"
 #include "io/IoThread.h"
 
@@ -17,6 +19,10 @@ class DefaultWebsocketManagerFactory::Impl {
                                               const std::shared_ptr<zebutil::ITaskExecutor>& executor,
                                               std::shared_ptr<zebutil::ILogger> logger,
                                               WebsocketObserver observer) {
+        if (const auto address = WebsocketAddress::parse(settings.uri); address.isSecure) {
+            // Reading the trusted authorities would hold up the I/O thread.
+            zebutil::TlsClientContext::refresh(address.service);
+        }
         auto manager = std::make_shared<WebsocketManager>(ioThread(), settings, executor, std::move(logger),
                                                           std::move(observer));
         {
