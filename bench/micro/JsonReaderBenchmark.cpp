@@ -12,10 +12,13 @@
 
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/src.hpp>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Elements.h"
@@ -44,11 +47,12 @@ void addNumber(JsonDocumentBuilder& builder, std::string_view text) {
 
 class BoostHandler {
  public:
-    static constexpr std::size_t max_object_size =
-        -1;                                            // NOLINT(readability-identifier-naming)  Boost's names
-    static constexpr std::size_t max_array_size = -1;  // NOLINT(readability-identifier-naming)
-    static constexpr std::size_t max_key_size = -1;    // NOLINT(readability-identifier-naming)
-    static constexpr std::size_t max_string_size = -1;  // NOLINT(readability-identifier-naming)
+    // NOLINTBEGIN(readability-identifier-naming)  Boost's names
+    static constexpr std::size_t max_object_size = SIZE_MAX;
+    static constexpr std::size_t max_array_size = SIZE_MAX;
+    static constexpr std::size_t max_key_size = SIZE_MAX;
+    static constexpr std::size_t max_string_size = SIZE_MAX;
+    // NOLINTEND(readability-identifier-naming)
 
     explicit BoostHandler(JsonDocumentBuilder& builder) : builder_(builder) {}
 

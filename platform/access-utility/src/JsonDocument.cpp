@@ -31,11 +31,10 @@ JsonDocumentHold JsonDocument::parse(std::string_view text, int maximumDepth) {
         throw JsonException("JSON: expected at most " + std::to_string(kMaximumTextSize) + " bytes, found " +
                             std::to_string(text.size()));
     }
-    return JsonDocumentHold(text.size() <= kSmallTextSize ? readSmall(text, maximumDepth)
-                                                          : readLarge(text, maximumDepth));
+    return text.size() <= kSmallTextSize ? readSmall(text, maximumDepth) : readLarge(text, maximumDepth);
 }
 
-JsonDocument* JsonDocument::readSmall(std::string_view text, int maximumDepth) {
+JsonDocumentHold JsonDocument::readSmall(std::string_view text, int maximumDepth) {
     JsonNode nodes[kMostNodesOfSmallText];
     char texts[kSmallTextSize];
     JsonDocumentBuilder builder(nodes, kMostNodesOfSmallText, texts);
@@ -44,18 +43,17 @@ JsonDocument* JsonDocument::readSmall(std::string_view text, int maximumDepth) {
     std::copy_n(nodes, builder.nodeCount(), document->nodes());
     std::copy_n(texts, builder.textSize(), document->texts());
     document->root_ = static_cast<std::uint32_t>(builder.nodeCount() - 1);
-    return document;
+    return JsonDocumentHold(document);
 }
 
-JsonDocument* JsonDocument::readLarge(std::string_view text, int maximumDepth) {
+JsonDocumentHold JsonDocument::readLarge(std::string_view text, int maximumDepth) {
     const std::size_t nodeCount = mostJsonNodes(text);
     JsonDocument* const document = allocate(nodeCount, text.size());
-    JsonDocumentHold untilRead(document);
+    JsonDocumentHold hold(document);
     JsonDocumentBuilder builder(document->nodes(), nodeCount, document->texts());
     readJson(text, maximumDepth, builder);
     document->root_ = static_cast<std::uint32_t>(builder.nodeCount() - 1);
-    document->holds_.fetch_add(1, std::memory_order_relaxed);
-    return document;
+    return hold;
 }
 
 JsonDocument* JsonDocument::allocate(std::size_t roomForNodes, std::size_t roomForTexts) {

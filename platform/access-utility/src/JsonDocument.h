@@ -59,8 +59,8 @@ class JsonDocument {
     JsonDocument& operator=(const JsonDocument&) = delete;
 
     static JsonDocument* allocate(std::size_t roomForNodes, std::size_t roomForTexts);
-    static JsonDocument* readSmall(std::string_view text, int maximumDepth);
-    static JsonDocument* readLarge(std::string_view text, int maximumDepth);
+    static JsonDocumentHold readSmall(std::string_view text, int maximumDepth);
+    static JsonDocumentHold readLarge(std::string_view text, int maximumDepth);
 
     JsonNode* nodes() { return reinterpret_cast<JsonNode*>(this + 1); }
     const JsonNode* nodes() const { return reinterpret_cast<const JsonNode*>(this + 1); }

@@ -10,7 +10,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "JsonNode.h"
 
@@ -29,8 +28,8 @@ class JsonValue {
     /// The value under a key; `value` or `node` is null if the key is missing.
     JsonValue(std::nullptr_t, const std::string& key) : key_(&key) {}
     JsonValue(const Poco::Dynamic::Var* value, const std::string& key) : value_(value), key_(&key) {}
-    JsonValue(Poco::Dynamic::Var copy, const std::string& key)
-        : copy_(std::move(copy)), value_(&copy_), key_(&key) {}
+    JsonValue(const Poco::Dynamic::Var& temporary, const std::string& key)
+        : copy_(temporary), value_(&copy_), key_(&key) {}
     JsonValue(const JsonDocumentHold& document, const JsonNode* node, const std::string& key)
         : document_(&document), node_(node), key_(&key) {}
     /// The element of an array; `value` or `node` is null if `position` is past the end.
