@@ -628,12 +628,12 @@ TEST_F(TlsFilesContract, AnEmptyVariableIsNoPinnedAuthority) {
 // ---------------------------------------------------------------------------------------- client
 // certificates
 
-// Answers one request, to a client with a certificate of the authority if one is given.
+// Answers some requests on one connection, to a client with a certificate of the authority if one is given.
 class DemandingServer {
  public:
     DemandingServer(const Certificate& certificate, const std::string& clientAuthority, std::string answer,
-                    bool saysGoodbye = true)
-        : answer_(std::move(answer)), saysGoodbye_(saysGoodbye) {
+                    bool saysGoodbye = true, int requests = 1)
+        : answer_(std::move(answer)), saysGoodbye_(saysGoodbye), requests_(requests) {
         context_.use_certificate_chain_file(certificate.certificateFile);
         context_.use_private_key_file(certificate.keyFile, boost::asio::ssl::context::pem);
         if (!clientAuthority.empty()) {
@@ -659,18 +659,21 @@ class DemandingServer {
         Stream stream(acceptor_.accept(), context_);
         boost::system::error_code error;
         stream.handshake(Stream::server, error);
-        std::string request;
-        boost::asio::read_until(stream, boost::asio::dynamic_buffer(request), "\r\n\r\n", error);
-        if (!error) {
-            boost::asio::write(stream, boost::asio::buffer(answer_), error);
-            if (saysGoodbye_) {
-                stream.shutdown(error);
+        for (int number = 0; number < requests_ && !error; ++number) {
+            std::string request;
+            boost::asio::read_until(stream, boost::asio::dynamic_buffer(request), "\r\n\r\n", error);
+            if (!error) {
+                boost::asio::write(stream, boost::asio::buffer(answer_), error);
             }
+        }
+        if (!error && saysGoodbye_) {
+            stream.shutdown(error);
         }
     }
 
     const std::string answer_;
     const bool saysGoodbye_;
+    const int requests_;
     boost::asio::ssl::context context_{boost::asio::ssl::context::tls_server};
     boost::asio::io_context ioContext_;
     Tcp::acceptor acceptor_{ioContext_, Tcp::endpoint(boost::asio::ip::make_address("127.0.0.1"), 0)};
@@ -728,6 +731,18 @@ AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA=
 }
 
 // ---------------------------------------------------------------------------------------- the end
+
+// TLS 1.3 sends session tickets after the handshake, when nobody waits for anything.
+TEST_F(TlsFilesContract, SessionTicketsDoNotEndAKeptConnection) {
+    const std::string body = R"({"data":[{"id":"1"}]})";
+    const DemandingServer talkative(
+        authority.issue("talkative"), "",
+        "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body, true, 2);
+    configuration->known.serverBaseUri = talkative.baseUri();
+    const auto access = createAccess();
+    EXPECT_EQ(findFirst(access).id, "1");
+    EXPECT_EQ(findFirst(access).id, "1");  // the server takes no second connection
+}
 
 // Finishes the handshake and then reads no more.
 class SilentTlsServer {

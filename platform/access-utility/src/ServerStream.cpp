@@ -14,6 +14,9 @@ namespace {
 
 using Kind = TransportError::Kind;
 
+// A server sends a few session tickets after the handshake.
+constexpr int kMostQuietRecords = 16;
+
 // The same failure, with the step in which it happened.
 TransportError in(const std::string& step, const TransportError& error) {
     return {error.kind(), error.kind() == Kind::Cancelled ? error.what() : step + ": " + error.what()};
@@ -62,6 +65,8 @@ void ServerStream::shakeHands(Deadline deadline) {
     SSL_set_bio(connection_.get(), bio, bio);
     SSL_set_mode(connection_.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER |
                                         SSL_MODE_RELEASE_BUFFERS);
+    // Returns after each record, so that records without data cannot keep it beyond the deadline.
+    SSL_clear_mode(connection_.get(), SSL_MODE_AUTO_RETRY);
     tls_->prepare(connection_.get());
     if (complete([this] { return SSL_connect(connection_.get()); }, deadline) == 0) {
         throw TransportError(Kind::Ended, "the server closed the connection");
@@ -91,9 +96,18 @@ bool ServerStream::isQuiet() {
         }
     }
     // What arrives for TLS alone, such as a session ticket, does not count.
-    ERR_clear_error();
-    const int result = SSL_read(connection_.get(), &byte, 1);
-    return result <= 0 && SSL_get_error(connection_.get(), result) == SSL_ERROR_WANT_READ;
+    for (int record = 0; record < kMostQuietRecords; ++record) {
+        ERR_clear_error();
+        isDrained_ = false;
+        const int result = SSL_read(connection_.get(), &byte, 1);
+        if (result > 0 || SSL_get_error(connection_.get(), result) != SSL_ERROR_WANT_READ) {
+            return false;
+        }
+        if (isDrained_) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void ServerStream::send(std::string_view bytes, Deadline deadline) {
@@ -195,6 +209,7 @@ int ServerStream::readForTls(bio_st* bio, char* data, int size) {
         if (count < 0) {
             BIO_set_retry_read(bio);
         }
+        self->isDrained_ = count < 0;
         self->isAtEnd_ = count == 0;
         return count;
     } catch (const TransportError&) {

@@ -71,6 +71,7 @@ class ServerStream {
     Connection connection_;                  ///< null without TLS
     std::exception_ptr failure_;             ///< of the socket, on its way through OpenSSL
     bool isAtEnd_ = false;                   ///< of the socket
+    bool isDrained_ = false;                 ///< whether nothing is left of what has arrived
 };
 
 }  // namespace zebutil
