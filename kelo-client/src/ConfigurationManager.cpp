@@ -39,10 +39,14 @@ milliseconds pongTimeout(milliseconds interval) {
     return interval > milliseconds::max() / 3 ? milliseconds::max() : 3 * interval;
 }
 
-/// The value that the strict getter returns; empty if the key is missing or has another type.
+/// The value that the strict getter returns; empty if the key is missing or has another type. An exception
+/// takes some microseconds, so a missing key is found without one.
 template <typename Value>
 std::optional<Value> find(const JsonObject& object, const std::string& key,
                           Value (JsonObject::*get)(const std::string&) const) {
+    if (!object.has(key)) {
+        return std::nullopt;
+    }
     try {
         return (object.*get)(key);
     } catch (const zebutil::JsonException&) {
@@ -197,9 +201,11 @@ void ConfigurationManager::parseServiceRegistrySettings(const JsonObject& settin
         }
         const auto element = elements->getObject(index);
         const auto service = findString(*element, "service");
-        const auto useSeparator = find(*element, "useSeparator", &JsonObject::getBool);
-        const auto watchdogTimeout = find(*element, "watchdogTimeout", &JsonObject::getInt64);
-        if (!service || !useSeparator || !watchdogTimeout) {
+        const auto useSeparator =
+            service ? find(*element, "useSeparator", &JsonObject::getBool) : std::nullopt;
+        const auto watchdogTimeout =
+            useSeparator ? find(*element, "watchdogTimeout", &JsonObject::getInt64) : std::nullopt;
+        if (!watchdogTimeout) {
             continue;
         }
         const milliseconds interval = pingInterval(*watchdogTimeout);

@@ -4,6 +4,7 @@
 #include <BusProgram.h>
 #include <ChildProcess.h>
 #include <Emulator.h>
+#include <FailingThreads.h>
 #include <TemporaryDirectory.h>
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <clampcontrolclient/ClampControlClient.h>
@@ -21,8 +22,10 @@
 #include <future>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -51,7 +54,7 @@ std::set<std::string> threads() {
     return ids;
 }
 
-/// A process with a client that has subscribed, in every test.
+/// The library in this process, with a client that has not been started.
 class Guest {
  public:
     explicit Guest(const std::string& bus) {
@@ -62,8 +65,15 @@ class Guest {
                 bus + R"("}}})"));
         client = std::make_unique<ClampControlClient>();
         client->AssignCallback(&callback_);
+    }
+
+    void connect() {
         client->Start();
         callback_.connected.get_future().wait();
+    }
+
+    void subscribe() {
+        connect();
         if (client->SubscribeClampControl().empty()) {
             std::_Exit(4);
         }
@@ -107,7 +117,8 @@ std::uint64_t blockedSignalsOf(const std::string& thread) {
 TEST(Guest, BlocksTheSignalsOfTheApplicationOnEveryThread) {
     const auto result = runGuest([](const std::string& bus) {
         const auto before = threads();
-        const Guest guest(bus);
+        Guest guest(bus);
+        guest.subscribe();
         for (const auto& thread : threads()) {
             for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD, SIGPIPE}) {
                 if (before.count(thread) == 0 &&
@@ -125,6 +136,7 @@ TEST(Guest, BlocksTheSignalsOfTheApplicationOnEveryThread) {
 void expectForkedChildToEnd(const std::function<void(Guest&)>& work) {
     const auto result = runGuest([&work](const std::string& bus) {
         Guest guest(bus);
+        guest.subscribe();
         const auto forked = runInChild([&] {
             ::alarm(20);
             work(guest);
@@ -148,6 +160,28 @@ TEST(GuestInAForkedChild, IsDestroyed) {
 
 TEST(GuestInAForkedChild, Logs) {
     expectForkedChildToEnd([](Guest&) { csc_logging::CSCLogging::LogInfo("in the child"); });
+}
+
+TEST(GuestWithoutThreads, IsMadeStartedStoppedAndDestroyed) {
+    const auto result = runGuest([](const std::string& bus) {
+        const test_support::FailingThreads noThreads;
+        const Guest guest(bus);
+        guest.client->Start();
+        guest.client->Stop();
+    });
+    EXPECT_EQ(result.signal, 0) << result.errors;
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+}
+
+TEST(GuestWithoutThreads, SubscribesOnceThereAreThreads) {
+    const auto result = runGuest([](const std::string& bus) {
+        std::optional<test_support::FailingThreads> noThreads(std::in_place);
+        Guest guest(bus);
+        noThreads.reset();
+        guest.subscribe();
+    });
+    EXPECT_EQ(result.signal, 0) << result.errors;
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
 }
 
 }  // namespace
