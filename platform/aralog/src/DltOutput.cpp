@@ -47,6 +47,19 @@ static_assert(static_cast<int>(LogLevel::kInfo) == DLT_LOG_INFO);
 static_assert(static_cast<int>(LogLevel::kDebug) == DLT_LOG_DEBUG);
 static_assert(static_cast<int>(LogLevel::kVerbose) == DLT_LOG_VERBOSE);
 
+/// Around every call in which libdlt may start. If it could not start before, for want of threads, each
+/// registration tries again.
+class Starting {
+ public:
+    Starting() = default;
+    ~Starting() { dlt_set_resend_timeout_atexit(kExitTimeoutMilliseconds); }  // starting sets the default
+    Starting(const Starting&) = delete;
+    Starting& operator=(const Starting&) = delete;
+
+ private:
+    const internal::BlockedSignals blocked_;  ///< the threads that libdlt makes inherit that
+};
+
 bool isLevel(int level) noexcept {
     return level >= DLT_LOG_OFF && level <= DLT_LOG_VERBOSE;
 }
@@ -115,7 +128,7 @@ extern "C" void onLevelChanged(char* contextId, std::uint8_t level, std::uint8_t
 }  // namespace
 
 void start() {
-    const internal::BlockedSignals blocked;  // the threads that libdlt makes inherit that
+    const Starting starting;
     // By default libdlt writes its own messages to standard output, where they would mix with the output of
     // the application. Only warnings and errors are kept, because a daemon that is not there yet is not worth
     // a line.
@@ -124,10 +137,10 @@ void start() {
     if (dlt_init() < DLT_RETURN_OK) {
         complain("libdlt cannot be started; records will not reach DLT");
     }
-    dlt_set_resend_timeout_atexit(kExitTimeoutMilliseconds);
 }
 
 void registerApplication(const std::string& name, const std::string& description) {
+    const Starting starting;
     // libdlt mistakes a new id for the registered one if the new one begins with it, so unregister first.
     char registered[DLT_ID_SIZE + 1] = {};
     dlt_get_appid(registered);
@@ -141,6 +154,7 @@ void registerApplication(const std::string& name, const std::string& description
 }
 
 void registerContext(Logger::State& state, LevelChanged levelChanged) {
+    const Starting starting;
     listener.store(levelChanged);
     const std::string description = dltDescription(state.name, state.dltId, state.description);
     UnansweredContexts::instance().add(state.dltId);
