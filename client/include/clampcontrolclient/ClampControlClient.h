@@ -64,8 +64,8 @@ class CLAMPCONTROL_EXPORT ClampControlClient : public ClampControlClientIf {
     /// Ends all subscriptions, connections and threads that the clients of this process share; there is no
     /// restart. No disconnect is reported to the callback. May be called in any state and more than once.
     /// When it returns, no callback is running and none will run, so do not hold a lock that the callback
-    /// takes. A subscribe that another thread is waiting for returns at once. Called inside a callback, Stop()
-    /// does not wait for that callback, which is then the last one.
+    /// takes. A subscribe that another thread is waiting for returns at once. Called inside a callback,
+    /// Stop() does not wait for that callback, which is then the last one.
     void Stop() override;
 
     /// Sets the callback; call it before Start(). Events that occur while no callback is assigned are not
@@ -76,8 +76,8 @@ class CLAMPCONTROL_EXPORT ClampControlClient : public ClampControlClientIf {
     /// Looks up the element of terminal 15, subscribes to it and waits for its first notification, which
     /// reaches the callback just before or just after this function returns. Blocks for up to 10 s: 5 s for
     /// the look-up and 5 s for the notification. Returns at once when the service is lost, when a client of
-    /// this process is stopped, and when this client is destroyed. Replaces an earlier subscription of this client. Must not be
-    /// called inside a callback, where it fails at once.
+    /// this process is stopped, and when this client is destroyed. Replaces an earlier subscription of this
+    /// client. Must not be called inside a callback, where it fails at once.
     /// @return the uuid of the element, for UnsubscribeClampControl(); empty if subscribing failed, with the
     ///        reason in the log
     /// @throws std::runtime_error "ClampControl client not ready" while the service is not connected. Stop()

@@ -133,8 +133,9 @@ TEST(ClientWithUnusableConfiguration, LogsThatADirectoryIsNoFile) {
 }
 
 TEST(ClientWithUnusableConfiguration, LogsThatTheJsonBreaksOff) {
-    EXPECT_EQ(errorsOfConstruction(breakOff),
-              "error: Loading config file failed, error: JSON Exception: line 1, column 94: expected a value\n");
+    EXPECT_EQ(
+        errorsOfConstruction(breakOff),
+        "error: Loading config file failed, error: JSON Exception: line 1, column 94: expected a value\n");
 }
 
 struct Unusable {
