@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "BusModel.h"
@@ -19,6 +20,8 @@ struct BusContext {
     HttpFaults& faults;
     std::string basePath;
     ServerNames names;
+    std::size_t queuedBytes = 0;  ///< of all WebSockets
+    std::size_t answerBytes = 0;  ///< of all answers that are being written
 };
 
 }  // namespace zebbussim

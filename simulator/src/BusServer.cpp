@@ -13,6 +13,8 @@ using asio::ip::tcp;
 namespace {
 
 constexpr std::chrono::milliseconds kAcceptPause{100};
+/// Connections that wait for a request make room for new ones beyond this number.
+constexpr std::size_t kMaximumConnections = 1024;
 
 tcp::acceptor listen(asio::io_context& ioContext, const std::string& address, std::uint16_t port) {
     try {
@@ -45,14 +47,13 @@ void BusServer::accepted(const ErrorCode& error, tcp::socket&& socket) {
         return;
     }
     if (error) {
-        // For instance out of file descriptors: an immediate retry would only spin.
-        retryTimer_.expires_after(kAcceptPause);
-        retryTimer_.async_wait([this](const ErrorCode& timerError) {
-            if (!timerError) {
-                accept();
-            }
-        });
+        const bool isOutOfDescriptors = error == boost::system::errc::too_many_files_open ||
+                                        error == boost::system::errc::too_many_files_open_in_system;
+        isOutOfDescriptors&& makeRoom() ? accept() : retryLater();
         return;
+    }
+    if (connections_.size() >= kMaximumConnections) {
+        makeRoom();
     }
     ErrorCode ignored;
     socket.set_option(tcp::no_delay(true), ignored);
@@ -70,6 +71,30 @@ void BusServer::accepted(const ErrorCode& error, tcp::socket&& socket) {
     connections_.insert(connection);
     connection->start();
     accept();
+}
+
+void BusServer::retryLater() {
+    // An immediate retry would only spin.
+    retryTimer_.expires_after(kAcceptPause);
+    retryTimer_.async_wait([this](const ErrorCode& error) {
+        if (!error) {
+            accept();
+        }
+    });
+}
+
+bool BusServer::makeRoom() {
+    std::shared_ptr<HttpConnection> longest;
+    for (const auto& connection : connections_) {
+        const auto since = connection->waitingSince();
+        if (since && (!longest || *since < *longest->waitingSince())) {
+            longest = connection;
+        }
+    }
+    if (longest) {
+        longest->close();
+    }
+    return longest != nullptr;
 }
 
 void BusServer::upgraded(BusStream&& stream, const std::string& service, WebSocketPeer::Request&& request) {

@@ -45,6 +45,9 @@ class BusServer {
     using ErrorCode = boost::system::error_code;
 
     void accept();
+    void retryLater();
+    /// Closes the connection that has waited longest for a request. Returns false if there is none.
+    bool makeRoom();
     void accepted(const ErrorCode& error, boost::asio::ip::tcp::socket&& socket);
     void upgraded(BusStream&& stream, const std::string& service, WebSocketPeer::Request&& request);
     void checkClosed();

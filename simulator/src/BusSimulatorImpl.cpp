@@ -82,6 +82,8 @@ void BusSimulator::Impl::start() {
     if (running_) {
         throw std::runtime_error("The simulator runs already");
     }
+    context_.queuedBytes = 0;
+    context_.answerBytes = 0;
     running_ = std::make_unique<Running>(model_, context_, options_);
     options_.port = running_->server.port();
     registry_.setAddress(baseUri(), context_.basePath);

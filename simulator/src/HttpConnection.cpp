@@ -4,9 +4,11 @@
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/rfc7230.hpp>
+#include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <chrono>
+#include <utility>
 
 #include "Json.h"
 #include "WebSocketPeer.h"
@@ -23,6 +25,9 @@ constexpr std::size_t kMaximumBody = 1024 * 1024;
 constexpr std::uint32_t kMaximumHeader = 8 * 1024;
 /// Holds a head or the line of a chunk, which the parser wants in one piece, and whatever came along.
 constexpr std::size_t kBuffer = 16 * 1024;
+/// Of the answers that clients have not read yet. Small ones are always given.
+constexpr std::size_t kMaximumAnswers = 256 * 1024 * 1024;
+constexpr std::size_t kSmallAnswer = 64 * 1024;
 constexpr std::chrono::seconds kIdleTime{60};
 constexpr std::chrono::seconds kFinishTime{1};
 
@@ -54,6 +59,7 @@ HttpConnection::HttpConnection(BusStream&& stream, BusContext& busContext, Event
       buffer_(kBuffer) {}
 
 void HttpConnection::start() {
+    waitingSince_ = std::chrono::steady_clock::now();
     closeIn(kIdleTime);
     stream_.begin([self = shared_from_this()](const ErrorCode& error) {
         if (error) {
@@ -80,6 +86,7 @@ void HttpConnection::read() {
     parser_->header_limit(kMaximumHeader);
     parser_->body_limit(kMaximumBody);
     rawHead_.clear();
+    waitingSince_ = std::chrono::steady_clock::now();
     closeIn(kIdleTime);
     parseHead();  // of a request that came along with the one before
 }
@@ -158,6 +165,7 @@ void HttpConnection::received(const ErrorCode& error) {
     if (over_) {
         return;
     }
+    waitingSince_.reset();
     if (error) {
         refuse(error);
         return;
@@ -238,7 +246,14 @@ void HttpConnection::handshake(const RequestTarget& target) {
     events_.ended(shared_from_this());
 }
 
-void HttpConnection::answer(const HttpAnswer& httpAnswer, bool closeAfter) {
+void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
+    waitingSince_.reset();
+    const std::size_t size = httpAnswer.body.size();
+    if (size > kSmallAnswer && context_.answerBytes + size > kMaximumAnswers) {
+        answer(errorAnswer(BusError::unavailable("Too many clients do not read their answers")), closeAfter);
+        return;
+    }
+    context_.answerBytes += size;
     auto response = std::make_shared<http::response<http::string_body>>();
     response->version(request_.version());
     response->result(static_cast<unsigned int>(httpAnswer.status));
@@ -251,14 +266,15 @@ void HttpConnection::answer(const HttpAnswer& httpAnswer, bool closeAfter) {
         response->set(http::field::upgrade, "websocket");
     }
     response->keep_alive(!closeAfter && request_.keep_alive());
-    response->body() = httpAnswer.body;
+    response->body() = std::move(httpAnswer.body);
     response->prepare_payload();
     if (request_.method() == http::verb::head) {
         response->body().clear();  // the length of the omitted body stays
     }
     closeIn(kIdleTime);
     http::async_write(stream_, *response,
-                      [self = shared_from_this(), response](const ErrorCode& error, std::size_t) {
+                      [self = shared_from_this(), response, size](const ErrorCode& error, std::size_t) {
+                          self->context_.answerBytes -= size;
                           if (self->over_) {
                               return;
                           }

@@ -5,7 +5,6 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -16,6 +15,7 @@
 #include "BusContext.h"
 #include "BusError.h"
 #include "BusStream.h"
+#include "GrowingBody.h"
 #include "HttpRequests.h"
 #include "RequestTarget.h"
 
@@ -27,7 +27,7 @@ namespace zebbussim {
 /// Owned by the server's set of connections and by its own pending operations. Used on the bus's thread.
 class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
  public:
-    using Request = boost::beast::http::request<boost::beast::http::string_body>;
+    using Request = boost::beast::http::request<GrowingBody>;
 
     struct Events {
         std::function<void(BusStream&&, const std::string& service, Request&&)> upgraded;
@@ -39,8 +39,11 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     void start();
     void close();
 
+    /// Since when the connection waits for a request to arrive; nothing while one is answered.
+    std::optional<std::chrono::steady_clock::time_point> waitingSince() const { return waitingSince_; }
+
  private:
-    using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
+    using Parser = boost::beast::http::request_parser<GrowingBody>;
     using ErrorCode = boost::system::error_code;
 
     void read();
@@ -54,7 +57,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     /// The path of the request on the bus; empty if its target cannot be parsed.
     std::string busPath() const;
     void handshake(const RequestTarget& target);
-    void answer(const HttpAnswer& httpAnswer, bool closeAfter);
+    void answer(HttpAnswer httpAnswer, bool closeAfter);
     void writeBytes(const std::string& bytes);
     /// Closes the connection when the client has closed it, or after a second.
     void finish();
@@ -73,6 +76,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     Request request_;
     std::variant<RequestTarget, BusError> target_;  ///< or why it cannot be parsed
     std::array<char, 4096> leftOver_;
+    std::optional<std::chrono::steady_clock::time_point> waitingSince_;
     bool over_ = false;
 };
 

@@ -64,12 +64,16 @@ class Observations {
         }
     }
 
-    /// Counts a request. All paths beyond the first ten thousand share one count, which bounds the memory.
+    /// Counts a request. Later paths share one count, which bounds the memory.
     void countRequest(const std::string& path) {
-        constexpr std::size_t maximumPaths = 10000;
+        constexpr std::size_t kMaximumPaths = 10000;
+        constexpr std::size_t kMaximumBytes = 1024 * 1024;
         update([&](Numbers& numbers) {
             const bool isNew = numbers.requests.count(path) == 0;
-            ++numbers.requests[isNew && numbers.requests.size() >= maximumPaths ? "" : path];
+            const bool isFull =
+                numbers.requests.size() >= kMaximumPaths || requestPathBytes_ + path.size() > kMaximumBytes;
+            requestPathBytes_ += isNew && !isFull ? path.size() : 0;
+            ++numbers.requests[isNew && isFull ? "" : path];
         });
     }
 
@@ -91,6 +95,7 @@ class Observations {
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
     Numbers numbers_;
+    std::size_t requestPathBytes_ = 0;
     std::atomic<std::size_t> unsent_ = 0;
 };
 

@@ -16,6 +16,8 @@ namespace zebbussim {
 namespace {
 
 constexpr std::size_t kMaximumSubscriptions = 65536;
+/// Each change is told to all of them, before anybody else is served.
+constexpr std::size_t kMaximumOfAll = 262144;
 constexpr std::size_t kMaximumMessage = 1024 * 1024;
 /// Of a text of a request that its answer repeats, escaped.
 constexpr std::size_t kMaximumEcho = 64 * 1024;
@@ -92,6 +94,10 @@ void Subscriptions::subscribe(Subscriber& subscriber, const std::string& request
     if (bySubscriber_[&subscriber].size() >= kMaximumSubscriptions) {
         throw BusError(429, "too_many_requests",
                        "A WebSocket has at most " + std::to_string(kMaximumSubscriptions) + " subscriptions");
+    }
+    if (subscriptions_.size() >= kMaximumOfAll) {
+        throw BusError(429, "too_many_requests",
+                       "The bus has at most " + std::to_string(kMaximumOfAll) + " subscriptions");
     }
 
     const Number number = ++lastNumber_;

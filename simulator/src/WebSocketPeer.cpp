@@ -70,10 +70,10 @@ void WebSocketPeer::enqueue(Outgoing outgoing) {
     if (closing_ || over_ || overflown_) {
         return;
     }
-    queueSize_ += outgoing.size();
+    setQueueSize(queueSize_ + outgoing.size());
     queue_.push_back(std::move(outgoing));
     context_.observations.addUnsent(1);
-    if (queueSize_ > kMaximumQueue) {
+    if (queueSize_ > kMaximumQueue || (context_.queuedBytes > kMaximumQueues && queueSize_ > kSmallQueue)) {
         overflown_ = true;
         clearQueue(writing_ ? 1 : 0);
         // Later, because closing ends the subscriptions, and the caller may be iterating over them.
@@ -112,7 +112,7 @@ void WebSocketPeer::written(const ErrorCode& error) {
         closing_ ? sendClose() : ended();
         return;
     }
-    queueSize_ -= queue_.front().size();
+    setQueueSize(queueSize_ - queue_.front().size());
     queue_.pop_front();
     context_.observations.removeUnsent(1);
     if (!queue_.empty()) {
@@ -126,8 +126,14 @@ void WebSocketPeer::written(const ErrorCode& error) {
 void WebSocketPeer::clearQueue(std::size_t keep) {
     const std::size_t dropped = queue_.size() - keep;
     queue_.resize(keep);
-    queueSize_ = keep == 0 ? 0 : queue_.front().size();
+    setQueueSize(keep == 0 ? 0 : queue_.front().size());
     context_.observations.removeUnsent(dropped);
+}
+
+void WebSocketPeer::setQueueSize(std::size_t size) {
+    context_.queuedBytes += size;
+    context_.queuedBytes -= queueSize_;
+    queueSize_ = size;
 }
 
 void WebSocketPeer::close(std::uint16_t code) {
@@ -203,6 +209,7 @@ void WebSocketPeer::ended() {
     const std::shared_ptr<WebSocketPeer> self = shared_from_this();
     context_.subscriptions.leave(*this);
     clearQueue(writing_ ? 1 : 0);  // a pending write still needs its buffers
+    setQueueSize(0);
     if (writing_) {
         context_.observations.removeUnsent(1);
     }

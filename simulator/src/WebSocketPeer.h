@@ -3,7 +3,6 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/message.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <cstdint>
 #include <deque>
@@ -13,6 +12,7 @@
 
 #include "BusContext.h"
 #include "BusStream.h"
+#include "GrowingBody.h"
 
 namespace zebbussim {
 
@@ -23,12 +23,15 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
     static constexpr const char* kSubProtocol = "zeb.v1";
     /// If more bytes than this are queued for a client that does not read, its WebSocket is closed.
     static constexpr std::size_t kMaximumQueue = 64 * 1024 * 1024;
+    /// If more is queued for all clients together, those with more than a small queue are closed, too.
+    static constexpr std::size_t kMaximumQueues = 256 * 1024 * 1024;
+    static constexpr std::size_t kSmallQueue = 2 * 1024 * 1024;
 
     struct Events {
         std::function<void(const std::shared_ptr<WebSocketPeer>&)> ended;
         std::function<void()> sent;
     };
-    using Request = boost::beast::http::request<boost::beast::http::string_body>;
+    using Request = boost::beast::http::request<GrowingBody>;
 
     WebSocketPeer(BusStream&& stream, BusContext& busContext, const std::string& service, Events peerEvents);
 
@@ -65,6 +68,7 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
     void writeNext();
     void written(const ErrorCode& error);
     void clearQueue(std::size_t keep);
+    void setQueueSize(std::size_t size);
     void sendClose();
     void read();
     void received(const ErrorCode& error);

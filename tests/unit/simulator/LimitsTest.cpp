@@ -1,9 +1,15 @@
 // What a client can make the simulator do is bounded.
+#include <BusProgram.h>
+#include <Emulator.h>
 #include <TemporaryDirectory.h>
 
 #include <chrono>
+#include <cstdint>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "Scenario.h"
 #include "SimulatorTest.h"
@@ -141,6 +147,46 @@ TEST_F(SimulatorLimits, RepeatNoRequestIdThatIsTooLong) {
     const std::string answer = client.receiveText();
     EXPECT_NE(answer.find("bad_request"), std::string::npos);
     EXPECT_LT(answer.size(), 1000U);
+}
+
+TEST_F(SimulatorLimits, KeepNoMoreThanTheirShareForClientsThatDoNotRead) {
+    std::vector<std::unique_ptr<RawWebSocket>> clients;
+    for (int client = 0; client < 8; ++client) {
+        clients.push_back(std::make_unique<RawWebSocket>(sut.port(), "/ClampControl"));
+        clients.back()->subscribe(kClamp);
+    }
+    const std::string large = R"({"name":")" + std::string(1000 * 1000, 'x') + "\"}";
+    for (int change = 0; change < 50; ++change) {  // none of them has 64 MiB waiting then
+        sut.set(kClamp, large);
+    }
+    sut.element(kClamp);  // waits until those that have too much are closed
+    EXPECT_LT(sut.subscriberCount(kClamp), 8U);
+}
+
+TEST_F(SimulatorLimits, CountOnlyTheFirstPathsThatAreAskedFor) {
+    RawHttp http(sut.port());
+    for (int request = 0; request < 300; ++request) {
+        http.get("/" + std::to_string(request) + std::string(7000, 'x'));
+    }
+    const std::string longPath = std::string(7000, 'x');
+    EXPECT_EQ(sut.requestCount("/0" + longPath), 1U);
+    EXPECT_EQ(sut.requestCount("/299" + longPath), 0U);
+    EXPECT_GT(sut.requestCount(""), 0U);
+}
+
+TEST(SimulatorWithFewDescriptors, ServesAClientAlthoughOthersHoldThemAll) {
+    std::vector<std::string> command{"/bin/sh", "-c", "ulimit -n 40; exec \"$0\" \"$@\""};
+    for (const std::string& word : test_support::commandOf(ZEB_BUS_SIM, {VEHICLE_BUS_FILE})) {
+        command.push_back(word);
+    }
+    const test_support::BusProgram bus(command);
+    const auto port =
+        static_cast<std::uint16_t>(std::stoul(bus.baseUri().substr(bus.baseUri().find_last_of(':') + 1)));
+    std::vector<std::unique_ptr<RawHttp>> idle;
+    for (int client = 0; client < 60; ++client) {
+        idle.push_back(std::make_unique<RawHttp>(port));
+    }
+    EXPECT_EQ(RawHttp(port).get(kClamp).status, 200);
 }
 
 TEST_F(SimulatorLimits, QuoteOnlyTheBeginningOfALongText) {
