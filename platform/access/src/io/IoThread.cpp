@@ -1,5 +1,6 @@
 #include "IoThread.h"
 
+#include <internal/BlockedSignals.h>
 #include <pthread.h>
 #include <unistd.h>
 #include <zebutil/ILogger.h>
@@ -10,8 +11,6 @@
 #include <exception>
 #include <future>
 #include <type_traits>
-
-#include "BlockedSignals.h"
 
 namespace zeb {
 
@@ -33,7 +32,7 @@ IoThread::IoThread()
     : state_(std::make_shared<State>()),
       work_(boost::asio::make_work_guard(state_->context)),
       process_(::getpid()) {
-    const BlockedSignals blockedInTheNewThread;
+    const internal::BlockedSignals blockedInTheNewThread;
     thread_ = std::thread([state = state_] { state->run(); });
     pthread_setname_np(thread_.native_handle(), "zebIo");
 }

@@ -1,5 +1,6 @@
 #include "NameResolver.h"
 
+#include <internal/BlockedSignals.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <pthread.h>
@@ -17,8 +18,6 @@
 #include <optional>
 #include <system_error>
 #include <thread>
-
-#include "BlockedSignals.h"
 
 namespace zeb {
 
@@ -117,16 +116,14 @@ class NameResolver::State : public std::enable_shared_from_this<NameResolver::St
 
  private:
     void startThread() {
-        const BlockedSignals blockedInTheNewThread;
+        const internal::BlockedSignals blockedInTheNewThread;
         try {
             std::thread thread([self = shared_from_this()] { self->serve(); });
             pthread_setname_np(thread.native_handle(), "zebResolver");
             thread.detach();
             ++threads_;
         } catch (const std::exception& exception) {
-            if (threads_ > 0) {
-                return;  // one of the others serves it
-            }
+            // The other threads may wait for silent name servers, so nobody should wait for them.
             const Answer answer{{}, std::string("no thread to look it up: ") + exception.what()};
             while (!queued_.empty()) {
                 const std::string host = std::move(queued_.front());

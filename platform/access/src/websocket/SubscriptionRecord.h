@@ -45,6 +45,7 @@ struct SubscriptionRecord {  // NOLINT(clang-analyzer-optin.performance.Padding)
     // Used by the I/O thread, except `holds`, which every thread uses.
     alignas(kCacheLineSize) std::string subscriptionId;  ///< empty until the server has accepted
     std::int64_t nextSeq = 0;
+    std::uint64_t request = 0;  ///< the number of the request for it
     std::atomic<std::size_t> holds = 0;
 
     // Used rarely, by both.

@@ -89,6 +89,13 @@ void SubscriptionRouter::routeSubscribeAnswer(const ServerMessage& message) {
     }
     const Record record = std::move(found->second);
     pending_.erase(found);
+    if (!record) {
+        // Nobody wants it any more.
+        if (message.subscriptionId) {
+            sendUnsubscribe(text(*message.subscriptionId));
+        }
+        return;
+    }
     if (message.error) {
         logger_->error("subscription of " + record->path + " refused: " + text(*message.error));
         connection_.tellEnded(record, text(*message.error));
@@ -114,7 +121,8 @@ void SubscriptionRouter::subscribe(const Record& record) {
     if (!record->active) {
         return;
     }
-    const std::string requestId = std::to_string(++lastRequestId_);
+    record->request = ++lastRequestId_;
+    const std::string requestId = std::to_string(record->request);
     pending_.emplace(requestId, record);
     zebutil::JsonObject message;
     message.setString("action", "subscribe");
@@ -129,18 +137,27 @@ void SubscriptionRouter::unsubscribe(const Record& record) {
         subscriptions_.erase(found);
         sendUnsubscribe(record->subscriptionId);
         release(record);
+        return;
+    }
+    // The server may never answer, so only the number of the request is kept until it does.
+    const auto requested = pending_.find(std::to_string(record->request));
+    if (requested != pending_.end() && requested->second == record) {
+        release(std::exchange(requested->second, nullptr));
     }
 }
 
 void SubscriptionRouter::unsubscribeFromAll() {
-    for (const auto& [requestId, record] : pending_) {
-        record->active = false;
-    }
     std::vector<Record> ended(subscriptions_.begin(), subscriptions_.end());
     subscriptions_.clear();
     for (const Record& record : ended) {
         record->active = false;
         sendUnsubscribe(record->subscriptionId);
+    }
+    for (auto& [requestId, record] : pending_) {
+        if (record) {
+            record->active = false;
+            ended.push_back(std::exchange(record, nullptr));
+        }
     }
     connection_.release(std::move(ended));
 }
@@ -162,7 +179,9 @@ std::vector<SubscriptionRouter::Record> SubscriptionRouter::takeAll() {
     std::vector<Record> all(subscriptions_.begin(), subscriptions_.end());
     subscriptions_.clear();
     for (auto& [requestId, record] : pending_) {
-        all.push_back(std::move(record));
+        if (record) {
+            all.push_back(std::move(record));
+        }
     }
     pending_.clear();
     return all;

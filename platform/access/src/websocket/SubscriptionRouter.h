@@ -93,7 +93,8 @@ class SubscriptionRouter {
     const std::string uri_;
     const std::shared_ptr<zebutil::ILogger> logger_;
     Connection& connection_;
-    Requests pending_;  ///< requested and not yet answered, by request id
+    /// Requested and not yet answered, by request id; null for a subscription that has ended since.
+    Requests pending_;
     Subscriptions subscriptions_;
     std::uint64_t lastRequestId_ = 0;
 };

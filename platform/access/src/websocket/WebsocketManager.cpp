@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "WebsocketAddress.h"
@@ -28,6 +29,7 @@ WebsocketManager::WebsocketManager(std::shared_ptr<IoThread> ioThread, const Web
       executor_(executor),
       predecessor_(std::dynamic_pointer_cast<WebsocketManager>(settings.predecessor.lock())),
       patience_(ioThread_->context()),
+      tellAgain_(ioThread_->context()),
       observer_(std::move(observer)),
       delivery_(ioThread_->context(), executor, logger, *this),
       router_(settings.uri, std::move(logger), *this),
@@ -206,17 +208,30 @@ void WebsocketManager::endWith(CloseCode code, const WebsocketEnd& end) {
     isOpen_ = false;
     connector_.cancel();
     connection_.stop();
-    // The records' handlers may hold objects of the user, which must not be destroyed on this thread.
-    delivery_.execute(
-        [closed = std::move(observer_.closed), subscriptions = router_.takeAll(),
-         isStopped = delivery_.isStopped(), end] {
-            if (closed && !isStopped) {
-                closed(end);
-            }
-        },
-        "websocket closed");
+    end_ = {std::exchange(observer_.closed, nullptr), router_.takeAll(), end};
     observer_ = {};
+    tellEnd();
     stream_.close(code, shared_from_this());
+}
+
+// The records' handlers may hold objects of the user, which must not be destroyed on this thread.
+void WebsocketManager::tellEnd() {
+    try {
+        delivery_.execute([self = shared_from_this()] { self->onEndTold(); }, "websocket closed");
+    } catch (const std::bad_alloc&) {
+        // Somebody must be told, or the service would be lost for good.
+        tellAgain_.expires_after(kPatienceOfSuccessor);
+        tellAgain_.async_wait(
+            [self = shared_from_this()](const boost::system::error_code& /*error*/) { self->tellEnd(); });
+    }
+}
+
+// On the executor thread.
+void WebsocketManager::onEndTold() {
+    const End told = std::exchange(end_, {});
+    if (told.closed && !delivery_.isStopped()) {
+        told.closed(told.why);
+    }
 }
 
 // Calls `successor` once this connection's socket is closed, which is soon.

@@ -84,11 +84,20 @@ class WebsocketManager : public IWebsocketManager,
     std::shared_ptr<void> keepAlive() override;
 
     void endWith(WebsocketStream::CloseCode code, const WebsocketEnd& end);
+    void tellEnd();
+    void onEndTold();
     void onSocketClosed();
     void leaveTo(std::function<void()> successor);
 
     template <typename Function>
     void post(Function function);
+
+    /// What is to be told of the end.
+    struct End {
+        std::function<void(const WebsocketEnd&)> closed;
+        std::vector<SubscriptionRecord::Hold> subscriptions;
+        WebsocketEnd why;
+    };
 
     const std::shared_ptr<IoThread> ioThread_;
     const WebsocketSettings settings_;
@@ -102,9 +111,11 @@ class WebsocketManager : public IWebsocketManager,
     std::weak_ptr<WebsocketManager> predecessor_;
     std::function<void()> successor_;  ///< waits until the socket is closed
     boost::asio::steady_timer patience_;
+    boost::asio::steady_timer tellAgain_;
     bool isSocketClosed_ = false;
     WebsocketObserver observer_;
     bool hasEnded_ = false;
+    End end_;  ///< of the executor thread from tellEnd() on
     NotificationDelivery delivery_;
     SubscriptionRouter router_;
     WebsocketStream stream_;

@@ -82,4 +82,24 @@ TEST_F(SubscriptionRouter, ReleasesAnEndedSubscriptionOnce) {
     EXPECT_EQ(connection.released, 1U);
 }
 
+// The server may never answer.
+TEST_F(SubscriptionRouter, ReleasesASubscriptionThatEndsBeforeItsAnswer) {
+    const Record early = new zeb::SubscriptionRecord(
+        "/a/b/2", "2", [](std::string_view) {}, nullptr);
+    sut.subscribe(early);
+    sut.unsubscribe(early);
+    EXPECT_EQ(connection.released, 1U);
+    EXPECT_EQ(early->holds, 1U);
+}
+
+TEST_F(SubscriptionRouter, EndsASubscriptionAtTheServerWhenItsAnswerComesTooLate) {
+    const Record early = new zeb::SubscriptionRecord(
+        "/a/b/2", "2", [](std::string_view) {}, nullptr);
+    sut.subscribe(early);
+    sut.unsubscribe(early);
+    sut.route(R"({"action":"subscribe","requestId":"2","subscriptionId":"13"})");
+    EXPECT_NE(connection.sent.back().find(R"("subscriptionId":"13")"), std::string::npos);
+    EXPECT_NE(connection.sent.back().find("unsubscribe"), std::string::npos);
+}
+
 }  // namespace
