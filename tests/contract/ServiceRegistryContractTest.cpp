@@ -285,6 +285,54 @@ TEST_F(RegistryEntriesContract, IgnoresAndLogsBrokenEntries) {
     EXPECT_EQ(states.size(), 0U);
 }
 
+// P14
+TEST_F(RegistryEntriesContract, LogsABadEntryOnceHoweverOftenItIsSent) {
+    connectInDynamicMode();
+    for (int number = 1; number <= 100; ++number) {
+        tellServices("[{}," + entryAt(bus) + "]", number);
+    }
+    tellServices("[7," + entryAt(bus) + "]", 101);
+    EXPECT_TRUE(log->waitFor("expected an object, got 7"));
+    EXPECT_TRUE(log->waitFor(" of the service registry ignored: ", kLimit, 2));
+    EXPECT_FALSE(log->waitFor(" of the service registry ignored: ", 0ms, 3));
+}
+
+// P14
+TEST_F(RegistryEntriesContract, SaysLittleOfAListThatIsFullOfFaults) {
+    connectInDynamicMode();
+    std::string list = "[";
+    for (int entry = 0; entry < 1000; ++entry) {
+        list += std::to_string(entry) + ",";
+    }
+    tellServices(list + entryAt(other) + "]");
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_FALSE(log->waitFor(" of the service registry ignored: ", 0ms, 9));
+}
+
+// P11, P12
+TEST_F(RegistryEntriesContract, PausesAtAServiceThatLeavesAndComesBackAgainAndAgain) {
+    connectInDynamicMode();
+    for (int number = 1; number <= 400; number += 2) {
+        tellServices("[]", number);
+        tellServices("[" + entryAt(bus) + "]", number + 1);
+    }
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_EQ(states.next(), "connected");
+    EXPECT_LT(bus.handshakeCount("Lighting"), 10U);
+}
+
+// P11, P12
+TEST_F(RegistryEntriesContract, PausesAtAServiceThatMovesToAndFroAgainAndAgain) {
+    connectInDynamicMode();
+    for (int number = 1; number <= 400; number += 2) {
+        tellServices("[" + entryAt(other) + "]", number);
+        tellServices("[" + entryAt(bus) + "]", number + 1);
+    }
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_EQ(states.next(), "connected");
+    EXPECT_LT(bus.handshakeCount("Lighting") + other.handshakeCount("Lighting"), 20U);
+}
+
 // P3, P11
 TEST_F(RegistryEntriesContract, KeepsWhatItKnowsWhenToldSomethingThatIsNoList) {
     connectInDynamicMode();

@@ -149,6 +149,51 @@ TEST_F(TlsContract, FindsServicesInARegistryOverTls) {
     EXPECT_TRUE(log->contains("service \"Lighting\" connected at https://"));
 }
 
+/// A registry that is reached by https, and names an address that is not.
+class DowngradeContract : public TlsContract {
+ protected:
+    void connectAndTellPlainAddress() {
+        serve(authority.issue("server"));
+        configuration->isKnown = !plainConfiguration.empty();
+        configuration->moveTo(plainConfiguration);
+        zeb::ZebServiceRegistry::Settings settings;
+        settings.mode = Mode::DynamicOnly;
+        settings.httpUri = server->baseUri();
+        registry = std::make_shared<zeb::ZebServiceRegistry>(
+            websockets, configuration, loggers,
+            std::make_shared<zeb::HttpAccessFactory>(std::make_shared<zebutil::PocoHttpSessionFactory>()),
+            zebExecutor, httpExecutor, settings, serviceSettings);
+        listen();
+        ASSERT_EQ(states.next(), "connected");
+        server->sendText(
+            "/serviceregistry/services",
+            R"({"action":"subscription","subscriptionId":"1","seq":1,"data":[{"name":"Lighting",)"
+            R"("serverBaseUri":")" +
+                bus.baseUri() + R"(","serverBasePath":"/"}]})");
+    }
+
+    std::string plainConfiguration;  ///< what the configuration says of the service; empty: nothing
+};
+
+// P14
+TEST_F(DowngradeContract, IsRefusedWithItsReason) {
+    connectAndTellPlainAddress();
+    EXPECT_EQ(states.next(), "error");
+    EXPECT_TRUE(log->contains("the service registry is reached by https and names " + bus.baseUri()));
+    EXPECT_EQ(states.next(), "disconnected");
+    drainExecutor();
+    EXPECT_EQ(bus.handshakeCount("Lighting"), 0U);
+}
+
+// P17
+TEST_F(DowngradeContract, IsAllowedByAConfigurationThatNamesAnHttpAddressForTheService) {
+    plainConfiguration = "http://127.0.0.1:1";
+    connectAndTellPlainAddress();
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_EQ(states.next(), "connected");
+    EXPECT_EQ(bus.handshakeCount("Lighting"), 1U);
+}
+
 // P11
 TEST_F(TlsContract, KnowsAServerByItsNameToo) {
     serve(authority.issue("server", "DNS:localhost"));
