@@ -307,12 +307,14 @@ TEST(HttpAccess, NeverTakesTheRestOfAnAnswerForTheNextOne) {
 }
 
 TEST(HttpAccess, NeverTakesWhatNobodyAskedForForAnAnswer) {
+    std::promise<void> isReceived;
     std::promise<void> isSent;
     std::atomic<bool> isFirst = true;
     const ScriptedServer server([&](StreamSocket& connection, const std::atomic<bool>&) {
         ScriptedServer::readRequest(connection);
         ScriptedServer::send(connection, kAnswer);
         if (isFirst.exchange(false)) {
+            isReceived.get_future().wait();
             ScriptedServer::send(connection, kForgery);
             isSent.set_value();
             ScriptedServer::readRequest(connection);
@@ -320,6 +322,7 @@ TEST(HttpAccess, NeverTakesWhatNobodyAskedForForAnAnswer) {
     });
     const auto sut = accessTo(server);
     EXPECT_EQ(sut->get("clamps", "", {}).getBody(), "{}");
+    isReceived.set_value();
     isSent.get_future().wait();
     EXPECT_EQ(sut->get("clamps", "", {}).getBody(), "{}");
 }
@@ -528,6 +531,18 @@ TEST(HttpAccess, IsCancelledOnAKeptConnectionToo) {
     sut->get("clamps", "", {});
     sut->cancel();
     EXPECT_NE(failureOf([&] { sut->get("clamps", "", {}); }).find("cancelled: "), std::string::npos);
+}
+
+// The process would end by SIGPIPE: the second write after the end of a connection raises it.
+TEST(HttpAccess, RaisesNoSignalWhenTheServerHangsUpWhileARequestIsSent) {
+    std::signal(SIGPIPE, SIG_DFL);
+    const ScriptedServer server([](StreamSocket& connection, const std::atomic<bool>&) {
+        char byte = 0;
+        connection.receiveBytes(&byte, 1);
+        connection.shutdownSend();  // what has not been read makes the following close a reset
+    });
+    const auto sut = accessTo(server);
+    EXPECT_THROW(sut->post("clamps", "1", std::string(std::size_t{64} * 1024 * 1024, ' ')), std::exception);
 }
 
 TEST(HttpAccess, GivesUpInTimeWhenNothingAnswersTheAttemptToConnect) {
