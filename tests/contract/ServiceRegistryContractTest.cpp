@@ -1,4 +1,10 @@
 #include <PlatformFixture.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <set>
 
 // Numbers are those of the promises in docs/platform-contract.md.
 
@@ -224,6 +230,19 @@ class RegistryEntriesContract : public ServiceRegistryContract {
                                                       std::to_string(number) + ",\"data\":" + list + "}");
     }
 
+    // How many sockets of this process have one of these ports as their peer.
+    static std::size_t socketsTo(const std::set<std::uint16_t>& ports) {
+        std::size_t count = 0;
+        for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+            sockaddr_in peer{};
+            socklen_t size = sizeof peer;
+            if (::getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0) {
+                count += ports.count(ntohs(peer.sin_port));
+            }
+        }
+        return count;
+    }
+
     zebbussim::BusSimulator other;
 };
 
@@ -331,6 +350,21 @@ TEST_F(RegistryEntriesContract, PausesAtAServiceThatMovesToAndFroAgainAndAgain) 
     EXPECT_EQ(states.next(), "disconnected");
     EXPECT_EQ(states.next(), "connected");
     EXPECT_LT(bus.handshakeCount("Lighting") + other.handshakeCount("Lighting"), 20U);
+}
+
+// P11
+TEST_F(RegistryEntriesContract, HasOneSocketPerServiceHoweverOftenItMoves) {
+    connectInDynamicMode();
+    // Neither server answers when a connection is closed.
+    bus.freezeConnections("Lighting");
+    std::size_t most = 0;
+    for (int number = 1; number <= 400; ++number) {
+        tellServices("[" + entryAt(number % 2 == 0 ? bus : other) + "]", number);
+        drainExecutor();
+        other.freezeConnections("Lighting");
+        most = std::max(most, socketsTo({bus.port(), other.port()}));
+    }
+    EXPECT_LE(most, 2U) << "one to the registry, and one to the service";
 }
 
 // P3, P11

@@ -204,11 +204,14 @@ void WebsocketManager::endWith(CloseCode code, const WebsocketEnd& end) {
     if (hasEnded_) {
         return;
     }
+    // First what may fail for want of memory: the next call then tries again.
+    end_.why = end;
+    end_.subscriptions = router_.takeAll();
     hasEnded_ = true;
     isOpen_ = false;
     connector_.cancel();
     connection_.stop();
-    end_ = {std::exchange(observer_.closed, nullptr), router_.takeAll(), end};
+    end_.closed = std::exchange(observer_.closed, nullptr);
     observer_ = {};
     tellEnd();
     stream_.close(code, shared_from_this());
