@@ -9,11 +9,14 @@
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <kelo-client/ClientServiceUtils.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
@@ -25,6 +28,8 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <system_error>
+#include <thread>
 
 namespace {
 
@@ -53,12 +58,20 @@ std::set<std::string> threads() {
     return ids;
 }
 
+std::set<int> descriptors() {
+    std::set<int> open;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        open.insert(std::stoi(entry.path().filename()));
+    }
+    return open;
+}
+
 /// The library in this process, with a client that has not been started.
 class Guest {
  public:
-    explicit Guest(const std::string& bus) {
+    explicit Guest(const test_support::BusProgram& bus) {
         csc_logging::CSCLogging::InitLogging("GuestTest");
-        configure(bus);
+        configure(bus.baseUri());
         client = std::make_unique<ClampControlClient>();
         client->AssignCallback(&callback_);
     }
@@ -95,15 +108,15 @@ class Guest {
     Callback callback_;
 };
 
-/// Runs `work` in a process of its own, with the base URI of a bus. The process must end by itself.
-test_support::ChildResult runGuest(const std::function<void(const std::string&)>& work) {
+/// Runs `work` in a process of its own, with a bus. The process must end by itself.
+test_support::ChildResult runGuest(const std::function<void(const test_support::BusProgram&)>& work) {
     const TemporaryDirectory directory;
     const test_support::BusProgram bus(test_support::commandOf(
         ZEB_BUS_SIM, {directory.write("bus.json", R"({"services":{"ClampControl":{"clamps":[
             {"id":"c15","type":"Clamp15","isSwitchedOn":true}]}}})")}));
     return runInChild([&] {
         ::alarm(60);  // ends a process that hangs
-        work(bus.baseUri());
+        work(bus);
     });
 }
 
@@ -124,7 +137,7 @@ std::uint64_t blockedSignalsOf(const std::string& thread) {
 }
 
 TEST(Guest, BlocksTheSignalsOfTheApplicationOnEveryThread) {
-    const auto result = runGuest([](const std::string& bus) {
+    const auto result = runGuest([](const test_support::BusProgram& bus) {
         const auto before = threads();
         Guest guest(bus);
         guest.subscribe();
@@ -141,9 +154,27 @@ TEST(Guest, BlocksTheSignalsOfTheApplicationOnEveryThread) {
     EXPECT_EQ(result.signal, 0);
 }
 
+TEST(Guest, LeavesNoDescriptorToAProgramThatTheApplicationStarts) {
+    const auto result = runGuest([](const test_support::BusProgram& bus) {
+        const auto before = descriptors();
+        Guest guest(bus);
+        guest.subscribe();
+        for (const int descriptor : descriptors()) {
+            const int flags = ::fcntl(descriptor, F_GETFD);
+            if (before.count(descriptor) == 0 && flags >= 0 && (flags & FD_CLOEXEC) == 0) {
+                std::cout << descriptor << " is "
+                          << std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor))
+                          << std::endl;
+            }
+        }
+    });
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.signal, 0);
+}
+
 /// Expects that a process which is forked while the client works, and then does `work`, ends by itself.
 void expectForkedChildToEnd(const std::function<void(Guest&)>& work) {
-    const auto result = runGuest([&work](const std::string& bus) {
+    const auto result = runGuest([&work](const test_support::BusProgram& bus) {
         Guest guest(bus);
         guest.subscribe();
         const auto forked = runInChild([&] {
@@ -171,8 +202,40 @@ TEST(GuestInAForkedChild, Logs) {
     expectForkedChildToEnd([](Guest&) { csc_logging::CSCLogging::LogInfo("in the child"); });
 }
 
+std::size_t sockets() {
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        count += std::filesystem::read_symlink(entry.path(), gone).string().rfind("socket:", 0) == 0 ? 1 : 0;
+    }
+    return count;
+}
+
+TEST(Guest, IsStoppedAtOnceWhileASubscribeWaitsForAServerThatHasFallenSilent) {
+    const auto result = runGuest([](const test_support::BusProgram& bus) {
+        Guest guest(bus);
+        guest.connect();
+        bus.pause();
+        const std::size_t before = sockets();
+        auto uuid =
+            std::async(std::launch::async, [&guest] { return guest.client->SubscribeClampControl(); });
+        while (sockets() == before) {  // until the request has its connection
+            std::this_thread::yield();
+        }
+        const auto begin = std::chrono::steady_clock::now();
+        guest.client->Stop();
+        const bool isRefused = uuid.get().empty();
+        const auto lasted = std::chrono::steady_clock::now() - begin;
+        bus.resume();
+        // The time limits of the request and of the subscribe are longer.
+        std::_Exit(isRefused && lasted < std::chrono::seconds(2) ? 0 : 1);
+    });
+    EXPECT_EQ(result.signal, 0) << result.errors;
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+}
+
 TEST(GuestWithoutThreads, IsMadeStartedStoppedAndDestroyed) {
-    const auto result = runGuest([](const std::string& bus) {
+    const auto result = runGuest([](const test_support::BusProgram& bus) {
         const test_support::FailingThreads noThreads;
         const Guest guest(bus);
         guest.client->Start();
@@ -183,7 +246,7 @@ TEST(GuestWithoutThreads, IsMadeStartedStoppedAndDestroyed) {
 }
 
 TEST(GuestWithoutThreads, IsFollowedByOneThatSubscribesOnceThereAreThreads) {
-    const auto result = runGuest([](const std::string& bus) {
+    const auto result = runGuest([](const test_support::BusProgram& bus) {
         {
             const test_support::FailingThreads noThreads;
             const Guest tooEarly(bus);
