@@ -10,6 +10,7 @@
 
 #include <cassert>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -57,8 +58,9 @@ ClampControlClientImpl::~ClampControlClientImpl() {
     if (isUsable()) {
         access_->DetachCallback();
     } else if (access_) {
-        // Releasing it would lock what a thread of the parent process may have locked.
-        static_cast<void>(new std::shared_ptr<ClampControlAccess>(std::move(access_)));
+        // Releasing it would lock what a thread of the parent process may have locked. So it is never
+        // released.
+        static_cast<void>(new (std::nothrow) std::shared_ptr<ClampControlAccess>(std::move(access_)));
     }
 }
 
