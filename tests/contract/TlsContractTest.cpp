@@ -3,6 +3,7 @@
 // docs/platform-contract.md.
 
 #include <Certificates.h>
+#include <OpenToSigpipe.h>
 #include <PlatformFixture.h>
 #include <TemporaryDirectory.h>
 #include <openssl/ssl.h>
@@ -20,7 +21,6 @@
 #include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/write.hpp>
 #include <chrono>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -823,9 +823,9 @@ class RudeTlsServer {
     std::thread thread_;
 };
 
-// The process would end by SIGPIPE: the second write after the end of a connection raises it.
+// The process would end by SIGPIPE.
 TEST_F(TlsFilesContract, AServerThatHangsUpWhileARequestIsSentRaisesNoSignal) {
-    std::signal(SIGPIPE, SIG_DFL);
+    const test_support::OpenToSigpipe openToSigpipe;
     const RudeTlsServer rude(authority.issue("rude"));
     configuration->known.serverBaseUri = rude.baseUri();
     EXPECT_THROW(createAccess()->post("lamps", "1", std::string(std::size_t{64} * 1024 * 1024, ' ')),

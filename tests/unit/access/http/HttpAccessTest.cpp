@@ -1,3 +1,4 @@
+#include <OpenToSigpipe.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/StreamSocket.h>
 #include <gtest/gtest.h>
@@ -7,7 +8,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstddef>
 #include <functional>
 #include <future>
@@ -486,8 +486,7 @@ std::string failureOf(const std::function<void()>& request) {
 
 class HttpAccessCancelled : public testing::TestWithParam<Phase> {
  protected:
-    HttpAccessCancelled() { std::signal(SIGPIPE, SIG_DFL); }
-
+    const test_support::OpenToSigpipe openToSigpipe;
     const std::unique_ptr<Standstill> server = GetParam().make();
     const std::shared_ptr<zeb::ITpAccess> sut =
         factory().createAccess({"ClampControl", server->baseUri(), "/", ""});
@@ -533,9 +532,9 @@ TEST(HttpAccess, IsCancelledOnAKeptConnectionToo) {
     EXPECT_NE(failureOf([&] { sut->get("clamps", "", {}); }).find("cancelled: "), std::string::npos);
 }
 
-// The process would end by SIGPIPE: the second write after the end of a connection raises it.
+// The process would end by SIGPIPE.
 TEST(HttpAccess, RaisesNoSignalWhenTheServerHangsUpWhileARequestIsSent) {
-    std::signal(SIGPIPE, SIG_DFL);
+    const test_support::OpenToSigpipe openToSigpipe;
     const ScriptedServer server([](StreamSocket& connection, const std::atomic<bool>&) {
         char byte = 0;
         connection.receiveBytes(&byte, 1);
