@@ -127,8 +127,8 @@ constexpr int kAtOnce = 100;
 constexpr int kPongTimeOut = 300;
 constexpr int kPause = 5000;         // the longest pause between two attempts
 constexpr int kConnectLimit = 5000;  // of one attempt
-constexpr int kFirstLimit = 5000;   // for the first notification
-constexpr int kNameLimit = 10'000;  // of the resolver of the C library, with its own defaults
+constexpr int kFirstLimit = 5000;    // for the first notification
+constexpr int kNameLimit = 10'000;   // of the resolver of the C library, with its own defaults
 
 constexpr Cell kNone{};
 constexpr Cell waits(int within = kPause) {
