@@ -362,7 +362,9 @@ TEST_F(RegistryEntriesContract, HasOneSocketPerServiceHoweverOftenItMoves) {
         tellServices("[" + entryAt(number % 2 == 0 ? bus : other) + "]", number);
         drainExecutor();
         other.freezeConnections("Lighting");
-        most = std::max(most, socketsTo({bus.port(), other.port()}));
+        // While it is counted, one may be closed and the next be opened. So the least of two counts.
+        most = std::max(
+            most, std::min(socketsTo({bus.port(), other.port()}), socketsTo({bus.port(), other.port()})));
     }
     EXPECT_LE(most, 2U) << "one to the registry, and one to the service";
 }

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace zebutil {
 class ILogger;
@@ -21,9 +22,9 @@ struct WebsocketSettings {
     std::chrono::milliseconds connectDelay{0};          ///< time to wait before connecting
     std::chrono::milliseconds watchdogPingInterval{0};  ///< zero: no pings, only TCP keep-alive
     std::chrono::milliseconds watchdogPongTimeout{0};   ///< silence after which the connection counts as lost
-    /// The service's connection before this one, which has ended or been stopped. No socket is opened as long
-    /// as its socket is still closing.
-    std::weak_ptr<IWebsocketManager> predecessor = {};
+    /// The service's connections before this one, which have ended or been stopped. No socket is opened as
+    /// long as one of their sockets is still closing.
+    std::vector<std::weak_ptr<IWebsocketManager>> predecessors = {};
 };
 
 /// Why a WebSocket has ended or could not be established.

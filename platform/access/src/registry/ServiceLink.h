@@ -42,8 +42,9 @@ struct ServiceLink {
 
     /// Null while there is no endpoint to connect to, or no thread that could.
     std::shared_ptr<IWebsocketManager> websocketManager;
-    std::weak_ptr<IWebsocketManager> predecessor;  ///< the one before, whose socket may still be closing
-    ServiceEndpoint endpoint;                      ///< of `websocketManager`
+    /// Those before, whose sockets may still be closing.
+    std::vector<std::weak_ptr<IWebsocketManager>> predecessors;
+    ServiceEndpoint endpoint;  ///< of `websocketManager`
     bool isConnected = false;
     bool isConnectingLater = false;  ///< whether a task of the executor makes the next attempt
 

@@ -328,7 +328,11 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
     // The link's connection has ended.
     static void leave(ServiceLink& link) {
-        link.predecessor = link.websocketManager;
+        auto& before = link.predecessors;
+        before.erase(std::remove_if(before.begin(), before.end(),
+                                    [](const auto& manager) { return manager.expired(); }),
+                     before.end());
+        before.push_back(link.websocketManager);
         link.websocketManager.reset();
     }
 
@@ -338,7 +342,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         settings.connectDelay = delay;
         settings.watchdogPingInterval = link->endpoint.watchdogPingInterval;
         settings.watchdogPongTimeout = link->endpoint.watchdogPongTimeout;
-        settings.predecessor = link->predecessor;
+        settings.predecessors = link->predecessors;
 
         // The observer needs the manager that it belongs to, which does not exist yet.
         const auto itself = std::make_shared<std::weak_ptr<IWebsocketManager>>();

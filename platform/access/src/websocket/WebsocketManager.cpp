@@ -27,7 +27,6 @@ WebsocketManager::WebsocketManager(std::shared_ptr<IoThread> ioThread, const Web
     : ioThread_(std::move(ioThread)),
       settings_(settings),
       executor_(executor),
-      predecessor_(std::dynamic_pointer_cast<WebsocketManager>(settings.predecessor.lock())),
       patience_(ioThread_->context()),
       tellAgain_(ioThread_->context()),
       observer_(std::move(observer)),
@@ -123,21 +122,22 @@ void WebsocketManager::onIoFailure(const std::string& reason) {
 // ------------------------------------------------------------------------------------ from the connector
 
 void WebsocketManager::onPauseOver() {
-    const auto predecessor = predecessor_.lock();
-    predecessor_.reset();
-    if (!predecessor || predecessor->isSocketClosed_) {
-        connector_.connectNow();
-        return;
-    }
-    predecessor->leaveTo([weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->post([](WebsocketManager& successor) {
-                if (!successor.hasEnded_) {
-                    successor.connector_.connectNow();
+    for (const auto& weak : settings_.predecessors) {
+        const auto predecessor = std::dynamic_pointer_cast<WebsocketManager>(weak.lock());
+        if (predecessor && !predecessor->isSocketClosed_) {
+            predecessor->leaveTo([successor = weak_from_this()] {
+                if (const auto self = successor.lock()) {
+                    self->post([](WebsocketManager& manager) {
+                        if (!manager.hasEnded_) {
+                            manager.onPauseOver();
+                        }
+                    });
                 }
             });
+            return;
         }
-    });
+    }
+    connector_.connectNow();
 }
 
 void WebsocketManager::onConnected() {

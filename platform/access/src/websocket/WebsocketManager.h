@@ -108,7 +108,6 @@ class WebsocketManager : public IWebsocketManager,
     std::string peerAddress_;
 
     // Of the I/O thread.
-    std::weak_ptr<WebsocketManager> predecessor_;
     std::function<void()> successor_;  ///< waits until the socket is closed
     boost::asio::steady_timer patience_;
     boost::asio::steady_timer tellAgain_;
