@@ -248,6 +248,7 @@ void HttpConnection::handshake(const RequestTarget& target) {
 
 void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
     waitingSince_.reset();
+    std::string().swap(request_.body());  // the connection may stay open for long
     const std::size_t size = httpAnswer.body.size();
     if (size > kSmallAnswer && context_.answerBytes + size > kMaximumAnswers) {
         answer(errorAnswer(BusError::unavailable("Too many clients do not read their answers")), closeAfter);

@@ -16,6 +16,7 @@ namespace asio = boost::asio;
 namespace {
 
 constexpr std::size_t kMaximumMessage = 1024 * 1024;
+constexpr std::size_t kKeptBuffer = 64 * 1024;
 constexpr std::chrono::seconds kCloseTime{2};
 
 }  // namespace
@@ -198,6 +199,9 @@ void WebSocketPeer::received(const ErrorCode& error) {
         }
     }
     readBuffer_.consume(readBuffer_.size());
+    if (readBuffer_.capacity() > kKeptBuffer) {
+        readBuffer_.shrink_to_fit();  // one large message is no reason to keep its memory
+    }
     read();
 }
 
