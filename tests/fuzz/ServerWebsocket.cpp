@@ -46,7 +46,10 @@ class Listener {
     }
 
     std::string uri() const { return "ws://127.0.0.1:" + std::to_string(port_) + "/ClampControl"; }
-    int accept() const { return ::accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC); }
+    int accept() const {
+        return fuzz::uninterrupted(
+            [&] { return ::accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC); });
+    }
 
  private:
     Socket socket_;
@@ -135,6 +138,12 @@ void waitFor(const std::shared_ptr<zebutil::ITaskExecutor>& executor) {
 }
 
 }  // namespace
+
+// The search for leaks would stop all threads after most inputs: it takes more time than the inputs.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizer calls it by this name
+extern "C" const char* __asan_default_options() {
+    return "detect_leaks=0";
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const Listener listener;

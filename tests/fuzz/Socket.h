@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -15,6 +16,16 @@
 #include "Require.h"
 
 namespace fuzz {
+
+/// Calls a function of the system again when a signal has interrupted it: libFuzzer has an alarm clock.
+template <typename Call>
+auto uninterrupted(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
 
 /// A TCP socket on loopback. Whatever takes more than ten seconds is a finding.
 class Socket {
@@ -56,7 +67,8 @@ class Socket {
     /// Waits for bytes. Empty when the other side has ended the connection.
     std::string readSome() const {
         std::array<char, 16384> bytes;
-        const ssize_t count = ::recv(descriptor_, bytes.data(), bytes.size(), 0);
+        const ssize_t count =
+            uninterrupted([&] { return ::recv(descriptor_, bytes.data(), bytes.size(), 0); });
         require(count >= 0 || errno != EAGAIN, "the other side answers or ends the connection");
         return {bytes.data(), static_cast<std::size_t>(count < 0 ? 0 : count)};
     }
@@ -70,7 +82,8 @@ class Socket {
                 isSent = true;
             }
             pollfd waiting{descriptor_, static_cast<short>(isSent ? POLLIN : POLLIN | POLLOUT), 0};
-            require(::poll(&waiting, 1, 10000) == 1, "the other side reads or ends the connection");
+            require(uninterrupted([&] { return ::poll(&waiting, 1, 10000); }) == 1,
+                    "the other side reads or ends the connection");
             if ((waiting.revents & POLLOUT) != 0) {
                 const ssize_t count =
                     ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
