@@ -22,10 +22,10 @@
 #include <vector>
 
 #include "Elements.h"
-#include "JsonDocumentBuilder.h"
-#include "JsonNodeCount.h"
-#include "JsonReader.h"
 #include "Subject.h"
+#include "json/JsonDocumentBuilder.h"
+#include "json/JsonNodeCount.h"
+#include "json/JsonReader.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "FindFirst.h"
-#include "HttpAnswer.h"
+#include "http/HttpAnswer.h"
 
 namespace {
 

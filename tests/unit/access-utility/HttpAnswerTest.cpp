@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "HttpAnswer.h"
+#include "http/HttpAnswer.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <chrono>
 #include <cstdint>
 
-#include "TimedSocket.h"
+#include "http/TimedSocket.h"
 namespace {
 
 using namespace std::chrono_literals;

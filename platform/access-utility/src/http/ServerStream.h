@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "Pem.h"
 #include "TimedSocket.h"
+#include "tls/Pem.h"
 
 namespace zebutil {
 
