@@ -35,7 +35,7 @@ class CheckLayers(unittest.TestCase):
         self.assert_caught("platform/access/include/zeb/Service.h", "<kelo-client/CallbackFuture.h>")
 
     def test_the_utility_library_must_not_include_service_access(self):
-        self.assert_caught("platform/access-utility/src/JsonObject.cpp", "<zeb/Service.h>")
+        self.assert_caught("platform/access-utility/src/json/JsonObject.cpp", "<zeb/Service.h>")
 
     def test_the_websocket_room_must_not_include_the_registry_room(self):
         self.assert_caught(

@@ -1,3 +1,7 @@
+// Beast asserts that the last chunk has five bytes when it looks at it again. It has four if nothing is
+// before it and the bytes come one by one.
+#define BOOST_DISABLE_ASSERTS
+
 #include "HttpAnswer.h"
 
 #include <algorithm>

@@ -23,28 +23,37 @@ NameResolver::Answer answerOf(const std::string& address) {
     return {{boost::asio::ip::make_address(address)}, {}};
 }
 
-/// A look-up that waits until it is released, like one whose name servers are silent.
-struct SilentLookUp {
-    std::promise<void> released;
-    std::shared_future<void> release = released.get_future().share();
-    std::atomic<int> begun = 0;
-    std::promise<void> firstBegun;
-
+/// A look-up that waits until it is released, like one whose name servers are silent. It may outlive the
+/// test, so its thread shares what it uses.
+class SilentLookUp {
+ public:
     void waitForFirst() {
-        if (firstBegun.get_future().wait_for(kLimit) != std::future_status::ready) {
+        if (state_->firstBegun.get_future().wait_for(kLimit) != std::future_status::ready) {
             throw std::runtime_error("no look-up has begun");
         }
     }
+    void release() { state_->released.set_value(); }
+    int begun() const { return state_->begun; }
 
     NameResolver::Function function() {
-        return [this](const std::string&) {
-            if (++begun == 1) {
-                firstBegun.set_value();
+        return [state = state_](const std::string&) {
+            if (++state->begun == 1) {
+                state->firstBegun.set_value();
             }
-            release.wait();
+            state->release.wait();
             return answerOf("127.0.0.1");
         };
     }
+
+ private:
+    struct State {
+        std::promise<void> released;
+        std::shared_future<void> release = released.get_future().share();
+        std::atomic<int> begun = 0;
+        std::promise<void> firstBegun;
+    };
+
+    const std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
 /// Receives one answer.
@@ -90,9 +99,9 @@ TEST(NameResolver, AnswersEverybodyWhoAsksForOneNameWithOneLookUp) {
     const auto firstQuestion = resolver.ask("host", first.done());
     lookUp.waitForFirst();
     const auto secondQuestion = resolver.ask("host", second.done());
-    lookUp.released.set_value();
+    lookUp.release();
     EXPECT_EQ(first.get().addresses, second.get().addresses);
-    EXPECT_EQ(lookUp.begun, 1);
+    EXPECT_EQ(lookUp.begun(), 1);
 }
 
 TEST(NameResolver, LooksUpAFewNamesAtOnceAndTheOthersLater) {
@@ -105,8 +114,8 @@ TEST(NameResolver, LooksUpAFewNamesAtOnceAndTheOthersLater) {
         questions.push_back(resolver.ask(std::to_string(name), replies[name].done()));
     }
     lookUp.waitForFirst();
-    EXPECT_LE(lookUp.begun, static_cast<int>(NameResolver::kMostThreads));
-    lookUp.released.set_value();
+    EXPECT_LE(lookUp.begun(), static_cast<int>(NameResolver::kMostThreads));
+    lookUp.release();
     for (Reply& reply : replies) {
         EXPECT_EQ(reply.get().addresses.size(), 1U);
     }
@@ -121,7 +130,7 @@ TEST(NameResolver, DoesNotAnswerAForgottenQuestion) {
     lookUp.waitForFirst();
     const auto otherQuestion = resolver.ask("host", other.done());
     question.forget();
-    lookUp.released.set_value();
+    lookUp.release();
     other.get();
     EXPECT_FALSE(forgotten.hasCome());
 }
@@ -135,9 +144,9 @@ TEST(NameResolver, IsNotAskedTwiceForANameThatEverybodyHasForgotten) {
     lookUp.waitForFirst();
     forgottenQuestion.forget();
     const auto question = resolver.ask("host", other.done());
-    lookUp.released.set_value();
+    lookUp.release();
     EXPECT_EQ(other.get().addresses.size(), 1U);
-    EXPECT_EQ(lookUp.begun, 1);
+    EXPECT_EQ(lookUp.begun(), 1);
 }
 
 TEST(NameResolver, CanBeDestroyedWhileALookUpIsUnderWay) {
@@ -148,7 +157,7 @@ TEST(NameResolver, CanBeDestroyedWhileALookUpIsUnderWay) {
         const auto question = resolver.ask("host", reply.done());
         lookUp.waitForFirst();
     }
-    lookUp.released.set_value();
+    lookUp.release();
     SUCCEED() << "nobody has waited for the look-up";
 }
 
