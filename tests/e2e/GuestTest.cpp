@@ -68,6 +68,9 @@ std::set<int> descriptors() {
 
 /// The library in this process, with a client that has not been started.
 class Guest {
+    // The client calls it until it is destroyed.
+    Callback callback_;
+
  public:
     explicit Guest(const test_support::BusProgram& bus) {
         csc_logging::CSCLogging::InitLogging("GuestTest");
@@ -105,7 +108,6 @@ class Guest {
     }
 
     TemporaryDirectory directory_;
-    Callback callback_;
 };
 
 /// Runs `work` in a process of its own, with a bus. The process must end by itself.
