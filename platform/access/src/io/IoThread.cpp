@@ -28,25 +28,20 @@ std::shared_ptr<IoThread> IoThread::shared() {
     return thread;
 }
 
-IoThread::IoThread()
-    : state_(std::make_shared<State>()),
-      work_(boost::asio::make_work_guard(state_->context)),
-      process_(::getpid()) {
-    const internal::BlockedSignals blockedInTheNewThread;
+IoThread::IoThread() : state_(std::make_shared<State>()), process_(::getpid()) {
+    const BlockedSignals blockedInTheNewThread;
     thread_ = std::thread([state = state_] { state->run(); });
     pthread_setname_np(thread_.native_handle(), "zebIo");
 }
 
 IoThread::~IoThread() {
     if (isInForkedChild()) {
-        // The thread does not exist here, and may have held any lock when the process was forked. What it
-        // used is lost, so nobody waits for it or for its locks.
-        static_cast<void>(new std::shared_ptr<State>(std::move(state_)));
-        static_cast<void>(new auto(std::move(work_)));
-        static_cast<void>(new std::thread(std::move(thread_)));
+        // The thread does not exist here, and may have held any lock when the process was forked. So nobody
+        // waits for it or for its locks. Its own hold on the state keeps that for good.
+        thread_.detach();
         return;
     }
-    work_.reset();
+    state_->work.reset();
     state_->context.stop();
     if (isCurrent()) {
         thread_.detach();

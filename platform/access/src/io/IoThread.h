@@ -86,6 +86,7 @@ class IoThread {
     // Shared with the thread, which may outlive the IoThread by a moment.
     struct State {
         Context context{1};
+        boost::asio::executor_work_guard<Context::executor_type> work{boost::asio::make_work_guard(context)};
         std::mutex mutex;
         std::vector<std::weak_ptr<User>> users;
 
@@ -101,8 +102,7 @@ class IoThread {
     void keepForOthers(Anything object) noexcept;
     void releaseKept();
 
-    std::shared_ptr<State> state_;
-    boost::asio::executor_work_guard<Context::executor_type> work_;
+    const std::shared_ptr<State> state_;
     std::thread thread_;
     const pid_t process_;
     std::mutex keptMutex_;
