@@ -30,23 +30,22 @@ std::shared_ptr<IoThread> IoThread::shared() {
 
 IoThread::IoThread() : state_(std::make_shared<State>()), process_(::getpid()) {
     const BlockedSignals blockedInTheNewThread;
-    thread_ = std::thread([state = state_] { state->run(); });
-    pthread_setname_np(thread_.native_handle(), "zebIo");
+    state_->thread = std::thread([state = state_] { state->run(); });
+    pthread_setname_np(state_->thread.native_handle(), "zebIo");
 }
 
 IoThread::~IoThread() {
     if (isInForkedChild()) {
         // The thread does not exist here, and may have held any lock when the process was forked. So nobody
         // waits for it or for its locks. Its own hold on the state keeps that for good.
-        thread_.detach();
         return;
     }
     state_->work.reset();
     state_->context.stop();
     if (isCurrent()) {
-        thread_.detach();
+        state_->thread.detach();
     } else {
-        thread_.join();
+        state_->thread.join();
     }
 }
 

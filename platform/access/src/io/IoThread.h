@@ -83,10 +83,12 @@ class IoThread {
     using Anything = std::unique_ptr<void, void (*)(void*)>;
     class Parcel;
 
-    // Shared with the thread, which may outlive the IoThread by a moment.
+    // Shared with the thread, which may outlive the IoThread by a moment. In a forked child it stays for
+    // good.
     struct State {
         Context context{1};
         boost::asio::executor_work_guard<Context::executor_type> work{boost::asio::make_work_guard(context)};
+        std::thread thread;
         std::mutex mutex;
         std::vector<std::weak_ptr<User>> users;
 
@@ -94,7 +96,7 @@ class IoThread {
         void tellFailure(const std::string& reason) noexcept;
     };
 
-    bool isCurrent() const { return thread_.get_id() == std::this_thread::get_id(); }
+    bool isCurrent() const { return state_->thread.get_id() == std::this_thread::get_id(); }
     bool isInForkedChild() const;
     static void releaseByTask(const std::weak_ptr<IoThread>& ioThread,
                               const std::shared_ptr<zebutil::ITaskExecutor>& executor,
@@ -103,7 +105,6 @@ class IoThread {
     void releaseKept();
 
     const std::shared_ptr<State> state_;
-    std::thread thread_;
     const pid_t process_;
     std::mutex keptMutex_;
     std::vector<Anything> kept_;
