@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <memory>
 #include <utility>
 
 #include "ExitGate.h"
@@ -75,7 +76,7 @@ class ProcessStatic {
      private:
         // A plain pointer. It still refers to an object that was left, so a leak checker does not report
         // that.
-        Object* const object_ = new Object();
+        Object* const object_ = std::make_unique<Object>().release();
         const pid_t process_ = ::getpid();
     };
 

@@ -4,6 +4,7 @@
 #include <ChildProcess.h>
 #include <FailingThreads.h>
 #include <PlatformFixture.h>
+#include <Sanitizers.h>
 #include <ScriptedNames.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -130,6 +131,9 @@ TEST_F(LimitsContract, StopsAtOnceWhileTheServerDoesNotAnswerTheClose) {
 
 // P9, P12
 TEST_F(LimitsContract, ConnectsOnceThereAreDescriptors) {
+    if (test_support::kSanitizerNeedsDescriptors) {
+        GTEST_SKIP() << "the sanitizer needs descriptors";
+    }
     createRegistry();
     {
         const NoDescriptors none;
@@ -141,6 +145,9 @@ TEST_F(LimitsContract, ConnectsOnceThereAreDescriptors) {
 
 // P12, P14
 TEST_F(LimitsContract, ConnectsAgainOnceThereAreDescriptorsAndSaysThatThereAreNone) {
+    if (test_support::kSanitizerNeedsDescriptors) {
+        GTEST_SKIP() << "the sanitizer needs descriptors";
+    }
     connect();
     {
         const NoDescriptors none;
@@ -209,6 +216,7 @@ TEST_F(LimitsContract, CanBeStoppedInAForkedChild) {
     for (int child = 0; child < 20; ++child) {
         setLevel(child);  // the I/O thread is busy meanwhile
         const auto result = test_support::runInChild([&] {
+            test_support::ignoreLeaks();
             elements->unsubscribeFromAll();
             registry->stop();
             websockets->stopAndClearAll();

@@ -5,6 +5,7 @@
 #include <Certificates.h>
 #include <OpenToSigpipe.h>
 #include <PlatformFixture.h>
+#include <Sanitizers.h>
 #include <TemporaryDirectory.h>
 #include <openssl/ssl.h>
 #include <sys/resource.h>
@@ -552,6 +553,9 @@ TEST_F(TlsFilesContract, AContextIsSharedUntilAFileChanges) {
 }
 
 TEST_F(TlsFilesContract, ATrustStoreThatCannotBeOpenedIsReadLater) {
+    if (test_support::kSanitizerNeedsDescriptors) {
+        GTEST_SKIP() << "the sanitizer needs descriptors";
+    }
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
     const rlimit none{0, limit.rlim_max};

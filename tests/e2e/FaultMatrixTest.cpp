@@ -1,4 +1,5 @@
 #include <Certificates.h>
+#include <Sanitizers.h>
 #include <SettableClock.h>
 #include <TemporaryDirectory.h>
 
@@ -138,6 +139,9 @@ class FaultMatrix : private TlsFiles, public e2e::ClientFixture, public testing:
     }
 
     void SetUp() override {
+        if (fault() == Fault::NoDescriptors && test_support::kSanitizerNeedsDescriptors) {
+            GTEST_SKIP() << "the sanitizer needs descriptors";
+        }
         if (fault() == Fault::PeerStopped || fault() == Fault::NoDescriptors) {
             far_ = std::make_unique<e2e::FarServer>(e2e::FarServer::Place::ThisNetwork);
         } else if (fault() == Fault::PacketsDropped) {

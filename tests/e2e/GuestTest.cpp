@@ -180,6 +180,7 @@ void expectForkedChildToEnd(const std::function<void(Guest&)>& work) {
         Guest guest(bus);
         guest.subscribe();
         const auto forked = runInChild([&] {
+            test_support::ignoreLeaks();
             ::alarm(20);
             work(guest);
         });
@@ -238,6 +239,7 @@ TEST(Guest, IsStoppedAtOnceWhileASubscribeWaitsForAServerThatHasFallenSilent) {
 
 TEST(GuestWithoutThreads, IsMadeStartedStoppedAndDestroyed) {
     const auto result = runGuest([](const test_support::BusProgram& bus) {
+        test_support::ignoreLeaks();  // those of libdlt
         const test_support::FailingThreads noThreads;
         const Guest guest(bus);
         guest.client->Start();
@@ -249,6 +251,7 @@ TEST(GuestWithoutThreads, IsMadeStartedStoppedAndDestroyed) {
 
 TEST(GuestWithoutThreads, IsFollowedByOneThatSubscribesOnceThereAreThreads) {
     const auto result = runGuest([](const test_support::BusProgram& bus) {
+        test_support::ignoreLeaks();  // those of libdlt
         {
             const test_support::FailingThreads noThreads;
             const Guest tooEarly(bus);

@@ -22,6 +22,10 @@ struct ChildResult {
 /// of statics. For things that exist once per process, such as its logging.
 ChildResult runInChild(const std::function<void()>& work);
 
+/// Called in a child: a leak checker does not look for leaks when this process ends. For a child that was
+/// forked while its parent had threads: what only these threads refer to looks like a leak there.
+void ignoreLeaks();
+
 /// A program that runs beside the test. Destroying the object ends the program.
 class ChildProgram {
  public:

@@ -41,13 +41,13 @@ void useAll(ClampControlClient& sut) {
 }
 
 TEST(ClampControlClientWithoutMemory, IsNotReadyWhereverItsConstructionFails) {
-    int exitCode = kMemoryWasMissing;
-    for (long allocations = 0; exitCode == kMemoryWasMissing; ++allocations) {
-        const auto result = test_support::runInChild([allocations] { makeAndUse(allocations); });
+    test_support::ChildResult result;
+    result.exitCode = kMemoryWasMissing;
+    for (long allocations = 0; result.exitCode == kMemoryWasMissing; ++allocations) {
+        result = test_support::runInChild([allocations] { makeAndUse(allocations); });
         ASSERT_EQ(result.signal, 0) << allocations << " allocations: " << result.errors;
-        exitCode = result.exitCode;
     }
-    EXPECT_EQ(exitCode, 0);
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
 }
 
 }  // namespace
