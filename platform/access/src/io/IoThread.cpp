@@ -29,7 +29,7 @@ std::shared_ptr<IoThread> IoThread::shared() {
 }
 
 IoThread::IoThread() : state_(std::make_shared<State>()), process_(::getpid()) {
-    const BlockedSignals blockedInTheNewThread;
+    const internal::BlockedSignals blockedInTheNewThread;
     state_->thread = std::thread([state = state_] { state->run(); });
     pthread_setname_np(state_->thread.native_handle(), "zebIo");
 }
