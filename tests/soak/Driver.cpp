@@ -505,6 +505,15 @@ class Soak {
         }
     }
 
+    std::vector<long> leastHeapOfTenths() const {
+        std::vector<long> least(10, -1);
+        for (const Sample& sample : samples_) {
+            const auto tenth = std::min<std::size_t>(9, static_cast<std::size_t>(10 * sample.at / took_));
+            least[tenth] = least[tenth] < 0 ? sample.heap : std::min(least[tenth], sample.heap);
+        }
+        return least;
+    }
+
     void report() {
         std::istringstream totals(totals_);
         std::array<long long, 7> total{};
@@ -541,6 +550,11 @@ class Soak {
         };
         bound("heap in use, bytes, first fifth -> last", heap_);
         bound("resident memory, KiB", resident_);
+        std::printf("  %-48s ", "least heap in use in each tenth of the run, KiB");
+        for (const long least : leastHeapOfTenths()) {
+            std::printf(" %ld", least / 1024);
+        }
+        std::printf("\n");
         bound("file descriptors", descriptors_);
         bound("threads", threads_);
         std::printf("\nShort-lived clients\n");

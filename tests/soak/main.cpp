@@ -52,6 +52,9 @@ int main(int count, char** arguments) {
         // The clients' warnings go to their logs, unless the environment says otherwise.
         setenv("DLT_LOCAL_PRINT_MODE", "FORCE_ON", 0);
         setenv("DLT_INITIAL_LOG_LEVEL", "::3", 0);
+        // No daemon takes the lines. libdlt's buffer for them would grow for most of the run.
+        setenv("DLT_USER_BUFFER_MIN", "50000", 0);
+        setenv("DLT_USER_BUFFER_MAX", "50000", 0);
         const bool isKept = soak::drive(std::chrono::seconds(number), seed, directory);
         if (isKept) {
             std::filesystem::remove_all(directory);
