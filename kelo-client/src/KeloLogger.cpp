@@ -3,6 +3,7 @@
 #include <kelo-client/KeloLogger.h>
 
 #include <chrono>
+#include <cstddef>
 
 #include "LogLimit.h"
 
@@ -43,7 +44,8 @@ KeloLogger::~KeloLogger() {
     try {
         for (const auto level : {csc_logging::kError, csc_logging::kWarning, csc_logging::kInfo,
                                  csc_logging::kDebug, csc_logging::kVerbose}) {
-            tellSuppressed(level, limit_.takeSuppressed(level, std::chrono::steady_clock::now()));
+            tellSuppressed(level, limit_.takeSuppressed(static_cast<std::size_t>(level),
+                                                        std::chrono::steady_clock::now()));
         }
     } catch (...) {
         // There is no memory for the line.
@@ -51,7 +53,8 @@ KeloLogger::~KeloLogger() {
 }
 
 void KeloLogger::write(ECSCLogLevel level, const std::string& message) {
-    const auto verdict = limit_.admit(level, message, std::chrono::steady_clock::now());
+    const auto verdict =
+        limit_.admit(static_cast<std::size_t>(level), message, std::chrono::steady_clock::now());
     if (!verdict.isAdmitted) {
         return;
     }
