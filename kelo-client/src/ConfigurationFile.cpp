@@ -4,14 +4,12 @@
 #include <Poco/Exception.h>
 #include <Poco/JSON/JSONException.h>
 #include <Poco/JSON/Object.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <internal/RegularFile.h>
 #include <zebutil/JsonException.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
 
@@ -20,43 +18,6 @@
 namespace kelo_client {
 
 namespace {
-
-class Descriptor {
- public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0) {
-            ::close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int number() const { return number_; }
-
- private:
-    const int number_;
-};
-
-[[noreturn]] void failToOpen(const std::string& path, int error) {
-    if (error == EACCES || error == EPERM) {
-        throw Poco::FileAccessDeniedException(path);
-    }
-    throw Poco::OpenFileException(path, std::system_category().message(error));
-}
-
-void requireRegularFile(const std::string& path, const struct stat& status) {
-    if (S_ISDIR(status.st_mode)) {
-        throw Poco::OpenFileException("not a file", path);
-    }
-    if (!S_ISREG(status.st_mode)) {
-        throw Poco::OpenFileException("not a regular file", path);
-    }
-}
-
-[[noreturn]] void failAsTooLarge(const std::string& path) {
-    throw Poco::FileException("more than " + std::to_string(kLargestConfiguration) + " bytes", path);
-}
 
 /// "JSON, byte 12: reason" with the line and the column in place of the byte.
 std::string withPlace(const std::string& message, std::string_view text) {
@@ -88,39 +49,17 @@ void refuseOtherRoot(const std::string& text) {
 }  // namespace
 
 std::string readConfigurationFile(const std::string& path) {
-    struct stat status {};
-    // Looked at before it is opened: opening a device may do something already.
-    if (::stat(path.c_str(), &status) != 0) {
-        failToOpen(path, errno);
-    }
-    requireRegularFile(path, status);
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (file.number() < 0 || ::fstat(file.number(), &status) != 0) {
-        failToOpen(path, errno);
-    }
-    requireRegularFile(path, status);
-    if (static_cast<std::size_t>(status.st_size) > kLargestConfiguration) {
-        failAsTooLarge(path);
-    }
-
-    // One byte more, to see that nothing was added in the meantime.
-    std::string text(static_cast<std::size_t>(status.st_size) + 1, '\0');
-    std::size_t size = 0;
-    while (size < text.size()) {
-        const ssize_t length = ::read(file.number(), text.data() + size, text.size() - size);
-        if (length == 0) {
-            break;
+    try {
+        return internal::readRegularFile(path, kLargestConfiguration);
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::permission_denied ||
+            error.code() == std::errc::operation_not_permitted) {
+            throw Poco::FileAccessDeniedException(path);
         }
-        if (length < 0 && errno != EINTR) {
-            throw Poco::ReadFileException(path, std::system_category().message(errno));
-        }
-        size += length > 0 ? static_cast<std::size_t>(length) : 0;
+        throw Poco::OpenFileException(path, error.code().message());
+    } catch (const std::runtime_error& error) {
+        throw Poco::OpenFileException(error.what(), path);
     }
-    if (size == text.size()) {
-        throw Poco::ReadFileException("changed while it was read", path);
-    }
-    text.resize(size);
-    return text;
 }
 
 std::shared_ptr<const zebutil::JsonObject> parseConfiguration(const std::string& text) {

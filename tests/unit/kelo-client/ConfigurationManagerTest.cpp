@@ -481,11 +481,11 @@ class ConfigurationFileTest : public ConfigurationManagerTest {
 
 TEST_F(ConfigurationFileTest, IsNotWaitedForWhenItIsANamedPipe) {
     ASSERT_EQ(::mkfifo(path().c_str(), 0600), 0);
-    EXPECT_EQ(errorOf(path()), "Cannot open file: not a regular file: " + path());
+    EXPECT_EQ(errorOf(path()), "Cannot open file: it is not a regular file: " + path());
 }
 
 TEST_F(ConfigurationFileTest, IsNoDevice) {
-    EXPECT_EQ(errorOf("/dev/zero"), "Cannot open file: not a regular file: /dev/zero");
+    EXPECT_EQ(errorOf("/dev/zero"), "Cannot open file: it is not a regular file: /dev/zero");
 }
 
 TEST_F(ConfigurationFileTest, IsNoSocket) {
@@ -494,13 +494,13 @@ TEST_F(ConfigurationFileTest, IsNoSocket) {
     std::strncpy(address.sun_path, path().c_str(), sizeof(address.sun_path) - 1);
     const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     ASSERT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-    EXPECT_EQ(errorOf(path()), "Cannot open file: not a regular file: " + path());
+    EXPECT_EQ(errorOf(path()), "Cannot open file: it is not a regular file: " + path());
     ::close(socket);
 }
 
 TEST_F(ConfigurationFileTest, IsNoDirectory) {
     EXPECT_EQ(errorOf(directory.path().string()),
-              "Cannot open file: not a file: " + directory.path().string());
+              "Cannot open file: it is not a regular file: " + directory.path().string());
 }
 
 TEST_F(ConfigurationFileTest, MayHaveAMebibyte) {
@@ -511,7 +511,7 @@ TEST_F(ConfigurationFileTest, MayHaveAMebibyte) {
 
 TEST_F(ConfigurationFileTest, MayNotHaveMore) {
     const std::string content = "{}" + std::string(1'048'575, ' ');
-    EXPECT_THAT(errorOfContent(content), testing::HasSubstr("more than 1048576 bytes: "));
+    EXPECT_THAT(errorOfContent(content), testing::HasSubstr("it is larger than 1048576 bytes: "));
 }
 
 TEST_F(ConfigurationFileTest, IsReportedWithLineAndColumnOfItsMistake) {

@@ -1,5 +1,6 @@
 #include "TlsContexts.h"
 
+#include <internal/RegularFile.h>
 #include <openssl/crypto.h>
 #include <openssl/x509_vfy.h>
 
@@ -30,7 +31,7 @@ void require(bool isDone, const char* what) {
 template <typename Use>
 bool withContentOf(const TlsFiles::Source& source, Use use) {
     try {
-        std::string content = readRegularFile(source.path, kLargestFile);
+        std::string content = internal::readRegularFile(source.path, kLargestFile);
         const std::unique_ptr<std::string, void (*)(std::string*)> cleansed(
             &content, [](std::string* text) { OPENSSL_cleanse(text->data(), text->size()); });
         use(content);

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "RegularFile.h"
+#include "FileIdentity.h"
 
 namespace zebutil {
 

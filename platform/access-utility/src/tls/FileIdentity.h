@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <cstddef>
 #include <ctime>
 #include <string>
 
@@ -27,11 +26,5 @@ struct FileIdentity {
 /// Needs no descriptor.
 /// @throws std::system_error if there is no such file or directory, or it cannot be reached
 FileIdentity identityOf(const std::string& path);
-
-/// Returns the content of a file that exists as such: a pipe or a device, which might never answer, is
-/// refused without being waited for.
-/// @throws std::system_error if the file cannot be opened or read
-/// @throws std::runtime_error if it is not a regular file, or larger than `limit`
-std::string readRegularFile(const std::string& path, std::size_t limit);
 
 }  // namespace zebutil
