@@ -128,7 +128,7 @@ TEST(ClientWithUnusableConfiguration, LogsThatItMayNotReadTheFile) {
 
 TEST(ClientWithUnusableConfiguration, LogsThatADirectoryIsNoFile) {
     EXPECT_EQ(errorsOfConstruction(makeDirectory),
-              "error: Loading config file failed, error: Cannot open file: not a file: "
+              "error: Loading config file failed, error: Cannot open file: it is not a regular file: "
               "/var/run/csc/config/kelo-client/ClientConfig.json\n");
 }
 
