@@ -1,4 +1,5 @@
 #include <internal/BlockedSignals.h>
+#include <internal/KeptMemory.h>
 #include <pthread.h>
 #include <unistd.h>
 #include <zebutil/ILogger.h>
@@ -8,6 +9,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <exception>
 #include <mutex>
 #include <thread>
@@ -15,6 +17,12 @@
 #include <vector>
 
 namespace zebutil {
+
+namespace {
+
+constexpr std::size_t kKeptTasks = 64;
+
+}  // namespace
 
 // Shared by the executor and its thread, so that the thread can outlive an executor that one of its own tasks
 // destroys.
@@ -211,7 +219,7 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
             task = Task();
             ++executed;
         }
-        batch.clear();
+        internal::clearKeeping(batch, kKeptTasks);
     }
 
     bool isStopped() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <internal/KeptMemory.h>
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -11,9 +13,8 @@
 
 namespace zeb {
 
-/// Notifications in the order in which they arrived, with their payloads in one piece of memory. Once the
-/// storage has grown to the size of a typical read, a further notification costs no allocation. Used by one
-/// thread at a time.
+/// Notifications in the order in which they arrived, with their payloads in one piece of memory. A few of
+/// ordinary size cost no allocation, since the storage is used again. Used by one thread at a time.
 class NotificationBatch {
  public:
     void push(const SubscriptionRecord::Hold& subscription, std::string_view data) {
@@ -72,15 +73,14 @@ class NotificationBatch {
     };
 
     void clear() {
-        runs_.clear();
-        sizes_.clear();
-        if (text_.capacity() > kKeptTextSize) {
-            text_ = std::string();
-        }
-        text_.clear();
+        internal::clearKeeping(runs_, kKeptCount);
+        internal::clearKeeping(sizes_, kKeptCount);
+        internal::clearKeeping(text_, kKeptTextSize);
     }
 
-    static constexpr std::size_t kKeptTextSize = std::size_t{64} * 1024;
+    // A burst pays for its storage, a few allocations for a batch of hundreds.
+    static constexpr std::size_t kKeptCount = 64;
+    static constexpr std::size_t kKeptTextSize = std::size_t{8} * 1024;
 
     std::vector<Run> runs_;
     std::vector<std::size_t> sizes_;
