@@ -245,7 +245,7 @@ inline const FaultRow kFaults[] = {
     {Fault::TruncatedBody, 0, "TruncatedAnswer", "The answer ends in the middle of its data",
         {cells::waits(), cells::waits(), cells::kNone, cells::refused(), cells::kNone, cells::kNone, cells::kNone,
          cells::kNone}, cells::kNoAnswer},
-    {Fault::OversizedBody, 0, "OversizedAnswer", "An answer with a body of more than 1 MiB or a head of more than 8 KiB",
+    {Fault::OversizedBody, 0, "OversizedAnswer", "An answer with a body of more than 1 MiB; to the upgrade, a header of more than 8 KiB",
         {cells::waits(), cells::waits(), cells::kNone, cells::refused(), cells::kNone, cells::kNone,
          cells::kNone, cells::kNone}, cells::kNoAnswer},
     {Fault::GarbageFrame, 0, "GarbageFrame", "Bytes that are not a WebSocket frame",
