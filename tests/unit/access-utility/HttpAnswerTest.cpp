@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "http/HttpAnswer.h"
 
@@ -16,6 +18,8 @@ using zebutil::HttpAnswer;
 
 constexpr std::size_t kLargestBody = 1024;
 const std::string kOk = "HTTP/1.1 200 OK\r\n";
+constexpr const char* kTrailersTooLarge =
+    "the answer's header and trailers, or a line of its chunks, are larger than 64 KiB";
 
 // What became of the bytes of a server, which has closed the connection after them if `isClosed`.
 struct Reading {
@@ -240,13 +244,57 @@ TEST(HttpAnswer, RefusesTrailersWithoutEnd) {
     for (int line = 0; line < 10'000; ++line) {
         bytes += "X: abcdefghijkl\r\n";
     }
-    EXPECT_EQ(read(bytes, false).refusal, "the answer's header is larger than 64 KiB");
+    EXPECT_EQ(read(bytes, false).refusal, kTrailersTooLarge);
 }
 
 TEST(HttpAnswer, RefusesAChunkExtensionWithoutEnd) {
     const Reading reading =
         read(kOk + "Transfer-Encoding: chunked\r\n\r\n1;" + std::string(100'000, 'x'), false);
-    EXPECT_EQ(reading.refusal, "the answer's header is larger than 64 KiB");
+    EXPECT_EQ(reading.refusal, kTrailersTooLarge);
+}
+
+// However large the body is that has arrived before.
+class HttpAnswerBehindItsBody : public testing::TestWithParam<std::pair<const char*, std::string>> {};
+
+INSTANTIATE_TEST_SUITE_P(HttpAnswer, HttpAnswerBehindItsBody,
+                         testing::Values(std::pair("ATrailer", "0\r\nX: "s),
+                                         std::pair("AChunkExtension", "1;"s), std::pair("AChunkSize", "0"s)),
+                         [](const auto& testCase) { return testCase.param.first; });
+
+TEST_P(HttpAnswerBehindItsBody, HasNoLineWithoutEnd) {
+    constexpr std::size_t mebibyte = std::size_t{1} << 20U;
+    HttpAnswer sut(mebibyte);
+    sut.read(kOk + "Transfer-Encoding: chunked\r\n\r\n100000\r\n" + std::string(mebibyte, 'x'));
+    EXPECT_THAT([&] { sut.read("\r\n" + GetParam().second + std::string(HttpAnswer::kLargestHeader, '0')); },
+                testing::ThrowsMessage<std::runtime_error>(kTrailersTooLarge));
+}
+
+// What is beside the value has 24 bytes.
+TEST(HttpAnswer, TakesAHeaderOfExactlyItsLimit) {
+    const std::string value(HttpAnswer::kLargestHeader - 24, 'x');
+    EXPECT_EQ(read("HTTP/1.1 200 OK\r\nX: " + value + "\r\n\r\n{}").body, "{}");
+}
+
+TEST(HttpAnswer, RefusesAHeaderAboveItsLimitThoughItIsWholeAndTheBodyFollows) {
+    const std::string value(HttpAnswer::kLargestHeader - 23, 'x');
+    EXPECT_EQ(read("HTTP/1.1 200 OK\r\nX: " + value + "\r\n\r\n{}").refusal,
+              "the answer's header is larger than 64 KiB");
+}
+
+TEST(HttpAnswer, RefusesTrailersThatAreTooLargeTogetherWithTheHeader) {
+    const std::string half(HttpAnswer::kLargestHeader / 2, 'x');
+    EXPECT_EQ(read(kOk + "Transfer-Encoding: chunked\r\nX: " + half + "\r\n\r\n0\r\nX: " + half + "\r\n\r\n")
+                  .refusal,
+              kTrailersTooLarge);
+}
+
+TEST(HttpAnswer, RefusesSizesOfChunksThatAreMuchLargerThanTheChunks) {
+    std::string bytes = kOk + "Transfer-Encoding: chunked\r\n\r\n";
+    for (int chunk = 0; chunk < 100; ++chunk) {
+        bytes += "1;" + std::string(1000, 'x') + "\r\nx\r\n";
+    }
+    EXPECT_EQ(read(bytes, false).refusal,
+              "the answer has more bytes for the sizes of its chunks than in them");
 }
 
 TEST(HttpAnswer, RefusesInterimAnswersWithoutEnd) {

@@ -26,6 +26,9 @@ constexpr int kHttp11 = 11;
 constexpr int kLowestStatus = 100;
 constexpr int kLowestFinalStatus = 200;
 constexpr int kSwitchingProtocols = 101;
+constexpr std::size_t kFieldPunctuation = std::string_view(": \r\n").size();
+// The line with a chunk's size, for each byte of the body: a chunk may be as small as that.
+constexpr std::size_t kChunkLinePerByte = 8;
 // Up to here a body of unknown size grows by doubling. After that its room is that of the largest body: what
 // is not used of it costs no memory, whereas doubling would need old and new room at the same time.
 constexpr std::size_t kSmallBody = std::size_t{64} * 1024;
@@ -46,12 +49,15 @@ class HttpAnswer::Parser : public http::basic_parser<false> {
     explicit Parser(std::size_t largestBody) : largestBody_(largestBody) {
         body_limit(largestBody);
         header_limit(static_cast<std::uint32_t>(kLargestHeader));
-        eager(true);
+        // The first put() ends behind the header, which shows its size.
+        eager(false);
     }
 
     int status() const { return status_; }
     bool isKeptAlive() const { return version_ == kHttp11 && keep_alive(); }
     std::size_t bodySize() const { return body_.size(); }
+    /// Of the header's lines behind the body, as far as they are read.
+    std::size_t trailerSize() const { return trailerSize_; }
     std::string takeBody() { return std::move(body_); }
     /// Why the answer was refused, if not for its form.
     const std::string& fault() const { return fault_; }
@@ -69,7 +75,10 @@ class HttpAnswer::Parser : public http::basic_parser<false> {
         }
     }
 
-    void on_field_impl(http::field name, View, View value, beast::error_code& error) override {
+    void on_field_impl(http::field name, View text, View value, beast::error_code& error) override {
+        if (is_header_done()) {
+            trailerSize_ += text.size() + value.size() + kFieldPunctuation;
+        }
         if (name == http::field::transfer_encoding) {
             // The body's end or content would be unknown.
             if (!beast::iequals(value, "chunked") || version_ != kHttp11) {
@@ -111,6 +120,7 @@ class HttpAnswer::Parser : public http::basic_parser<false> {
     int status_ = 0;
     int version_ = 0;
     std::string body_;
+    std::size_t trailerSize_ = 0;
     std::string fault_;
 };
 
@@ -122,21 +132,22 @@ HttpAnswer::~HttpAnswer() = default;
 std::size_t HttpAnswer::read(std::string_view bytes) {
     std::size_t used = 0;
     while (!isComplete_ && used < bytes.size()) {
+        const bool isBody = parser_->is_header_done();
         const std::size_t bodyBefore = parser_->bodySize();
         beast::error_code error;
         const std::size_t count =
             parser_->put(boost::asio::buffer(bytes.data() + used, bytes.size() - used), error);
         used += count;
-        usedBytes_ += count - (parser_->bodySize() - bodyBefore);
-        // Counted here, because Beast forgets lines that it has already read.
-        const std::size_t waiting = error == http::error::need_more ? bytes.size() - used : 0;
-        if (error == http::error::header_limit || usedBytes_ + waiting > largestOverhead()) {
+        (isBody ? chunkLines_ : header_) += count - (parser_->bodySize() - bodyBefore);
+        const bool isBreakingOff = error == http::error::need_more;
+        requireLimits(isBreakingOff ? bytes.size() - used : 0);
+        if (error == http::error::header_limit) {
             throw std::runtime_error("the answer's header is larger than " + inBytes(kLargestHeader));
         }
         if (error == http::error::body_limit) {
             throw std::runtime_error("the answer is larger than " + inBytes(largestBody_));
         }
-        if (error && error != http::error::need_more) {
+        if (error && !isBreakingOff) {
             throw std::runtime_error("the answer is not valid HTTP: " +
                                      (parser_->fault().empty() ? error.message() : parser_->fault()));
         }
@@ -145,8 +156,25 @@ std::size_t HttpAnswer::read(std::string_view bytes) {
         } else if (error) {
             break;
         }
+        parser_->eager(parser_->is_header_done());
     }
     return used;
+}
+
+// Counted here, because Beast limits only what it has not read yet. `unread` is the size of a part that it
+// reads as a whole, and that breaks off: a line, or the last chunk with the trailers.
+void HttpAnswer::requireLimits(std::size_t unread) const {
+    if (header_ + (parser_->is_header_done() ? 0 : unread) > kLargestHeader) {
+        throw std::runtime_error("the answer's header is larger than " + inBytes(kLargestHeader));
+    }
+    if (header_ + std::max(parser_->trailerSize(), unread) > kLargestHeader) {
+        throw std::runtime_error(
+            "the answer's header and trailers, or a line of its chunks, are larger than " +
+            inBytes(kLargestHeader));
+    }
+    if (chunkLines_ > kLargestHeader + kChunkLinePerByte * parser_->bodySize()) {
+        throw std::runtime_error("the answer has more bytes for the sizes of its chunks than in them");
+    }
 }
 
 void HttpAnswer::finishPart() {
@@ -162,12 +190,6 @@ void HttpAnswer::finishPart() {
                                  " interim answers");
     }
     parser_ = std::make_unique<Parser>(largestBody_);
-}
-
-// In a chunked body, each chunk adds the line with its size; a chunk may be as small as one byte.
-std::size_t HttpAnswer::largestOverhead() const {
-    constexpr std::size_t perByte = 8;
-    return kLargestHeader + perByte * parser_->bodySize();
 }
 
 void HttpAnswer::end() {

@@ -11,6 +11,7 @@ namespace zebutil {
 /// (1xx) are skipped, and an answer whose end would be doubtful is refused. Takes no byte behind the answer.
 class HttpAnswer {
  public:
+    /// With the headers of interim answers and with trailers.
     static constexpr std::size_t kLargestHeader = std::size_t{64} * 1024;
     static constexpr int kMostInterimAnswers = 16;
 
@@ -41,11 +42,12 @@ class HttpAnswer {
     class Parser;
 
     void finishPart();
-    std::size_t largestOverhead() const;
+    void requireLimits(std::size_t unread) const;
 
     const std::size_t largestBody_;
     std::unique_ptr<Parser> parser_;
-    std::size_t usedBytes_ = 0;  ///< of header lines, chunk sizes and trailers
+    std::size_t header_ = 0;      ///< its size, with those of interim answers
+    std::size_t chunkLines_ = 0;  ///< their size, with that of the trailers
     int interimAnswers_ = 0;
     bool isComplete_ = false;
 };
