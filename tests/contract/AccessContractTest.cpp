@@ -171,6 +171,22 @@ TEST_F(FindFirstContract, GivesAnExceptionBeforeFiveSecondsWhenTheServerIsSilent
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
 }
 
+// P20
+TEST_F(FindFirstContract, GivesEachOfSeveralRequestsAnExceptionBeforeFiveSecondsWhenTheServerIsSilent) {
+    connect();
+    bus.ignoreHttp("/Lighting/lamps");
+    const auto begin = std::chrono::steady_clock::now();
+    for (int request = 0; request < 3; ++request) {
+        findFirst(LampDescriptor());
+    }
+    for (int request = 0; request < 3; ++request) {
+        const auto answer = answers.next();
+        ASSERT_TRUE(answer);
+        EXPECT_TRUE(answer->response->getHttpException());
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+}
+
 // P19
 TEST_F(FindFirstContract, WorksAgainAfterTheServerClosedTheKeptConnection) {
     connect();

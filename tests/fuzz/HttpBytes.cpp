@@ -49,14 +49,14 @@ std::optional<Outcome> read(std::string_view bytes, std::size_t pieceSize) {
 class AnswerOfBytes : public zeb::ITpAccess {
  public:
     explicit AnswerOfBytes(std::optional<Outcome> outcome) : outcome_(std::move(outcome)) {}
-    zeb::ZebResponse get(const std::string&, const std::string&, const Query&) override {
+    zeb::ZebResponse get(const std::string&, const std::string&, const Query&, Deadline) override {
         if (!outcome_) {
             throw std::runtime_error("refused");
         }
         return {outcome_->status, outcome_->body};
     }
-    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&) override {
-        return get({}, {}, {});
+    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&, Deadline) override {
+        return get({}, {}, {}, {});
     }
 
  private:

@@ -15,8 +15,10 @@ namespace {
 class FixedAnswer : public zeb::ITpAccess {
  public:
     explicit FixedAnswer(zeb::ZebResponse response) : response_(std::move(response)) {}
-    zeb::ZebResponse get(const std::string&, const std::string&, const Query&) override { return response_; }
-    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&) override {
+    zeb::ZebResponse get(const std::string&, const std::string&, const Query&, Deadline) override {
+        return response_;
+    }
+    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&, Deadline) override {
         return response_;
     }
 

@@ -66,10 +66,10 @@ class NoConfiguration : public zeb::IConfigManager {
 
 class NoAccess : public zeb::ITpAccess {
  public:
-    zeb::ZebResponse get(const std::string&, const std::string&, const Query&) override {
+    zeb::ZebResponse get(const std::string&, const std::string&, const Query&, Deadline) override {
         throw std::runtime_error("nobody answers");
     }
-    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&) override {
+    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&, Deadline) override {
         throw std::runtime_error("nobody answers");
     }
 };

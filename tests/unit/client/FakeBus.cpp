@@ -59,7 +59,8 @@ class FakeBus::TpAccess : public zeb::ITpAccess {
  public:
     explicit TpAccess(FakeBus& bus) : bus_(bus) {}
 
-    zeb::ZebResponse get(const std::string& resource, const std::string& id, const Query& query) override {
+    zeb::ZebResponse get(const std::string& resource, const std::string& id, const Query& query,
+                         Deadline /*deadline*/) override {
         {
             const std::lock_guard lock(mutex);
             requests.push_back({resource, id, query});
@@ -67,7 +68,7 @@ class FakeBus::TpAccess : public zeb::ITpAccess {
         return bus_.answer();
     }
     zeb::ZebResponse post(const std::string& /*resource*/, const std::string& /*id*/,
-                          const std::string& /*body*/) override {
+                          const std::string& /*body*/, Deadline /*deadline*/) override {
         throw std::logic_error("the client writes nothing");
     }
 

@@ -33,10 +33,12 @@ class LargeAnswer : public zeb::ITpAccess {
         body_ += "]}";
     }
 
-    zeb::ZebResponse get(const std::string&, const std::string&, const Query&) override {
+    zeb::ZebResponse get(const std::string&, const std::string&, const Query&, Deadline) override {
         return zeb::ZebResponse(200, body_);
     }
-    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&) override { return {}; }
+    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&, Deadline) override {
+        return {};
+    }
 
  private:
     std::string body_;

@@ -51,6 +51,9 @@ class HttpSession::Impl {
 
     Answer exchange(const Request& request, Deadline deadline, std::size_t largestAnswer) {
         const std::string text = textOf(request, hostHeader_);
+        if (Clock::now() >= deadline) {
+            throw TransportError(Kind::Late, "the time limit was over before the request had its turn");
+        }
         try {
             if (stream_.isOpen() && Clock::now() < idleEnd_ && stream_.isQuiet()) {
                 const auto begin = Clock::now();

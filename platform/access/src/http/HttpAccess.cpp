@@ -4,7 +4,6 @@
 #include <zeb/ZebException.h>
 #include <zebutil/BaseUri.h>
 
-#include <chrono>
 #include <cstddef>
 #include <utility>
 
@@ -16,9 +15,6 @@ namespace {
 
 // One element is asked for, and a notification with one element is no larger either.
 constexpr std::size_t kLargestAnswer = std::size_t{1} * 1024 * 1024;
-// Callers wait five seconds for the outcome of an exchange. This limits all of it: looking up the host,
-// connecting, sending, and the answer.
-constexpr std::chrono::milliseconds kExchangeTimeLimit{4500};
 
 std::string segment(const std::string& name) {
     if (name.empty() || name == "." || name == "..") {
@@ -38,12 +34,14 @@ HttpAccess::HttpAccess(TpEndpoint endpoint, const zebutil::PocoHttpSessionFactor
 
 HttpAccess::~HttpAccess() = default;
 
-ZebResponse HttpAccess::get(const std::string& resource, const std::string& id, const Query& query) {
-    return exchange({"GET", target(resource, id, query), {}});
+ZebResponse HttpAccess::get(const std::string& resource, const std::string& id, const Query& query,
+                            Deadline deadline) {
+    return exchange({"GET", target(resource, id, query), {}}, deadline);
 }
 
-ZebResponse HttpAccess::post(const std::string& resource, const std::string& id, const std::string& body) {
-    return exchange({"POST", target(resource, id, {}), body});
+ZebResponse HttpAccess::post(const std::string& resource, const std::string& id, const std::string& body,
+                             Deadline deadline) {
+    return exchange({"POST", target(resource, id, {}), body}, deadline);
 }
 
 void HttpAccess::cancel() {
@@ -70,10 +68,9 @@ std::string HttpAccess::target(const std::string& resource, const std::string& i
     return text;
 }
 
-ZebResponse HttpAccess::exchange(const zebutil::HttpSession::Request& request) {
+ZebResponse HttpAccess::exchange(const zebutil::HttpSession::Request& request, Deadline deadline) {
     try {
-        zebutil::HttpSession::Answer answer = session_->exchange(
-            request, std::chrono::steady_clock::now() + kExchangeTimeLimit, kLargestAnswer);
+        zebutil::HttpSession::Answer answer = session_->exchange(request, deadline, kLargestAnswer);
         return ZebResponse(answer.status, std::move(answer.body));
     } catch (const std::exception& exception) {
         throw ZebException(exception.what(), request.method + " " + endpoint_.serverBaseUri + request.target);

@@ -21,13 +21,15 @@ class HttpAccess : public ITpAccess {
     HttpAccess(TpEndpoint endpoint, const zebutil::PocoHttpSessionFactory& sessions);
     ~HttpAccess() override;
 
-    ZebResponse get(const std::string& resource, const std::string& id, const Query& query) override;
-    ZebResponse post(const std::string& resource, const std::string& id, const std::string& body) override;
+    ZebResponse get(const std::string& resource, const std::string& id, const Query& query,
+                    Deadline deadline) override;
+    ZebResponse post(const std::string& resource, const std::string& id, const std::string& body,
+                     Deadline deadline) override;
     void cancel() override;
 
  private:
     std::string target(const std::string& resource, const std::string& id, const Query& query) const;
-    ZebResponse exchange(const zebutil::HttpSession::Request& request);
+    ZebResponse exchange(const zebutil::HttpSession::Request& request, Deadline deadline);
 
     const TpEndpoint endpoint_;
     PeerLookUp lookUp_;

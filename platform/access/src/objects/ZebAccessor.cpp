@@ -7,6 +7,7 @@
 #include <zebutil/JsonObject.h>
 #include <zebutil/StopHandler.h>
 
+#include <chrono>
 #include <utility>
 
 namespace zeb {
@@ -53,6 +54,7 @@ struct ZebAccessor::Request {
     UntypedSuccessHandler success;
     ErrorHandler error;
     std::shared_ptr<ITpAccess> access;
+    ITpAccess::Deadline deadline;
     std::shared_ptr<zebutil::ITaskExecutor> callbackExecutor;
     std::shared_ptr<zebutil::ILogger> logger;
 
@@ -61,8 +63,8 @@ struct ZebAccessor::Request {
         std::shared_ptr<const IXObject> element;
         try {
             const zebutil::StopHandler cancelWhenStopped([access = self->access] { access->cancel(); });
-            *response =
-                self->access->get(self->descriptor.getResourceName(), {}, queryOfFirst(self->descriptor));
+            *response = self->access->get(self->descriptor.getResourceName(), {},
+                                          queryOfFirst(self->descriptor), self->deadline);
             if (response->getStatusCode() != kStatusOk) {
                 self->logger->warning(std::string(kFindFirst) + self->descriptor.getRelativeUri() +
                                       " was answered with status " +
@@ -123,11 +125,13 @@ ZebAccessor::~ZebAccessor() = default;
 
 void ZebAccessor::findFirstUntyped(XObjectDescriptor descriptor, ElementFactory elementFactory,
                                    UntypedSuccessHandler success, ErrorHandler error) {
+    // Begins here, not with the request's turn: the caller already waits.
+    const auto deadline = std::chrono::steady_clock::now() + ITpAccess::kTimeLimit;
     const std::string name = kFindFirst + descriptor.getServiceName() + "/" + descriptor.getResourceName();
     const bool hasSuccessHandler = static_cast<bool>(success);
     const auto request = std::make_shared<Request>(Request{std::move(descriptor), std::move(elementFactory),
                                                            std::move(success), std::move(error), access_,
-                                                           callbackExecutor_, logger_});
+                                                           deadline, callbackExecutor_, logger_});
     requestExecutor_->add([request] { Request::run(request); }, name.c_str());
     if (!hasSuccessHandler) {
         logger_->error(std::string(kFindFirst) + "missing success callback");

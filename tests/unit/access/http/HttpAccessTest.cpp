@@ -110,6 +110,35 @@ TEST(HttpAccess, GivesUpOnABodyThatTricklesInWithoutEnd) {
     expectAnEndBeforeFiveSeconds(accessTo(server));
 }
 
+TEST(HttpAccess, MakesNoConnectionForARequestWhoseTimeIsOver) {
+    std::atomic<int> connections = 0;
+    const ScriptedServer server([&connections](StreamSocket& connection, const std::atomic<bool>&) {
+        ++connections;
+        ScriptedServer::readRequest(connection);
+        ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+    });
+    const auto sut = accessTo(server);
+    EXPECT_THROW(sut->get("clamps", "", {}, std::chrono::steady_clock::now()), std::exception);
+    sut->get("clamps", "", {});
+    EXPECT_EQ(connections, 1);
+}
+
+TEST(HttpAccess, SendsNothingOnAKeptConnectionForARequestWhoseTimeIsOver) {
+    std::atomic<int> requests = 0;
+    const ScriptedServer server([&requests](StreamSocket& connection, const std::atomic<bool>&) {
+        while (!ScriptedServer::readRequest(connection).empty()) {
+            ++requests;
+            ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+        }
+    });
+    auto sut = accessTo(server);
+    sut->get("clamps", "", {});
+    EXPECT_THROW(sut->get("clamps", "", {}, std::chrono::steady_clock::now()), std::exception);
+    sut->get("clamps", "", {});
+    EXPECT_EQ(requests, 2);
+    sut.reset();  // ends the connection, which the server waits for
+}
+
 TEST(HttpAccess, RefusesAnAnswerOfMoreThanOneMebibyte) {
     const ScriptedServer server([](StreamSocket& connection, const std::atomic<bool>&) {
         ScriptedServer::readRequest(connection);

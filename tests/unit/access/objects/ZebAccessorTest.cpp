@@ -41,11 +41,13 @@ class HandDrivenExecutor : public zebutil::ITaskExecutor {
 
 class ScriptedAccess : public zeb::ITpAccess {
  public:
-    zeb::ZebResponse get(const std::string&, const std::string&, const Query& query) override {
+    zeb::ZebResponse get(const std::string&, const std::string&, const Query& query,
+                         Deadline deadline) override {
         queries.push_back(query);
+        deadlines.push_back(deadline);
         return answer();
     }
-    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&) override {
+    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&, Deadline) override {
         return answer();
     }
 
@@ -53,6 +55,7 @@ class ScriptedAccess : public zeb::ITpAccess {
         return zeb::ZebResponse(200, R"({"data":[{"id":"1"}]})");
     };
     std::vector<Query> queries;
+    std::vector<Deadline> deadlines;
 };
 
 class LampDescriptor : public zeb::XObjectDescriptor {
@@ -101,6 +104,15 @@ TEST_F(ZebAccessorTest, AsksForOneElement) {
     findFirst();
     requests->runAll();
     EXPECT_EQ(access->queries.front(), (zeb::ITpAccess::Query{{"$limit", "1"}}));
+}
+
+TEST_F(ZebAccessorTest, GivesEveryRequestTheTimeThatIsLeftSinceItWasAskedFor) {
+    const auto before = zeb::ITpAccess::Deadline::clock::now();
+    findFirst();
+    const auto after = zeb::ITpAccess::Deadline::clock::now();
+    requests->runAll();
+    EXPECT_GE(access->deadlines.front(), before + zeb::ITpAccess::kTimeLimit);
+    EXPECT_LE(access->deadlines.front(), after + zeb::ITpAccess::kTimeLimit);
 }
 
 TEST_F(ZebAccessorTest, NamesTheTaskOfASuccess) {
@@ -170,12 +182,14 @@ TEST_F(ZebAccessorTest, IssuesTheRequestEvenWithoutASuccessHandler) {
 /// A request that is never answered: it ends when it is cancelled.
 class UnansweredAccess : public zeb::ITpAccess {
  public:
-    zeb::ZebResponse get(const std::string&, const std::string&, const Query&) override {
+    zeb::ZebResponse get(const std::string&, const std::string&, const Query&, Deadline) override {
         asked.set_value();
         cancelled_.get_future().wait();
         throw std::runtime_error("cancelled");
     }
-    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&) override { return {}; }
+    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&, Deadline) override {
+        return {};
+    }
     void cancel() override { cancelled_.set_value(); }
 
     std::promise<void> asked;
