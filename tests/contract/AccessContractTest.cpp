@@ -2,6 +2,7 @@
 #include <pthread.h>
 
 #include <array>
+#include <future>
 #include <string>
 
 // Numbers are those of the promises in docs/platform-contract.md.
@@ -185,6 +186,44 @@ TEST_F(FindFirstContract, GivesEachOfSeveralRequestsAnExceptionBeforeFiveSeconds
         EXPECT_TRUE(answer->response->getHttpException());
     }
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+}
+
+/// A task that keeps the httpExecutor busy until it is destroyed, as a silent server of another service does.
+class BusyExecutor {
+ public:
+    explicit BusyExecutor(zebutil::SingleThreadAsyncTaskExecutor& executor) {
+        executor.add([isOver = isOver_.get_future().share()] { isOver.wait(); }, "busy");
+    }
+    ~BusyExecutor() { isOver_.set_value(); }
+    BusyExecutor(const BusyExecutor&) = delete;
+    BusyExecutor& operator=(const BusyExecutor&) = delete;
+
+ private:
+    std::promise<void> isOver_;
+};
+
+// P50
+TEST_F(FindFirstContract, EndsARequestThatWaitsForItsTurnWhenTheConnectionIsLost) {
+    connect();
+    const BusyExecutor busy(*httpExecutor);
+    findFirst(LampDescriptor());
+    bus.dropConnections("Lighting");
+    const auto answer = answers.next();
+    ASSERT_TRUE(answer) << "no handler was called";
+    EXPECT_NE(std::string(answer->response->getHttpException()->what()).find("cancelled: "),
+              std::string::npos);
+}
+
+// P50
+TEST_F(FindFirstContract, EndsARequestThatWaitsForItsTurnWhenTheRegistryStops) {
+    connect();
+    const BusyExecutor busy(*httpExecutor);
+    findFirst(LampDescriptor());
+    registry->stop();
+    const auto answer = answers.next();
+    ASSERT_TRUE(answer) << "no handler was called";
+    EXPECT_NE(std::string(answer->response->getHttpException()->what()).find("cancelled: "),
+              std::string::npos);
 }
 
 // P19

@@ -55,6 +55,11 @@ class ZEB_EXPORT ZebAccessor {
             std::move(untypedSuccess), std::move(error));
     }
 
+    /// Ends every request that has no outcome yet, even if it waits for its turn behind others, and makes
+    /// every later one fail: their error handlers say "cancelled". Called when the service is disconnected
+    /// and when the registry stops. Returns at once.
+    void cancel();
+
  private:
     using ElementFactory =
         std::function<std::shared_ptr<const IXObject>(std::shared_ptr<zebutil::JsonObject>)>;
@@ -65,10 +70,12 @@ class ZEB_EXPORT ZebAccessor {
                           UntypedSuccessHandler success, ErrorHandler error);
 
     struct Request;
+    class OpenRequests;
     std::shared_ptr<ITpAccess> access_;
     std::shared_ptr<zebutil::ITaskExecutor> requestExecutor_;
     std::shared_ptr<zebutil::ITaskExecutor> callbackExecutor_;
     std::shared_ptr<zebutil::ILogger> logger_;
+    std::shared_ptr<OpenRequests> open_;
 };
 
 }  // namespace zeb

@@ -73,8 +73,8 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             if (link->websocketManager) {
                 link->websocketManager->stop();
             }
-            if (link->access) {
-                link->access->cancel();
+            if (link->accessor) {
+                link->accessor->cancel();
             }
         }
     }
@@ -179,10 +179,11 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             logger_->warning("service \"" + service + "\" disconnected: " + reason);
             // What still waits for an answer would wait for its time limit.
             std::exchange(link->access, nullptr)->cancel();
-            link->accessor.reset();
             for (const auto& listener : link->listeners) {
                 tellDisconnected(listener);
             }
+            execute("requests cancelled",
+                    [accessor = std::exchange(link->accessor, nullptr)](Impl&) { accessor->cancel(); });
             // A server that accepts and then closes every connection must not be asked faster and faster.
             if (std::chrono::steady_clock::now() - link->connectedSince > kStableConnection) {
                 link->schedule.settle(addressOf(link->endpoint));

@@ -51,6 +51,9 @@ class ScriptedAccess : public zeb::ITpAccess {
         return answer();
     }
 
+    void cancel() override { ++cancellations; }
+
+    int cancellations = 0;
     std::function<zeb::ZebResponse()> answer = [] {
         return zeb::ZebResponse(200, R"({"data":[{"id":"1"}]})");
     };
@@ -197,6 +200,65 @@ class UnansweredAccess : public zeb::ITpAccess {
  private:
     std::promise<void> cancelled_;
 };
+
+TEST_F(ZebAccessorTest, EndsARequestThatWaitsForItsTurnWhenItIsCancelled) {
+    findFirst();
+    sut.cancel();
+    callbacks->runAll();
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_STREQ(errors.front()->getHttpException()->what(),
+                 "ZebException: unknown find first failed reason: cancelled: the service is disconnected or "
+                 "the client stops");
+}
+
+TEST_F(ZebAccessorTest, NeverSendsARequestThatWasCancelledBeforeItsTurn) {
+    findFirst();
+    sut.cancel();
+    requests->runAll();
+    EXPECT_TRUE(access->queries.empty());
+}
+
+TEST_F(ZebAccessorTest, EndsARequestOnceWhenItIsCancelledWithoutAnAnswer) {
+    access->answer = [this]() -> zeb::ZebResponse {
+        sut.cancel();
+        throw std::runtime_error("cancelled");
+    };
+    findFirst();
+    requests->runAll();
+    callbacks->runAll();
+    EXPECT_EQ(errors.size(), 1U);
+}
+
+TEST_F(ZebAccessorTest, EndsARequestOnceWhenItIsCancelledAndAnswered) {
+    access->answer = [this] {
+        sut.cancel();
+        return zeb::ZebResponse(200, R"({"data":[{"id":"1"}]})");
+    };
+    findFirst();
+    requests->runAll();
+    callbacks->runAll();
+    EXPECT_EQ(errors.size() + static_cast<std::size_t>(successes), 1U);
+}
+
+TEST_F(ZebAccessorTest, EndsEveryRequestAfterItWasCancelledAtOnce) {
+    sut.cancel();
+    findFirst();
+    callbacks->runAll();
+    EXPECT_EQ(errors.size(), 1U);
+}
+
+TEST_F(ZebAccessorTest, CancelsItsAccess) {
+    sut.cancel();
+    EXPECT_EQ(access->cancellations, 1);
+}
+
+TEST_F(ZebAccessorTest, KeepsNothingOfARequestThatItsExecutorDrops) {
+    const auto kept = std::make_shared<int>();
+    sut.findFirst<Lamp>(
+        LampDescriptor(), [kept](const std::shared_ptr<const Lamp>&, const Response&) {}, nullptr);
+    requests->drop();
+    EXPECT_EQ(kept.use_count(), 1);
+}
 
 TEST_F(ZebAccessorTest, CancelsTheRequestUnderWayWhenItsExecutorIsStopped) {
     const auto unanswered = std::make_shared<UnansweredAccess>();
