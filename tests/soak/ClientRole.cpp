@@ -321,7 +321,8 @@ class Counter : public std::enable_shared_from_this<Counter> {
     std::atomic<std::uint64_t> told_ = 0;
 };
 
-// What the process holds now: heap in use (bytes), resident memory (KiB), file descriptors, threads.
+// What the process holds now: heap in use (bytes), resident memory of its own (KiB), file descriptors,
+// threads. Of its own: the pages of a library are read when they are first used, and that may be late.
 std::string ownFigures() {
     // What the C library keeps for later would hide what the library uses.
     ::malloc_trim(0);
@@ -331,7 +332,7 @@ std::string ownFigures() {
     std::string resident = "0";
     std::string threads = "0";
     while (status >> word) {
-        if (word == "VmRSS:") {
+        if (word == "RssAnon:") {
             status >> resident;
         } else if (word == "Threads:") {
             status >> threads;

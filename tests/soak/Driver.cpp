@@ -57,7 +57,7 @@ constexpr std::ptrdiff_t kFewestSamples = 20;
 struct Sample {
     Clock::duration at;  // since the beginning
     long heap;           // bytes
-    long resident;       // KiB
+    long resident;       // KiB, without the pages of files
     long descriptors;
     long threads;
 };
@@ -494,7 +494,7 @@ class Soak {
             }
         };
         judgeMemory("heap in use (bytes)", &Sample::heap, heap_.second);
-        judgeMemory("resident memory (KiB)", &Sample::resident, resident_.second);
+        judgeMemory("resident memory of its own (KiB)", &Sample::resident, resident_.second);
         if (descriptors_.second > descriptors_.first + kDescriptorsMayGrow) {
             complain("file descriptors grew from " + std::to_string(descriptors_.first) + " to " +
                      std::to_string(descriptors_.second));
@@ -549,7 +549,7 @@ class Soak {
             std::printf("  %-48s  %8ld -> %ld\n", name, figure.first, figure.second);
         };
         bound("heap in use, bytes, first fifth -> last", heap_);
-        bound("resident memory, KiB", resident_);
+        bound("resident memory of its own, KiB", resident_);
         std::printf("  %-48s ", "least heap in use in each tenth of the run, KiB");
         for (const long least : leastHeapOfTenths()) {
             std::printf(" %ld", least / 1024);
