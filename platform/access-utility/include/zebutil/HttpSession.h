@@ -21,7 +21,7 @@ struct BaseUri;
 class ZEBUTIL_EXPORT HttpSession {
  public:
     struct Request {
-        std::string method;  ///< "GET" or "POST"
+        std::string method;  ///< such as "GET" or "POST"
         std::string target;  ///< path and query, percent-encoded
         std::string body;    ///< JSON; empty with "GET"
     };
@@ -43,8 +43,9 @@ class ZEBUTIL_EXPORT HttpSession {
     HttpSession(const HttpSession&) = delete;
     HttpSession& operator=(const HttpSession&) = delete;
 
-    /// Sends the request and waits for the complete answer. If the server has meanwhile ended the kept
-    /// connection, the request is sent once more over a new one, unless that could execute it twice.
+    /// Sends the request and waits for the complete answer. If the kept connection ends before the answer, a
+    /// GET, PUT or DELETE is sent once more over a new one. Any other request fails then, since the server
+    /// may have executed it: it is sent at most once.
     /// @param deadline      for everything together: connecting, TLS, sending and the answer
     /// @param largestAnswer of the body, in bytes
     /// @throws std::exception if there is no answer that can be used

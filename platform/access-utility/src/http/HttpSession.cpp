@@ -20,8 +20,8 @@ using Kind = TransportError::Kind;
 
 // Servers close connections that are idle for longer.
 constexpr std::chrono::seconds kLongestIdleTime{30};
-// A server that has closed a kept connection has not seen the request, and this shows at once. If it takes
-// longer, the server has taken the request.
+// That a kept connection has already ended shows at once. If it takes longer, the server has taken the
+// request.
 constexpr std::chrono::milliseconds kSoon{500};
 
 std::string textOf(const HttpSession::Request& request, const std::string& hostHeader) {
@@ -40,6 +40,11 @@ std::string textOf(const HttpSession::Request& request, const std::string& hostH
             .append("\r\n");
     }
     return text.append("\r\n").append(request.body);
+}
+
+// Whether executing a request twice does the same as executing it once (RFC 9110, section 9.2.2).
+bool isIdempotent(const std::string& method) {
+    return method == "GET" || method == "PUT" || method == "DELETE";
 }
 
 }  // namespace
@@ -76,13 +81,11 @@ class HttpSession::Impl {
     void cancel() { stream_.cancel(); }
 
  private:
-    // Whether the server cannot have begun to answer, or the request may be executed twice.
+    // Whether the connection has ended before the answer, and executing the request twice does no harm. A
+    // server that has ended the connection may still have executed it: nothing tells how much it has read.
     bool canBeRepeated(const Request& request, const TransportError& error) const {
-        if (hasAnswerBegun_) {
-            return false;
-        }
-        // A reset may have overtaken the beginning of the answer.
-        return error.kind() == Kind::Ended || (error.kind() == Kind::Reset && request.method == "GET");
+        return isIdempotent(request.method) && !hasAnswerBegun_ &&
+               (error.kind() == Kind::Ended || error.kind() == Kind::Reset);
     }
 
     void connect(Deadline deadline) {

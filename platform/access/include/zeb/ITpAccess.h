@@ -33,7 +33,8 @@ class ZEB_EXPORT ITpAccess {
     virtual ZebResponse get(const std::string& resource, const std::string& id, const Query& query,
                             Deadline deadline) = 0;
 
-    /// Merges a JSON object into an element.
+    /// Merges a JSON object into an element. Sent at most once, since a second time could undo what somebody
+    /// else has changed meanwhile. If it fails, it may have been executed.
     /// @throws std::exception if no answer arrived
     virtual ZebResponse post(const std::string& resource, const std::string& id, const std::string& body,
                              Deadline deadline) = 0;

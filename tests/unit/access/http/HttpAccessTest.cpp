@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <zeb/HttpAccessFactory.h>
 #include <zeb/ZebException.h>
+#include <zebutil/HttpSession.h>
 #include <zebutil/PocoHttpSessionFactory.h>
 
 #include <atomic>
@@ -16,6 +17,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -227,7 +229,9 @@ class HttpAccessOnAKeptConnection : public testing::TestWithParam<BrokenAnswer> 
 
 INSTANTIATE_TEST_SUITE_P(
     BreaksOff, HttpAccessOnAKeptConnection,
-    testing::Values(BrokenAnswer{"WithinTheStatusLine", "HTTP/1.1 20", false},
+    testing::Values(BrokenAnswer{"BeforeTheAnswer", "", false},
+                    BrokenAnswer{"BeforeTheAnswerByReset", "", true},
+                    BrokenAnswer{"WithinTheStatusLine", "HTTP/1.1 20", false},
                     BrokenAnswer{"WithinTheHeader", "HTTP/1.1 200 OK\r\nContent-Le", false},
                     BrokenAnswer{"BeforeTheBody", "HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n", false},
                     BrokenAnswer{"WithinTheBody", "HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n{", false},
@@ -249,18 +253,58 @@ TEST_P(HttpAccessOnAKeptConnection, IsAsGoodAsNewAfterwards) {
     EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
 }
 
-TEST(HttpAccess, AsksOnceMoreWhenAKeptConnectionIsResetBeforeTheAnswerToAGet) {
-    const ScriptedServer server([isFirst = true](StreamSocket& connection, const std::atomic<bool>&) mutable {
-        ScriptedServer::readRequest(connection);
-        ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
-        if (std::exchange(isFirst, false)) {
-            ScriptedServer::readRequest(connection);
-            connection.setLinger(true, 0);
+/// How often a server that has read a request and then ends the kept connection gets it.
+class HttpSessionOnAKeptConnection : public testing::TestWithParam<bool> {
+ protected:
+    int timesSent(const std::string& method) {
+        int requests = 0;
+        {
+            const ScriptedServer server(
+                [&requests, isFirst = true](StreamSocket& connection, const std::atomic<bool>&) mutable {
+                    ScriptedServer::readRequest(connection);
+                    ++requests;
+                    ScriptedServer::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}");
+                    if (std::exchange(isFirst, false)) {
+                        ScriptedServer::readRequest(connection);
+                        ++requests;
+                        connection.setLinger(GetParam(), 0);
+                    }
+                });
+            const auto sut = zebutil::PocoHttpSessionFactory().createSession(
+                server.baseUri(), "ClampControl", [](auto) { return std::vector<std::string>{"127.0.0.1"}; });
+            const auto deadline = std::chrono::steady_clock::now() + 10s;
+            sut->exchange({"GET", "/", {}}, deadline, 1024);
+            try {
+                sut->exchange({method, "/", {}}, deadline, 1024);
+            } catch (const std::exception&) {
+                // It was not sent again.
+            }
         }
-    });
-    const auto sut = accessTo(server);
-    sut->get("clamps", "", {});
-    EXPECT_EQ(sut->get("clamps", "", {}).getStatusCode(), 200);
+        return requests - 1;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Ends, HttpSessionOnAKeptConnection, testing::Bool(),
+                         [](const auto& isReset) { return isReset.param ? "ByReset" : "Closed"; });
+
+TEST_P(HttpSessionOnAKeptConnection, SendsAGetOnceMore) {
+    EXPECT_EQ(timesSent("GET"), 2);
+}
+
+TEST_P(HttpSessionOnAKeptConnection, SendsAPutOnceMore) {
+    EXPECT_EQ(timesSent("PUT"), 2);
+}
+
+TEST_P(HttpSessionOnAKeptConnection, SendsADeleteOnceMore) {
+    EXPECT_EQ(timesSent("DELETE"), 2);
+}
+
+TEST_P(HttpSessionOnAKeptConnection, NeverSendsAPostTwice) {
+    EXPECT_EQ(timesSent("POST"), 1);
+}
+
+TEST_P(HttpSessionOnAKeptConnection, NeverSendsAMethodTwiceThatItDoesNotKnow) {
+    EXPECT_EQ(timesSent("PATCH"), 1);
 }
 
 class HttpAccessOnAConnectionThatEndsLate : public testing::TestWithParam<bool> {};
