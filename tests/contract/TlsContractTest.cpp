@@ -634,6 +634,32 @@ TEST_P(BadFileContract, AsAClientCertificateRefusesTheConnectionWithItsName) {
         << findFirst().failure;
 }
 
+TEST_F(TlsFilesContract, ADamagedFileInANamedDirectoryRefusesTheConnectionWithItsName) {
+    const auto file = directory.path() / "12345678.0";
+    std::ofstream(file) << "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
+    setVariable("SSL_CERT_DIR", directory.path());
+    const std::string failure = findFirst().failure;
+    EXPECT_NE(failure.find("SSL_CERT_DIR: \"" + file.string() + "\": certificate 1 in it is damaged"),
+              std::string::npos)
+        << failure;
+}
+
+TEST_F(TlsFilesContract, ALinkToNothingInANamedDirectoryRefusesTheConnectionWithItsName) {
+    const auto file = directory.path() / "12345678.0";
+    std::filesystem::create_symlink(store, file);
+    setVariable("SSL_CERT_DIR", directory.path());
+    const std::string failure = findFirst().failure;
+    EXPECT_NE(failure.find("SSL_CERT_DIR: \"" + file.string() + "\": No such file"), std::string::npos)
+        << failure;
+}
+
+TEST_F(TlsFilesContract, ADirectoryCanBeNamedForTheAuthorities) {
+    setVariable("SSL_CERT_FILE", other.certificateFile());
+    std::filesystem::copy(authority.certificateFile(), directory.path() / "12345678.0");
+    setVariable("SSL_CERT_DIR", directory.path());
+    EXPECT_EQ(findFirst().id, "1");
+}
+
 // ---------------------------------------------------------------------------------------- pinned authorities
 
 TEST_F(TlsFilesContract, APinnedAuthorityReplacesTheTrustStore) {

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 struct ssl_ctx_st;
 struct ssl_st;
@@ -28,6 +29,10 @@ class ZEBUTIL_EXPORT TlsClientContext {
     /// Takes about 50 ms then, which is too long for the thread that serves all connections. What is wrong
     /// with the files is left to that connection to report.
     static void refresh(const std::string& service) noexcept;
+
+    /// Which of the system's files were left out since the last call because of a fault, as sentences for the
+    /// log: each file once, until it changes.
+    static std::vector<std::string> takeLeftOut();
 
     /// The OpenSSL context, shared by many connections; lives as long as this object unless its reference
     /// count is raised. Must not be changed.

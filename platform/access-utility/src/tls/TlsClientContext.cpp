@@ -40,7 +40,7 @@ class TlsClientContext::Impl {
  public:
     Impl(std::string serverHost, const std::string& service) : host(std::move(serverHost)) {
         requireVerifiable(host);
-        context = TlsContexts::ofProcess().get(service);
+        context = TlsContexts::ofProcess().get(TlsFiles::of(service));
     }
 
     const std::string host;
@@ -55,10 +55,14 @@ TlsClientContext::~TlsClientContext() = default;
 
 void TlsClientContext::refresh(const std::string& service) noexcept {
     try {
-        TlsContexts::ofProcess().get(service);
+        TlsContexts::ofProcess().get(TlsFiles::of(service));
     } catch (const std::exception&) {
         return;  // the connection finds the same
     }
+}
+
+std::vector<std::string> TlsClientContext::takeLeftOut() {
+    return TlsContexts::ofProcess().takeLeftOut();
 }
 
 ssl_ctx_st* TlsClientContext::native() const {

@@ -6,8 +6,12 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <map>
 #include <stdexcept>
+#include <string>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 namespace zebutil {
 
@@ -26,33 +30,33 @@ void require(bool isDone, const char* what) {
     }
 }
 
-// Calls `use` with the content. Every fault is reported with the variable and the file. Returns false if
-// there is a fault in a file that nobody has asked for, which is left out.
+// Files that nobody has asked for, which are left out because of a fault in them.
+using LeftOut = std::map<std::string, std::string>;
+
+// Calls `use` with the content. Every fault is reported with the variable and the file.
 template <typename Use>
-bool withContentOf(const TlsFiles::Source& source, Use use) {
+void withContentOf(const TlsFiles::Source& source, LeftOut& leftOut, Use use) {
     try {
         std::string content = internal::readRegularFile(source.path, kLargestFile);
         const std::unique_ptr<std::string, void (*)(std::string*)> cleansed(
             &content, [](std::string* text) { OPENSSL_cleanse(text->data(), text->size()); });
         use(content);
-        return true;
     } catch (const std::system_error& error) {
         if (source.isRequired() || !isAbsent(error)) {
             throw unusable(source, error.code().message());
         }
-        return true;
     } catch (const std::runtime_error& fault) {
         if (source.isRequired()) {
             throw unusable(source, fault.what());
         }
-        return false;
+        leftOut.emplace(source.path, fault.what());
     }
 }
 
 // Adds what `source` contains to `known`, and to the context if it was not known yet. A system has most of
 // its authorities twice, in one file and in a directory.
-bool trust(SSL_CTX* context, const TlsFiles::Source& source, std::string& known) {
-    return withContentOf(source, [&](const std::string& content) {
+void trust(SSL_CTX* context, const TlsFiles::Source& source, std::string& known, LeftOut& leftOut) {
+    withContentOf(source, leftOut, [&](const std::string& content) {
         if (!source.isRequired() && known.find(content) != std::string::npos) {
             return;
         }
@@ -68,8 +72,8 @@ bool trust(SSL_CTX* context, const TlsFiles::Source& source, std::string& known)
     });
 }
 
-void identify(SSL_CTX* context, const TlsFiles& files) {
-    withContentOf(files.certificate, [context](const std::string& content) {
+void identify(SSL_CTX* context, const TlsFiles& files, LeftOut& leftOut) {
+    withContentOf(files.certificate, leftOut, [context](const std::string& content) {
         const auto certificates = certificatesIn(content);
         if (certificates.empty()) {
             throw std::runtime_error("it contains no certificate");
@@ -79,7 +83,7 @@ void identify(SSL_CTX* context, const TlsFiles& files) {
             require(SSL_CTX_add1_chain_cert(context, next->get()) == 1, "client certificate's chain");
         }
     });
-    withContentOf(files.key, [context, &files](const std::string& content) {
+    withContentOf(files.key, leftOut, [context, &files](const std::string& content) {
         const KeyPointer key = keyIn(content);
         if (SSL_CTX_use_PrivateKey(context, key.get()) != 1 || SSL_CTX_check_private_key(context) != 1) {
             throw std::runtime_error("the key does not belong to the certificate in \"" +
@@ -96,8 +100,7 @@ void keepOpenSslToTheEndOfTheProcess() {
     OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
 }
 
-// `isWhole` becomes false if something was left out that may be there later.
-TlsContexts::Context contextOf(const TlsFiles& files, bool& isWhole) {
+TlsContexts::Context contextOf(const TlsFiles& files, LeftOut& leftOut) {
     keepOpenSslToTheEndOfTheProcess();
     TlsContexts::Context context(SSL_CTX_new(TLS_client_method()));
     require(context != nullptr, "context");
@@ -109,14 +112,11 @@ TlsContexts::Context contextOf(const TlsFiles& files, bool& isWhole) {
     SSL_CTX_set_verify(native, SSL_VERIFY_PEER, nullptr);
     SSL_CTX_set_verify_depth(native, kMaximumChainLength);
     std::string known;
-    isWhole = trust(native, files.authorities, known);
-    for (const TlsFiles::Source& directory : files.directories) {
-        for (const std::string& path : certificateFilesIn(directory)) {
-            isWhole = trust(native, {"", path}, known) && isWhole;
-        }
+    for (const TlsFiles::Source& file : files.authorityFiles()) {
+        trust(native, file, known, leftOut);
     }
     if (!files.certificate.path.empty()) {
-        identify(native, files);
+        identify(native, files, leftOut);
     }
     return context;
 }
@@ -134,8 +134,7 @@ TlsContexts& TlsContexts::ofProcess() {
     return instance;
 }
 
-TlsContexts::Context TlsContexts::get(const std::string& service) {
-    const TlsFiles files = TlsFiles::of(service);
+TlsContexts::Context TlsContexts::get(const TlsFiles& files) {
     State state = files.state();
     const std::lock_guard lock(mutex_);
     const auto known = std::find_if(entries_.begin(), entries_.end(),
@@ -146,16 +145,33 @@ TlsContexts::Context TlsContexts::get(const std::string& service) {
         }
         entries_.erase(known);
     }
-    bool isWhole = false;
-    Context context = contextOf(files, isWhole);
-    if (!isWhole) {
-        return context;  // the next connection tries again
-    }
+    LeftOut leftOut;
+    Context context = contextOf(files, leftOut);
+    note(leftOut, state);
     if (entries_.size() >= kMostEntries) {
         entries_.clear();
     }
     entries_.push_back({files, std::move(state), shared(context)});
     return context;
+}
+
+void TlsContexts::note(const std::map<std::string, std::string>& leftOut, const State& state) {
+    const std::lock_guard lock(leftOutMutex_);
+    for (const auto& [path, identity] : state) {
+        const auto found = leftOut.find(path);
+        if (found == leftOut.end()) {
+            leftOut_.erase(path);
+        } else if (const auto told = leftOut_.find(path);
+                   told == leftOut_.end() || told->second != identity) {
+            leftOut_[path] = identity;
+            untold_.push_back(unusable({"", path}, found->second).what() + std::string("; it is left out"));
+        }
+    }
+}
+
+std::vector<std::string> TlsContexts::takeLeftOut() {
+    const std::lock_guard lock(leftOutMutex_);
+    return std::exchange(untold_, {});
 }
 
 }  // namespace zebutil

@@ -2,6 +2,7 @@
 
 #include <openssl/ssl.h>
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -15,7 +16,8 @@ namespace zebutil {
 
 /// The process's OpenSSL contexts. One context is shared by every connection that uses the same files, until
 /// one of the files changes: reading the authorities of a system takes about 50 ms. A failure is not kept, so
-/// a file that was missing for a while does no lasting harm.
+/// a file that was missing for a while does no lasting harm. A damaged file that nobody has asked for is no
+/// failure: the context does without it until it changes.
 ///
 /// Thread safety: any thread may use it.
 class TlsContexts {
@@ -25,10 +27,13 @@ class TlsContexts {
     /// The contexts of the process; never destroyed.
     static TlsContexts& ofProcess();
 
-    /// The context for connections to `service`.
+    /// The context that is made of `files`.
     /// @throws std::runtime_error with the variable, the file and the fault, if one of the files cannot be
     ///         used
-    Context get(const std::string& service);
+    Context get(const TlsFiles& files);
+
+    /// What was left out since the last call, as sentences for the log: each file once, until it changes.
+    std::vector<std::string> takeLeftOut();
 
  private:
     using State = std::vector<std::pair<std::string, FileIdentity>>;
@@ -38,8 +43,13 @@ class TlsContexts {
         Context context;
     };
 
+    void note(const std::map<std::string, std::string>& leftOut, const State& state);
+
     std::mutex mutex_;
     std::vector<Entry> entries_;
+    std::mutex leftOutMutex_;  ///< held for a moment only
+    std::map<std::string, FileIdentity> leftOut_;
+    std::vector<std::string> untold_;
 };
 
 }  // namespace zebutil

@@ -108,6 +108,31 @@ bool isNamedByHash(std::string_view name) {
                        [](char character) { return character >= '0' && character <= '9'; });
 }
 
+// The entries of a directory of authorities: files named by the hash of a certificate's subject. None if
+// nobody has asked for the directory, and it is not there.
+std::vector<std::string> certificateFilesIn(const TlsFiles::Source& directory) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(directory.path.c_str()), ::closedir);
+    std::vector<std::string> files;
+    int error = stream ? 0 : errno;
+    while (error == 0) {
+        errno = 0;
+        const dirent* const entry = ::readdir(stream.get());
+        if (entry == nullptr) {
+            error = errno;
+            break;
+        }
+        if (isNamedByHash(entry->d_name)) {
+            files.push_back(directory.path + "/" + entry->d_name);
+        }
+    }
+    const std::system_error failure(error, std::generic_category());
+    if (error != 0 && (directory.isRequired() || !isAbsent(failure))) {
+        throw unusable(directory, failure.code().message());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
 }  // namespace
 
 TlsFiles TlsFiles::of(const std::string& service) {
@@ -147,39 +172,28 @@ std::vector<std::pair<std::string, FileIdentity>> TlsFiles::state() const {
             }
         }
     };
-    for (const Source* source : {&authorities, &certificate, &key}) {
+    for (const Source& source : authorityFiles()) {
+        add(source);
+    }
+    for (const Source* source : {&certificate, &key}) {
         if (!source->path.empty()) {
             add(*source);
-        }
-    }
-    for (const Source& directory : directories) {
-        for (const std::string& path : certificateFilesIn(directory)) {
-            add({"", path});
         }
     }
     return state;
 }
 
-std::vector<std::string> certificateFilesIn(const TlsFiles::Source& directory) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(directory.path.c_str()), ::closedir);
-    std::vector<std::string> files;
-    int error = stream ? 0 : errno;
-    while (error == 0) {
-        errno = 0;
-        const dirent* const entry = ::readdir(stream.get());
-        if (entry == nullptr) {
-            error = errno;
-            break;
-        }
-        if (isNamedByHash(entry->d_name)) {
-            files.push_back(directory.path + "/" + entry->d_name);
+std::vector<TlsFiles::Source> TlsFiles::authorityFiles() const {
+    std::vector<Source> files;
+    if (!authorities.path.empty()) {
+        files.push_back(authorities);
+    }
+    for (const Source& directory : directories) {
+        for (std::string& path : certificateFilesIn(directory)) {
+            // What a named directory contains has been asked for.
+            files.push_back({directory.variable, std::move(path)});
         }
     }
-    const std::system_error failure(error, std::generic_category());
-    if (error != 0 && (directory.isRequired() || !isAbsent(failure))) {
-        throw unusable(directory, failure.code().message());
-    }
-    std::sort(files.begin(), files.end());
     return files;
 }
 

@@ -36,16 +36,15 @@ struct TlsFiles {
                certificate == other.certificate && key == other.key;
     }
 
+    /// The authorities' file, if there may be one, and the files in the directories at present.
+    /// @throws std::runtime_error if a directory cannot be read
+    std::vector<Source> authorityFiles() const;
+
     Source authorities;               ///< the trusted certificates in one file
     std::vector<Source> directories;  ///< and in many; none if there is a pinned authority
     Source certificate;               ///< the client's own; the path is empty if it has none
     Source key;                       ///< of `certificate`
 };
-
-/// The entries of a directory of authorities: files named by the hash of a certificate's subject. None if
-/// nobody has asked for the directory, and it is not there.
-/// @throws std::runtime_error if the directory cannot be read
-std::vector<std::string> certificateFilesIn(const TlsFiles::Source& directory);
 
 /// Whether a file that nobody has asked for may be ignored after this error. A want of descriptors, for
 /// example, is no reason to trust fewer authorities.

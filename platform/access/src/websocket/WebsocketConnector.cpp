@@ -171,6 +171,9 @@ void WebsocketConnector::onTcpConnected(const Endpoint& endpoint) {
 void WebsocketConnector::shakeHandsForTls() {
     try {
         stream_.addTls(address_);
+        for (const std::string& file : zebutil::TlsClientContext::takeLeftOut()) {
+            owner_.onWarning("TLS: " + file);
+        }
     } catch (const std::exception& exception) {
         fail(std::string("TLS: ") + exception.what());
         return;

@@ -31,6 +31,8 @@ class WebsocketConnector {
         /// The attempt has failed. The stream may be open none the less, if the server speaks another
         /// sub-protocol.
         virtual void onConnectFailed(const WebsocketEnd& end) = 0;
+        /// Something for the log that does not end the attempt.
+        virtual void onWarning(const std::string& text) = 0;
         /// The pause is over: connectNow() is to be called as soon as the attempt may open a socket.
         virtual void onPauseOver() = 0;
         /// Keeps the connector and its stream alive while an operation is under way.

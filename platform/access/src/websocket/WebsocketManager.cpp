@@ -27,11 +27,12 @@ WebsocketManager::WebsocketManager(std::shared_ptr<IoThread> ioThread, const Web
     : ioThread_(std::move(ioThread)),
       settings_(settings),
       executor_(executor),
+      logger_(std::move(logger)),
       patience_(ioThread_->context()),
       tellAgain_(ioThread_->context()),
       observer_(std::move(observer)),
-      delivery_(ioThread_->context(), executor, logger, *this),
-      router_(settings.uri, std::move(logger), *this),
+      delivery_(ioThread_->context(), executor, logger_, *this),
+      router_(settings.uri, logger_, *this),
       stream_(
           ioThread_->context(), [this] { connection_.onAllReadUsed(); }, [this] { onSocketClosed(); }),
       connector_(ioThread_->context(), stream_, WebsocketAddress::parse(settings.uri), *this),
@@ -152,6 +153,10 @@ void WebsocketManager::onConnected() {
 
 void WebsocketManager::onConnectFailed(const WebsocketEnd& end) {
     endWith(CloseCode::protocol_error, end);
+}
+
+void WebsocketManager::onWarning(const std::string& text) {
+    logger_->warning(text);
 }
 
 // ------------------------------------------------------------------------------ from the open connection

@@ -65,6 +65,7 @@ class WebsocketManager : public IWebsocketManager,
     void onPauseOver() override;
     void onConnected() override;
     void onConnectFailed(const WebsocketEnd& end) override;
+    void onWarning(const std::string& text) override;
 
     // From the open connection.
     void onMessage(std::string_view text) override;
@@ -102,6 +103,7 @@ class WebsocketManager : public IWebsocketManager,
     const std::shared_ptr<IoThread> ioThread_;
     const WebsocketSettings settings_;
     const std::weak_ptr<zebutil::ITaskExecutor> executor_;
+    const std::shared_ptr<zebutil::ILogger> logger_;
     std::atomic<bool> isOpen_ = false;
 
     mutable std::mutex peerMutex_;
