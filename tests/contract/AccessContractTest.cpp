@@ -506,6 +506,21 @@ TEST_F(SubscriptionContract, LogsAnElementThatIsNoObjectAndGoesOn) {
     EXPECT_TRUE(log->waitFor("task \"notification of /Lighting/lamps/1\" threw: "));
 }
 
+// P44
+TEST_F(SubscriptionContract, LogsElementsThatAreNoObjectsOnce) {
+    const auto subscription = subscribe(connect());
+    EXPECT_EQ(levels.next(), 10);
+    for (int seq = 1; seq <= 100; ++seq) {
+        bus.sendText("/Lighting/lamps/1", R"({"action":"subscription","subscriptionId":"1","seq":)" +
+                                              std::to_string(seq) + R"(,"data":[)" + std::to_string(seq) +
+                                              "]}");
+    }
+    bus.sendText("/Lighting/lamps/1",
+                 R"({"action":"subscription","subscriptionId":"1","seq":101,"data":null})");
+    EXPECT_EQ(levels.next(), -1);
+    EXPECT_EQ(log->count("error "), 1U);
+}
+
 // P26
 TEST_F(SubscriptionContract, GivesANullElementForNullData) {
     const auto subscription = subscribe(connect());

@@ -17,6 +17,7 @@
 
 #include "Require.h"
 #include "SilentLog.h"
+#include "log/FaultLog.h"
 #include "websocket/ServerMessage.h"
 #include "websocket/SubscriptionRouter.h"
 
@@ -124,7 +125,8 @@ void compareWithTree(std::string_view line) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const auto logger = fuzz::silentLogger();
     CheckingConnection connection;
-    zeb::SubscriptionRouter sut("ws://127.0.0.1/ClampControl", logger, connection);
+    zeb::SubscriptionRouter sut("ws://127.0.0.1/ClampControl", logger,
+                                std::make_shared<zeb::FaultLog>(logger), connection);
     std::vector<Record> records;
     const auto subscribe = [&] {
         records.push_back(new zeb::SubscriptionRecord(

@@ -16,6 +16,8 @@ class ITaskExecutor;
 
 namespace zeb {
 
+class FaultLog;
+
 /// Where a WebSocket connects to, and how it is monitored.
 struct WebsocketSettings {
     std::string uri;                                    ///< "ws://127.0.0.1:8080/ClampControl", or "wss:"
@@ -25,6 +27,8 @@ struct WebsocketSettings {
     /// The service's connections before this one, which have ended or been stopped. No socket is opened as
     /// long as one of their sockets is still closing.
     std::vector<std::weak_ptr<IWebsocketManager>> predecessors = {};
+    /// What the log has of the service's faults already. Null: nothing.
+    std::shared_ptr<FaultLog> faults = {};
 };
 
 /// Why a WebSocket has ended or could not be established.

@@ -2,6 +2,7 @@
 
 #include <zebutil/ILogger.h>
 
+#include <exception>
 #include <utility>
 
 namespace zeb {
@@ -31,7 +32,7 @@ class ServiceDirectory::RegistryService : public Service {
 };
 
 ServiceDirectory::ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, std::function<void()> changed)
-    : logger_(std::move(logger)), changed_(std::move(changed)) {}
+    : changed_(std::move(changed)), faults_(std::move(logger)) {}
 
 ServiceDirectory::~ServiceDirectory() = default;
 
@@ -67,7 +68,14 @@ std::optional<ServiceEndpoint> ServiceDirectory::find(const std::string& service
 }
 
 void ServiceDirectory::update(std::string_view services) {
-    ServiceList list = ServiceList::read(services);
+    ServiceList list;
+    try {
+        list = ServiceList::read(services);
+    } catch (const std::exception& exception) {
+        faults_.error("no list",
+                      std::string("the list of the service registry is ignored: ") + exception.what());
+        return;
+    }
     logIgnored(list);
     {
         const std::lock_guard lock(mutex_);
@@ -83,18 +91,19 @@ void ServiceDirectory::update(std::string_view services) {
 void ServiceDirectory::logIgnored(const ServiceList& list) {
     std::size_t lines = 0;
     for (const auto& [position, reason] : list.ignored) {
-        if (lines < kMostLinesOfOneList && told_.isNew(reason)) {
-            logger_->warning("entry " + std::to_string(position) +
-                             " of the service registry ignored: " + reason);
+        if (lines < kMostLinesOfOneList &&
+            faults_.warning(reason, "entry " + std::to_string(position) +
+                                        " of the service registry ignored: " + reason)) {
             ++lines;
         }
     }
-    if (lines == kMostLinesOfOneList && told_.isNew("more")) {
-        logger_->warning("more entries of the service registry may be ignored for other reasons");
+    if (lines == kMostLinesOfOneList) {
+        faults_.warning("more", "more entries of the service registry may be ignored for other reasons");
     }
-    if (list.isCut && told_.isNew("cut")) {
-        logger_->warning("the service registry has more than " + std::to_string(ServiceList::kMostEntries) +
-                         " entries; the rest is ignored");
+    if (list.isCut) {
+        faults_.warning("cut", "the service registry has more than " +
+                                   std::to_string(ServiceList::kMostEntries) +
+                                   " entries; the rest is ignored");
     }
 }
 

@@ -15,7 +15,7 @@
 
 #include "ServiceEndpoint.h"
 #include "ServiceList.h"
-#include "ToldReasons.h"
+#include "log/FaultLog.h"
 
 namespace zebutil {
 class ILogger;
@@ -49,11 +49,10 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     void update(std::string_view services);
     void logIgnored(const ServiceList& list);
 
-    const std::shared_ptr<zebutil::ILogger> logger_;
     const std::function<void()> changed_;
     // Used only on the executor thread.
     std::shared_ptr<Subscription> subscription_;
-    ToldReasons told_;
+    FaultLog faults_;
 
     mutable std::mutex mutex_;
     std::map<std::string, ServiceEndpoint> endpoints_;

@@ -11,7 +11,7 @@
 
 #include "ConnectSchedule.h"
 #include "ServiceEndpoint.h"
-#include "ToldReasons.h"
+#include "log/FaultLog.h"
 
 namespace zeb {
 
@@ -34,7 +34,9 @@ struct FollowingListener {
 
 /// A service that somebody follows: its listeners, and the one connection to it that is open or being made.
 struct ServiceLink {
-    explicit ServiceLink(std::string serviceName) : name(std::move(serviceName)) {}
+    /// @param logger of the registry
+    ServiceLink(std::string serviceName, std::shared_ptr<zebutil::ILogger> logger)
+        : name(std::move(serviceName)), faults(std::move(logger)) {}
 
     const std::string name;
     std::vector<std::shared_ptr<FollowingListener>> listeners;
@@ -54,7 +56,9 @@ struct ServiceLink {
 
     ConnectSchedule schedule;
     std::chrono::steady_clock::time_point connectedSince;
-    ToldReasons toldReasons;  ///< since the last connection; a repeated reason is logged at debug level only
+    bool isSettled = false;                        ///< whether the connection has proved stable
+    FaultLog faults;                               ///< since the last connection that was stable
+    std::shared_ptr<FaultLog> faultsOfWebsockets;  ///< of all connections; null before the first
 };
 
 }  // namespace zeb

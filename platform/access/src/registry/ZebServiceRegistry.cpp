@@ -93,7 +93,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         }
         std::shared_ptr<ServiceLink>& link = links_[listener->handlers.serviceName];
         if (!link) {
-            link = std::make_shared<ServiceLink>(listener->handlers.serviceName);
+            link = std::make_shared<ServiceLink>(listener->handlers.serviceName, logger_);
         }
         abandoned = takeAbandoned(*link);
         link->listeners.push_back(listener);
@@ -157,8 +157,8 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             return;
         }
         link->isConnected = true;
+        link->isSettled = false;
         link->connectedSince = std::chrono::steady_clock::now();
-        link->toldReasons.clear();
         logger_->info("service \"" + service + "\" connected at " + link->endpoint.serverBaseUri);
         for (const auto& listener : link->listeners) {
             tellConnected(*link, listener);
@@ -173,10 +173,11 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         if (!link) {
             return;
         }
+        settleIfStable(*link);
         leave(*link);
         link->schedule.over();
         if (std::exchange(link->isConnected, false)) {
-            logger_->warning("service \"" + service + "\" disconnected: " + reason);
+            tellWarning(*link, "disconnected: " + reason);
             // What still waits for an answer would wait for its time limit.
             std::exchange(link->access, nullptr)->cancel();
             for (const auto& listener : link->listeners) {
@@ -184,10 +185,6 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             }
             execute("requests cancelled",
                     [accessor = std::exchange(link->accessor, nullptr)](Impl&) { accessor->cancel(); });
-            // A server that accepts and then closes every connection must not be asked faster and faster.
-            if (std::chrono::steady_clock::now() - link->connectedSince > kStableConnection) {
-                link->schedule.settle(addressOf(link->endpoint));
-            }
         } else {
             const std::string where = "not reachable at " + link->endpoint.serverBaseUri + ": " + reason;
             if (end.isUntrusted) {
@@ -199,9 +196,21 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         connect(link);
     }
 
+    // A server that accepts and then closes every connection must not be asked faster and faster, nor fill
+    // the log with it.
+    static void settleIfStable(ServiceLink& link) {
+        if (link.isConnected && !link.isSettled &&
+            std::chrono::steady_clock::now() - link.connectedSince > kStableConnection) {
+            link.isSettled = true;
+            link.schedule.settle(addressOf(link.endpoint));
+            link.faults.forget();
+        }
+    }
+
     void onDirectoryChanged() {
         const std::lock_guard lock(mutex_);
         for (const auto& [name, link] : links_) {
+            settleIfStable(*link);
             if (!link->websocketManager) {
                 connect(link);
                 continue;
@@ -243,22 +252,14 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         });
     }
 
-    void tellWarning(ServiceLink& link, const std::string& text) {
-        const std::string message = "service \"" + link.name + "\" " + text;
-        if (link.toldReasons.isNew(text)) {
-            logger_->warning(message);
-        } else {
-            logger_->debug(message);
-        }
+    static void tellWarning(ServiceLink& link, const std::string& text) {
+        link.faults.warning(text, "service \"" + link.name + "\" " + text);
     }
 
     void tellError(ServiceLink& link, const std::string& text) {
-        const std::string message = "service \"" + link.name + "\": " + text;
-        if (!link.toldReasons.isNew(text)) {
-            logger_->debug(message);
+        if (!link.faults.error(text, "service \"" + link.name + "\": " + text)) {
             return;
         }
-        logger_->error(message);
         for (const auto& listener : link.listeners) {
             execute("service error", [listener, text](Impl&) {
                 if (listener->handlers.error) {
@@ -344,6 +345,11 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         settings.watchdogPingInterval = link->endpoint.watchdogPingInterval;
         settings.watchdogPongTimeout = link->endpoint.watchdogPongTimeout;
         settings.predecessors = link->predecessors;
+        if (!link->faultsOfWebsockets) {
+            link->faultsOfWebsockets =
+                std::make_shared<FaultLog>(loggerFactory_->createLogger("Websocket " + link->name));
+        }
+        settings.faults = link->faultsOfWebsockets;
 
         // The observer needs the manager that it belongs to, which does not exist yet.
         const auto itself = std::make_shared<std::weak_ptr<IWebsocketManager>>();

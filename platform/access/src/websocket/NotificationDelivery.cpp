@@ -1,18 +1,21 @@
 #include "NotificationDelivery.h"
 
-#include <zebutil/ILogger.h>
 #include <zebutil/ITaskExecutor.h>
 
 #include <boost/asio/post.hpp>
 #include <exception>
+#include <string>
+#include <typeinfo>
 #include <utility>
+
+#include "log/FaultLog.h"
 
 namespace zeb {
 
 NotificationDelivery::NotificationDelivery(boost::asio::io_context& context,
                                            const std::shared_ptr<zebutil::ITaskExecutor>& executor,
-                                           std::shared_ptr<zebutil::ILogger> logger, Owner& owner)
-    : context_(context), executor_(executor), logger_(std::move(logger)), owner_(owner) {}
+                                           std::shared_ptr<FaultLog> faults, Owner& owner)
+    : context_(context), executor_(executor), faults_(std::move(faults)), owner_(owner) {}
 
 // ------------------------------------------------------------------------------------- on the I/O thread
 
@@ -67,11 +70,17 @@ void NotificationDelivery::deliverOne(const SubscriptionRecord& subscription, st
     try {
         subscription.handler(data);
     } catch (const std::exception& exception) {
-        logger_->error("task \"notification of " + subscription.path + "\" threw: " + exception.what());
+        logThrown(subscription, typeid(exception).name(), std::string(": ") + exception.what());
     } catch (...) {
-        logger_->error("task \"notification of " + subscription.path +
-                       "\" threw something that is not a std::exception");
+        logThrown(subscription, "", " something that is not a std::exception");
     }
+}
+
+// The text may quote the notification, which can be another each time. The type of the exception cannot.
+void NotificationDelivery::logThrown(const SubscriptionRecord& subscription, const char* type,
+                                     const std::string& what) {
+    const std::string task = "task \"notification of " + subscription.path + "\" threw";
+    faults_->error(task + type, task + what);
 }
 
 void NotificationDelivery::reportRoom() {

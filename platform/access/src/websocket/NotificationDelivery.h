@@ -4,6 +4,7 @@
 #include <boost/asio/io_context.hpp>
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "NotificationBatch.h"
@@ -11,11 +12,12 @@
 #include "SubscriptionRecord.h"
 
 namespace zebutil {
-class ILogger;
 class ITaskExecutor;
-}  // namespace zebutil
+}
 
 namespace zeb {
+
+class FaultLog;
 
 /// The way of one WebSocket's notifications from the I/O thread to the executor thread, where it calls the
 /// handlers of the subscriptions. The only thread hop on that way, with the back pressure that belongs to it.
@@ -36,7 +38,7 @@ class NotificationDelivery {
     /// `context` and `owner` outlive this object.
     NotificationDelivery(boost::asio::io_context& context,
                          const std::shared_ptr<zebutil::ITaskExecutor>& executor,
-                         std::shared_ptr<zebutil::ILogger> logger, Owner& owner);
+                         std::shared_ptr<FaultLog> faults, Owner& owner);
 
     // On the I/O thread.
 
@@ -65,6 +67,7 @@ class NotificationDelivery {
     // On the executor thread.
     void deliver();
     void deliverOne(const SubscriptionRecord& subscription, std::string_view data);
+    void logThrown(const SubscriptionRecord& subscription, const char* type, const std::string& what);
     void reportRoom();
 
     void addTask(std::function<void()> function, const char* name);
@@ -72,7 +75,7 @@ class NotificationDelivery {
     boost::asio::io_context& context_;
     // Weak, since tasks of the executor keep this object.
     const std::weak_ptr<zebutil::ITaskExecutor> executor_;
-    const std::shared_ptr<zebutil::ILogger> logger_;
+    const std::shared_ptr<FaultLog> faults_;
     Owner& owner_;
 
     NotificationQueue queue_;

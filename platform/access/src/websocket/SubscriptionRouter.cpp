@@ -3,8 +3,11 @@
 #include <zeb/ZebException.h>
 #include <zebutil/JsonObject.h>
 
+#include <exception>
 #include <limits>
 #include <utility>
+
+#include "log/FaultLog.h"
 
 namespace zeb {
 
@@ -14,11 +17,20 @@ std::string text(std::string_view view) {
     return std::string(view);
 }
 
+// What tells refusals apart: the texts that come with it may be another each time.
+std::string numberOf(std::string_view error) {
+    try {
+        return std::to_string(zebutil::JsonObject::parse(error)->getInt64("number"));
+    } catch (const std::exception&) {
+        return "none";
+    }
+}
+
 }  // namespace
 
 SubscriptionRouter::SubscriptionRouter(std::string uri, std::shared_ptr<zebutil::ILogger> logger,
-                                       Connection& connection)
-    : uri_(std::move(uri)), logger_(std::move(logger)), connection_(connection) {}
+                                       std::shared_ptr<FaultLog> faults, Connection& connection)
+    : uri_(std::move(uri)), logger_(std::move(logger)), faults_(std::move(faults)), connection_(connection) {}
 
 // ---------------------------------------------------------------------------------------- of the server
 
@@ -33,9 +45,10 @@ void SubscriptionRouter::route(std::string_view textOfMessage) {
             logger_->debug("unsubscribe refused: " + text(*message.error));
         }
     } else if (message.error) {
-        logger_->error("the server refused a message: " + text(*message.error));
+        faults_->error("message refused", "the server refused a message: " + text(*message.error));
     } else {
-        logger_->warning("message with unknown action ignored: " + text(textOfMessage.substr(0, 200)));
+        faults_->warning("unknown action",
+                         "message with unknown action ignored: " + text(textOfMessage.substr(0, 200)));
     }
 }
 
@@ -50,7 +63,8 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
     }
     const Record& record = *found;
     if (message.error) {
-        logger_->error("the server ended the subscription of " + record->path + ": " + text(*message.error));
+        const std::string ended = "the server ended the subscription of " + record->path + ": ";
+        faults_->error(ended + numberOf(*message.error), ended + text(*message.error));
         connection_.tellEnded(record, text(*message.error));
         subscriptions_.erase(found);
         return;
@@ -59,8 +73,7 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
         throw ZebException("a notification of " + record->path + " has no \"seq\" or no \"data\"", uri_);
     }
     if (*message.seq != record->nextSeq) {
-        logger_->error("notification of " + record->path + " out of order: expected seq " +
-                       std::to_string(record->nextSeq) + ", got " + std::to_string(*message.seq));
+        logDisorder(*record, *message.seq);
         if (*message.seq < record->nextSeq) {
             return;  // delivered before
         }
@@ -73,18 +86,27 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
     connection_.enqueue(record, *message.data);
 }
 
+void SubscriptionRouter::logDisorder(const SubscriptionRecord& record, std::int64_t seq) {
+    // A server that repeats notifications must not hide that it also loses some.
+    const std::string cause = (seq < record.nextSeq ? "repetition of " : "gap in ") + record.path;
+    faults_->error(cause, "notification of " + record.path + " out of order: expected seq " +
+                              std::to_string(record.nextSeq) + ", got " + std::to_string(seq));
+}
+
 void SubscriptionRouter::routeSubscribeAnswer(const ServerMessage& message) {
     if (!message.requestId) {
         if (message.error) {
             // The server could not read which request it was. The user's time limit ends the wait.
-            logger_->error("the server refused a subscribe request: " + text(*message.error));
+            faults_->error("request refused",
+                           "the server refused a subscribe request: " + text(*message.error));
             return;
         }
         throw ZebException("an answer to a subscribe request has no \"requestId\"", uri_);
     }
     const auto found = pending_.find(*message.requestId);
     if (found == pending_.end()) {
-        logger_->warning("answer to unknown request " + text(*message.requestId) + " ignored");
+        faults_->warning("unknown request",
+                         "answer to unknown request " + text(*message.requestId) + " ignored");
         return;
     }
     const Record record = std::move(found->second);
@@ -97,7 +119,8 @@ void SubscriptionRouter::routeSubscribeAnswer(const ServerMessage& message) {
         return;
     }
     if (message.error) {
-        logger_->error("subscription of " + record->path + " refused: " + text(*message.error));
+        const std::string refused = "subscription of " + record->path + " refused: ";
+        faults_->error(refused + numberOf(*message.error), refused + text(*message.error));
         connection_.tellEnded(record, text(*message.error));
         return;
     }

@@ -16,6 +16,8 @@
 
 namespace zeb {
 
+class FaultLog;
+
 /// The subscriptions of one WebSocket on the level of messages: writes the client's requests, and passes each
 /// message of the server to the subscription that it belongs to. Knows nothing of sockets and threads. Owned
 /// by its connection and used on the I/O thread only.
@@ -41,7 +43,8 @@ class SubscriptionRouter {
     };
 
     /// `uri` appears in messages. `connection` must outlive the router.
-    SubscriptionRouter(std::string uri, std::shared_ptr<zebutil::ILogger> logger, Connection& connection);
+    SubscriptionRouter(std::string uri, std::shared_ptr<zebutil::ILogger> logger,
+                       std::shared_ptr<FaultLog> faults, Connection& connection);
 
     /// Asks the server for a subscription, unless it has ended already.
     void subscribe(const Record& record);
@@ -86,12 +89,14 @@ class SubscriptionRouter {
     using Subscriptions = boost::unordered_flat_set<Record, IdHash, SameId>;
 
     void routeNotification(const ServerMessage& message);
+    void logDisorder(const SubscriptionRecord& record, std::int64_t seq);
     void routeSubscribeAnswer(const ServerMessage& message);
     void release(Record record);
     void sendUnsubscribe(const std::string& subscriptionId);
 
     const std::string uri_;
     const std::shared_ptr<zebutil::ILogger> logger_;
+    const std::shared_ptr<FaultLog> faults_;
     Connection& connection_;
     /// Requested and not yet answered, by request id; null for a subscription that has ended since.
     Requests pending_;

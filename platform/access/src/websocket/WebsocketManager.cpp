@@ -9,6 +9,7 @@
 
 #include "WebsocketAddress.h"
 #include "WebsocketSubscription.h"
+#include "log/FaultLog.h"
 
 namespace zeb {
 
@@ -26,13 +27,14 @@ WebsocketManager::WebsocketManager(std::shared_ptr<IoThread> ioThread, const Web
                                    std::shared_ptr<zebutil::ILogger> logger, WebsocketObserver observer)
     : ioThread_(std::move(ioThread)),
       settings_(settings),
+      faults_(settings.faults ? settings.faults : std::make_shared<FaultLog>(logger)),
       executor_(executor),
       logger_(std::move(logger)),
       patience_(ioThread_->context()),
       tellAgain_(ioThread_->context()),
       observer_(std::move(observer)),
-      delivery_(ioThread_->context(), executor, logger_, *this),
-      router_(settings.uri, logger_, *this),
+      delivery_(ioThread_->context(), executor, faults_, *this),
+      router_(settings.uri, logger_, faults_, *this),
       stream_(
           ioThread_->context(), [this] { connection_.onAllReadUsed(); }, [this] { onSocketClosed(); }),
       connector_(ioThread_->context(), stream_, WebsocketAddress::parse(settings.uri), *this),

@@ -102,6 +102,7 @@ class WebsocketManager : public IWebsocketManager,
 
     const std::shared_ptr<IoThread> ioThread_;
     const WebsocketSettings settings_;
+    const std::shared_ptr<FaultLog> faults_;
     const std::weak_ptr<zebutil::ITaskExecutor> executor_;
     const std::shared_ptr<zebutil::ILogger> logger_;
     std::atomic<bool> isOpen_ = false;

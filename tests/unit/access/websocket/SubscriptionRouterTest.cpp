@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 #include <zeb/ZebException.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "log/FaultLog.h"
 #include "websocket/SubscriptionRouter.h"
 
 namespace {
@@ -40,11 +42,14 @@ class SubscriptionRouter : public testing::Test {
         sut.route(R"({"action":"subscription","subscriptionId":"12","data":{},"seq":)" + seq + "}");
     }
 
+    // How many lines there are that somebody will read.
+    std::size_t linesTold() const { return log->count("error ") + log->count("warning "); }
+
     RecordingConnection connection;
-    zeb::SubscriptionRouter sut{"ws://bus",
-                                std::make_shared<test_support::RecordingLogger>(
-                                    std::make_shared<test_support::RecordedLog>(), "test"),
-                                connection};
+    const std::shared_ptr<test_support::RecordedLog> log = std::make_shared<test_support::RecordedLog>();
+    const std::shared_ptr<test_support::RecordingLogger> logger =
+        std::make_shared<test_support::RecordingLogger>(log, "test");
+    zeb::SubscriptionRouter sut{"ws://bus", logger, std::make_shared<zeb::FaultLog>(logger), connection};
     const Record record = new zeb::SubscriptionRecord(
         "/a/b/1", "1", [](std::string_view) {}, nullptr);
 };
@@ -100,6 +105,86 @@ TEST_F(SubscriptionRouter, EndsASubscriptionAtTheServerWhenItsAnswerComesTooLate
     sut.route(R"({"action":"subscribe","requestId":"2","subscriptionId":"13"})");
     EXPECT_NE(connection.sent.back().find(R"("subscriptionId":"13")"), std::string::npos);
     EXPECT_NE(connection.sent.back().find("unsubscribe"), std::string::npos);
+}
+
+// The texts differ: what changes from message to message must not make them new causes.
+struct Fault {
+    const char* name;
+    std::function<std::string(const std::string& number)> message;
+};
+
+class SubscriptionRouterLog : public SubscriptionRouter, public testing::WithParamInterface<Fault> {};
+
+TEST_P(SubscriptionRouterLog, HasAFaultOnceHoweverOftenItComes) {
+    for (int number = 1; number <= 100; ++number) {
+        sut.route(GetParam().message(std::to_string(10 * number)));
+    }
+    EXPECT_EQ(linesTold(), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, SubscriptionRouterLog,
+    testing::Values(Fault{"AGap",
+                          [](const std::string& number) {
+                              return R"({"action":"subscription","subscriptionId":"12","data":{},"seq":)" +
+                                     number + "}";
+                          }},
+                    Fault{"ARepetition",
+                          [](const std::string& number) {
+                              return R"({"action":"subscription","subscriptionId":"12","data":{},"seq":-)" +
+                                     number + "}";
+                          }},
+                    Fault{"AnUnknownAction",
+                          [](const std::string& number) { return R"({"action":"dance)" + number + "\"}"; }},
+                    Fault{"ARefusedMessage",
+                          [](const std::string& number) { return R"({"error":{"number":)" + number + "}}"; }},
+                    Fault{"ARefusedRequest",
+                          [](const std::string& number) {
+                              return R"({"action":"subscribe","error":{"number":)" + number + "}}";
+                          }},
+                    Fault{"AnAnswerToAnUnknownRequest",
+                          [](const std::string& number) {
+                              return R"({"action":"subscribe","subscriptionId":"1","requestId":"x)" + number +
+                                     "\"}";
+                          }}),
+    [](const auto& testCase) { return testCase.param.name; });
+
+TEST_F(SubscriptionRouter, LogsARefusedSubscriptionOnceHoweverOftenItIsTried) {
+    for (int number = 2; number <= 101; ++number) {
+        sut.subscribe(record);
+        sut.route(R"({"action":"subscribe","requestId":")" + std::to_string(number) +
+                  R"(","error":{"number":503,"message":"at )" + std::to_string(number) + "\"}}");
+    }
+    EXPECT_EQ(linesTold(), 1U);
+}
+
+TEST_F(SubscriptionRouter, LogsASubscriptionThatTheServerEndsOnceHoweverOftenItDoes) {
+    for (int number = 2; number <= 101; ++number) {
+        const std::string id = std::to_string(number);
+        const std::string subscription = "s" + id;
+        sut.subscribe(new zeb::SubscriptionRecord(
+            "/a/b/1", "1", [](std::string_view) {}, nullptr));
+        sut.route(R"({"action":"subscribe","requestId":")" + id + R"(","subscriptionId":")" + subscription +
+                  "\"}");
+        sut.route(R"({"action":"subscription","subscriptionId":")" + subscription +
+                  R"(","error":{"number":404,"message":"at )" + id + "\"}}");
+    }
+    EXPECT_EQ(linesTold(), 1U);
+}
+
+TEST_F(SubscriptionRouter, LogsARefusalForAnotherReason) {
+    sut.subscribe(record);
+    sut.route(R"({"action":"subscribe","requestId":"2","error":{"number":503}})");
+    sut.subscribe(record);
+    sut.route(R"({"action":"subscribe","requestId":"3","error":{"number":404}})");
+    EXPECT_EQ(linesTold(), 2U);
+}
+
+TEST_F(SubscriptionRouter, DoesNotHideAGapBehindRepetitions) {
+    notify("0");
+    notify("0");
+    notify("7");
+    EXPECT_TRUE(log->contains("error test: notification of /a/b/1 out of order: expected seq 1, got 7"));
 }
 
 }  // namespace
