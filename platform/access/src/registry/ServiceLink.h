@@ -2,6 +2,7 @@
 
 #include <zeb/UntypedServiceListener.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <memory>
@@ -59,6 +60,15 @@ struct ServiceLink {
     bool isSettled = false;                        ///< whether the connection has proved stable
     FaultLog faults;                               ///< since the last connection that was stable
     std::shared_ptr<FaultLog> faultsOfWebsockets;  ///< of all connections; null before the first
+
+    /// The connection has ended.
+    void leave() {
+        predecessors.erase(std::remove_if(predecessors.begin(), predecessors.end(),
+                                          [](const auto& manager) { return manager.expired(); }),
+                           predecessors.end());
+        predecessors.push_back(websocketManager);
+        websocketManager.reset();
+    }
 };
 
 }  // namespace zeb

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "EndpointLookup.h"
+#include "LinkOpener.h"
 #include "ServiceDirectory.h"
 #include "ServiceEndpoint.h"
 #include "ServiceLink.h"
@@ -41,11 +42,10 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
          std::shared_ptr<zebutil::ITaskExecutor> zebExecutor,
          std::shared_ptr<zebutil::ITaskExecutor> httpExecutor, const Settings& settings,
          std::shared_ptr<ZebServiceConfigurations::ServiceSettings> serviceSettings)
-        : websocketManagerFactory_(std::move(websocketManagerFactory)),
-          loggerFactory_(loggerFactory),
-          tpAccessFactory_(std::move(tpAccessFactory)),
+        : tpAccessFactory_(std::move(tpAccessFactory)),
           zebExecutor_(std::move(zebExecutor)),
           httpExecutor_(std::move(httpExecutor)),
+          opener_(std::move(websocketManagerFactory), loggerFactory, zebExecutor_),
           endpoints_(settings, std::move(configManager), std::move(serviceSettings)),
           logger_(loggerFactory->createLogger("ServiceRegistry")) {}
 
@@ -174,7 +174,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             return;
         }
         settleIfStable(*link);
-        leave(*link);
+        link->leave();
         link->schedule.over();
         if (std::exchange(link->isConnected, false)) {
             tellWarning(*link, "disconnected: " + reason);
@@ -226,7 +226,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             } else {
                 // There is no connection yet. The pause goes on, however often the address changes.
                 link->websocketManager->stop();
-                leave(*link);
+                link->leave();
                 connect(link);
             }
         }
@@ -295,8 +295,10 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         const auto at = link->schedule.plan(addressOf(*endpoint), now);
         try {
             // Rounded up, so that the attempt does not begin before its time.
-            openWebsocket(link, std::chrono::ceil<std::chrono::milliseconds>(
-                                    std::max(at - now, std::chrono::steady_clock::duration::zero())));
+            opener_.open(*link,
+                         std::chrono::ceil<std::chrono::milliseconds>(
+                             std::max(at - now, std::chrono::steady_clock::duration::zero())),
+                         eventsOf(link->name));
         } catch (const ZebException& exception) {
             tellError(*link, exception.what());  // the address itself is wrong
         } catch (const std::exception& exception) {
@@ -328,46 +330,20 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         });
     }
 
-    // The link's connection has ended.
-    static void leave(ServiceLink& link) {
-        auto& before = link.predecessors;
-        before.erase(std::remove_if(before.begin(), before.end(),
-                                    [](const auto& manager) { return manager.expired(); }),
-                     before.end());
-        before.push_back(link.websocketManager);
-        link.websocketManager.reset();
-    }
-
-    void openWebsocket(const std::shared_ptr<ServiceLink>& link, std::chrono::milliseconds delay) {
-        WebsocketSettings settings;
-        settings.uri = link->endpoint.websocketUri(link->name);
-        settings.connectDelay = delay;
-        settings.watchdogPingInterval = link->endpoint.watchdogPingInterval;
-        settings.watchdogPongTimeout = link->endpoint.watchdogPongTimeout;
-        settings.predecessors = link->predecessors;
-        if (!link->faultsOfWebsockets) {
-            link->faultsOfWebsockets =
-                std::make_shared<FaultLog>(loggerFactory_->createLogger("Websocket " + link->name));
-        }
-        settings.faults = link->faultsOfWebsockets;
-
-        // The observer needs the manager that it belongs to, which does not exist yet.
-        const auto itself = std::make_shared<std::weak_ptr<IWebsocketManager>>();
-        WebsocketObserver observer;
-        observer.opened = [weak = weak_from_this(), name = link->name, itself] {
+    LinkOpener::Events eventsOf(const std::string& service) {
+        LinkOpener::Events events;
+        events.opened = [weak = weak_from_this(), service](const LinkOpener::Manager& manager) {
             if (const auto self = weak.lock()) {
-                self->onOpened(name, *itself);
+                self->onOpened(service, manager);
             }
         };
-        observer.closed = [weak = weak_from_this(), name = link->name, itself](const WebsocketEnd& end) {
+        events.closed = [weak = weak_from_this(), service](const LinkOpener::Manager& manager,
+                                                           const WebsocketEnd& end) {
             if (const auto self = weak.lock()) {
-                self->onClosed(name, *itself, end);
+                self->onClosed(service, manager, end);
             }
         };
-        link->websocketManager = websocketManagerFactory_->createWebsocketManager(
-            link->name, settings, zebExecutor_, loggerFactory_->createLogger("Websocket " + link->name),
-            std::move(observer));
-        *itself = link->websocketManager;
+        return events;
     }
 
     // The link of a service, if `manager` is its current connection. Events of an earlier connection are
@@ -416,11 +392,10 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     static constexpr std::chrono::milliseconds kLongestHold{20};
     static constexpr std::size_t kFewListeners = 8;
 
-    const std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory_;
-    const std::shared_ptr<zebutil::LoggerFactory> loggerFactory_;
     const std::shared_ptr<ITpAccessFactory> tpAccessFactory_;
     const std::shared_ptr<zebutil::ITaskExecutor> zebExecutor_;
     const std::shared_ptr<zebutil::ITaskExecutor> httpExecutor_;
+    const LinkOpener opener_;
     const EndpointLookup endpoints_;
     const std::shared_ptr<zebutil::ILogger> logger_;
 
