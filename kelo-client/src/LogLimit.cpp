@@ -13,6 +13,7 @@ constexpr int kLinesAtOnce = 100;
 constexpr std::chrono::milliseconds kLineInterval{100};
 constexpr int kSameLinesAtOnce = 20;
 constexpr std::chrono::seconds kSameLineInterval{1};
+constexpr std::chrono::seconds kCountInterval{1};
 
 /// Facilities are named after services. More names than this share one limit.
 constexpr std::size_t kMostNames = 256;
@@ -67,13 +68,16 @@ LogLimit::Verdict LogLimit::admit(std::size_t level, std::string_view text, Time
         ++lines.suppressed;
         return {};
     }
-    return {true, std::exchange(lines.suppressed, 0)};
+    return {true, takeSuppressed(lines, now)};
 }
 
 std::uint64_t LogLimit::takeSuppressed(std::size_t level, Time now) {
     const std::lock_guard lock(mutex_);
-    Level& lines = levels_.at(level);
-    if (lines.suppressed == 0 || !lines.all.take(now, kLineInterval, kLinesAtOnce)) {
+    return takeSuppressed(levels_.at(level), now);
+}
+
+std::uint64_t LogLimit::takeSuppressed(Level& lines, Time now) {
+    if (lines.suppressed == 0 || !lines.counts.take(now, kCountInterval, 1)) {
         return 0;
     }
     return std::exchange(lines.suppressed, 0);

@@ -129,4 +129,11 @@ TEST_F(KeloLoggerTest, LimitsTheLoggersOfOneNameTogether) {
     EXPECT_LT(RecordingAraLog::records().size(), 200U);
 }
 
+TEST_F(KeloLoggerTest, WritesTheNumberOfSuppressedLinesSeldomWhenEachLineHasALoggerOfItsOwn) {
+    for (int line = 0; line < 5'000; ++line) {
+        KeloLogger("Repeating").error("the same");
+    }
+    EXPECT_LT(RecordingAraLog::records().size(), 30U);
+}
+
 }  // namespace

@@ -92,11 +92,30 @@ TEST_F(LogLimitTest, GivesItsCountWithoutALine) {
     EXPECT_EQ(sut.takeSuppressed(kError, now), 0U);
 }
 
-TEST_F(LogLimitTest, KeepsItsCountWhileTheLineForItWouldBeTooMany) {
-    admittedOfDifferent(150);
-    EXPECT_EQ(sut.takeSuppressed(kError, now), 0U);
-    now += seconds(1);
-    EXPECT_EQ(sut.takeSuppressed(kError, now), 50U);
+TEST_F(LogLimitTest, KeepsItsCountForASecondAfterItHasGivenOne) {
+    admittedOfEqual(25);
+    sut.takeSuppressed(kError, now);
+    admittedOfEqual(5);
+    EXPECT_EQ(sut.takeSuppressed(kError, now + milliseconds(999)), 0U);
+    EXPECT_EQ(sut.takeSuppressed(kError, now + seconds(1)), 5U);
+}
+
+TEST_F(LogLimitTest, KeepsItsCountForTheLineASecondAfterItHasGivenOne) {
+    admittedOfEqual(25);
+    sut.takeSuppressed(kError, now);
+    admittedOfEqual(5);
+    EXPECT_EQ(sut.admit(kError, "another", now).suppressedBefore, 0U);
+    EXPECT_EQ(sut.admit(kError, "another", now + seconds(1)).suppressedBefore, 5U);
+}
+
+TEST_F(LogLimitTest, GivesOneCountPerSecondWhenALoggerIsDestroyedAfterEachOfManyEqualLines) {
+    int counts = 0;
+    for (int line = 0; line < 5'000; ++line) {
+        now += milliseconds(1);
+        admittedOfEqual(1);
+        counts += sut.takeSuppressed(kError, now) > 0 ? 1 : 0;
+    }
+    EXPECT_EQ(counts, 5);
 }
 
 TEST(LogLimitOfAName, IsOneForAllLoggersOfThatName) {
