@@ -54,7 +54,16 @@ void ServerStream::open(const std::string& address, Deadline deadline) {
 }
 
 void ServerStream::shakeHands(Deadline deadline) {
-    tls_ = std::make_unique<TlsClientContext>(server_.name(), service_);
+    const auto answer = tlsContext_.get(service_, deadline);
+    if (!answer) {
+        throw tlsContext_.isCancelled()
+            ? TransportError(Kind::Cancelled, "cancelled: the service is disconnected or the client stops")
+            : TransportError(Kind::Late, "its files could not be read within the time limit");
+    }
+    if (!answer->context) {
+        throw std::runtime_error(answer->failure);
+    }
+    tls_ = std::make_unique<TlsClientContext>(server_.name(), answer->context);
     connection_.reset(SSL_new(tls_->native()));
     BIO* const bio = connection_ ? BIO_new(bioMethod()) : nullptr;
     if (bio == nullptr) {

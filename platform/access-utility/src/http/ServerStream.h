@@ -12,6 +12,7 @@
 
 #include "TimedSocket.h"
 #include "tls/Pem.h"
+#include "tls/TlsContextWait.h"
 
 namespace zebutil {
 
@@ -36,7 +37,10 @@ class ServerStream {
     void close();
 
     /// As for TimedSocket.
-    void cancel() { socket_.cancel(); }
+    void cancel() {
+        socket_.cancel();
+        tlsContext_.cancel();
+    }
 
     /// Whether nothing has arrived that was not received yet, not even the end.
     bool isQuiet();
@@ -67,6 +71,7 @@ class ServerStream {
     const BaseUri server_;
     const std::string service_;
     TimedSocket socket_;
+    TlsContextWait tlsContext_;
     std::unique_ptr<TlsClientContext> tls_;  ///< null without TLS
     Connection connection_;                  ///< null without TLS
     std::exception_ptr failure_;             ///< of the socket, on its way through OpenSSL

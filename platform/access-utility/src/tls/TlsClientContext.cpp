@@ -8,8 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <utility>
 
-#include "TlsContexts.h"
+#include "Pem.h"
 
 namespace zebutil {
 
@@ -38,32 +39,20 @@ void requireVerifiable(const std::string& host) {
 
 class TlsClientContext::Impl {
  public:
-    Impl(std::string serverHost, const std::string& service) : host(std::move(serverHost)) {
+    Impl(std::string serverHost, std::shared_ptr<ssl_ctx_st> shared)
+        : host(std::move(serverHost)), context(std::move(shared)) {
         requireVerifiable(host);
-        context = TlsContexts::ofProcess().get(TlsFiles::of(service));
     }
 
     const std::string host;
-    TlsContexts::Context context;
+    const std::shared_ptr<ssl_ctx_st> context;
     Connection connection;  ///< null until it is prepared
 };
 
-TlsClientContext::TlsClientContext(const std::string& host, const std::string& service)
-    : impl_(std::make_unique<Impl>(host, service)) {}
+TlsClientContext::TlsClientContext(const std::string& host, std::shared_ptr<ssl_ctx_st> context)
+    : impl_(std::make_unique<Impl>(host, std::move(context))) {}
 
 TlsClientContext::~TlsClientContext() = default;
-
-void TlsClientContext::refresh(const std::string& service) noexcept {
-    try {
-        TlsContexts::ofProcess().get(TlsFiles::of(service));
-    } catch (const std::exception&) {
-        return;  // the connection finds the same
-    }
-}
-
-std::vector<std::string> TlsClientContext::takeLeftOut() {
-    return TlsContexts::ofProcess().takeLeftOut();
-}
 
 ssl_ctx_st* TlsClientContext::native() const {
     return impl_->context.get();

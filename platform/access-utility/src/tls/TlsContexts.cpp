@@ -13,6 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "OpenSslUse.h"
+#include "Pem.h"
+
 namespace zebutil {
 
 namespace {
@@ -40,6 +43,7 @@ void withContentOf(const TlsFiles::Source& source, LeftOut& leftOut, Use use) {
         std::string content = internal::readRegularFile(source.path, kLargestFile);
         const std::unique_ptr<std::string, void (*)(std::string*)> cleansed(
             &content, [](std::string* text) { OPENSSL_cleanse(text->data(), text->size()); });
+        const OpenSslUse useOfOpenSsl;
         use(content);
     } catch (const std::system_error& error) {
         if (source.isRequired() || !isAbsent(error)) {
@@ -92,17 +96,9 @@ void identify(SSL_CTX* context, const TlsFiles& files, LeftOut& leftOut) {
     });
 }
 
-// Without this, OpenSSL would register an exit handler at the first connection. Such a late handler runs
-// early, while connections are still in use: their owner may be an older static object, or one that is never
-// destroyed. The call has no effect if the application has used OpenSSL before; its exit handler is then old
-// enough to run late.
-void keepOpenSslToTheEndOfTheProcess() {
-    OPENSSL_init_ssl(OPENSSL_INIT_NO_ATEXIT, nullptr);
-}
-
-TlsContexts::Context contextOf(const TlsFiles& files, LeftOut& leftOut) {
-    keepOpenSslToTheEndOfTheProcess();
-    TlsContexts::Context context(SSL_CTX_new(TLS_client_method()));
+TlsContexts::Context newContext() {
+    const OpenSslUse use;
+    TlsContexts::Context context(SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
     require(context != nullptr, "context");
     SSL_CTX* const native = context.get();
     require(SSL_CTX_set_min_proto_version(native, TLS1_2_VERSION) == 1, "version");
@@ -111,6 +107,12 @@ TlsContexts::Context contextOf(const TlsFiles& files, LeftOut& leftOut) {
     SSL_CTX_set_session_cache_mode(native, SSL_SESS_CACHE_OFF);
     SSL_CTX_set_verify(native, SSL_VERIFY_PEER, nullptr);
     SSL_CTX_set_verify_depth(native, kMaximumChainLength);
+    return context;
+}
+
+TlsContexts::Context contextOf(const TlsFiles& files, LeftOut& leftOut) {
+    TlsContexts::Context context = newContext();
+    SSL_CTX* const native = context.get();
     std::string known;
     for (const TlsFiles::Source& file : files.authorityFiles()) {
         trust(native, file, known, leftOut);
@@ -119,11 +121,6 @@ TlsContexts::Context contextOf(const TlsFiles& files, LeftOut& leftOut) {
         identify(native, files, leftOut);
     }
     return context;
-}
-
-TlsContexts::Context shared(const TlsContexts::Context& context) {
-    SSL_CTX_up_ref(context.get());
-    return TlsContexts::Context(context.get());
 }
 
 }  // namespace
@@ -136,27 +133,38 @@ TlsContexts& TlsContexts::ofProcess() {
 
 TlsContexts::Context TlsContexts::get(const TlsFiles& files) {
     State state = files.state();
-    const std::lock_guard lock(mutex_);
-    const auto known = std::find_if(entries_.begin(), entries_.end(),
-                                    [&](const Entry& entry) { return entry.files == files; });
-    if (known != entries_.end()) {
-        if (known->state == state) {
-            return shared(known->context);
-        }
-        entries_.erase(known);
+    if (Context context = kept(files, state)) {
+        return context;
     }
     LeftOut leftOut;
-    Context context = contextOf(files, leftOut);
+    const Context context = contextOf(files, leftOut);
     note(leftOut, state);
-    if (entries_.size() >= kMostEntries) {
-        entries_.clear();
-    }
-    entries_.push_back({files, std::move(state), shared(context)});
+    keep({files, std::move(state), context});
     return context;
 }
 
+TlsContexts::Context TlsContexts::kept(const TlsFiles& files, const State& state) {
+    const std::lock_guard lock(mutex_);
+    const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {
+        return entry.files == files && entry.state == state;
+    });
+    return found == entries_.end() ? nullptr : found->context;
+}
+
+void TlsContexts::keep(Entry entry) {
+    const OpenSslUse use;  // the context before this one may end here
+    const std::lock_guard lock(mutex_);
+    entries_.erase(std::remove_if(entries_.begin(), entries_.end(),
+                                  [&](const Entry& other) { return other.files == entry.files; }),
+                   entries_.end());
+    if (entries_.size() >= kMostEntries) {
+        entries_.clear();
+    }
+    entries_.push_back(std::move(entry));
+}
+
 void TlsContexts::note(const std::map<std::string, std::string>& leftOut, const State& state) {
-    const std::lock_guard lock(leftOutMutex_);
+    const std::lock_guard lock(mutex_);
     for (const auto& [path, identity] : state) {
         const auto found = leftOut.find(path);
         if (found == leftOut.end()) {
@@ -170,7 +178,7 @@ void TlsContexts::note(const std::map<std::string, std::string>& leftOut, const 
 }
 
 std::vector<std::string> TlsContexts::takeLeftOut() {
-    const std::lock_guard lock(leftOutMutex_);
+    const std::lock_guard lock(mutex_);
     return std::exchange(untold_, {});
 }
 

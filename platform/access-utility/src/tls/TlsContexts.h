@@ -9,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "Pem.h"
 #include "TlsFiles.h"
 
 namespace zebutil {
@@ -22,12 +21,13 @@ namespace zebutil {
 /// Thread safety: any thread may use it.
 class TlsContexts {
  public:
-    using Context = std::unique_ptr<SSL_CTX, OpenSslFree<SSL_CTX_free>>;
+    using Context = std::shared_ptr<SSL_CTX>;
 
     /// The contexts of the process; never destroyed.
     static TlsContexts& ofProcess();
 
-    /// The context that is made of `files`.
+    /// The context that is made of `files`. Takes as long as their file system does, but makes nobody wait
+    /// who asks for other files, or for what was left out.
     /// @throws std::runtime_error with the variable, the file and the fault, if one of the files cannot be
     ///         used
     Context get(const TlsFiles& files);
@@ -43,11 +43,12 @@ class TlsContexts {
         Context context;
     };
 
+    Context kept(const TlsFiles& files, const State& state);
+    void keep(Entry entry);
     void note(const std::map<std::string, std::string>& leftOut, const State& state);
 
-    std::mutex mutex_;
+    std::mutex mutex_;  ///< held for a moment only, never while a file is read
     std::vector<Entry> entries_;
-    std::mutex leftOutMutex_;  ///< held for a moment only
     std::map<std::string, FileIdentity> leftOut_;
     std::vector<std::string> untold_;
 };

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -21,6 +22,9 @@ struct TlsFiles {
         bool operator==(const Source& other) const {
             return variable == other.variable && path == other.path;
         }
+        bool operator<(const Source& other) const {
+            return std::tie(variable, path) < std::tie(other.variable, other.path);
+        }
         bool isRequired() const { return !variable.empty(); }
     };
 
@@ -34,6 +38,11 @@ struct TlsFiles {
     bool operator==(const TlsFiles& other) const {
         return authorities == other.authorities && directories == other.directories &&
                certificate == other.certificate && key == other.key;
+    }
+
+    bool operator<(const TlsFiles& other) const {
+        return std::tie(authorities, directories, certificate, key) <
+               std::tie(other.authorities, other.directories, other.certificate, other.key);
     }
 
     /// The authorities' file, if there may be one, and the files in the directories at present.

@@ -1,5 +1,4 @@
 #include <zeb/DefaultWebsocketManagerFactory.h>
-#include <zebutil/TlsClientContext.h>
 
 #include <algorithm>
 #include <mutex>
@@ -19,10 +18,8 @@ class DefaultWebsocketManagerFactory::Impl {
                                               const std::shared_ptr<zebutil::ITaskExecutor>& executor,
                                               std::shared_ptr<zebutil::ILogger> logger,
                                               WebsocketObserver observer) {
-        if (const auto address = WebsocketAddress::parse(settings.uri); address.isSecure) {
-            // Reading the trusted authorities would hold up the I/O thread.
-            zebutil::TlsClientContext::refresh(address.service);
-        }
+        // A wrong address is told even if there can be no I/O thread.
+        static_cast<void>(WebsocketAddress::parse(settings.uri));
         auto manager = std::make_shared<WebsocketManager>(ioThread(), settings, executor, std::move(logger),
                                                           std::move(observer));
         {

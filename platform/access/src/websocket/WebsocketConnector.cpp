@@ -69,8 +69,44 @@ void WebsocketConnector::start(std::chrono::milliseconds pause) {
 void WebsocketConnector::connectNow() {
     timeLimit_.expires_after(kTimeLimit);
     timeLimit_.async_wait(next([this](const ErrorCode&) {
-        fail("no connection within 5 s" + (failures_.empty() ? "" : ": " + failures_));
+        const std::string& why = failures_.empty() ? awaited_ : failures_;
+        fail("no connection within 5 s" + (why.empty() ? "" : ": " + why));
     }));
+    if (address_.isSecure) {
+        askForTls();
+    } else {
+        resolve();
+    }
+}
+
+// The file system may take as long as it likes, like a look-up.
+void WebsocketConnector::askForTls() {
+    awaited_ = "TLS: its files could not be read in time";
+    try {
+        tlsQuestion_ = zebutil::TlsContextQuestion(
+            address_.service, [this, &context = context_, weak = std::weak_ptr<void>(owner_.keepAlive())](
+                                  const zebutil::TlsContextAnswer& answer) {
+                asio::post(context, [this, weak, answer] {
+                    if (const auto alive = weak.lock()) {
+                        next([this](const zebutil::TlsContextAnswer& found) { onTlsContext(found); })(answer);
+                    }
+                });
+            });
+    } catch (const std::exception& exception) {
+        fail(std::string("TLS: ") + exception.what());
+    }
+}
+
+void WebsocketConnector::onTlsContext(const zebutil::TlsContextAnswer& answer) {
+    awaited_.clear();
+    for (const std::string& file : zebutil::TlsContextQuestion::takeLeftOut()) {
+        owner_.onWarning("TLS: " + file);
+    }
+    if (!answer.context) {
+        fail("TLS: " + answer.failure);
+        return;
+    }
+    tlsContext_ = answer.context;
     resolve();
 }
 
@@ -170,10 +206,7 @@ void WebsocketConnector::onTcpConnected(const Endpoint& endpoint) {
 
 void WebsocketConnector::shakeHandsForTls() {
     try {
-        stream_.addTls(address_);
-        for (const std::string& file : zebutil::TlsClientContext::takeLeftOut()) {
-            owner_.onWarning("TLS: " + file);
-        }
+        stream_.addTls(address_.name, tlsContext_);
     } catch (const std::exception& exception) {
         fail(std::string("TLS: ") + exception.what());
         return;
@@ -269,6 +302,8 @@ void WebsocketConnector::cancel() {
     pause_.cancel();
     timeLimit_.cancel();
     attemptLimit_.cancel();
+    tlsQuestion_.forget();
+    tlsContext_.reset();
     question_.forget();
     response_ = {};
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <zeb/IWebsocketManagerFactory.h>
+#include <zebutil/TlsContextQuestion.h>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/address.hpp>
@@ -20,8 +21,9 @@
 
 namespace zeb {
 
-/// Makes one attempt to open a WebSocket: pause, name look-up, TCP to one address after the other, TLS, HTTP
-/// upgrade. Owned by a WebsocketManager; everything runs on the I/O thread.
+/// Makes one attempt to open a WebSocket: pause, TLS's files, name look-up, TCP to one address after the
+/// other, TLS, HTTP upgrade. Reads no file itself. Owned by a WebsocketManager; everything runs on the I/O
+/// thread.
 class WebsocketConnector {
  public:
     class Owner {
@@ -62,6 +64,8 @@ class WebsocketConnector {
     using ErrorCode = boost::beast::error_code;
     using Endpoint = boost::asio::ip::tcp::endpoint;
 
+    void askForTls();
+    void onTlsContext(const zebutil::TlsContextAnswer& answer);
     void resolve();
     void connectTo(std::vector<boost::asio::ip::address> addresses);
     void connectToNext();
@@ -91,6 +95,9 @@ class WebsocketConnector {
     boost::asio::steady_timer pause_;
     boost::asio::steady_timer timeLimit_;     ///< of everything after the pause
     boost::asio::steady_timer attemptLimit_;  ///< of one of several addresses
+    std::string awaited_;                     ///< what the attempt waits for, if its limit ends it
+    zebutil::TlsContextQuestion tlsQuestion_;
+    std::shared_ptr<ssl_ctx_st> tlsContext_;  ///< null without TLS
     NameResolver::Question question_;
     std::vector<boost::asio::ip::address> addresses_;
     std::size_t tried_ = 0;  ///< how many of them

@@ -20,8 +20,8 @@ constexpr int kUnacknowledgedMilliseconds = 30'000;
 
 }  // namespace
 
-void WebsocketStream::addTls(const WebsocketAddress& address) {
-    tlsContext_ = std::make_unique<zebutil::TlsClientContext>(address.name, address.service);
+void WebsocketStream::addTls(const std::string& host, std::shared_ptr<ssl_ctx_st> context) {
+    tlsContext_ = std::make_unique<zebutil::TlsClientContext>(host, std::move(context));
     SSL_CTX_up_ref(tlsContext_->native());
     asioTlsContext_.emplace(tlsContext_->native());
     beast_.next_layer().useTls(*asioTlsContext_);

@@ -12,7 +12,6 @@
 #include <string>
 
 #include "TransportStream.h"
-#include "WebsocketAddress.h"
 
 namespace zeb {
 
@@ -34,9 +33,11 @@ class WebsocketStream {
 
     /// Null until addTls().
     TransportStream::TlsStream* tls() { return beast_.next_layer().tls(); }
-    /// Adds the TLS layer, before anything is sent.
-    /// @throws std::exception when the host cannot be verified, or a file of TLS cannot be used
-    void addTls(const WebsocketAddress& address);
+    /// Adds the TLS layer, before anything is sent. Reads no file.
+    /// @param host    that the server's certificate must be valid for
+    /// @param context from the answer to a TlsContextQuestion
+    /// @throws std::exception when the host cannot be verified
+    void addTls(const std::string& host, std::shared_ptr<ssl_ctx_st> context);
     /// Why the certificate was refused; empty if it was not.
     std::string takeTlsRefusal() { return tlsContext_->takeRefusal(); }
 
