@@ -148,7 +148,7 @@ TEST_F(ServiceRegistryContract, TellsTheErrorWhenTheBaseUriCannotBeUsed) {
     createRegistry(Mode::StaticOnly);
     listen();
     EXPECT_EQ(states.next(), "error");
-    EXPECT_TRUE(log->contains("\"/\" is not the base URI of a server"));
+    EXPECT_TRUE(log->contains("ZebException: configuration: \"/\" is not the base URI of a server"));
 }
 
 // P17
@@ -377,6 +377,30 @@ TEST_F(RegistryEntriesContract, KeepsWhatItKnowsWhenToldSomethingThatIsNoList) {
     EXPECT_EQ(states.size(), 0U);
     tellServices("[]", 2);
     EXPECT_EQ(states.next(), "disconnected");
+}
+
+// P14
+TEST_F(RegistryEntriesContract, SaysWhyTheNewAddressOfAServiceIsRefused) {
+    connectInDynamicMode();
+    tellServices(R"([{"name":"Lighting","serverBaseUri":"nowhere","serverBasePath":"/"}])");
+    EXPECT_EQ(states.next(), "error");
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_TRUE(
+        log->contains("service \"Lighting\" disconnected: its new address is refused: ZebException: "
+                      "service registry \"nowhere\" is not the base URI of a server"));
+}
+
+// P11
+TEST_F(RegistryEntriesContract, DoesNotCallAServiceUnreachableThatMovesDuringAnAttempt) {
+    connectInDynamicMode();
+    other.ignoreHttp("/Lighting");
+    tellServices("[" + entryAt(other) + "]", 1);
+    EXPECT_EQ(states.next(), "disconnected");
+    tellServices("[" + entryAt(bus) + "]", 2);
+    EXPECT_EQ(states.next(), "connected");
+    EXPECT_TRUE(log->contains("service \"Lighting\" no longer tried at " + other.baseUri() +
+                              ": it moved to " + bus.baseUri() + bus.basePath()));
+    EXPECT_FALSE(log->contains("not reachable"));
 }
 
 // P14, P44

@@ -184,6 +184,7 @@ TEST_F(DowngradeContract, IsRefusedWithItsReason) {
     EXPECT_EQ(states.next(), "error");
     EXPECT_TRUE(log->contains("the service registry is reached by https and names " + bus.baseUri()));
     EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_TRUE(log->contains("service \"Lighting\" disconnected: its new address is refused: "));
     drainExecutor();
     EXPECT_EQ(bus.handshakeCount("Lighting"), 0U);
 }

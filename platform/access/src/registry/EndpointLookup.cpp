@@ -15,6 +15,9 @@ namespace {
 
 using Mode = ZebServiceRegistry::Mode;
 
+// Of addresses, for messages.
+constexpr const char* kConfiguration = "configuration:";
+
 // A longer interval would overflow the clock. Nobody can tell it from this one.
 constexpr std::chrono::milliseconds kLongestInterval = std::chrono::hours(24 * 365);
 
@@ -52,15 +55,15 @@ std::optional<ServiceEndpoint> EndpointLookup::address(const std::string& servic
                                                        const Configuration& configuration,
                                                        const ServiceDirectory* directory) const {
     if (directory && service == ServiceDirectory::kServiceName) {
-        return ServiceEndpoint::ofAddress(settings_.httpUri);
+        return ServiceEndpoint::ofAddress(settings_.httpUri, kConfiguration);
     }
     if (settings_.mode != Mode::DynamicOnly && configManager_->isServiceConfigurationKnown(service)) {
-        return ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath);
+        return ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath, kConfiguration);
     }
     if (settings_.mode == Mode::StaticOnly) {
         throw ZebException("the configuration says nothing about service \"" + service +
                                "\", and the mode is " + ZebServiceRegistry::STR_MODE_STATIC_ONLY,
-                           "service registry");
+                           kConfiguration);
     }
     std::optional<ServiceEndpoint> told = directory ? directory->find(service) : std::nullopt;
     if (told && isRefusedDowngrade(service, configuration, *told)) {
@@ -76,11 +79,12 @@ std::optional<ServiceEndpoint> EndpointLookup::address(const std::string& servic
 // configuration may, by naming an http address for the service itself.
 bool EndpointLookup::isRefusedDowngrade(const std::string& service, const Configuration& configuration,
                                         const ServiceEndpoint& told) const {
-    if (told.isSecure() || !ServiceEndpoint::ofAddress(settings_.httpUri).isSecure()) {
+    if (told.isSecure() || !ServiceEndpoint::ofAddress(settings_.httpUri, kConfiguration).isSecure()) {
         return false;
     }
     return !configManager_->isServiceConfigurationKnown(service) ||
-           ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath).isSecure();
+           ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath, kConfiguration)
+               .isSecure();
 }
 
 void EndpointLookup::applySetting(ServiceEndpoint& endpoint, const std::string& service,

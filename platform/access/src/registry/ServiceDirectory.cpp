@@ -3,6 +3,8 @@
 #include <zebutil/ILogger.h>
 
 #include <exception>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace zeb {
@@ -64,7 +66,13 @@ UntypedServiceListener ServiceDirectory::listener() {
 std::optional<ServiceEndpoint> ServiceDirectory::find(const std::string& service) const {
     const std::lock_guard lock(mutex_);
     const auto found = endpoints_.find(service);
-    return found == endpoints_.end() ? std::nullopt : std::make_optional(found->second);
+    if (found != endpoints_.end()) {
+        return found->second;
+    }
+    if (const auto reason = refused_.find(service); reason != refused_.end()) {
+        throw std::runtime_error(reason->second);
+    }
+    return std::nullopt;
 }
 
 void ServiceDirectory::update(std::string_view services) {
@@ -79,10 +87,11 @@ void ServiceDirectory::update(std::string_view services) {
     logIgnored(list);
     {
         const std::lock_guard lock(mutex_);
-        if (list.endpoints == endpoints_) {
+        if (list.endpoints == endpoints_ && list.refused == refused_) {
             return;
         }
         endpoints_ = std::move(list.endpoints);
+        refused_ = std::move(list.refused);
     }
     changed_();
 }

@@ -39,6 +39,7 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     UntypedServiceListener listener();
 
     /// Base URI and path of a service; empty if the registry service does not know it.
+    /// @throws std::runtime_error if the registry service names an address that cannot be used
     std::optional<ServiceEndpoint> find(const std::string& service) const;
 
  private:
@@ -56,6 +57,7 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
 
     mutable std::mutex mutex_;
     std::map<std::string, ServiceEndpoint> endpoints_;
+    std::map<std::string, std::string> refused_;  ///< the reasons, by the name of the service
 };
 
 }  // namespace zeb

@@ -14,7 +14,6 @@ namespace zeb {
 
 namespace {
 
-constexpr const char* kOrigin = "service registry";
 constexpr std::size_t kLongestPath = 1024;
 // Besides letters and digits, what a segment of a path may contain as it is.
 constexpr std::string_view kInSegments = "-._~!$&'()*+,;=:@";
@@ -73,38 +72,39 @@ std::string basePathOf(std::string_view text) {
 
 }  // namespace
 
-ServiceEndpoint ServiceEndpoint::of(const std::string& serverBaseUri, const std::string& basePath) {
+ServiceEndpoint ServiceEndpoint::of(const std::string& serverBaseUri, const std::string& basePath,
+                                    const std::string& origin) {
     ServiceEndpoint endpoint;
     try {
         endpoint.serverBaseUri = zebutil::BaseUri::parse(serverBaseUri).text();
     } catch (const std::invalid_argument& fault) {
-        throw ZebException(fault.what(), kOrigin);
+        throw ZebException(fault.what(), origin);
     }
     try {
         endpoint.basePath = basePathOf(basePath);
     } catch (const std::invalid_argument& fault) {
         throw ZebException(zebutil::readableAddress(basePath) + " is not a base path: " + fault.what(),
-                           kOrigin);
+                           origin);
     }
     return endpoint;
 }
 
-ServiceEndpoint ServiceEndpoint::ofAddress(const std::string& address) {
+ServiceEndpoint ServiceEndpoint::ofAddress(const std::string& address, const std::string& origin) {
     const std::size_t schemeEnd = address.find("://");
     const std::size_t pathBegin =
         schemeEnd == std::string::npos ? std::string::npos : address.find('/', schemeEnd + 3);
     if (pathBegin == std::string::npos) {
-        return of(address, "");
+        return of(address, "", origin);
     }
     try {
-        return of(address.substr(0, pathBegin), address.substr(pathBegin));
+        return of(address.substr(0, pathBegin), address.substr(pathBegin), origin);
     } catch (const ZebException&) {
         if (address.find('@') == std::string::npos) {
             throw;
         }
         // Perhaps the "/" belongs to a password, of which the exception shows the part before. An address
         // that is refused as a whole shows nothing of it.
-        return of(address, "");
+        return of(address, "", origin);
     }
 }
 

@@ -6,11 +6,13 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "ConnectSchedule.h"
+#include "EndReason.h"
 #include "ServiceEndpoint.h"
 #include "log/FaultLog.h"
 
@@ -48,6 +50,8 @@ struct ServiceLink {
     /// Those before, whose sockets may still be closing.
     std::vector<std::weak_ptr<IWebsocketManager>> predecessors;
     ServiceEndpoint endpoint;  ///< of `websocketManager`
+    /// Why `websocketManager` is being closed, if its address is no longer the right one.
+    std::optional<EndReason> moving;
     bool isConnected = false;
     bool isConnectingLater = false;  ///< whether a task of the executor makes the next attempt
 

@@ -14,9 +14,10 @@ namespace zeb {
 namespace {
 
 constexpr const char* kWhere = "list of services";
+constexpr const char* kOrigin = "service registry";
 constexpr std::size_t kMostReasons = 64;
 
-void readEntry(std::string_view text, std::map<std::string, ServiceEndpoint>& endpoints) {
+void readEntry(std::string_view text, ServiceList& list) {
     if (text.size() > ServiceList::kLargestEntry) {
         throw ZebException("it is larger than 16 KiB", kWhere);
     }
@@ -25,8 +26,15 @@ void readEntry(std::string_view text, std::map<std::string, ServiceEndpoint>& en
     }
     const auto element = zebutil::JsonObject::parse(text);
     std::string name = element->getString("name");
-    endpoints.emplace(std::move(name), ServiceEndpoint::of(element->getString("serverBaseUri"),
-                                                           element->getString("serverBasePath")));
+    try {
+        list.endpoints.emplace(name, ServiceEndpoint::of(element->getString("serverBaseUri"),
+                                                         element->getString("serverBasePath"), kOrigin));
+    } catch (const std::exception& exception) {
+        if (list.refused.size() < kMostReasons) {
+            list.refused.emplace(std::move(name), exception.what());
+        }
+        throw;
+    }
 }
 
 }  // namespace
@@ -41,7 +49,7 @@ ServiceList ServiceList::read(std::string_view text) {
     while (!isEmpty) {
         const std::string_view entry = scanner.value();
         try {
-            readEntry(entry, list.endpoints);
+            readEntry(entry, list);
         } catch (const std::exception& exception) {
             if (reasons.size() < kMostReasons && reasons.insert(exception.what()).second) {
                 list.ignored.push_back({position, exception.what()});

@@ -27,6 +27,8 @@ struct ServiceList {
     std::map<std::string, ServiceEndpoint> endpoints;
     /// The entries that cannot be used, those with the same reason once.
     std::vector<Ignored> ignored;
+    /// Why the entry of a name cannot be used, if no other entry of that name can; of the first few names.
+    std::map<std::string, std::string> refused;
     bool isCut = false;  ///< whether there are more than kMostEntries
 
     /// @throws std::exception if the text is no array

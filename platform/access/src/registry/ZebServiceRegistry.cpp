@@ -167,17 +167,20 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
     void onClosed(const std::string& service, const std::weak_ptr<IWebsocketManager>& manager,
                   const WebsocketEnd& end) {
-        const std::string& reason = end.reason;
         const std::lock_guard lock(mutex_);
         const auto link = linkOf(service, manager);
         if (!link) {
             return;
         }
+        // It may have failed before it was to be closed.
+        const std::optional<EndReason> moving = std::exchange(link->moving, std::nullopt);
+        const EndReason reason =
+            moving && moving->text() == end.reason ? *moving : EndReason::failed(end.reason);
         settleIfStable(*link);
         link->leave();
         link->schedule.over();
         if (std::exchange(link->isConnected, false)) {
-            tellWarning(*link, "disconnected: " + reason);
+            tellWarning(*link, reason.ofConnection());
             // What still waits for an answer would wait for its time limit.
             std::exchange(link->access, nullptr)->cancel();
             for (const auto& listener : link->listeners) {
@@ -186,11 +189,13 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             execute("requests cancelled",
                     [accessor = std::exchange(link->accessor, nullptr)](Impl&) { accessor->cancel(); });
         } else {
-            const std::string where = "not reachable at " + link->endpoint.serverBaseUri + ": " + reason;
+            const std::string where = reason.ofAttempt(link->endpoint);
             if (end.isUntrusted) {
                 tellError(*link, where);
-            } else {
+            } else if (reason.isFailure()) {
                 tellWarning(*link, where + "; trying again until it is");
+            } else {
+                logger_->debug("service \"" + service + "\" " + where);
             }
         }
         connect(link);
@@ -202,7 +207,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         if (link.isConnected && !link.isSettled &&
             std::chrono::steady_clock::now() - link.connectedSince > kStableConnection) {
             link.isSettled = true;
-            link.schedule.settle(addressOf(link.endpoint));
+            link.schedule.settle(link.endpoint.address());
             link.faults.forget();
         }
     }
@@ -215,14 +220,15 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
                 connect(link);
                 continue;
             }
-            const std::optional<ServiceEndpoint> endpoint = endpointOrNone(*link);
-            if (endpoint == link->endpoint) {
-                continue;
+            std::string refusal;
+            const std::optional<ServiceEndpoint> endpoint = endpointOrNone(*link, &refusal);
+            if (endpoint == link->endpoint || link->moving) {
+                continue;  // it is the same, or the next attempt looks for it
             }
             if (link->isConnected || link->schedule.hasBegun(std::chrono::steady_clock::now())) {
                 // The connection itself reports its end, after everything that it has received.
-                link->websocketManager->close(endpoint ? "it moved to " + endpoint->serverBaseUri
-                                                       : "it left the service registry");
+                link->moving = EndReason::moved(link->endpoint, endpoint, refusal);
+                link->websocketManager->close(link->moving->text());
             } else {
                 // There is no connection yet. The pause goes on, however often the address changes.
                 link->websocketManager->stop();
@@ -271,17 +277,16 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
     // ------------------------------------------------------------------ connecting
 
-    std::optional<ServiceEndpoint> endpointOrNone(ServiceLink& link) {
+    std::optional<ServiceEndpoint> endpointOrNone(ServiceLink& link, std::string* refusal = nullptr) {
         try {
             return endpoints_.find(link.name, directory_.get());
         } catch (const std::exception& exception) {
             tellError(link, exception.what());
+            if (refusal != nullptr) {
+                *refusal = exception.what();
+            }
             return std::nullopt;
         }
-    }
-
-    static std::string addressOf(const ServiceEndpoint& endpoint) {
-        return endpoint.serverBaseUri + endpoint.basePath;
     }
 
     // Makes the next attempt, when the link's schedule allows it. The link has no connection.
@@ -292,7 +297,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         }
         link->endpoint = *endpoint;
         const auto now = std::chrono::steady_clock::now();
-        const auto at = link->schedule.plan(addressOf(*endpoint), now);
+        const auto at = link->schedule.plan(endpoint->address(), now);
         try {
             // Rounded up, so that the attempt does not begin before its time.
             opener_.open(*link,

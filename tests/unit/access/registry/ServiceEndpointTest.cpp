@@ -8,40 +8,41 @@
 namespace {
 
 TEST(ServiceEndpoint, BringsABasePathIntoOneForm) {
-    EXPECT_EQ(zeb::ServiceEndpoint::of("http://127.0.0.1:1", "").basePath, "/");
-    EXPECT_EQ(zeb::ServiceEndpoint::of("http://127.0.0.1:1", "bus").basePath, "/bus/");
-    EXPECT_EQ(zeb::ServiceEndpoint::of("http://127.0.0.1:1", "/bus/").basePath, "/bus/");
+    EXPECT_EQ(zeb::ServiceEndpoint::of("http://127.0.0.1:1", "", "origin").basePath, "/");
+    EXPECT_EQ(zeb::ServiceEndpoint::of("http://127.0.0.1:1", "bus", "origin").basePath, "/bus/");
+    EXPECT_EQ(zeb::ServiceEndpoint::of("http://127.0.0.1:1", "/bus/", "origin").basePath, "/bus/");
 }
 
 TEST(ServiceEndpoint, DropsTheSlashAfterABaseUri) {
-    EXPECT_EQ(zeb::ServiceEndpoint::of("http://127.0.0.1:8080/", "/").serverBaseUri, "http://127.0.0.1:8080");
+    EXPECT_EQ(zeb::ServiceEndpoint::of("http://127.0.0.1:8080/", "/", "origin").serverBaseUri,
+              "http://127.0.0.1:8080");
 }
 
 TEST(ServiceEndpoint, PutsTheWebSocketAtTheBasePathWithTheServicesName) {
-    EXPECT_EQ(zeb::ServiceEndpoint::of("http://[::1]:8080", "/bus").websocketUri("Clamp Control"),
+    EXPECT_EQ(zeb::ServiceEndpoint::of("http://[::1]:8080", "/bus", "origin").websocketUri("Clamp Control"),
               "ws://[::1]:8080/bus/Clamp%20Control");
 }
 
 TEST(ServiceEndpoint, KnowsWhetherItsConnectionUsesTls) {
-    EXPECT_TRUE(zeb::ServiceEndpoint::of("HTTPS://server", "/").isSecure());
-    EXPECT_FALSE(zeb::ServiceEndpoint::of("http://https", "/").isSecure());
+    EXPECT_TRUE(zeb::ServiceEndpoint::of("HTTPS://server", "/", "origin").isSecure());
+    EXPECT_FALSE(zeb::ServiceEndpoint::of("http://https", "/", "origin").isSecure());
 }
 
 TEST(ServiceEndpoint, LeavesAnEncodedSegmentAsItIsAndEncodesOthers) {
-    EXPECT_EQ(zeb::ServiceEndpoint::of("http://server", "/a%20b/c:1,d/\xC3\xA4<").basePath,
+    EXPECT_EQ(zeb::ServiceEndpoint::of("http://server", "/a%20b/c:1,d/\xC3\xA4<", "origin").basePath,
               "/a%20b/c:1,d/%C3%A4%3C/");
 }
 
 TEST(ServiceEndpoint, TakesBaseUriAndBasePathFromOneAddress) {
-    const auto sut = zeb::ServiceEndpoint::ofAddress("https://[::1]:8080/bus@home/a");
+    const auto sut = zeb::ServiceEndpoint::ofAddress("https://[::1]:8080/bus@home/a", "origin");
     EXPECT_EQ(sut.serverBaseUri, "https://[::1]:8080");
     EXPECT_EQ(sut.basePath, "/bus@home/a/");
-    EXPECT_EQ(zeb::ServiceEndpoint::ofAddress("http://server").basePath, "/");
+    EXPECT_EQ(zeb::ServiceEndpoint::ofAddress("http://server", "origin").basePath, "/");
 }
 
 std::string refusal(const std::string& address) {
     try {
-        zeb::ServiceEndpoint::ofAddress(address);
+        zeb::ServiceEndpoint::ofAddress(address, "origin");
     } catch (const zeb::ZebException& exception) {
         return exception.what();
     }
@@ -92,7 +93,7 @@ TEST(ServiceEndpoint, RefusesWhatIsNoBaseUri) {
                                    "http://2130706433"s,
                                    "http://host//"s,
                                    "http://"s + std::string(300, 'a')}) {
-        EXPECT_THROW(zeb::ServiceEndpoint::of(uri, "/"), zeb::ZebException) << uri;
+        EXPECT_THROW(zeb::ServiceEndpoint::of(uri, "/", "origin"), zeb::ZebException) << uri;
     }
 }
 
@@ -126,17 +127,16 @@ TEST(ServiceEndpoint, RefusesWhatIsNoBasePath) {
                                     "/bus//"s,
                                     "//"s,
                                     std::string(2000, 'a')}) {
-        EXPECT_THROW(zeb::ServiceEndpoint::of("http://host", path), zeb::ZebException) << path;
+        EXPECT_THROW(zeb::ServiceEndpoint::of("http://host", path, "origin"), zeb::ZebException) << path;
     }
 }
 
 TEST(ServiceEndpoint, SaysWhatIsWrongWithAnAddress) {
-    EXPECT_EQ(
-        refusal("http://host:99999"),
-        "ZebException: service registry \"http://host:99999\" is not the base URI of a server: its port is "
-        "not a number from 1 to 65535; expected http://host:port or https://host:port");
+    EXPECT_EQ(refusal("http://host:99999"),
+              "ZebException: origin \"http://host:99999\" is not the base URI of a server: its port is "
+              "not a number from 1 to 65535; expected http://host:port or https://host:port");
     EXPECT_EQ(refusal("http://host/a/../b"),
-              "ZebException: service registry \"/a/../b\" is not a base path: it contains a segment \".\" or "
+              "ZebException: origin \"/a/../b\" is not a base path: it contains a segment \".\" or "
               "\"..\"");
 }
 

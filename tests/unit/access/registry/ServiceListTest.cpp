@@ -38,6 +38,11 @@ TEST(ServiceList, IgnoresAnEntryThatIsNoObject) {
     EXPECT_EQ(list.endpoints.count("A"), 1U);
 }
 
+TEST(ServiceList, KnowsWhyTheEntryOfANameCannotBeUsed) {
+    const auto list = zeb::ServiceList::read(R"([{"name":"A","serverBaseUri":"x","serverBasePath":"/"}])");
+    EXPECT_NE(list.refused.at("A").find("\"x\" is not the base URI of a server"), std::string::npos);
+}
+
 TEST(ServiceList, TellsAReasonOnce) {
     EXPECT_EQ(zeb::ServiceList::read("[{},{},{},5]").ignored.size(), 2U);
 }
