@@ -2,10 +2,14 @@
 // them. Numbers are those of the promises in docs/platform-contract.md.
 
 #include <PlatformFixture.h>
+#include <zeb/ZebException.h>
 
 #include <chrono>
+#include <cstddef>
+#include <memory>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "BareServer.h"
 
@@ -164,6 +168,22 @@ TEST_F(CloseContract, SaysThatTheServerChoseAnotherSubProtocol) {
     EXPECT_EQ(server.receiveClose(), 1002);
     EXPECT_TRUE(log->waitFor("the server does not speak the sub-protocol zeb.v1"));
     EXPECT_EQ(states.size(), 0U);
+}
+
+// P11, P43
+TEST_F(CloseContract, LeavesAServerThatReadsNothing) {
+    connectToServer();
+    const std::string id(std::size_t{2} * 1024 * 1024, 'x');
+    std::vector<std::shared_ptr<zeb::Subscription>> subscriptions;
+    for (int request = 0; request < 40; ++request) {
+        try {
+            subscriptions.push_back(subscribe(service(), id));
+        } catch (const zeb::ZebException&) {
+            break;  // the connection has ended already
+        }
+    }
+    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_TRUE(log->contains(" bytes unread"));
 }
 
 // P33

@@ -1,5 +1,7 @@
 #include "OpenWebsocket.h"
 
+#include <zeb/ZebException.h>
+
 #include <boost/asio/buffer.hpp>
 #include <exception>
 #include <utility>
@@ -12,6 +14,8 @@ namespace websocket = boost::beast::websocket;
 using CloseCode = WebsocketStream::CloseCode;
 
 constexpr std::size_t kMaximumMessageSize = std::size_t{1} * 1024 * 1024;
+// The requests for all subscriptions that a bus can have need about half of it.
+constexpr std::size_t kMostOutgoingBytes = std::size_t{64} * 1024 * 1024;
 constexpr std::size_t kKeptBufferSize = std::size_t{64} * 1024;
 // How long a peer may take to answer a close. After a violation Beast reports the end of the connection only
 // when this is over.
@@ -124,6 +128,11 @@ void OpenWebsocket::resumeReading() {
 // ---------------------------------------------------------------------------------------------- sending
 
 void OpenWebsocket::send(std::string message) {
+    if (outgoingBytes_ + message.size() > kMostOutgoingBytes) {
+        throw ZebException("the server has left " + std::to_string(outgoingBytes_) + " bytes unread",
+                           "WebSocket");
+    }
+    outgoingBytes_ += message.size();
     outgoing_.push_back(std::move(message));
     if (outgoing_.size() == 1) {
         writeNext();
@@ -134,6 +143,7 @@ void OpenWebsocket::writeNext() {
     stream_.beast().text(true);
     stream_.beast().async_write(boost::asio::buffer(outgoing_.front()),
                                 [this, alive = owner_.keepAlive()](const ErrorCode& error, std::size_t) {
+                                    outgoingBytes_ -= outgoing_.front().size();
                                     outgoing_.pop_front();
                                     if (error) {
                                         lose("send: " + error.message());

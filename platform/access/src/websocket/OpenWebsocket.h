@@ -49,6 +49,7 @@ class OpenWebsocket : private Watchdog::Owner {
     /// Ends reading and watching; the owner is not called any more. The owner closes the stream.
     void stop();
 
+    /// @throws ZebException when the server leaves too much unread; the connection must then be closed
     void send(std::string message);
 
     /// The delivery has room again.
@@ -78,6 +79,7 @@ class OpenWebsocket : private Watchdog::Owner {
     bool isOver_ = false;
     boost::beast::flat_buffer readBuffer_;
     std::deque<std::string> outgoing_;  ///< the first is being written
+    std::size_t outgoingBytes_ = 0;
 };
 
 }  // namespace zeb

@@ -109,6 +109,12 @@ void SubscriptionRouter::routeSubscribeAnswer(const ServerMessage& message) {
                          "answer to unknown request " + text(*message.requestId) + " ignored");
         return;
     }
+    if (message.subscriptionId && message.subscriptionId->size() > kLongestId) {
+        throw ZebException("the server gave a subscription id of " +
+                               std::to_string(message.subscriptionId->size()) + " bytes; at most " +
+                               std::to_string(kLongestId) + " are allowed",
+                           uri_);
+    }
     const Record record = std::move(found->second);
     pending_.erase(found);
     if (!record) {
@@ -144,6 +150,11 @@ void SubscriptionRouter::subscribe(const Record& record) {
     if (!record->active) {
         return;
     }
+    if (pending_.size() == kMostUnanswered) {
+        throw ZebException(
+            "the server has left " + std::to_string(kMostUnanswered) + " subscribe requests unanswered",
+            uri_);
+    }
     record->request = ++lastRequestId_;
     const std::string requestId = std::to_string(record->request);
     pending_.emplace(requestId, record);
@@ -172,15 +183,18 @@ void SubscriptionRouter::unsubscribe(const Record& record) {
 void SubscriptionRouter::unsubscribeFromAll() {
     std::vector<Record> ended(subscriptions_.begin(), subscriptions_.end());
     subscriptions_.clear();
-    for (const Record& record : ended) {
-        record->active = false;
-        sendUnsubscribe(record->subscriptionId);
-    }
+    const std::size_t accepted = ended.size();
     for (auto& [requestId, record] : pending_) {
         if (record) {
-            record->active = false;
             ended.push_back(std::exchange(record, nullptr));
         }
+    }
+    // First what the user relies on: sending may fail.
+    for (const Record& record : ended) {
+        record->active = false;
+    }
+    for (std::size_t index = 0; index < accepted; ++index) {
+        sendUnsubscribe(ended[index]->subscriptionId);
     }
     connection_.release(std::move(ended));
 }

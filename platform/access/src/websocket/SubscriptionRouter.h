@@ -4,6 +4,7 @@
 
 #include <boost/unordered/unordered_flat_map.hpp>
 #include <boost/unordered/unordered_flat_set.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -29,6 +30,7 @@ class SubscriptionRouter {
     class Connection {
      public:
         /// Sends a message to the server.
+        /// @throws ZebException when the server does not read; the connection must then be closed
         virtual void send(std::string message) = 0;
         /// Queues a call of the subscription's handler with `data`, behind everything enqueued before.
         virtual void enqueue(const Record& record, std::string_view data) = 0;
@@ -46,7 +48,13 @@ class SubscriptionRouter {
     SubscriptionRouter(std::string uri, std::shared_ptr<zebutil::ILogger> logger,
                        std::shared_ptr<FaultLog> faults, Connection& connection);
 
+    /// So many requests may wait for their answers: as many as there can be subscriptions on a bus.
+    static constexpr std::size_t kMostUnanswered = 262'144;
+    /// A server's subscription id may be so long.
+    static constexpr std::size_t kLongestId = 256;
+
     /// Asks the server for a subscription, unless it has ended already.
+    /// @throws ZebException when too many requests wait for an answer; the connection must then be closed
     void subscribe(const Record& record);
     /// Ends one subscription. If the server has not answered its request yet, it is ended when the answer
     /// arrives.

@@ -107,6 +107,36 @@ TEST_F(SubscriptionRouter, EndsASubscriptionAtTheServerWhenItsAnswerComesTooLate
     EXPECT_NE(connection.sent.back().find("unsubscribe"), std::string::npos);
 }
 
+// As many as a bus can have subscriptions are asked for, whether or not the server answers.
+TEST_F(SubscriptionRouter, FailsWhenTheServerAnswersTooFewRequests) {
+    for (std::size_t request = 0; request < zeb::SubscriptionRouter::kMostUnanswered; ++request) {
+        sut.subscribe(record);
+    }
+    EXPECT_THROW(sut.subscribe(record), zeb::ZebException);
+}
+
+TEST_F(SubscriptionRouter, CountsRequestsThatNobodyWantsAnsweredAnyMore) {
+    for (std::size_t request = 0; request < zeb::SubscriptionRouter::kMostUnanswered; ++request) {
+        sut.subscribe(record);
+    }
+    sut.unsubscribeFromAll();
+    record->active = true;
+    EXPECT_THROW(sut.subscribe(record), zeb::ZebException);
+}
+
+TEST_F(SubscriptionRouter, TakesASubscriptionIdOf256Bytes) {
+    sut.subscribe(record);
+    EXPECT_NO_THROW(sut.route(R"({"action":"subscribe","requestId":"2","subscriptionId":")" +
+                              std::string(256, 'x') + "\"}"));
+}
+
+TEST_F(SubscriptionRouter, RefusesALongerSubscriptionId) {
+    sut.subscribe(record);
+    EXPECT_THROW(sut.route(R"({"action":"subscribe","requestId":"2","subscriptionId":")" +
+                           std::string(257, 'x') + "\"}"),
+                 zeb::ZebException);
+}
+
 // The texts differ: what changes from message to message must not make them new causes.
 struct Fault {
     const char* name;
