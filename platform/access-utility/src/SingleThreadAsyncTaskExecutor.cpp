@@ -8,9 +8,11 @@
 #include <zebutil/Task.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <exception>
+#include <map>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -29,6 +31,7 @@ constexpr std::size_t kKeptTasks = 64;
 class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_this<Worker> {
  public:
     using StopFunction = std::shared_ptr<const std::function<void()>>;
+    using Time = std::chrono::steady_clock::time_point;
 
     Worker(const std::string& name, std::unique_ptr<ILogger> logger)
         : name_(name), logger_(std::move(logger)) {}
@@ -52,19 +55,22 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
             return;
         }
         std::vector<Task> dropped;
+        TimedTasks droppedTimed;
         StopFunction whenStopped;
         bool isOwnThread = false;
         {
             const std::lock_guard lock(mutex_);
             stopped_ = true;
             dropped.swap(queue_);
+            droppedTimed.swap(timed_);
             whenStopped = whenStopped_;
             isOwnThread = threadId_ == std::this_thread::get_id();
         }
         wakeUp_.notify_one();
         call(whenStopped);
-        reportDropped(dropped.size());
+        reportDropped(dropped.size() + droppedTimed.size());
         dropped.clear();
+        droppedTimed.clear();
         if (isOwnThread) {
             return;  // the next stop() on another thread joins the thread, or abandon() detaches it
         }
@@ -102,6 +108,17 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
         wakeUp_.notify_one();
     }
 
+    void addAt(Time at, Task task) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (!stopped_) {
+                timed_.emplace(at, std::move(task));
+            }
+        }
+        makeThread();
+        wakeUp_.notify_one();
+    }
+
     /// Sets what stop() calls while the running task waits, and returns what was set before.
     StopFunction exchangeStopFunction(StopFunction whenStopped) {
         StopFunction before;
@@ -118,6 +135,8 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
     }
 
  private:
+    using TimedTasks = std::multimap<Time, Task>;
+
     /// Makes the thread unless it is there. The process may have as many threads as it is allowed to. Then
     /// the tasks wait, and the next one that is added tries again.
     void makeThread() {
@@ -194,10 +213,20 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
         std::unique_lock lock(mutex_);
         while (true) {
             waiting_ = true;
-            wakeUp_.wait(lock, [this] { return stopped_ || !queue_.empty(); });
+            waitForTask(lock);
             waiting_ = false;
             if (stopped_) {
                 return;
+            }
+            if (isTimedTaskDue()) {
+                auto due = timed_.extract(timed_.begin());
+                lock.unlock();
+                runTask(due.mapped());
+                due = {};
+                lock.lock();
+                if (queue_.empty()) {
+                    continue;
+                }
             }
             // Taking all tasks at once costs one lock and at most one wake-up for a burst of them.
             batch.swap(queue_);
@@ -205,6 +234,22 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
             runBatch(batch);
             lock.lock();
         }
+    }
+
+    /// Returns when there is a task to run, or the executor is stopped.
+    void waitForTask(std::unique_lock<std::mutex>& lock) {
+        while (!stopped_ && queue_.empty() && !isTimedTaskDue()) {
+            if (timed_.empty()) {
+                wakeUp_.wait(lock);
+            } else {
+                const Time next = timed_.begin()->first;  // a copy: meanwhile, the task may be dropped
+                wakeUp_.wait_until(lock, next);
+            }
+        }
+    }
+
+    bool isTimedTaskDue() const {
+        return !timed_.empty() && timed_.begin()->first <= std::chrono::steady_clock::now();
     }
 
     void runBatch(std::vector<Task>& batch) {
@@ -246,6 +291,7 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
     std::mutex mutex_;
     std::condition_variable wakeUp_;
     std::vector<Task> queue_;
+    TimedTasks timed_;
     bool isStarted_ = false;
     bool stopped_ = false;
     bool waiting_ = false;
@@ -279,6 +325,11 @@ void SingleThreadAsyncTaskExecutor::stop() {
 
 void SingleThreadAsyncTaskExecutor::add(std::function<void()> function, const char* name) {
     worker_->add(Task(std::move(function), name));
+}
+
+void SingleThreadAsyncTaskExecutor::addAt(std::chrono::steady_clock::time_point at,
+                                          std::function<void()> function, const char* name) {
+    worker_->addAt(at, Task(std::move(function), name));
 }
 
 StopHandler::StopHandler(std::function<void()> whenStopped)

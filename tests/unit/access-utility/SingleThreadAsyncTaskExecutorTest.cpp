@@ -13,6 +13,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <future>
 #include <memory>
 #include <new>
@@ -100,6 +101,71 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, RunsTheNextTaskAfterOneThatThrew) {
     sut->add([&hasRun] { hasRun = true; }, "next");
     drain(*sut);
     EXPECT_TRUE(hasRun);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, RunsATimedTaskNotBeforeItsTime) {
+    const auto at = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+    std::promise<std::chrono::steady_clock::time_point> ran;
+    sut->start();
+    sut->addAt(
+        at, [&ran] { ran.set_value(std::chrono::steady_clock::now()); }, "later");
+    EXPECT_GE(ran.get_future().get(), at);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, RunsOtherTasksWhileATimedOneWaits) {
+    sut->start();
+    sut->addAt(
+        std::chrono::steady_clock::now() + std::chrono::hours(1), [] {}, "later");
+    drain(*sut);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, RunsTimedTasksInTheOrderOfTheirTimes) {
+    const auto now = std::chrono::steady_clock::now();
+    std::vector<int> order;
+    std::promise<void> ran;
+    const auto add = [&](int number) {
+        sut->addAt(
+            now + std::chrono::milliseconds(10 * number),
+            [&order, &ran, number] {
+                order.push_back(number);
+                if (number == 3) {
+                    ran.set_value();
+                }
+            },
+            "later");
+    };
+    sut->start();
+    add(3);
+    add(1);
+    add(2);
+    ran.get_future().wait();
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, RunsATimedTaskAmongOthersThatNeverEnd) {
+    std::atomic<bool> hasRun = false;
+    std::promise<void> ended;
+    std::function<void()> again = [&] {
+        if (hasRun) {
+            ended.set_value();
+        } else {
+            sut->add(again, "again");
+        }
+    };
+    sut->start();
+    sut->add(again, "again");
+    sut->addAt(
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(10), [&hasRun] { hasRun = true; },
+        "later");
+    ended.get_future().wait();
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, DropsATimedTaskWhenItIsStopped) {
+    sut->start();
+    sut->addAt(
+        std::chrono::steady_clock::now() + std::chrono::hours(1), [] {}, "later");
+    sut->stop();
+    EXPECT_TRUE(log->contains("queued tasks dropped: 1"));
 }
 
 TEST_F(SingleThreadAsyncTaskExecutorTest, LetsTheRunningTaskEndWhenItIsStopped) {

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <zebutil/Export.h>
-#include <zebutil/ITaskExecutor.h>
+#include <zebutil/ITimedTaskExecutor.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -18,7 +19,7 @@ class ILogger;
 /// The thread may not be available, because the process or the machine has as many as it is allowed to. That
 /// is logged; the tasks wait, and each further add() tries again. The thread blocks the application's
 /// signals. In a forked child, which does not have the thread, the executor does nothing.
-class ZEBUTIL_EXPORT SingleThreadAsyncTaskExecutor : public ITaskExecutor {
+class ZEBUTIL_EXPORT SingleThreadAsyncTaskExecutor : public ITimedTaskExecutor {
  public:
     SingleThreadAsyncTaskExecutor(const std::string& name, std::unique_ptr<ILogger> logger);
 
@@ -37,6 +38,8 @@ class ZEBUTIL_EXPORT SingleThreadAsyncTaskExecutor : public ITaskExecutor {
     void stop();
 
     void add(std::function<void()> function, const char* name) override;
+    void addAt(std::chrono::steady_clock::time_point at, std::function<void()> function,
+               const char* name) override;
 
  private:
     friend class StopHandler;

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <zebutil/Export.h>
+#include <zebutil/ITaskExecutor.h>
+
+#include <chrono>
+#include <functional>
+
+namespace zebutil {
+
+/// An executor that can also run a task later. Any thread may add tasks.
+class ZEBUTIL_EXPORT ITimedTaskExecutor : public ITaskExecutor {
+ public:
+    /// Keeps `function` and returns at once. It runs at `at` or, if other tasks are running then, soon after.
+    /// No thread is held until then. A task whose time has not come when the executor is stopped is dropped.
+    /// @param name appears in the log if the task throws; copied
+    virtual void addAt(std::chrono::steady_clock::time_point at, std::function<void()> function,
+                       const char* name) = 0;
+};
+
+}  // namespace zebutil
