@@ -183,6 +183,19 @@ TEST_F(LimitsContract, ConnectsAgainOnceThereAreThreadsForLookUpsAndSaysThatTher
     EXPECT_EQ(states.next(), "connected");
 }
 
+// P45
+TEST_F(LimitsContract, HoldsNoThreadWhileThereAreNoThreads) {
+    createRegistry();
+    const test_support::FailingThreads none;
+    listen();
+    EXPECT_TRUE(log->waitFor("Resource temporarily unavailable"));
+    const auto begin = std::chrono::steady_clock::now();
+    for (int task = 0; task < 100; ++task) {
+        drainExecutor();
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kAtOnce);
+}
+
 // P15
 TEST_F(LimitsContract, StopsAtOnceWhileThereAreNoThreads) {
     createRegistry();

@@ -53,7 +53,9 @@ struct ServiceLink {
     /// Why `websocketManager` is being closed, if its address is no longer the right one.
     std::optional<EndReason> moving;
     bool isConnected = false;
-    bool isConnectingLater = false;  ///< whether a task of the executor makes the next attempt
+    bool hasFailedToOpen = false;  ///< whether there was no thread to make the last attempt
+    /// When a task of the executor makes the next attempt, if one does.
+    std::optional<std::chrono::steady_clock::time_point> retryAt;
 
     // Of a service that is connected; null otherwise.
     std::shared_ptr<ITpAccess> access;

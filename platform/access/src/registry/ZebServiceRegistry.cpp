@@ -5,13 +5,13 @@
 #include <zeb/ZebException.h>
 #include <zeb/ZebServiceRegistry.h>
 #include <zebutil/ILogger.h>
-#include <zebutil/ITaskExecutor.h>
+#include <zebutil/ITimedTaskExecutor.h>
 #include <zebutil/LoggerFactory.h>
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -44,6 +44,7 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
          std::shared_ptr<ZebServiceConfigurations::ServiceSettings> serviceSettings)
         : tpAccessFactory_(std::move(tpAccessFactory)),
           zebExecutor_(std::move(zebExecutor)),
+          timed_(std::dynamic_pointer_cast<zebutil::ITimedTaskExecutor>(zebExecutor_)),
           httpExecutor_(std::move(httpExecutor)),
           opener_(std::move(websocketManagerFactory), loggerFactory, zebExecutor_),
           endpoints_(settings, std::move(configManager), std::move(serviceSettings)),
@@ -68,7 +69,6 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             isStopped_ = true;
             links.swap(links_);
         }
-        stopped_.notify_all();
         for (const auto& [name, link] : links) {
             if (link->websocketManager) {
                 link->websocketManager->stop();
@@ -296,40 +296,45 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             return;
         }
         link->endpoint = *endpoint;
+        const std::string address = endpoint->address();
         const auto now = std::chrono::steady_clock::now();
-        const auto at = link->schedule.plan(endpoint->address(), now);
+        const auto at = link->schedule.plan(address, now);
+        if (link->hasFailedToOpen && at > now) {
+            connectLater(link, at);
+            return;
+        }
         try {
             // Rounded up, so that the attempt does not begin before its time.
             opener_.open(*link,
                          std::chrono::ceil<std::chrono::milliseconds>(
                              std::max(at - now, std::chrono::steady_clock::duration::zero())),
                          eventsOf(link->name));
+            link->hasFailedToOpen = false;
         } catch (const ZebException& exception) {
             tellError(*link, exception.what());  // the address itself is wrong
         } catch (const std::exception& exception) {
             tellWarning(*link, std::string("cannot be connected: ") + exception.what() +
                                    "; trying again until it can");
-            if (!std::exchange(link->isConnectingLater, true)) {
-                connectLater(link, now + kWithoutIoThread);
-            }
+            link->hasFailedToOpen = true;
+            link->schedule.over();
+            connectLater(link, link->schedule.plan(address, now));
         }
     }
 
     // For the time without an I/O thread, which otherwise makes every pause: the system has no descriptors
-    // or no threads left. Holds the executor for a moment only, because other tasks and its end wait for it.
+    // or no threads left.
     void connectLater(const std::shared_ptr<ServiceLink>& link, std::chrono::steady_clock::time_point at) {
-        execute("connect later", [link, at](Impl& self) {
-            std::unique_lock lock(self.mutex_);
-            const auto until = std::min(at, std::chrono::steady_clock::now() + kLongestHold);
-            if (self.stopped_.wait_until(lock, until, [&self] { return self.isStopped_; })) {
-                return;
+        // With an executor that keeps no time, the next change of a listener or a list tries again.
+        if (!timed_ || (link->retryAt && *link->retryAt <= at)) {
+            return;
+        }
+        link->retryAt = at;
+        executeAt(at, "connect later", [link, at](Impl& self) {
+            const std::lock_guard lock(self.mutex_);
+            if (link->retryAt == at) {
+                link->retryAt.reset();
             }
-            if (std::chrono::steady_clock::now() < at) {
-                self.connectLater(link, at);
-                return;
-            }
-            link->isConnectingLater = false;
-            if (!link->websocketManager) {
+            if (!link->websocketManager && !self.isStopped_) {
                 self.connect(link);
             }
         });
@@ -377,13 +382,26 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     // Queues `function` as a task. The task does nothing once the registry is stopped or destroyed.
     template <typename Function>
     void execute(const char* name, Function function) {
-        zebExecutor_->add(
-            [weak = weak_from_this(), function = std::move(function)] {
-                if (const auto self = weak.lock(); self && !self->isStopped()) {
-                    function(*self);
-                }
-            },
-            name);
+        zebExecutor_->add(unlessStopped(std::move(function)), name);
+    }
+
+    // The same at a time. An executor that keeps no time runs the task at once.
+    template <typename Function>
+    void executeAt(std::chrono::steady_clock::time_point at, const char* name, Function function) {
+        if (timed_) {
+            timed_->addAt(at, unlessStopped(std::move(function)), name);
+        } else {
+            execute(name, std::move(function));
+        }
+    }
+
+    template <typename Function>
+    std::function<void()> unlessStopped(Function function) {
+        return [weak = weak_from_this(), function = std::move(function)] {
+            if (const auto self = weak.lock(); self && !self->isStopped()) {
+                function(*self);
+            }
+        };
     }
 
     bool isStopped() {
@@ -393,19 +411,17 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
     // After this time a connection counts as established, and the pauses between attempts start over.
     static constexpr std::chrono::seconds kStableConnection{5};
-    static constexpr std::chrono::milliseconds kWithoutIoThread{500};
-    static constexpr std::chrono::milliseconds kLongestHold{20};
     static constexpr std::size_t kFewListeners = 8;
 
     const std::shared_ptr<ITpAccessFactory> tpAccessFactory_;
     const std::shared_ptr<zebutil::ITaskExecutor> zebExecutor_;
+    const std::shared_ptr<zebutil::ITimedTaskExecutor> timed_;  ///< zebExecutor_; null: it keeps no time
     const std::shared_ptr<zebutil::ITaskExecutor> httpExecutor_;
     const LinkOpener opener_;
     const EndpointLookup endpoints_;
     const std::shared_ptr<zebutil::ILogger> logger_;
 
     std::mutex mutex_;
-    std::condition_variable stopped_;
     bool isStopped_ = false;
     std::map<std::string, std::shared_ptr<ServiceLink>> links_;
     std::shared_ptr<ServiceDirectory> directory_;  ///< null until a service is followed that needs it
