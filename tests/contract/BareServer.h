@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/socket_base.hpp>
 #include <boost/beast/core/string_type.hpp>
 #include <boost/beast/http/field.hpp>
 #include <boost/beast/websocket/stream.hpp>
@@ -56,6 +57,12 @@ class BareServer {
     }
 
     void sendText(const std::string& text) { sendBytes(textFrame(text)); }
+
+    /// Ends the connection without a farewell.
+    void reset() {
+        stream_->next_layer().set_option(boost::asio::socket_base::linger(true, 0));
+        stream_->next_layer().close();
+    }
 
     /// The frame of one text message of less than 64 KiB.
     static std::string textFrame(const std::string& text) {

@@ -95,6 +95,50 @@ INSTANTIATE_TEST_SUITE_P(
                   bytes({0x01, 1}, " ") + bytes({0x80, 0x7F, 0, 0, 0, 0, 0, 0x10, 0, 0}), 1009}),
     [](const auto& testCase) { return testCase.param.name; });
 
+struct End {
+    const char* name;
+    std::string bytes;
+    const char* reason;
+};
+
+void PrintTo(const End& end, std::ostream* stream) {
+    *stream << end.name;
+}
+
+class ReasonContract : public CloseContract, public testing::WithParamInterface<End> {};
+
+// P11, P14
+TEST_P(ReasonContract, IsToldEvenIfTheServerResetsTheConnectionAfterTheAnswer) {
+    connectToServer();
+    server.sendBytes(GetParam().bytes);
+    server.receiveClose();
+    server.reset();
+    EXPECT_TRUE(log->waitFor(std::string("disconnected: ") + GetParam().reason));
+}
+
+// P11, P14
+TEST_P(ReasonContract, IsToldEvenIfTheServerResetsTheConnectionAtOnce) {
+    connectToServer();
+    const std::string ping = bytes({0x89, 0});  // so that the client writes meanwhile
+    server.sendBytes(ping + GetParam().bytes);
+    server.reset();
+    EXPECT_TRUE(log->waitFor(std::string("disconnected: ") + GetParam().reason));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfTheEndBy, ReasonContract,
+    testing::Values(End{"AClose", bytes({0x88, 2, 0x03, 0xE9}), "closed by the server with code 1001"},
+                    End{"AReservedBit", bytes({0xC1, 2}, "{}"),
+                        "The WebSocket frame contained illegal reserved bits"},
+                    End{"TextThatIsNoUtf8", bytes({0x81, 2, 0xC3, 0x28}),
+                        "The WebSocket frame payload was not valid utf8"},
+                    End{"AMessageOfMoreThanOneMebibyte", bytes({0x81, 0x7F, 0, 0, 0, 0, 0, 0x10, 0, 1}),
+                        "The WebSocket message exceeded"},
+                    End{"ABinaryMessage", bytes({0x82, 2}, "{}"), "the server sent a binary message"},
+                    End{"AMessageThatIsNoJson", contract::BareServer::textFrame("garbage"),
+                        "ZebException: message of the server"}),
+    [](const auto& testCase) { return testCase.param.name; });
+
 // P11
 TEST_F(CloseContract, GoesOnAfterTheLargestMessageThatIsAllowed) {
     connectToServer();

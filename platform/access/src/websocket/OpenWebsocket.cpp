@@ -78,12 +78,8 @@ void OpenWebsocket::onRead(const ErrorCode& error) {
     if (isOver_) {
         return;
     }
-    if (error == websocket::error::closed) {
-        lose("closed by the server with code " + std::to_string(stream_.beast().reason().code));
-        return;
-    }
     if (error) {
-        lose(error.message());
+        lose(whyLost(error));
         return;
     }
     if (stream_.beast().is_message_done() && !takeMessage()) {
@@ -95,6 +91,17 @@ void OpenWebsocket::onRead(const ErrorCode& error) {
         // TCP slows the sender until the executor has caught up.
         watchdog_.pauseReading();
     }
+}
+
+std::string OpenWebsocket::whyLost(const ErrorCode& error) {
+    if (error == websocket::error::closed) {
+        return "closed by the server with code " + std::to_string(stream_.beast().reason().code);
+    }
+    // What the server did comes first. How it left is known best by the operation that has found it gone.
+    const bool isOfServer =
+        error.category() == websocket::make_error_code(websocket::error::closed).category();
+    const ErrorCode& ofWrite = stream_.beast().next_layer().writeFailure();
+    return ofWrite && !isOfServer ? "send: " + ofWrite.message() : error.message();
 }
 
 // Whether to go on reading.

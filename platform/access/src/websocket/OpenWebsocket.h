@@ -63,6 +63,7 @@ class OpenWebsocket : private Watchdog::Owner {
 
     void readNext();
     void onRead(const ErrorCode& error);
+    std::string whyLost(const ErrorCode& error);
     bool takeMessage();
     void writeNext();
 

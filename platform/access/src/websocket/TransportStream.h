@@ -71,16 +71,40 @@ class TransportStream {
         }
     }
 
+    /// Once the WebSocket is open, a write does not fail: it ends the transport for the reads. What the
+    /// server has sent before may say why it has left, and is read first.
     template <typename Buffers, typename Handler>
     void async_write_some(const Buffers& buffers, Handler&& handler) {
-        if (tls_) {
-            tls_->async_write_some(buffers, std::forward<Handler>(handler));
-        } else {
-            socket_.async_write_some(buffers, std::forward<Handler>(handler));
-        }
+        boost::asio::async_compose<Handler, void(boost::beast::error_code, std::size_t)>(
+            Write<Buffers>{*this, buffers}, handler, socket_);
     }
 
+    /// Why a write has failed; no error if none has.
+    const boost::beast::error_code& writeFailure() const { return writeFailure_; }
+
  private:
+    template <typename Buffers>
+    struct Write {
+        using ErrorCode = boost::beast::error_code;
+
+        TransportStream& stream;
+        Buffers buffers;
+        bool isBegun = false;
+
+        template <typename Self>
+        void operator()(Self& self, const ErrorCode& error = {}, std::size_t size = 0) {
+            if (!isBegun) {
+                isBegun = true;
+                stream.writeSome(buffers, std::move(self));
+            } else if (!error || stream.upgrade_) {
+                self.complete(error, size);
+            } else {
+                stream.endReads(error);
+                self.complete({}, boost::asio::buffer_size(buffers));
+            }
+        }
+    };
+
     struct Upgrade {
         UpgradeAnswer answer;
         std::array<char, 2048> chunk{};
@@ -142,6 +166,23 @@ class TransportStream {
         return size;
     }
 
+    void endReads(const boost::beast::error_code& writeFailure) {
+        if (!writeFailure_) {
+            writeFailure_ = writeFailure;
+        }
+        boost::beast::error_code ignored;
+        socket_.shutdown(Socket::shutdown_both, ignored);
+    }
+
+    template <typename Buffers, typename Handler>
+    void writeSome(const Buffers& buffers, Handler&& handler) {
+        if (tls_) {
+            tls_->async_write_some(buffers, std::forward<Handler>(handler));
+        } else {
+            socket_.async_write_some(buffers, std::forward<Handler>(handler));
+        }
+    }
+
     template <typename Buffers, typename Handler>
     void readSome(const Buffers& buffers, Handler&& handler) {
         if (tls_) {
@@ -155,6 +196,7 @@ class TransportStream {
     Socket socket_;
     std::optional<TlsStream> tls_;
     std::unique_ptr<Upgrade> upgrade_;  ///< null except during the upgrade
+    boost::beast::error_code writeFailure_;
 };
 
 /// Called by Beast to close a transport whose time limit is over.
@@ -176,24 +218,21 @@ constexpr std::chrono::seconds kTeardownTimeLimit{1};
 template <typename Handler>
 void async_teardown(boost::beast::role_type role, TransportStream& stream, Handler&& handler) {
     stream.giveUp();
-    enum class State { Waiting, Late, Over };
-    const auto state = std::make_shared<State>(State::Waiting);
+    const auto isOver = std::make_shared<bool>(false);
     const auto timer = std::make_shared<boost::asio::steady_timer>(stream.get_executor(), kTeardownTimeLimit);
-    timer->async_wait([state, &stream](const boost::beast::error_code& error) {
+    timer->async_wait([isOver, &stream](const boost::beast::error_code& error) {
         // The stream exists until the teardown is over, because the operation that waits for it keeps it.
-        if (!error && *state == State::Waiting) {
-            *state = State::Late;
+        if (!error && !*isOver) {
             beast_close_socket(stream);
         }
     });
     boost::beast::websocket::async_teardown(
         role, stream.socket(),
-        [state, timer, handler = std::forward<Handler>(handler)](boost::beast::error_code error) mutable {
+        [isOver, timer, handler = std::forward<Handler>(handler)](const boost::beast::error_code&) mutable {
+            *isOver = true;
             timer->cancel();
-            if (std::exchange(*state, State::Over) == State::Late) {
-                error = {};  // the reason why the WebSocket ends is known, and says more than this error
-            }
-            handler(error);
+            // Why the WebSocket ends is known, and says more than how the server has left.
+            handler(boost::beast::error_code{});
         });
 }
 
