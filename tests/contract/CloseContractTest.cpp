@@ -90,6 +90,10 @@ INSTANTIATE_TEST_SUITE_P(
                   contract::BareServer::textFrame(R"({"action":"subscription","seq":0,"data":{}})"), 1007},
         Violation{"AnAnswerWithoutRequestId",
                   contract::BareServer::textFrame(R"({"action":"subscribe","subscriptionId":"1"})"), 1007},
+        Violation{"AnErrorThatIsNoObject",
+                  contract::BareServer::textFrame(
+                      R"({"action":"subscription","subscriptionId":"1","seq":0,"data":{},"error":null})"),
+                  1007},
         Violation{"AMessageOfMoreThanOneMebibyte", bytes({0x81, 0x7F, 0, 0, 0, 0, 0, 0x10, 0, 1}), 1009},
         Violation{"AMessageWhoseFragmentsAreMoreThanOneMebibyte",
                   bytes({0x01, 1}, " ") + bytes({0x80, 0x7F, 0, 0, 0, 0, 0, 0x10, 0, 0}), 1009}),

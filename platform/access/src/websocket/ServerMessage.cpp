@@ -36,6 +36,14 @@ ServerMessage ServerMessage::read(std::string_view text) {
         return value;
     };
 
+    const auto objectValue = [&] {
+        const std::string_view object = scanner.value();
+        if (object.front() != '{') {
+            scanner.refuse("an object before");
+        }
+        return object;
+    };
+
     scanner.expect('{');
     if (!scanner.consume('}')) {
         do {
@@ -52,7 +60,7 @@ ServerMessage ServerMessage::read(std::string_view text) {
             } else if (key == "data") {
                 message.data = scanner.value();
             } else if (key == "error") {
-                message.error = scanner.value();
+                message.error = objectValue();
             } else {
                 scanner.value();
             }

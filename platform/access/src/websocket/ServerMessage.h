@@ -23,7 +23,7 @@ struct ServerMessage {
     std::optional<std::string_view> subscriptionId;
     std::optional<std::int64_t> seq;
     std::optional<std::string_view> data;   ///< JSON text of any kind
-    std::optional<std::string_view> error;  ///< JSON text of any kind
+    std::optional<std::string_view> error;  ///< JSON text of an object
 
  private:
     // Decoded texts of members that contain escapes.

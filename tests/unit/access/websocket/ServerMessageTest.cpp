@@ -83,6 +83,8 @@ INSTANTIATE_TEST_SUITE_P(
         NamedText{"SeqThatIsText", "{\"seq\":\"1\"}"}, NamedText{"FractionAsSeq", "{\"seq\":1.5}"},
         NamedText{"SeqBeyond64Bits", "{\"seq\":99999999999999999999}"},
         NamedText{"NumberAsAction", "{\"action\":5}"}, NamedText{"NullAsRequestId", "{\"requestId\":null}"},
+        NamedText{"NullAsError", "{\"data\":{},\"error\":null}"},
+        NamedText{"TextAsError", "{\"error\":\"x\"}"}, NamedText{"ListAsError", "{\"error\":[]}"},
         NamedText{"EscapeWithTooFewDigits", "{\"requestId\":\"\\u00d\"}"},
         NamedText{"UnknownEscape", "{\"requestId\":\"\\x\"}"}),
     test_support::nameOf);
