@@ -4,6 +4,7 @@
 #include <csc_logging/CSCLogEntry.h>
 #include <csc_logging/CSCLogging.h>
 #include <internal/EscapedText.h>
+#include <kelo-client/KeloLogger.h>
 #include <zeb/IServiceRegistry.h>
 #include <zeb/ServiceListener.h>
 #include <zeb/Subscription.h>
@@ -68,6 +69,17 @@ void logFailure(const zeb::ZebResponse& response) {
         CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ErrorCb, response status: ")
                              << response.getStatusCode());
     }
+}
+
+/// The field's value. If it is absent, says which one and why before it throws. The line passes the limits
+/// for what the service can cause.
+template <typename T>
+T valueOf(const zebutil::Optional<T>& field, const char* key, const ClampcontrolService::Clamp& clamp) {
+    if (!field) {
+        kelo_client::KeloLogger("Clamp Control Client")
+            .warning(std::string("notification without a usable \"") + key + "\": " + clamp.whyAbsent(key));
+    }
+    return field.getValue();
 }
 
 }  // namespace
@@ -295,12 +307,12 @@ void ClampControlAccess::clampNotified(const std::shared_ptr<const ClampcontrolS
         CSCLogging::LogError("Clamp Control Client: Element Subscription notification failed, nullptr error");
         return;
     }
-    const auto type = clamp->getType().getValue();
+    const auto type = valueOf(clamp->getType(), "type", *clamp);
     tellUnlessEnded(ended, [callback] { callback->OnClampNotification(); });
     if (type != ClampcontrolService::CLAMP_TYPE::Clamp15) {
         return;
     }
-    const auto switchedOn = clamp->getIsSwitchedOn().getValue();
+    const auto switchedOn = valueOf(clamp->getIsSwitchedOn(), "isSwitchedOn", *clamp);
     tellUnlessEnded(ended, [callback, switchedOn] { callback->OnClampStateChanged(switchedOn); });
 }
 

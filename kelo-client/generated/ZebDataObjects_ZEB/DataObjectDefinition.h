@@ -434,6 +434,38 @@ std::unique_ptr<typename D::Resource> DataObject<D>::copyWithIdFromUri(const std
     return std::make_unique<typename D::Resource>(std::move(descriptor));
 }
 
+/// What the JSON has at `key`, as text for a message.
+inline std::string foundAt(const zebutil::JsonObject& json, const std::string& key) {
+    if (!json.has(key)) {
+        return "found nothing";
+    }
+    if (json.isObject(key)) {
+        return "found an object";
+    }
+    if (json.isArray(key)) {
+        return "found an array";
+    }
+    if (json.isNull(key)) {
+        return "found null";
+    }
+    const std::string text = json.getString(key);
+    return "found " + (json.isString(key) ? '"' + text + '"' : text);
+}
+
+template <typename D>
+std::string DataObject<D>::whyAbsent(const std::string& key) const {
+    const auto& json = this->json();
+    if (!json) {
+        return "not filled from JSON";
+    }
+    try {
+        zeb::XObject<D>().fillFromJson(json);
+        return foundAt(*json, key);
+    } catch (const std::exception& reason) {
+        return reason.what();
+    }
+}
+
 template <typename D>
 Optional<std::string> DataObject<D>::getAsString(const std::string& key) const {
     Optional<std::string> text;

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <kelo-client/ClientServiceBase.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <future>
@@ -29,6 +30,7 @@ using test_support::clampJson;
 using test_support::FakeBus;
 using test_support::RecordingAraLog;
 using test_support::RecordingCallback;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -37,6 +39,7 @@ using testing::UnorderedElementsAre;
 using zebobjects_ZEB::ClampcontrolService;
 
 constexpr auto kError = "2 ";
+constexpr auto kWarning = "3 ";
 constexpr auto kInfo = "4 ";
 
 /// The lines of the client or of the platform, each as "level text". The client's lines are given without
@@ -419,7 +422,7 @@ TEST_F(ClampControlAccessTest, CannotSubscribeBeforeTheServiceHasConnected) {
 TEST_F(ClampControlAccessTest, LooksForClamp15AloneWhenItSubscribes) {
     createSubscribed();
     ASSERT_EQ(bus.requests().size(), 1U);
-    EXPECT_THAT(bus.requests()[0].query, testing::Contains(Pair("type", "Clamp15")));
+    EXPECT_THAT(bus.requests()[0].query, Contains(Pair("type", "Clamp15")));
 }
 
 TEST_F(ClampControlAccessTest, SubscribesToTheElementThatWasFound) {
@@ -727,6 +730,44 @@ TEST_F(ClampControlAccessTest, RefusesTheStateOfANotificationThatHasNone) {
     bus.settle();
     EXPECT_THAT(callback.take(), ElementsAre("notification"));
     EXPECT_THAT(loggedByPlatform(), ElementsAre(HasSubstr("getValue called on uninitialized Optional")));
+}
+
+TEST_F(ClampControlAccessTest, SaysWhatANotificationHasInPlaceOfAUsableType) {
+    const auto subscribed = createSubscribed();
+    bus.notify(subscribed, R"({"id":"c15","isSwitchedOn":true,"type":{}})");
+    bus.settle();
+    EXPECT_THAT(logged(),
+                Contains(kWarning + std::string(R"(notification without a usable "type": found an object)")));
+}
+
+TEST_F(ClampControlAccessTest, SaysWhatInANotificationHidesTheType) {
+    const auto subscribed = createSubscribed();
+    bus.notify(subscribed, R"({"id":{},"isSwitchedOn":true,"type":"Clamp15"})");
+    bus.settle();
+    EXPECT_THAT(logged(),
+                Contains(kWarning +
+                         std::string("notification without a usable \"type\": "
+                                     "\"id\": expected a string, a number or a boolean, found an object")));
+}
+
+TEST_F(ClampControlAccessTest, SaysThatANotificationHasNoState) {
+    const auto subscribed = createSubscribed();
+    bus.notify(subscribed, R"({"id":"c15","type":"Clamp15"})");
+    bus.settle();
+    EXPECT_THAT(logged(), Contains(kWarning + std::string("notification without a usable \"isSwitchedOn\": "
+                                                          "found nothing")));
+}
+
+TEST_F(ClampControlAccessTest, SaysOfAFloodOfUnusableNotificationsLittle) {
+    const auto subscribed = createSubscribed();
+    for (int notification = 0; notification < 1'000; ++notification) {
+        bus.notify(subscribed, R"({"id":"c15","type":{}})");
+    }
+    bus.settle();
+    const auto lines = logged();
+    EXPECT_LT(std::count_if(lines.begin(), lines.end(),
+                            [](const std::string& line) { return line.rfind(kWarning, 0) == 0; }),
+              100);
 }
 
 // ---------------------------------------------------------------------------------------- unsubscribing

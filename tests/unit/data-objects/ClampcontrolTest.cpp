@@ -152,6 +152,24 @@ TEST_F(Clampcontrol, ChangesNothingWhenThereIsNoJson) {
     EXPECT_EQ(sut.getIsSwitchedOnAsString().getValue(), "true");
 }
 
+TEST_F(Clampcontrol, SaysWhatTheJsonHasInPlaceOfAnAbsentField) {
+    EXPECT_EQ(objectOf<Clamp>("{}").whyAbsent("type"), "found nothing");
+    EXPECT_EQ(objectOf<Clamp>(R"({"type":{}})").whyAbsent("type"), "found an object");
+    EXPECT_EQ(objectOf<Clamp>(R"({"type":[]})").whyAbsent("type"), "found an array");
+    EXPECT_EQ(objectOf<Clamp>(R"({"type":null})").whyAbsent("type"), "found null");
+    EXPECT_EQ(objectOf<Clamp>(R"({"type":"clamp15"})").whyAbsent("type"), R"(found "clamp15")");
+    EXPECT_EQ(objectOf<Clamp>(R"({"isSwitchedOn":1.5})").whyAbsent("isSwitchedOn"), "found 1.5");
+}
+
+TEST_F(Clampcontrol, SaysWhatHasEndedTheFillBeforeAnAbsentField) {
+    EXPECT_EQ(objectOf<Clamp>(R"({"name":{},"type":"Clamp15"})").whyAbsent("type"),
+              R"("name": expected a string, a number or a boolean, found an object)");
+}
+
+TEST_F(Clampcontrol, SaysThatAFieldIsAbsentForWantOfJson) {
+    EXPECT_EQ(Clamp().whyAbsent("type"), "not filled from JSON");
+}
+
 TEST_F(Clampcontrol, ReadsALaterJsonOverTheEarlierValues) {
     auto sut = objectOf<Clamp>(R"({"id":"1","isSwitchedOn":true,"type":"ClampS"})");
     sut.fillFromJson(JsonObject::parse(R"({"isSwitchedOn":false})"));

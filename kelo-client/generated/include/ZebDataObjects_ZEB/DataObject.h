@@ -128,6 +128,10 @@ class CLAMPCONTROL_EXPORT DataObject : public zeb::XObject<D> {
     /// Like the function of `zeb::XObject`.
     std::unique_ptr<typename D::Resource> copyWithIdFromUri(const std::string& uri) const;
 
+    /// Returns, as text for a message, what the JSON has in the place of a field that is absent: what ended
+    /// the fill at "id", "name" or "uri", or what was found at `key`.
+    std::string whyAbsent(const std::string& key) const;
+
  protected:
     /// Returns the text of the key's value in the JSON that the object was last filled from. Absent without
     /// JSON or without the key. Throws the exceptions of the JSON's string getter.
