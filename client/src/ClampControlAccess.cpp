@@ -57,8 +57,10 @@ void give(FoundUuid& found, std::optional<std::string> uuid) {
 }
 
 void logEnd(const char* operation, const WaitingCalls::Call& call) {
+    const char* const reason = call.endReason();
     CSCLogging::LogError(CSCLogEntry("Clamp Control Client: ")
-                         << operation << " ended early: " << call.endReason());
+                         << operation
+                         << " ended early: " << (reason != nullptr ? reason : "the client was stopped"));
 }
 
 void logFailure(const zeb::ZebResponse& response) {
@@ -150,6 +152,13 @@ void ClampControlAccess::DetachCallback() {
     gate_.close();
 }
 
+void ClampControlAccess::ReleaseService() {
+    if (std::atomic_load(&service_)) {
+        isServiceReleased_ = true;
+        std::atomic_store(&service_, std::shared_ptr<ClampcontrolService>());
+    }
+}
+
 void ClampControlAccess::ServiceConnected(std::shared_ptr<ClampcontrolService> service) {
     CSCLogging::LogInfo("Clamp Control Client: Service Connected");
     std::atomic_store(&service_, std::move(service));
@@ -162,6 +171,7 @@ void ClampControlAccess::ServiceConnected(std::shared_ptr<ClampcontrolService> s
 
 void ClampControlAccess::ServiceDisconnected() {
     CSCLogging::LogInfo("Clamp Control Client: Service disconnected");
+    isServiceReleased_ = false;
     std::atomic_store(&service_, std::shared_ptr<ClampcontrolService>());
     std::atomic_store(&subscription_, std::shared_ptr<zeb::Subscription>());
     waitingCalls_->end("the service disconnected");
@@ -174,7 +184,7 @@ void ClampControlAccess::ServiceDisconnected() {
 
 std::shared_ptr<ClampcontrolService> ClampControlAccess::connectedService() const {
     auto service = std::atomic_load(&service_);
-    if (!service) {
+    if (!service && !isServiceReleased_) {
         CSCLogging::LogError("Clamp Control Client: Not ready");
         throw std::runtime_error("ClampControl client not ready");
     }
@@ -204,7 +214,7 @@ std::string ClampControlAccess::GetClampControlUuid(ClampcontrolService::CLAMP_T
         if (!visit.admitted()) {
             return {};
         }
-        if (call.endReason() != nullptr) {
+        if (!service || call.endReason() != nullptr) {
             logEnd("GetClampControlUuid()", call);
             return {};
         }
@@ -249,6 +259,10 @@ std::string ClampControlAccess::SubscribeClampControl() {
     try {
         const kelo_client::ProcessBase::Visit visit;
         if (!visit.admitted()) {
+            return {};
+        }
+        if (!service) {
+            logEnd("SubscribeClampControl()", call);
             return {};
         }
         ClampcontrolService::ClampDescriptor descriptor;

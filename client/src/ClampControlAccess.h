@@ -68,6 +68,10 @@ class ClampControlAccess : public zeb::ZebClient,
     /// it returns at once, and that callback is the last one. Also ends the calls that wait.
     void DetachCallback();
 
+    /// Lets go of the connected service, of which nothing can come any more because the client was stopped.
+    /// Call DetachCallback() first.
+    void ReleaseService();
+
     /// The calls on threads of the application that wait for the platform. The loss of the connection and
     /// DetachCallback() end them; the client-service base ends them when it is stopped.
     const std::shared_ptr<kelo_client::WaitingCalls>& waitingCalls() const { return waitingCalls_; }
@@ -75,6 +79,7 @@ class ClampControlAccess : public zeb::ZebClient,
  private:
     class ElementSubscription;
 
+    /// Null once ReleaseService() has released it.
     std::shared_ptr<zebobjects_ZEB::ClampcontrolService> connectedService() const;
     void dropSubscription(std::shared_ptr<zeb::Subscription> subscription);
     void clampNotified(const std::shared_ptr<const zebobjects_ZEB::ClampcontrolService::Clamp>& clamp,
@@ -84,6 +89,8 @@ class ClampControlAccess : public zeb::ZebClient,
 
     std::atomic<ClampControlCallbackIf*> callback_ = nullptr;
     std::shared_ptr<zebobjects_ZEB::ClampcontrolService> service_;
+    /// A client that was stopped while the service was connected still counts as connected.
+    std::atomic<bool> isServiceReleased_ = false;
     std::shared_ptr<zeb::Subscription> subscription_;
     CallbackGate gate_;
     const std::shared_ptr<kelo_client::WaitingCalls> waitingCalls_;

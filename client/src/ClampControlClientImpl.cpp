@@ -93,6 +93,7 @@ void ClampControlClientImpl::Stop() {
     clientServiceBase_->getWebsocketManagerFactory()->removeClient(serviceName);
     access_->Stop();
     access_->DetachCallback();  // Inside a callback the executor has not ended yet.
+    access_->ReleaseService();  // The connection that it belongs to would stay as long as the client.
 }
 
 void ClampControlClientImpl::AssignCallback(ClampControlCallbackIf* callback) {

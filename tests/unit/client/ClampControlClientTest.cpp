@@ -463,6 +463,35 @@ TEST(ClampControlClient, KeepsItsSubscriptionWhenItIsStopped) {
               kStopped + "returned\nsubscription: released\n");
 }
 
+TEST(ClampControlClient, KeepsNothingOfTheConnectionWhenItIsStopped) {
+    EXPECT_THAT(saidBy([] {
+                    ClampControlClient sut;
+                    sut.Start();
+                    auto websocket = std::make_shared<SayingWebsocket>();
+                    const std::weak_ptr<SayingWebsocket> connection = websocket;
+                    connectService(std::move(websocket));
+                    mark();
+                    sut.Stop();
+                    say(connection.expired() ? "released" : "kept");
+                }),
+                EndsWith("removeClient ClampControl\nreleased\n"));
+}
+
+TEST(ClampControlClient, IsNotReadyWhenItIsStoppedAndTheServiceIsLost) {
+    EXPECT_THAT(saidBy([] {
+                    const auto sut = connectedClient();
+                    sut->Stop();
+                    fake_platform::lastListener().disconnected();
+                    mark();
+                    try {
+                        sut->SubscribeClampControl();
+                    } catch (const std::runtime_error& exception) {
+                        say(exception.what());
+                    }
+                }),
+                "ClampControl client not ready\n");
+}
+
 TEST(ClampControlClient, KeepsItsListenerWhenItIsStopped) {
     EXPECT_EQ(saidBy([] {
                   RecordingCallback callback;
