@@ -1,7 +1,12 @@
 #include "EventPrinter.h"
 
+#include <internal/EscapedText.h>
+
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -14,6 +19,8 @@ constexpr const char* kBoldGreen = "1;32";
 constexpr const char* kBoldYellow = "1;33";
 
 constexpr std::size_t kEventWidth = 12;
+constexpr std::size_t kLongestText = 1'000;
+constexpr std::uint32_t kReplacementCharacter = 0xFFFD;
 
 std::string formatted(const std::tm& time, const char* format) {
     char text[32];
@@ -44,30 +51,39 @@ std::string utcTime(EventPrinter::Time time) {
     return formatted(parts, "%Y-%m-%dT%H:%M:%S") + fraction(time, 6) + "Z";
 }
 
-/// The content of a JSON string, without the quotes. Escapes all characters that control a terminal: the
-/// control characters of ASCII, and U+0080 to U+009F, which in UTF-8 are 0xC2 and a second byte.
-std::string escaped(const std::string& text) {
+/// Appends the escape sequence that JSON has for the character.
+void appendJsonEscape(std::string& text, std::uint32_t code) {
+    char escape[16];
+    if (code < 0x10000) {
+        std::snprintf(escape, sizeof escape, "\\u%04x", code);
+    } else {
+        const std::uint32_t offset = code - 0x10000;
+        std::snprintf(escape, sizeof escape, "\\u%04x\\u%04x", 0xD800 + (offset >> 10U),
+                      0xDC00 + (offset & 0x3FFU));
+    }
+    text += escape;
+}
+
+/// The content of a JSON string, without the quotes. Escapes all characters that control a terminal or cannot
+/// be seen. What is not UTF-8 becomes U+FFFD. A long text is cut and says by how much.
+std::string escaped(std::string_view text) {
     std::string result;
-    for (std::size_t index = 0; index < text.size(); ++index) {
-        unsigned code = static_cast<unsigned char>(text[index]);
-        bool isControl = code < 0x20 || code == 0x7F;
-        if (code == 0xC2 && index + 1 < text.size()) {
-            const unsigned second = static_cast<unsigned char>(text[index + 1]);
-            if (second >= 0x80 && second < 0xA0) {
-                isControl = true;
-                code = second;
-                ++index;
-            }
+    while (!text.empty()) {
+        if (result.size() >= kLongestText) {
+            return result + "... (" + std::to_string(text.size()) + " bytes cut)";
         }
-        if (isControl) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", code);
-            result += escape;
+        const internal::TextPiece piece = internal::firstPiece(text);
+        const std::string_view character = text.substr(0, piece.size);
+        text.remove_prefix(piece.size);
+        if (!piece.isValid) {
+            appendJsonEscape(result, kReplacementCharacter);
+        } else if (internal::isUnsafe(piece.code)) {
+            appendJsonEscape(result, piece.code);
         } else {
-            if (code == '"' || code == '\\') {
+            if (character == "\"" || character == "\\") {
                 result += '\\';
             }
-            result += text[index];
+            result += character;
         }
     }
     return result;

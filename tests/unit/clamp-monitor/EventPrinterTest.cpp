@@ -95,8 +95,34 @@ TEST_F(EventPrinterTest, EscapesTheControlCharactersBeyondAsciiForATerminal) {
 }
 
 TEST_F(EventPrinterTest, LeavesLettersBeyondAsciiAsTheyAre) {
-    makeSut(EventPrinter::Format::Text).subscribed("\u00a0\u00c2\u015b\xc2");
-    EXPECT_EQ(stream.str(), "14:34:56.123  subscribed    \u00a0\u00c2\u015b\xc2\n");
+    makeSut(EventPrinter::Format::Text).subscribed("\u00a0\u00c2\u015b");
+    EXPECT_EQ(stream.str(), "14:34:56.123  subscribed    \u00a0\u00c2\u015b\n");
+}
+
+TEST_F(EventPrinterTest, EscapesWhatCannotBeSeen) {
+    makeSut(EventPrinter::Format::Text).subscribed("a\u202eb\u2028c\ufeffd\u200be");
+    EXPECT_EQ(stream.str(), "14:34:56.123  subscribed    a\\u202eb\\u2028c\\ufeffd\\u200be\n");
+}
+
+TEST_F(EventPrinterTest, EscapesWhatCannotBeSeenInJsonWithItsSurrogates) {
+    makeSut(EventPrinter::Format::Json).subscribed("\u202e\U000e0041");
+    EXPECT_NE(stream.str().find(R"("\u202e\udb40\udc41")"), std::string::npos) << stream.str();
+}
+
+TEST_F(EventPrinterTest, PutsAReplacementWhereTheUuidIsNotUtf8) {
+    makeSut(EventPrinter::Format::Json).subscribed("a\xc2");
+    EXPECT_NE(stream.str().find(R"("a\ufffd")"), std::string::npos) << stream.str();
+}
+
+TEST_F(EventPrinterTest, CutsALongUuidAndSaysSo) {
+    makeSut(EventPrinter::Format::Text).subscribed(std::string(1'048'576, 'x'));
+    EXPECT_EQ(stream.str(),
+              "14:34:56.123  subscribed    " + std::string(1'000, 'x') + "... (1047576 bytes cut)\n");
+}
+
+TEST_F(EventPrinterTest, PrintsAUuidOfAThousandBytesAsItIs) {
+    makeSut(EventPrinter::Format::Text).subscribed(std::string(1'000, 'x'));
+    EXPECT_EQ(stream.str(), "14:34:56.123  subscribed    " + std::string(1'000, 'x') + "\n");
 }
 
 TEST_F(EventPrinterTest, EscapesTheUuidInColouredTextToo) {
