@@ -143,38 +143,79 @@ std::vector<JsonMember> membersOf(std::string_view object) {
     return members;
 }
 
+std::optional<std::string_view> ListEntries::next() {
+    if (list_[position_] == ']') {
+        return std::nullopt;
+    }
+    const std::size_t begin = position_ + (list_[position_] == ',' ? 1 : 0);
+    position_ = endOfValue(list_, begin);
+    return list_.substr(begin, position_ - begin);
+}
+
 std::vector<std::string_view> entriesOf(std::string_view list) {
     std::vector<std::string_view> entries;
-    for (std::size_t position = 1; list[position] != ']';) {
-        position += list[position] == ',' ? 1 : 0;
-        const std::size_t end = endOfValue(list, position);
-        entries.push_back(list.substr(position, end - position));
-        position = end;
+    ListEntries reader(list);
+    while (const auto entry = reader.next()) {
+        entries.push_back(*entry);
     }
     return entries;
 }
 
-std::optional<std::string> stringOf(std::string_view value) {
-    if (value.front() != '"') {
-        return std::nullopt;
+int StringBytes::afterBackslash() {
+    const char escape = text_[position_++];
+    switch (escape) {
+        case 'b':
+            return '\b';
+        case 'f':
+            return '\f';
+        case 'n':
+            return '\n';
+        case 'r':
+            return '\r';
+        case 't':
+            return '\t';
+        case 'u': {
+            // Only control characters are written with their numbers.
+            int byte = 0;
+            const char* const digits = text_.data() + position_;
+            std::from_chars(digits, digits + 4, byte, 16);
+            position_ += 4;
+            return byte;
+        }
+        default:
+            return escape;
     }
-    if (value.find('\\') == std::string_view::npos) {
-        return std::string(value.substr(1, value.size() - 2));
-    }
-    return zebutil::JsonObject::parse("{\"text\":" + std::string(value) + "}")->getString("text");
 }
 
-std::optional<std::string> uriOf(std::string_view object) {
+std::optional<std::string> stringOf(std::string_view value) {
+    if (!isString(value)) {
+        return std::nullopt;
+    }
+    std::string text;
+    StringBytes bytes(value);
+    for (int byte = bytes.next(); byte != StringBytes::kEnd; byte = bytes.next()) {
+        text += static_cast<char>(byte);
+    }
+    return text;
+}
+
+std::optional<std::string_view> quotedUriOf(std::string_view object) {
     for (std::size_t position = 1; object[position] != '}';) {
         position += object[position] == ',' ? 1 : 0;
         const std::size_t colon = endOfValue(object, position);
         const std::size_t end = endOfValue(object, colon + 1);
         if (object.substr(position, colon - position) == "\"uri\"") {
-            return stringOf(object.substr(colon + 1, end - colon - 1));
+            const std::string_view uri = object.substr(colon + 1, end - colon - 1);
+            return isString(uri) ? std::make_optional(uri) : std::nullopt;
         }
         position = end;
     }
     return std::nullopt;
+}
+
+std::optional<std::string> uriOf(std::string_view object) {
+    const std::optional<std::string_view> uri = quotedUriOf(object);
+    return uri ? stringOf(*uri) : std::nullopt;
 }
 
 std::string quoted(std::string_view text) {

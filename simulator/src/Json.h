@@ -31,7 +31,8 @@ struct JsonMember {
     std::string_view value;
 };
 
-// These take values out of such a text.
+// These take values out of such a text. Each string in it is escaped in one way only: equal strings have
+// equal texts.
 std::vector<JsonMember> membersOf(std::string_view object);
 std::vector<std::string_view> entriesOf(std::string_view list);
 inline bool isObject(std::string_view value) {
@@ -40,10 +41,51 @@ inline bool isObject(std::string_view value) {
 inline bool isList(std::string_view value) {
     return value.front() == '[';
 }
+inline bool isString(std::string_view value) {
+    return value.front() == '"';
+}
 /// The content of a string; nothing for any other value.
 std::optional<std::string> stringOf(std::string_view value);
-/// The string that an object has as "uri"; nothing if it has none.
+/// The string that an object has as "uri", with its quotes; nothing if it has none.
+std::optional<std::string_view> quotedUriOf(std::string_view object);
 std::optional<std::string> uriOf(std::string_view object);
+
+/// The entries of a list, one after the other, for those who may stop before the last.
+class ListEntries {
+ public:
+    explicit ListEntries(std::string_view list) : list_(list) {}
+
+    /// Nothing after the last.
+    std::optional<std::string_view> next();
+
+ private:
+    std::string_view list_;
+    std::size_t position_ = 1;
+};
+
+/// The bytes of a string, one after the other. Copies nothing.
+class StringBytes {
+ public:
+    static constexpr int kEnd = -1;  ///< less than every byte
+
+    /// `value` has its quotes.
+    explicit StringBytes(std::string_view value) : text_(value.substr(1, value.size() - 2)) {}
+
+    /// The next byte, or `kEnd`.
+    int next() {
+        if (position_ == text_.size()) {
+            return kEnd;
+        }
+        const char first = text_[position_++];
+        return first == '\\' ? afterBackslash() : static_cast<unsigned char>(first);
+    }
+
+ private:
+    int afterBackslash();
+
+    std::string_view text_;
+    std::size_t position_ = 0;
+};
 
 /// Returns a JSON string with its quotes.
 std::string quoted(std::string_view text);

@@ -28,11 +28,14 @@ JsonMember JsonMembers::operator[](std::size_t index) const {
 }
 
 std::optional<std::string_view> JsonMembers::find(std::string_view key) const {
-    const std::string wanted = quoted(key);
+    return findQuoted(quoted(key));
+}
+
+std::optional<std::string_view> JsonMembers::findQuoted(std::string_view key) const {
     const auto found =
-        std::lower_bound(places_->begin(), places_->end(), wanted,
-                         [this](const Place& place, const std::string& text) { return keyAt(place) < text; });
-    if (found == places_->end() || keyAt(*found) != wanted) {
+        std::lower_bound(places_->begin(), places_->end(), key,
+                         [this](const Place& place, std::string_view text) { return keyAt(place) < text; });
+    if (found == places_->end() || keyAt(*found) != key) {
         return std::nullopt;
     }
     return (*this)[static_cast<std::size_t>(found - places_->begin())].value;

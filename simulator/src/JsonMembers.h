@@ -26,6 +26,8 @@ class JsonMembers {
     JsonMember operator[](std::size_t index) const;
     /// The value of a key; nothing if the object does not have the key.
     std::optional<std::string_view> find(std::string_view key) const;
+    /// The same for a key with its quotes, as `quoted()` returns it.
+    std::optional<std::string_view> findQuoted(std::string_view key) const;
 
  private:
     /// Where a member is in the text. Between key and value is a colon.

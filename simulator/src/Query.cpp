@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <functional>
 #include <system_error>
 #include <utility>
 
@@ -53,88 +52,13 @@ std::uint64_t parseCount(const std::string& text, const std::string& option) {
     return static_cast<std::uint64_t>(value);
 }
 
-/// The text of a list, with each reference replaced by its uri; nothing if an object in it is not a
-/// reference.
-std::optional<std::string> listText(std::string_view list) {
-    std::string text;
-    for (const std::string_view entry : entriesOf(list)) {
-        text += text.empty() ? "[" : ",";
-        if (!isObject(entry)) {
-            text += entry;
-        } else if (const auto uri = uriOf(entry)) {
-            text += quoted(*uri);
-        } else {
-            return std::nullopt;
-        }
+/// Whether `text` begins with `part`, which it then loses.
+bool takeFrom(std::string_view& text, std::string_view part) {
+    if (text.substr(0, part.size()) != part) {
+        return false;
     }
-    return text.empty() ? "[]" : text + "]";
-}
-
-/// The text that a filter is compared with; nothing for a value that matches no filter.
-std::optional<std::string> filterText(std::string_view value) {
-    switch (value.front()) {
-        case 'n':
-            return std::nullopt;
-        case '{':
-            return uriOf(value);
-        case '[':
-            return listText(value);
-        case '"':
-            return stringOf(value);
-        default:
-            return std::string(value);
-    }
-}
-
-/// What an element has under a key of "$sortby".
-struct SortValue {
-    enum Rank { kBoolean, kNumber, kString, kNone };
-
-    Rank rank = kNone;
-    std::optional<std::int64_t> integer;
-    double number = 0;  ///< also of a boolean
-    std::string text;
-};
-
-SortValue sortValue(const std::optional<std::string_view>& value) {
-    SortValue result;
-    if (!value || *value == "null" || isObject(*value) || isList(*value)) {
-        return result;
-    }
-    if (*value == "true" || *value == "false") {
-        result.rank = SortValue::kBoolean;
-        result.number = *value == "true" ? 1 : 0;
-    } else if (const auto text = stringOf(*value)) {
-        result.rank = SortValue::kString;
-        result.text = *text;
-    } else {
-        result.rank = SortValue::kNumber;
-        std::int64_t integer = 0;
-        const char* const end = value->data() + value->size();
-        const auto [readTo, error] = std::from_chars(value->data(), end, integer);
-        if (error == std::errc() && readTo == end) {
-            result.integer = integer;
-        }
-        std::from_chars(value->data(), end, result.number);
-    }
-    return result;
-}
-
-template <typename Value>
-int compare(const Value& left, const Value& right) {
-    return left < right ? -1 : right < left ? 1 : 0;
-}
-
-/// Booleans come before numbers, numbers before strings, and those without a value last.
-int compareRanked(const SortValue& left, const SortValue& right) {
-    if (left.rank != right.rank) {
-        return compare(left.rank, right.rank);
-    }
-    if (left.rank == SortValue::kString) {
-        return compare(left.text, right.text);
-    }
-    return left.integer && right.integer ? compare(*left.integer, *right.integer)
-                                         : compare(left.number, right.number);
+    text.remove_prefix(part.size());
+    return true;
 }
 
 }  // namespace
@@ -152,20 +76,19 @@ class AnswerText {
         text_ += text;
     }
 
-    /// Appends those members of an element that `isWanted`, with the references of those that `isExpanded`
-    /// replaced. Both take a key with its quotes.
-    template <typename IsWanted, typename IsExpanded>
-    void appendElement(const Element& element, int level, IsWanted isWanted, IsExpanded isExpanded) {
+    /// Appends these members of an element, with the references of those that `isExpanded` replaced, which
+    /// takes a key with its quotes.
+    template <typename IsExpanded>
+    void appendElement(const Element& element, const std::vector<JsonMember>& members, int level,
+                       IsExpanded isExpanded) {
         open_.push_back(&element);
-        char before = '{';
-        for (const JsonMember& member : membersOf(*element.text())) {
-            if (isWanted(member.key)) {
-                append({&before, 1});
-                append(member.key);
-                append(":");
-                isExpanded(member.key) ? appendField(member.value, level) : append(member.value);
-                before = ',';
-            }
+        std::string_view before = "{";
+        for (const JsonMember& member : members) {
+            append(before);
+            append(member.key);
+            append(":");
+            isExpanded(member.key) ? appendField(member.value, level) : append(member.value);
+            before = ",";
         }
         append("}");
         open_.pop_back();
@@ -203,8 +126,8 @@ class AnswerText {
         if (level == 1) {
             append(*target->text());
         } else {
-            const auto all = [](std::string_view) { return true; };
-            appendElement(*target, level - 1, all, all);
+            appendElement(*target, membersOf(*target->text()), level - 1,
+                          [](std::string_view) { return true; });
         }
     }
 
@@ -245,6 +168,7 @@ Query Query::forElement(const QueryTerms& terms) {
 void Query::readOption(const std::string& key, const std::string& value) {
     if (key == "$fields") {
         fields_ = keySet(value, key);
+        fields_->insert({"\"id\"", "\"name\"", "\"uri\""});
     } else if (key == "$expand") {
         const std::size_t colon = value.find(':');
         const std::uint64_t level = parseCount(value.substr(0, colon), key);
@@ -258,15 +182,7 @@ void Query::readOption(const std::string& key, const std::string& value) {
         }
     } else if (key == "$sortby") {
         for (const std::string& part : splitAtCommas(value, key)) {
-            if ((part.front() != '+' && part.front() != '-') || part.size() == 1) {
-                throw BusError::filterInvalid("Each key of $sortby must begin with + or -, but one is \"" +
-                                              part + "\"");
-            }
-            sortKeys_.push_back({part.substr(1), part.front() == '-'});
-        }
-        if (sortKeys_.size() > kMaximumSortKeys) {
-            throw BusError::filterInvalid("$sortby takes at most " + std::to_string(kMaximumSortKeys) +
-                                          " keys");
+            addSortKey(part);
         }
     } else if (key == "$limit") {
         limit_ = parseCount(value, key);
@@ -281,57 +197,76 @@ void Query::readOption(const std::string& key, const std::string& value) {
     }
 }
 
-void Query::addFilter(const std::string& key, const std::string& value) {
-    const auto [filter, isNew] = filters_.emplace(key, value);
-    matchesNothing_ = matchesNothing_ || (!isNew && filter->second != value);
-}
-
-bool Query::matches(const Element& element) const {
-    return !matchesNothing_ && std::all_of(filters_.begin(), filters_.end(), [&](const auto& filter) {
-        const std::optional<std::string_view> value = element.members.find(filter.first);
-        return value && filterText(*value) == filter.second;
-    });
-}
-
-void Query::sort(std::vector<const Element*>& elements) const {
-    struct Sorted {
-        const Element* element;
-        std::vector<SortValue> values;
-    };
-    std::vector<Sorted> sorted;
-    sorted.reserve(elements.size());
-    for (const Element* const element : elements) {
-        sorted.push_back({element, {}});
-        for (const SortKey& sortKey : sortKeys_) {
-            sorted.back().values.push_back(sortValue(element->members.find(sortKey.key)));
-        }
+void Query::addSortKey(const std::string& text) {
+    if ((text.front() != '+' && text.front() != '-') || text.size() == 1) {
+        throw BusError::filterInvalid("Each key of $sortby must begin with + or -, but one is \"" + text +
+                                      "\"");
     }
-    std::stable_sort(sorted.begin(), sorted.end(), [this](const Sorted& left, const Sorted& right) {
-        for (std::size_t index = 0; index < sortKeys_.size(); ++index) {
-            const SortValue& leftValue = left.values[index];
-            const SortValue& rightValue = right.values[index];
-            const int order = compareRanked(leftValue, rightValue);
-            if (order != 0) {
-                const bool oneHasNone =
-                    leftValue.rank == SortValue::kNone || rightValue.rank == SortValue::kNone;
-                return sortKeys_[index].descending && !oneHasNone ? order > 0 : order < 0;
-            }
-        }
-        return false;
+    if (sortKeys_.size() == kMaximumSortKeys) {
+        throw BusError::filterInvalid("$sortby takes at most " + std::to_string(kMaximumSortKeys) + " keys");
+    }
+    const std::string key = quoted(text.substr(1));
+    if (std::any_of(sortKeys_.begin(), sortKeys_.end(),
+                    [&](const SortKey& other) { return other.key == key; })) {
+        throw BusError::filterInvalid("The key " + key + " occurs twice in $sortby");
+    }
+    sortKeys_.push_back({key, text.front() == '-'});
+}
+
+void Query::addFilter(const std::string& key, const std::string& value) {
+    const auto [filter, isNew] = filters_.emplace(quoted(key), Filter{value, quoted(value)});
+    matchesNothing_ = matchesNothing_ || (!isNew && filter->second.value != value);
+}
+
+bool Query::matches(const Element& element, ReadAccount& account) const {
+    return !matchesNothing_ && std::all_of(filters_.begin(), filters_.end(), [&](const auto& filter) {
+        account.spendOnLookup();
+        const std::optional<std::string_view> value = element.members.findQuoted(filter.first);
+        return value && matches(*value, filter.second, account);
     });
-    std::transform(sorted.begin(), sorted.end(), elements.begin(),
-                   [](const Sorted& each) { return each.element; });
+}
+
+bool Query::matches(std::string_view value, const Filter& filter, ReadAccount& account) {
+    switch (value.front()) {
+        case 'n':
+            return false;
+        case '{':
+            account.spend(value.size());
+            return quotedUriOf(value) == filter.quotedValue;
+        case '[':
+            return matchesList(value, filter.value, account);
+        case '"':
+            return value == filter.quotedValue;
+        default:
+            return value == filter.value;
+    }
+}
+
+/// Reads the list only as far as it is what is wanted.
+bool Query::matchesList(std::string_view list, std::string_view wanted, ReadAccount& account) {
+    std::string_view before = "[";
+    ListEntries entries(list);
+    while (const std::optional<std::string_view> entry = entries.next()) {
+        account.spend(entry->size());
+        const std::optional<std::string_view> text = isObject(*entry) ? quotedUriOf(*entry) : entry;
+        if (!text || !takeFrom(wanted, before) || !takeFrom(wanted, *text)) {
+            return false;
+        }
+        before = ",";
+    }
+    return wanted == (before == "[" ? "[]" : "]");
 }
 
 std::string Query::select(const Resource& resource, BusModel& model) const {
+    ReadAccount account;
     std::vector<const Element*> selected;
     for (const auto& numbered : resource.elements()) {
-        if (matches(numbered.second)) {
+        if (matches(numbered.second, account)) {
             selected.push_back(&numbered.second);
         }
     }
     if (!sortKeys_.empty()) {
-        sort(selected);
+        sortElements(selected, sortKeys_, account);
     }
 
     std::size_t begin = static_cast<std::size_t>(std::min<std::uint64_t>(offset_, selected.size()));
@@ -352,31 +287,52 @@ std::string Query::select(const Resource& resource, BusModel& model) const {
     list.append("[");
     for (std::size_t index = begin; index < end; ++index) {
         list.append(index > begin ? "," : "");
-        write(*selected[index], list);
+        write(*selected[index], list, account);
     }
     list.append("]");
     return std::move(list).text();
 }
 
 std::string Query::render(const Element& element, BusModel& model) const {
+    ReadAccount account;
     AnswerText text(model);
-    write(element, text);
+    write(element, text, account);
     return std::move(text).text();
 }
 
-void Query::write(const Element& element, AnswerText& answer) const {
+void Query::write(const Element& element, AnswerText& answer, ReadAccount& account) const {
     if (!fields_ && expandLevel_ == 0) {
         answer.append(*element.text());
         return;
     }
-    const auto isWanted = [this](std::string_view key) {
-        return !fields_ || key == "\"id\"" || key == "\"name\"" || key == "\"uri\"" ||
-               fields_->count(key) != 0;
-    };
-    const auto isExpanded = [this](std::string_view key) {
-        return expandLevel_ > 0 && (!expandKeys_ || expandKeys_->count(key) != 0);
-    };
-    answer.appendElement(element, expandLevel_, isWanted, isExpanded);
+    answer.appendElement(element, wantedMembers(element, account), expandLevel_,
+                         [this](std::string_view key) {
+                             return expandLevel_ > 0 && (!expandKeys_ || expandKeys_->count(key) != 0);
+                         });
+}
+
+std::vector<JsonMember> Query::wantedMembers(const Element& element, ReadAccount& account) const {
+    if (!fields_) {
+        return membersOf(*element.text());
+    }
+    std::vector<JsonMember> wanted;
+    const JsonMembers& members = element.members;
+    if (members.size() < fields_->size()) {
+        for (std::size_t index = 0; index < members.size(); ++index) {
+            account.spendOnLookup();
+            if (fields_->count(members[index].key) != 0) {
+                wanted.push_back(members[index]);
+            }
+        }
+        return wanted;
+    }
+    for (const std::string& key : *fields_) {
+        account.spendOnLookup();
+        if (const auto value = members.findQuoted(key)) {
+            wanted.push_back({key, *value});
+        }
+    }
+    return wanted;
 }
 
 }  // namespace zebbussim

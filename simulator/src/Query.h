@@ -7,9 +7,12 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "BusModel.h"
+#include "ElementOrder.h"
+#include "ReadAccount.h"
 #include "RequestTarget.h"
 
 namespace zebbussim {
@@ -25,7 +28,8 @@ class Query {
     static Query forCollection(const QueryTerms& terms);
     static Query forElement(const QueryTerms& terms);
 
-    // Both throw `BusError` 413 when the answer would be larger than `kMaximumAnswer`.
+    // Both throw `BusError` 413 when the answer would be larger than `kMaximumAnswer`, or when too much of
+    // the elements would have to be read for it.
 
     /// Returns the selected elements as a JSON list.
     std::string select(const Resource& resource, BusModel& model) const;
@@ -33,18 +37,22 @@ class Query {
     std::string render(const Element& element, BusModel& model) const;
 
  private:
-    struct SortKey {
-        std::string key;
-        bool descending;
+    struct Filter {
+        std::string value;
+        std::string quotedValue;  ///< as a string of the bus has it
     };
 
     void readOption(const std::string& key, const std::string& value);
     void addFilter(const std::string& key, const std::string& value);
-    bool matches(const Element& element) const;
-    void write(const Element& element, AnswerText& answer) const;
-    void sort(std::vector<const Element*>& elements) const;
+    void addSortKey(const std::string& text);
+    bool matches(const Element& element, ReadAccount& account) const;
+    static bool matches(std::string_view value, const Filter& filter, ReadAccount& account);
+    static bool matchesList(std::string_view list, std::string_view wanted, ReadAccount& account);
+    void write(const Element& element, AnswerText& answer, ReadAccount& account) const;
+    std::vector<JsonMember> wantedMembers(const Element& element, ReadAccount& account) const;
 
-    std::map<std::string, std::string> filters_;
+    // All keys have their quotes.
+    std::map<std::string, Filter> filters_;
     bool matchesNothing_ = false;  ///< one key must have two values
     std::optional<std::set<std::string, std::less<>>> fields_;
     int expandLevel_ = 0;

@@ -85,6 +85,21 @@ TEST_F(SimulatorHttp, SortsBySeveralKeys) {
     EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/clamps?$sortby=+isSwitchedOn,-id").ids(), "3,1,2");
 }
 
+TEST_F(SimulatorHttp, SortsStringsByTheirBytesHoweverTheyAreEscaped) {
+    int id = 0;
+    for (const char* const value :
+         {R"(a\")", R"(a!)", R"(a\\)", R"(a\u0001)", R"(a\n)", R"(a)", R"(a\u00e4)"}) {
+        sut.addElement("/ClampControl/texts/" + std::to_string(++id),
+                       R"({"a":")" + std::string(value) + "\"}");
+    }
+    EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/texts?$sortby=+a").ids(), "6,4,5,2,1,3,7");
+}
+
+TEST_F(SimulatorHttp, FiltersByATextWithEscapes) {
+    sut.set("/ClampControl/clamps/1", R"({"name":"a\"\\\u0001\u00e4"})");
+    EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/clamps?name=a%22%5C%01%C3%A4").ids(), "1");
+}
+
 TEST_F(SimulatorHttp, LimitsAfterTheOffset) {
     EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/clamps?$offset=1&$limit=1").ids(), "2");
 }
@@ -169,6 +184,8 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"LimitBeyond64Bits", "GET", "/ClampControl/clamps?$limit=9223372036854775808", "", 400,
                 "filter_invalid"},
         Refusal{"SortingOfElements", "GET", "/ClampControl/clamps?$sortby=type", "", 400, "filter_invalid"},
+        Refusal{"SortingByOneKeyTwice", "GET", "/ClampControl/clamps?$sortby=+level,-level", "", 400,
+                "filter_invalid"},
         Refusal{"ExpandBeyondTheLimit", "GET", "/ClampControl/clamps?$expand=9", "", 400, "filter_invalid"},
         Refusal{"EmptyFields", "GET", "/ClampControl/clamps?$fields=", "", 400, "filter_invalid"},
         Refusal{"OffsetAtAnUnknownElement", "GET", "/ClampControl/clamps?$offset=id:9", "", 404,

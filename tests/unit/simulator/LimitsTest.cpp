@@ -129,6 +129,45 @@ TEST_F(SimulatorLimits, RefuseToSortByMoreThanSixteenKeys) {
     EXPECT_EQ(http.get("/ClampControl/clamps?$sortby=" + repeated(",-x", 17)).reason(), "filter_invalid");
 }
 
+/// Adds elements to a collection of their own, each with this JSON value as "a".
+void addElements(zebbussim::BusSimulator& bus, int count, const std::string& value) {
+    for (int id = 0; id < count; ++id) {
+        bus.addElement("/ClampControl/large/" + std::to_string(id), "{\"a\":" + value + "}");
+    }
+}
+
+TEST_F(SimulatorLimits, RefuseToCompareMoreThan32MebibytesForASort) {
+    addElements(sut, 40, "\"" + std::string(kMebibyte, 'x') + "\"");
+    RawHttp http(sut.port());
+    EXPECT_EQ(http.get("/ClampControl/large?$sortby=+a&$limit=1").reason(), "payload_too_large");
+    EXPECT_EQ(http.get("/ClampControl/large?$sortby=-id&$limit=1").ids(), "9");
+}
+
+TEST_F(SimulatorLimits, RefuseToReadMoreThan32MebibytesOfObjectsForAFilter) {
+    addElements(sut, 40, "{\"b\":\"" + std::string(kMebibyte, 'x') + "\"}");
+    EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/large?a=x").reason(), "payload_too_large");
+}
+
+TEST_F(SimulatorLimits, ReadAListForAFilterOnlyAsFarAsItMatches) {
+    std::string list = "[1";
+    while (list.size() < kMebibyte) {
+        list += ",{\"uri\":\"\\\"\"}";
+    }
+    addElements(sut, 40, list + "]");
+    EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/large?a=%5B2%5D").ids(), "");
+}
+
+TEST_F(SimulatorLimits, RefuseToLookUpMoreThanAMillionMembers) {
+    std::string elements;
+    for (int id = 0; id < 66'000; ++id) {
+        elements += (id > 0 ? ",{\"id\":\"" : "{\"id\":\"") + std::to_string(id) + "\"}";
+    }
+    sut.addService("Large", "{\"list\":[" + elements + "]}");
+    RawHttp http(sut.port());
+    EXPECT_EQ(http.get("/Large/list?$limit=1&$sortby=" + repeated(",-x", 16)).reason(), "payload_too_large");
+    EXPECT_EQ(http.get("/Large/list?$limit=1&$sortby=" + repeated(",-x", 15)).status, 200);
+}
+
 TEST_F(SimulatorLimits, TakeTheSameFilterTwice) {
     RawHttp http(sut.port());
     EXPECT_EQ(http.get("/ClampControl/clamps?type=ClampS&type=ClampS").ids(), "2");
