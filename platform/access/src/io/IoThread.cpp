@@ -8,11 +8,22 @@
 #include <zebutil/LoggerFactory.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdio>
 #include <exception>
 #include <future>
+#include <string>
 #include <type_traits>
 
 namespace zeb {
+
+namespace {
+
+// Memory may come back at any time, and nobody says so.
+constexpr std::chrono::milliseconds kPauseBeforeTellingAgain{5};
+
+}  // namespace
 
 std::shared_ptr<IoThread> IoThread::shared() {
     // Never destroyed: at exit the executors' threads may still call this function.
@@ -68,47 +79,83 @@ void IoThread::waitForPosted() {
 void IoThread::addUser(const std::weak_ptr<User>& user) {
     const std::lock_guard lock(state_->mutex);
     auto& users = state_->users;
-    users.erase(std::remove_if(users.begin(), users.end(), [](const auto& one) { return one.expired(); }),
-                users.end());
+    if (!state_->isFailureToTell) {
+        users.erase(std::remove_if(users.begin(), users.end(), [](const auto& one) { return one.expired(); }),
+                    users.end());
+    }
     users.push_back(user);
 }
 
 void IoThread::State::run() {
-    while (true) {
+    while (!context.stopped()) {
         try {
-            context.run();
-            return;
+            if (isFailureToTell) {
+                tellFailure();
+            }
+            if (isFailureToTell) {
+                // What is posted meanwhile runs all the same: somebody may wait for it.
+                context.run_for(kPauseBeforeTellingAgain);
+            } else {
+                context.run();
+            }
         } catch (const std::exception& exception) {
-            tellFailure(exception.what());
+            noteFailure(exception.what());
         } catch (...) {
-            tellFailure("something that is not a std::exception");
+            noteFailure("something that is not a std::exception");
         }
     }
 }
 
+void IoThread::State::noteFailure(const char* reason) noexcept {
+    std::snprintf(failure.data(), failure.size(), "%s", reason);
+    const std::lock_guard lock(mutex);
+    isFailureToTell = true;
+}
+
 // An operation that has lost its handler says nothing to anybody. So every user ends its work and begins
-// anew; that is seldom enough.
-void IoThread::State::tellFailure(const std::string& reason) noexcept {
-    std::vector<std::weak_ptr<User>> told;
-    try {
-        const std::lock_guard lock(mutex);
-        told = users;
-    } catch (...) {
-        return;  // no memory even for that: the next failure tries again
+// anew; that is seldom enough. No further failure may follow, so this one is told until all know it.
+void IoThread::State::tellFailure() noexcept {
+    if (!tellUsers()) {
+        return;
     }
-    for (const auto& weak : told) {
+    {
+        const std::lock_guard lock(mutex);
+        isFailureToTell = false;
+    }
+    logFailure();
+}
+
+// Whether all of them have ended their work.
+bool IoThread::State::tellUsers() noexcept {
+    std::size_t count = 0;
+    {
+        const std::lock_guard lock(mutex);
+        count = users.size();
+    }
+    bool areAllTold = true;
+    for (std::size_t index = 0; index < count; ++index) {
+        std::shared_ptr<User> user;
+        {
+            const std::lock_guard lock(mutex);
+            user = users[index].lock();
+        }
         try {
-            if (const auto user = weak.lock()) {
-                user->onIoFailure(reason);
+            if (user) {
+                user->onIoFailure(failure.data());
             }
         } catch (...) {  // the others are to be told all the same
-            continue;
+            areAllTold = false;
         }
     }
+    return areAllTold;
+}
+
+void IoThread::State::logFailure() noexcept {
     try {
         zebutil::LoggerFactory::getDefaultLoggerFactory()
             ->createLogger("I/O thread")
-            ->error("an operation threw: " + reason + "; every WebSocket is closed and opened again");
+            ->error(std::string("an operation threw: ") + failure.data() +
+                    "; every WebSocket is closed and opened again");
     } catch (...) {  // there is no memory for a message
         return;
     }

@@ -2,12 +2,12 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -33,7 +33,8 @@ class IoThread {
      public:
         /// The work of somebody has ended with an exception that nobody has caught, perhaps for want of
         /// memory. Whose work it was is not known. On the I/O thread.
-        virtual void onIoFailure(const std::string& reason) = 0;
+        /// @throws std::exception when it cannot end its work now; it is then called again soon
+        virtual void onIoFailure(const char* reason) = 0;
 
      protected:
         ~User() = default;
@@ -91,9 +92,16 @@ class IoThread {
         std::thread thread;
         std::mutex mutex;
         std::vector<std::weak_ptr<User>> users;
+        // Somebody has not been told of the last failure yet. Until then no user is removed. Needs no memory,
+        // because a lack of it is the usual failure.
+        bool isFailureToTell = false;
+        std::array<char, 128> failure{};
 
         void run();
-        void tellFailure(const std::string& reason) noexcept;
+        void noteFailure(const char* reason) noexcept;
+        void tellFailure() noexcept;
+        bool tellUsers() noexcept;
+        void logFailure() noexcept;
     };
 
     bool isCurrent() const { return state_->thread.get_id() == std::this_thread::get_id(); }

@@ -118,8 +118,11 @@ void WebsocketManager::post(Function function) {
 
 // -------------------------------------------------------------------------------------- on the I/O thread
 
-void WebsocketManager::onIoFailure(const std::string& reason) {
-    endWith(CloseCode::none, {"an operation failed: " + reason});
+void WebsocketManager::onIoFailure(const char* reason) {
+    endWith(CloseCode::none, {std::string("an operation failed: ") + reason});
+    if (!isSocketClosed_) {
+        stream_.abort();  // the operation that was to close it may be the one that was lost
+    }
 }
 
 // ------------------------------------------------------------------------------------ from the connector
@@ -207,32 +210,47 @@ void WebsocketManager::onRoom() {
 
 // ------------------------------------------------------------------------------------------------- ending
 
+// May throw for want of memory. The next call then does what is left; onIoFailure() sees to it that there is
+// one.
 void WebsocketManager::endWith(CloseCode code, const WebsocketEnd& end) {
-    if (hasEnded_) {
-        return;
+    if (!hasEnded_) {
+        // First what may fail.
+        end_.why = end;
+        end_.subscriptions = router_.takeAll();
+        hasEnded_ = true;
+        isOpen_ = false;
+        connector_.cancel();
+        connection_.stop();
+        end_.closed = std::exchange(observer_.closed, nullptr);
+        observer_ = {};
+        closeStream(code);
     }
-    // First what may fail for want of memory: the next call then tries again.
-    end_.why = end;
-    end_.subscriptions = router_.takeAll();
-    hasEnded_ = true;
-    isOpen_ = false;
-    connector_.cancel();
-    connection_.stop();
-    end_.closed = std::exchange(observer_.closed, nullptr);
-    observer_ = {};
-    tellEnd();
-    stream_.close(code, shared_from_this());
+    if (!isEndTold_) {
+        tellEnd();
+    }
+}
+
+void WebsocketManager::closeStream(CloseCode code) {
+    try {
+        stream_.close(code, shared_from_this());
+    } catch (const std::exception&) {
+        stream_.abort();  // without a close frame
+    }
 }
 
 // The records' handlers may hold objects of the user, which must not be destroyed on this thread.
 void WebsocketManager::tellEnd() {
     try {
         delivery_.execute([self = shared_from_this()] { self->onEndTold(); }, "websocket closed");
+        isEndTold_ = true;
     } catch (const std::bad_alloc&) {
         // Somebody must be told, or the service would be lost for good.
         tellAgain_.expires_after(kPatienceOfSuccessor);
-        tellAgain_.async_wait(
-            [self = shared_from_this()](const boost::system::error_code& /*error*/) { self->tellEnd(); });
+        tellAgain_.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
+            if (!error && !self->isEndTold_) {
+                self->tellEnd();
+            }
+        });
     }
 }
 
@@ -258,8 +276,9 @@ void WebsocketManager::leaveTo(std::function<void()> successor) {
 void WebsocketManager::onSocketClosed() {
     isSocketClosed_ = true;
     patience_.cancel();
-    if (const auto successor = std::exchange(successor_, nullptr)) {
-        successor();
+    if (successor_) {
+        successor_();
+        successor_ = nullptr;
     }
 }
 

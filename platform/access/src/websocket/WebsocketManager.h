@@ -59,7 +59,7 @@ class WebsocketManager : public IWebsocketManager,
 
  private:
     // From the I/O thread.
-    void onIoFailure(const std::string& reason) override;
+    void onIoFailure(const char* reason) override;
 
     // From the connector.
     void onPauseOver() override;
@@ -85,6 +85,7 @@ class WebsocketManager : public IWebsocketManager,
     std::shared_ptr<void> keepAlive() override;
 
     void endWith(WebsocketStream::CloseCode code, const WebsocketEnd& end);
+    void closeStream(WebsocketStream::CloseCode code);
     void tellEnd();
     void onEndTold();
     void onSocketClosed();
@@ -117,7 +118,8 @@ class WebsocketManager : public IWebsocketManager,
     bool isSocketClosed_ = false;
     WebsocketObserver observer_;
     bool hasEnded_ = false;
-    End end_;  ///< of the executor thread from tellEnd() on
+    bool isEndTold_ = false;  ///< the executor has the task
+    End end_;                 ///< of the executor thread from tellEnd() on
     NotificationDelivery delivery_;
     SubscriptionRouter router_;
     WebsocketStream stream_;
