@@ -189,6 +189,14 @@ TEST_F(DowngradeContract, IsRefusedWithItsReason) {
     EXPECT_EQ(bus.handshakeCount("Lighting"), 0U);
 }
 
+// P14. A service that is configured without an address has this one.
+TEST_F(DowngradeContract, IsRefusedWithItsReasonWhenTheConfigurationOfTheServiceNamesNoServer) {
+    plainConfiguration = "/";
+    connectAndTellPlainAddress();
+    EXPECT_EQ(states.next(), "error");
+    EXPECT_TRUE(log->contains("the service registry is reached by https and names " + bus.baseUri()));
+}
+
 // P17
 TEST_F(DowngradeContract, IsAllowedByAConfigurationThatNamesAnHttpAddressForTheService) {
     plainConfiguration = "http://127.0.0.1:1";

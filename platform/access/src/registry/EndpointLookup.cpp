@@ -21,6 +21,16 @@ constexpr const char* kConfiguration = "configuration:";
 // A longer interval would overflow the clock. Nobody can tell it from this one.
 constexpr std::chrono::milliseconds kLongestInterval = std::chrono::hours(24 * 365);
 
+// An address that is missing or cannot be used allows nothing.
+bool namesPlainHttp(const ZebServiceConfigurations::ServiceConfiguration& configuration) {
+    try {
+        return !ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath, kConfiguration)
+                    .isSecure();
+    } catch (const ZebException&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 EndpointLookup::EndpointLookup(ZebServiceRegistry::Settings settings,
@@ -82,9 +92,7 @@ bool EndpointLookup::isRefusedDowngrade(const std::string& service, const Config
     if (told.isSecure() || !ServiceEndpoint::ofAddress(settings_.httpUri, kConfiguration).isSecure()) {
         return false;
     }
-    return !configManager_->isServiceConfigurationKnown(service) ||
-           ServiceEndpoint::of(configuration.serverBaseUri, configuration.serverBasePath, kConfiguration)
-               .isSecure();
+    return !configManager_->isServiceConfigurationKnown(service) || !namesPlainHttp(configuration);
 }
 
 void EndpointLookup::applySetting(ServiceEndpoint& endpoint, const std::string& service,
