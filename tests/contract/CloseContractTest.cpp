@@ -90,6 +90,8 @@ INSTANTIATE_TEST_SUITE_P(
                   contract::BareServer::textFrame(R"({"action":"subscription","seq":0,"data":{}})"), 1007},
         Violation{"AnAnswerWithoutRequestId",
                   contract::BareServer::textFrame(R"({"action":"subscribe","subscriptionId":"1"})"), 1007},
+        Violation{"AMessageOfWhichAPartIsNoJson", contract::BareServer::textFrame(R"({"action":"x","y":[}})"),
+                  1007},
         Violation{"AnErrorThatIsNoObject",
                   contract::BareServer::textFrame(
                       R"({"action":"subscription","subscriptionId":"1","seq":0,"data":{},"error":null})"),

@@ -91,12 +91,22 @@ bool isUtf8(std::string_view text) {
     return true;
 }
 
+/// Checks that only the data may be no JSON.
+void requireThatOnlyDataIsWrong(std::string_view line) {
+    try {
+        require(zeb::ServerMessage::read(line).data.has_value(), "what is no JSON is refused");
+    } catch (const zeb::ZebException&) {
+        return;
+    }
+}
+
 /// Compares the envelope with the one that the JSON tree gives, if the tree accepts the text as JSON.
 void compareWithTree(std::string_view line) {
     std::shared_ptr<JsonObject> tree;
     try {
         tree = JsonObject::parse(line);
     } catch (const std::exception&) {
+        requireThatOnlyDataIsWrong(line);
         return;
     }
     try {

@@ -2,14 +2,16 @@
 
 #include <zeb/ZebException.h>
 
+#include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace zeb {
 
-/// Finds the parts of a JSON text without building anything. It is not a complete check: what it passes over
-/// may be no JSON. Whoever uses a part reads it with `zebutil::JsonObject`, which is strict.
+/// Finds the parts of a JSON text without building anything. What nobody reads later is checked completely,
+/// as `zebutil::JsonObject` does it. The text must be UTF-8, which the WebSocket ensures.
 class TextScanner {
  public:
     /// @param where appears in messages
@@ -41,19 +43,50 @@ class TextScanner {
         }
     }
 
-    // A string, including its quotes.
+    /// A string, without its quotes and with its escapes.
     std::string_view string() {
         skipWhitespace();
-        const std::size_t begin = position_;
         if (peek() != '"') {
             refuse("a string");
         }
-        skipString();
+        const std::size_t begin = position_ + 1;
+        checkString();
+        return text_.substr(begin, position_ - 1 - begin);
+    }
+
+    /// A value of any kind.
+    std::string_view value() {
+        skipWhitespace();
+        const std::size_t begin = position_;
+        Nesting nesting;
+        do {
+            skipWhitespace();
+            const char first = peek();
+            if (first == '{' || first == '[') {
+                ++position_;
+                if (++nesting.depth >= kMaximumDepth) {
+                    refuseDepth();
+                }
+                nesting.kinds = (nesting.kinds << 1U) | (first == '{' ? 1U : 0U);
+                if (consume(nesting.closing())) {
+                    nesting.leave();
+                } else {
+                    checkKeyIn(nesting);
+                    continue;
+                }
+            } else if (first == '"') {
+                checkString();
+            } else {
+                checkScalar();
+            }
+            checkAfterValueIn(nesting);
+        } while (nesting.depth > 0);
         return text_.substr(begin, position_ - begin);
     }
 
-    // A value of any kind.
-    std::string_view value() {
+    /// A value of any kind that is read with `zebutil::JsonObject` later. Only its end is found, by its
+    /// brackets and quotes: to check it twice would slow down every notification.
+    std::string_view valueToRead() {
         skipWhitespace();
         const std::size_t begin = position_;
         std::size_t depth = 0;
@@ -63,9 +96,8 @@ class TextScanner {
                 case '{':
                 case '[':
                     ++position_;
-                    // What surrounds the value is one level.
                     if (++depth >= kMaximumDepth) {
-                        refuse("at most 64 levels of nesting");
+                        refuseDepth();
                     }
                     break;
                 case '}':
@@ -96,7 +128,158 @@ class TextScanner {
     }
 
  private:
-    static constexpr std::size_t kMaximumDepth = 64;
+    static constexpr std::size_t kMaximumDepth = 64;  ///< what surrounds a value is one level
+
+    /// The objects and arrays around a place within a value.
+    struct Nesting {
+        std::size_t depth = 0;
+        std::uint64_t kinds = 0;  ///< a bit for each, the innermost last; set for an object
+
+        bool isInObject() const { return (kinds & 1U) != 0; }
+        char closing() const { return isInObject() ? '}' : ']'; }
+        void leave() {
+            --depth;
+            kinds >>= 1U;
+        }
+    };
+
+    [[noreturn]] void refuseDepth() const { refuse("at most 64 levels of nesting"); }
+
+    // Passes what precedes the next value.
+    void checkKeyIn(const Nesting& nesting) {
+        if (nesting.isInObject()) {
+            string();
+            expect(':');
+        }
+    }
+
+    // Passes what follows a value, up to where the next one begins.
+    void checkAfterValueIn(Nesting& nesting) {
+        while (nesting.depth > 0) {
+            if (consume(',')) {
+                checkKeyIn(nesting);
+                return;
+            }
+            expect(nesting.closing());
+            nesting.leave();
+        }
+    }
+
+    void checkScalar() {
+        switch (peek()) {
+            case 't':
+                checkWord("true");
+                break;
+            case 'f':
+                checkWord("false");
+                break;
+            case 'n':
+                checkWord("null");
+                break;
+            default:
+                checkNumber();
+        }
+    }
+
+    void checkWord(std::string_view word) {
+        if (text_.substr(position_, word.size()) != word) {
+            refuse("a value");
+        }
+        position_ += word.size();
+    }
+
+    void checkNumber() {
+        skipIf('-');
+        if (!skipIf('0')) {
+            checkDigits("a value");
+        }
+        if (skipIf('.')) {
+            checkDigits("a digit after the decimal point");
+        }
+        if (skipIf('e') || skipIf('E')) {
+            if (!skipIf('+')) {
+                skipIf('-');
+            }
+            checkDigits("a digit in the exponent");
+        }
+    }
+
+    void checkDigits(const char* expected) {
+        const std::size_t begin = position_;
+        while (peek() >= '0' && peek() <= '9') {
+            ++position_;
+        }
+        if (position_ == begin) {
+            refuse(expected);
+        }
+    }
+
+    void checkString() {
+        ++position_;
+        while (true) {
+            while (position_ < text_.size() && standsForItself(text_[position_])) {
+                ++position_;
+            }
+            if (position_ == text_.size()) {
+                refuse("the end of a string");
+            }
+            if (skipIf('"')) {
+                return;
+            }
+            if (!skipIf('\\')) {
+                refuse("no control character in a string");
+            }
+            checkEscape();
+        }
+    }
+
+    static bool standsForItself(char character) {
+        return static_cast<unsigned char>(character) >= 0x20 && character != '"' && character != '\\';
+    }
+
+    void checkEscape() {
+        constexpr unsigned kFirstHigh = 0xD800;
+        constexpr unsigned kFirstLow = 0xDC00;
+        constexpr unsigned kLastLow = 0xDFFF;
+        if (!skipIf('u')) {
+            if (std::string_view("\"\\/bfnrt").find(peek()) == std::string_view::npos) {
+                refuse("an escape sequence of JSON");
+            }
+            ++position_;
+            return;
+        }
+        const unsigned character = checkHexadecimal();
+        if (character < kFirstHigh || character > kLastLow) {
+            return;
+        }
+        if (character >= kFirstLow || !skipIf('\\') || !skipIf('u')) {
+            refuse("a pair of surrogates");
+        }
+        const unsigned second = checkHexadecimal();
+        if (second < kFirstLow || second > kLastLow) {
+            refuse("a pair of surrogates");
+        }
+    }
+
+    unsigned checkHexadecimal() {
+        constexpr std::size_t kDigits = 4;
+        const std::string_view digits = text_.substr(position_, kDigits);
+        unsigned value = 0;
+        const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+        if (digits.size() < kDigits || result.ptr != digits.data() + digits.size()) {
+            refuse("four hexadecimal digits");
+        }
+        position_ += kDigits;
+        return value;
+    }
+
+    bool skipIf(char character) {
+        if (peek() != character) {
+            return false;
+        }
+        ++position_;
+        return true;
+    }
 
     char peek() const { return position_ < text_.size() ? text_[position_] : '\0'; }
 

@@ -1,7 +1,6 @@
 #include "ServerMessage.h"
 
 #include <zeb/ZebException.h>
-#include <zebutil/JsonException.h>
 #include <zebutil/JsonObject.h>
 
 #include <charconv>
@@ -15,16 +14,12 @@ ServerMessage ServerMessage::read(std::string_view text) {
     TextScanner scanner(text, "message of the server");
 
     const auto stringValue = [&]() -> std::string_view {
-        const std::string_view quoted = scanner.string();
-        if (quoted.find('\\') == std::string_view::npos) {
-            return quoted.substr(1, quoted.size() - 2);
+        const std::string_view text = scanner.string();
+        if (text.find('\\') == std::string_view::npos) {
+            return text;
         }
-        const std::string document = "{\"text\":" + std::string(quoted) + "}";
-        try {
-            return message.decoded_.emplace_front(zebutil::JsonObject::parse(document)->getString("text"));
-        } catch (const zebutil::JsonException&) {
-            scanner.refuse("a string as JSON has it before");
-        }
+        const std::string document = "{\"text\":\"" + std::string(text) + "\"}";
+        return message.decoded_.emplace_front(zebutil::JsonObject::parse(document)->getString("text"));
     };
     const auto integerValue = [&] {
         const std::string_view digits = scanner.value();
@@ -58,7 +53,7 @@ ServerMessage ServerMessage::read(std::string_view text) {
             } else if (key == "seq") {
                 message.seq = integerValue();
             } else if (key == "data") {
-                message.data = scanner.value();
+                message.data = scanner.valueToRead();
             } else if (key == "error") {
                 message.error = objectValue();
             } else {

@@ -13,9 +13,7 @@ namespace zeb {
 /// text of the message, which must outlive this object.
 struct ServerMessage {
     /// @throws ZebException saying what is wrong where, when the text is not one JSON object or a member of
-    /// the
-    ///         envelope has the wrong type. Payloads are checked for balanced brackets and closed strings
-    ///         only.
+    /// the envelope has the wrong type. `data` is checked for balanced brackets and closed strings only.
     static ServerMessage read(std::string_view text);
 
     std::optional<std::string_view> action;
