@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <string>
 
@@ -8,6 +9,7 @@
 #include "Observations.h"
 #include "RequestHead.h"
 #include "Subscriptions.h"
+#include "UnfinishedInput.h"
 
 namespace zebbussim {
 
@@ -20,6 +22,8 @@ struct BusContext {
     HttpFaults& faults;
     std::string basePath;
     ServerNames names;
+    std::chrono::milliseconds patience;  ///< see `BusSimulator::Options`
+    UnfinishedInput unfinishedInput;
     std::size_t queuedBytes = 0;  ///< of all WebSockets
     std::size_t answerBytes = 0;  ///< of all answers that are being written
 };

@@ -65,7 +65,9 @@ BusSimulator::Impl::Impl(const Options& options)
                observations_,
                faults_,
                normalizedBasePath(options.basePath),
-               {hasTls(options), options.hostNames}} {
+               {hasTls(options), options.hostNames},
+               options.patience,
+               {}} {
     if (options_.tlsCertificateFile.empty() != options_.tlsKeyFile.empty()) {
         throw std::invalid_argument(options_.tlsKeyFile.empty()
                                         ? "A TLS certificate without the file of its key"

@@ -28,7 +28,6 @@ constexpr std::size_t kBuffer = 16 * 1024;
 /// Of the answers that clients have not read yet. Small ones are always given.
 constexpr std::size_t kMaximumAnswers = 256 * 1024 * 1024;
 constexpr std::size_t kSmallAnswer = 64 * 1024;
-constexpr std::chrono::seconds kIdleTime{60};
 constexpr std::chrono::seconds kFinishTime{1};
 
 std::optional<HttpAnswer> answerToBrokenRequest(const boost::system::error_code& error) {
@@ -56,11 +55,12 @@ HttpConnection::HttpConnection(BusStream&& stream, BusContext& busContext, Event
       delayTimer_(stream_.get_executor()),
       context_(busContext),
       events_(std::move(connectionEvents)),
-      buffer_(kBuffer) {}
+      buffer_(kBuffer),
+      unfinished_(context_.unfinishedInput, [this] { close(); }) {}
 
 void HttpConnection::start() {
     waitingSince_ = std::chrono::steady_clock::now();
-    closeIn(kIdleTime);
+    closeIn(context_.patience);
     stream_.begin([self = shared_from_this()](const ErrorCode& error) {
         if (error) {
             self->close();
@@ -70,7 +70,7 @@ void HttpConnection::start() {
     });
 }
 
-void HttpConnection::closeIn(std::chrono::seconds time) {
+void HttpConnection::closeIn(std::chrono::milliseconds time) {
     closeTimer_.expires_after(time);
     closeTimer_.async_wait([self = shared_from_this()](const ErrorCode& error) {
         // The timer may expire, and get a new time before this handler runs.
@@ -87,7 +87,7 @@ void HttpConnection::read() {
     parser_->body_limit(kMaximumBody);
     rawHead_.clear();
     waitingSince_ = std::chrono::steady_clock::now();
-    closeIn(kIdleTime);
+    closeIn(context_.patience);
     parseHead();  // of a request that came along with the one before
 }
 
@@ -131,22 +131,32 @@ void HttpConnection::parseHead() {
         answer(errorAnswer(problem), true);
         return;
     }
-    readBody();
-}
-
-void HttpConnection::readBody() {
     if (parser_->is_done()) {
         received({});
-        return;
+    } else {
+        readBody(parser_->get().base());
     }
-    http::async_read(
+}
+
+void HttpConnection::readBody(Head head) {
+    http::async_read_some(
         stream_, buffer_, *parser_,
-        [self = shared_from_this(), head = parser_->get().base()](const ErrorCode& error, std::size_t) {
-            if (!error) {
-                // What stands behind the body was not checked and says nothing.
-                self->parser_->get().base() = head;
+        [self = shared_from_this(), head = std::move(head)](const ErrorCode& error, std::size_t) mutable {
+            if (self->over_) {
+                return;
             }
-            self->received(error);
+            if (error) {
+                self->received(error);
+            } else if (self->parser_->is_done()) {
+                // What stands behind the body was not checked and says nothing.
+                self->parser_->get().base() = std::move(head);
+                self->received({});
+            } else {
+                self->unfinished_.setSize(self->parser_->get().body().capacity());
+                if (!self->over_) {
+                    self->readBody(std::move(head));
+                }
+            }
         });
 }
 
@@ -166,6 +176,7 @@ void HttpConnection::received(const ErrorCode& error) {
         return;
     }
     waitingSince_.reset();
+    unfinished_.finish();
     if (error) {
         refuse(error);
         return;
@@ -232,6 +243,9 @@ void HttpConnection::handshake(const RequestTarget& target) {
         throw BusError::invalidPath("The WebSocket of a service is at " + context_.basePath + "<service>");
     }
     const std::string& service = target.segments[0];
+    if (!request_.body().empty()) {
+        throw BusError::badRequest("A WebSocket handshake has no body");
+    }
     context_.model.reachableService(service);
     http::token_list offered(request_[http::field::sec_websocket_protocol]);
     if (!offered.exists(WebSocketPeer::kSubProtocol)) {
@@ -272,7 +286,7 @@ void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
     if (request_.method() == http::verb::head) {
         response->body().clear();  // the length of the omitted body stays
     }
-    closeIn(kIdleTime);
+    closeIn(context_.patience);
     http::async_write(stream_, *response,
                       [self = shared_from_this(), response, size](const ErrorCode& error, std::size_t) {
                           self->context_.answerBytes -= size;
@@ -291,7 +305,7 @@ void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
 
 void HttpConnection::writeBytes(const std::string& bytes) {
     const auto kept = std::make_shared<const std::string>(bytes);
-    closeIn(kIdleTime);
+    closeIn(context_.patience);
     asio::async_write(stream_, asio::buffer(*kept),
                       [self = shared_from_this(), kept](const ErrorCode&, std::size_t) { self->finish(); });
 }
@@ -318,6 +332,7 @@ void HttpConnection::close() {
         return;
     }
     over_ = true;
+    unfinished_.finish();
     delayTimer_.cancel();
     closeTimer_.cancel();
     ErrorCode ignored;

@@ -18,6 +18,7 @@
 #include "GrowingBody.h"
 #include "HttpRequests.h"
 #include "RequestTarget.h"
+#include "UnfinishedInput.h"
 
 namespace zebbussim {
 
@@ -44,12 +45,13 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 
  private:
     using Parser = boost::beast::http::request_parser<GrowingBody>;
+    using Head = Parser::value_type::header_type;
     using ErrorCode = boost::system::error_code;
 
     void read();
     void readHead();
     void parseHead();
-    void readBody();
+    void readBody(Head head);
     void refuse(const ErrorCode& error);
     void received(const ErrorCode& error);
     void handle(const std::optional<HttpFault>& fault);
@@ -63,7 +65,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     void finish();
     void discardInput();
     /// Closes the connection after this time. A later call replaces the time.
-    void closeIn(std::chrono::seconds time);
+    void closeIn(std::chrono::milliseconds time);
 
     BusStream stream_;
     boost::asio::steady_timer closeTimer_;
@@ -75,6 +77,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     std::string rawHead_;  ///< of the present request
     Request request_;
     std::variant<RequestTarget, BusError> target_;  ///< or why it cannot be parsed
+    UnfinishedInput::Part unfinished_;
     std::array<char, 4096> leftOver_;
     std::optional<std::chrono::steady_clock::time_point> waitingSince_;
     bool over_ = false;

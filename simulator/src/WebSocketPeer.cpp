@@ -17,6 +17,8 @@ namespace {
 
 constexpr std::size_t kMaximumMessage = 1024 * 1024;
 constexpr std::size_t kKeptBuffer = 64 * 1024;
+/// A frame may announce 1 MiB. Memory is taken for what has arrived only.
+constexpr std::size_t kPiece = 64 * 1024;
 constexpr std::chrono::seconds kCloseTime{2};
 
 }  // namespace
@@ -25,9 +27,11 @@ WebSocketPeer::WebSocketPeer(BusStream&& stream, BusContext& busContext, const s
                              Events peerEvents)
     : webSocket_(std::move(stream)),
       closeTimer_(webSocket_.get_executor()),
+      messageTimer_(webSocket_.get_executor()),
       context_(busContext),
       serviceName_(service),
-      events_(std::move(peerEvents)) {}
+      events_(std::move(peerEvents)),
+      unfinished_(context_.unfinishedInput, [this] { drop(); }) {}
 
 void WebSocketPeer::accept(Request request) {
     handshake_ = std::move(request);
@@ -42,6 +46,7 @@ void WebSocketPeer::accept(Request request) {
     webSocket_.auto_fragment(false);
     webSocket_.text(true);
     webSocket_.async_accept(handshake_, [self = shared_from_this()](const ErrorCode& error) {
+        self->handshake_ = {};
         if (error) {
             self->ended();
             return;
@@ -176,9 +181,9 @@ void WebSocketPeer::freeze() {
 }
 
 void WebSocketPeer::read() {
-    webSocket_.async_read(readBuffer_, [self = shared_from_this()](const ErrorCode& error, std::size_t) {
-        self->received(error);
-    });
+    webSocket_.async_read_some(
+        readBuffer_, kPiece,
+        [self = shared_from_this()](const ErrorCode& error, std::size_t) { self->received(error); });
 }
 
 void WebSocketPeer::received(const ErrorCode& error) {
@@ -191,18 +196,46 @@ void WebSocketPeer::received(const ErrorCode& error) {
         }
         return;
     }
-    if (!closing_) {
-        if (webSocket_.got_binary()) {
-            close(websocket::close_code::unknown_data);
-        } else {
-            context_.subscriptions.receive(*this, beast::buffers_to_string(readBuffer_.data()));
-        }
+    if (closing_) {
+        readBuffer_.consume(readBuffer_.size());
+    } else if (webSocket_.is_message_done()) {
+        messageReceived();
+    } else {
+        messageContinues();
+    }
+    if (!over_) {
+        read();
+    }
+}
+
+void WebSocketPeer::messageContinues() {
+    if (!unfinished_.isUnfinished()) {
+        messageTimer_.expires_after(context_.patience);
+        messageTimer_.async_wait([self = shared_from_this()](const ErrorCode& error) {
+            // It may expire, and another message may begin before this handler runs.
+            const bool isPutOff = self->messageTimer_.expiry() > std::chrono::steady_clock::now();
+            if (!error && !isPutOff && self->unfinished_.isUnfinished()) {
+                self->close(websocket::close_code::policy_error);
+            }
+        });
+    }
+    unfinished_.setSize(readBuffer_.capacity());
+}
+
+void WebSocketPeer::messageReceived() {
+    if (unfinished_.isUnfinished()) {
+        unfinished_.finish();
+        messageTimer_.cancel();
+    }
+    if (webSocket_.got_binary()) {
+        close(websocket::close_code::unknown_data);
+    } else {
+        context_.subscriptions.receive(*this, beast::buffers_to_string(readBuffer_.data()));
     }
     readBuffer_.consume(readBuffer_.size());
     if (readBuffer_.capacity() > kKeptBuffer) {
         readBuffer_.shrink_to_fit();  // one large message is no reason to keep its memory
     }
-    read();
 }
 
 void WebSocketPeer::ended() {
@@ -218,6 +251,8 @@ void WebSocketPeer::ended() {
         context_.observations.removeUnsent(1);
     }
     closeTimer_.cancel();
+    messageTimer_.cancel();
+    unfinished_.finish();
     ErrorCode ignored;
     webSocket_.next_layer().socket().close(ignored);
     if (open_) {

@@ -13,6 +13,7 @@
 #include "BusContext.h"
 #include "BusStream.h"
 #include "GrowingBody.h"
+#include "UnfinishedInput.h"
 
 namespace zebbussim {
 
@@ -72,15 +73,19 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
     void sendClose();
     void read();
     void received(const ErrorCode& error);
+    void messageReceived();
+    void messageContinues();
     void ended();
 
     boost::beast::websocket::stream<BusStream, false> webSocket_;
     boost::asio::steady_timer closeTimer_;
+    boost::asio::steady_timer messageTimer_;  ///< runs while a message is incomplete
     BusContext& context_;
     std::string serviceName_;
     Events events_;
-    Request handshake_;
+    Request handshake_;  ///< until it is answered
     boost::beast::flat_buffer readBuffer_;
+    UnfinishedInput::Part unfinished_;
     std::deque<Outgoing> queue_;
     std::size_t queueSize_ = 0;
     std::uint16_t closeCode_ = 0;

@@ -39,6 +39,9 @@ class BusSimulator {
         /// The names by which clients call this server, beside "localhost" and its IP addresses. A request
         /// for any other host is refused.
         std::vector<std::string> hostNames;
+        /// A client has this time for its next request on a connection, for the rest of a message that it
+        /// has begun, and to read an answer. Then its connection is closed.
+        std::chrono::milliseconds patience{60000};
     };
 
     BusSimulator();

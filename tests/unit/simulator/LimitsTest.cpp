@@ -206,6 +206,69 @@ TEST_F(SimulatorLimits, KeepNoMoreThanTheirShareForClientsThatDoNotRead) {
     EXPECT_LT(sut.subscriberCount(kClamp), 8U);
 }
 
+/// The beginning of a text frame that announces 1 MiB, masked with zeros.
+std::string beginningOfAMessage() {
+    using namespace std::string_literals;
+    return "\x81\xff\x00\x00\x00\x00\x00\x10\x00\x00\x00\x00\x00\x00{"s + std::string(1000 * 1000, ' ');
+}
+
+TEST_F(SimulatorLimits, EndTheWebSocketWhoseMessageIsUnfinishedForLongest) {
+    std::vector<std::unique_ptr<RawWebSocket>> clients;
+    for (int client = 0; client < 70; ++client) {
+        clients.push_back(std::make_unique<RawWebSocket>(sut.port(), "/ClampControl"));
+        clients.back()->sendBytes(beginningOfAMessage());
+    }
+    EXPECT_EQ(clients.front()->receiveClose(), 0U);
+    clients.back()->sendBytes(std::string(kMebibyte - 1000 * 1000 - 2, ' ') + "}");
+    EXPECT_NE(clients.back()->receiveText().find("bad_request"), std::string::npos);
+}
+
+TEST_F(SimulatorLimits, EndTheConnectionWhoseRequestIsUnfinishedForLongest) {
+    const std::string body = "{" + std::string(1000 * 1000, ' ');
+    std::vector<std::unique_ptr<RawHttp>> clients;
+    for (int client = 0; client < 70; ++client) {
+        clients.push_back(std::make_unique<RawHttp>(sut.port()));
+        clients.back()->write("POST /ClampControl/clamps/1 HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+                              std::to_string(body.size() + 1) + "\r\n\r\n" + body);
+    }
+    EXPECT_EQ(clients.front()->readToEnd(), "");
+    EXPECT_EQ(clients.back()->sendBytes("}").status, 200);
+}
+
+/// Waits for its clients only for a moment.
+class SimulatorWithoutPatience : public testing::Test {
+ protected:
+    SimulatorWithoutPatience() : sut(impatient()) {
+        sut.loadText(R"({"services":{"ClampControl":{"clamps":[{"id":"1"}]}}})");
+        sut.start();
+    }
+
+    zebbussim::BusSimulator sut;
+
+ private:
+    static zebbussim::BusSimulator::Options impatient() {
+        zebbussim::BusSimulator::Options options;
+        options.patience = std::chrono::milliseconds(50);
+        return options;
+    }
+};
+
+TEST_F(SimulatorWithoutPatience, EndsAWebSocketWhoseMessageStaysUnfinished) {
+    RawHttp client(sut.port());
+    client.sendBytes(
+        "GET /ClampControl HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+        "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+        "Sec-WebSocket-Protocol: zeb.v1\r\n\r\n");
+    client.write(beginningOfAMessage());
+    EXPECT_EQ(client.readToEnd(), "\x88\x02\x03\xf0");  // closes with 1008
+}
+
+TEST_F(SimulatorWithoutPatience, EndsAConnectionWhoseRequestStaysUnfinished) {
+    RawHttp client(sut.port());
+    client.write("POST /ClampControl/clamps/1 HTTP/1.1\r\nHost: localhost\r\nContent-Length: 9\r\n\r\n{");
+    EXPECT_EQ(client.readToEnd(), "");
+}
+
 TEST_F(SimulatorLimits, CountOnlyTheFirstPathsThatAreAskedFor) {
     RawHttp http(sut.port());
     for (int request = 0; request < 300; ++request) {

@@ -237,6 +237,15 @@ TEST_F(SimulatorRequestHead, AnswersPipelinedRequestsInTheirOrder) {
     EXPECT_NE(second, std::string::npos);
 }
 
+TEST_F(SimulatorRequestHead, RefusesAHandshakeWithABody) {
+    const RawHttp::Answer refused = answer(
+        "GET /ClampControl HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+        "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+        "Sec-WebSocket-Protocol: zeb.v1\r\nContent-Length: 2\r\n\r\n{}");
+    EXPECT_EQ(refused.status, 400);
+    EXPECT_EQ(refused.reason(), "bad_request");
+}
+
 TEST_F(SimulatorRequestHead, RefusesAHandshakeThatSomethingFollows) {
     EXPECT_EQ(
         answer(
