@@ -74,6 +74,16 @@ void compareWithPoco(std::string_view text, const std::string& written) {
     }
 }
 
+/// Empty if there is none.
+std::string refusalOfCheck(std::string_view text) {
+    try {
+        JsonObject::check(text);
+    } catch (const zebutil::JsonException& refusal) {
+        return refusal.what();
+    }
+    return {};
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -83,8 +93,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         sut = JsonObject::parse(text);
     } catch (const zebutil::JsonException& refusal) {
         require(std::string_view(refusal.what()).rfind("JSON, byte ", 0) == 0, "a refusal names the place");
+        require(refusalOfCheck(text) == refusal.what(), "a check refuses the same");
         return 0;
     }
+    require(refusalOfCheck(text).empty(), "a check takes the same");
     const bool hasNumber = readAll(*sut);
     const std::string written = sut->toString();
     require(JsonObject::parse(written)->toString() == written, "what was written is read back");

@@ -37,8 +37,11 @@ std::string refusalOf(const Call& call) {
     return "no exception";
 }
 
+/// Checking a text must refuse the same with the same words.
 std::string refusalOfParsing(const std::string& text) {
-    return refusalOf([&] { JsonObject::parse(text); });
+    std::string refusal = refusalOf([&] { JsonObject::parse(text); });
+    EXPECT_EQ(refusalOf([&] { JsonObject::check(text); }), refusal);
+    return refusal;
 }
 
 std::string nested(int depth) {

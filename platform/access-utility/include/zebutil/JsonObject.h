@@ -39,6 +39,9 @@ class ZEBUTIL_EXPORT JsonObject {
     /// invalid.
     static std::shared_ptr<JsonObject> parse(std::string_view text);
 
+    /// Throws what `parse` throws for this text, but builds nothing.
+    static void check(std::string_view text);
+
     /// An empty object.
     JsonObject();
 

@@ -24,14 +24,23 @@ constexpr std::size_t kMostNodesOfSmallText = mostJsonNodes(kSmallTextSize);
 /// Up to this number of members, comparing all of them costs less than halving.
 constexpr std::size_t kFewMembers = 8;
 
+void refuseTooLong(std::string_view text) {
+    if (text.size() > JsonDocument::kMaximumTextSize) {
+        throw JsonException("JSON: expected at most " + std::to_string(JsonDocument::kMaximumTextSize) +
+                            " bytes, found " + std::to_string(text.size()));
+    }
+}
+
 }  // namespace
 
 JsonDocumentHold JsonDocument::parse(std::string_view text, int maximumDepth) {
-    if (text.size() > kMaximumTextSize) {
-        throw JsonException("JSON: expected at most " + std::to_string(kMaximumTextSize) + " bytes, found " +
-                            std::to_string(text.size()));
-    }
+    refuseTooLong(text);
     return text.size() <= kSmallTextSize ? readSmall(text, maximumDepth) : readLarge(text, maximumDepth);
+}
+
+void JsonDocument::check(std::string_view text, int maximumDepth) {
+    refuseTooLong(text);
+    checkJson(text, maximumDepth);
 }
 
 JsonDocumentHold JsonDocument::readSmall(std::string_view text, int maximumDepth) {

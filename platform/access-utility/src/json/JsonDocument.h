@@ -29,6 +29,8 @@ class JsonDocument {
 
     /// Reads a text as `JsonObject::parse` promises. Allocates once.
     static JsonDocumentHold parse(std::string_view text, int maximumDepth);
+    /// Refuses what parse() refuses, without building anything.
+    static void check(std::string_view text, int maximumDepth);
 
     /// Where the outermost object is.
     std::uint32_t root() const { return root_; }

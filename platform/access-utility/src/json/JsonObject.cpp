@@ -40,6 +40,10 @@ std::shared_ptr<JsonObject> JsonObject::parse(std::string_view text) {
     return std::make_shared<JsonObject>(std::move(document), root);
 }
 
+void JsonObject::check(std::string_view text) {
+    detail::JsonDocument::check(text, kMaximumDepth);
+}
+
 JsonObject::JsonObject() : object_(new Poco::JSON::Object) {}
 
 JsonObject::JsonObject(Poco::JSON::Object::Ptr object) : object_(std::move(object)) {

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "JsonDocumentBuilder.h"
+#include "JsonNothing.h"
 #include "JsonNumber.h"
 #include "JsonString.h"
 #include "JsonText.h"
@@ -12,9 +13,10 @@ namespace zebutil::detail {
 namespace {
 
 /// The grammar of objects, arrays and values: one recursion over one place in the text.
+template <typename Builder>
 class JsonReader {
  public:
-    JsonReader(std::string_view text, int maximumDepth, JsonDocumentBuilder& builder)
+    JsonReader(std::string_view text, int maximumDepth, Builder& builder)
         : text_(text), levelsLeft_(maximumDepth), builder_(builder) {}
 
     void readDocument() {
@@ -125,13 +127,18 @@ class JsonReader {
 
     JsonText text_;
     int levelsLeft_;
-    JsonDocumentBuilder& builder_;
+    Builder& builder_;
 };
 
 }  // namespace
 
 void readJson(std::string_view text, int maximumDepth, JsonDocumentBuilder& builder) {
     JsonReader(text, maximumDepth, builder).readDocument();
+}
+
+void checkJson(std::string_view text, int maximumDepth) {
+    JsonNothing nothing;
+    JsonReader(text, maximumDepth, nothing).readDocument();
 }
 
 }  // namespace zebutil::detail

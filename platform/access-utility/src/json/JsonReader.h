@@ -10,4 +10,7 @@ class JsonDocumentBuilder;
 /// Throws `JsonException`.
 void readJson(std::string_view text, int maximumDepth, JsonDocumentBuilder& builder);
 
+/// The same without building anything.
+void checkJson(std::string_view text, int maximumDepth);
+
 }  // namespace zebutil::detail

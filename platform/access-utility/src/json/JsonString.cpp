@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "JsonDocumentBuilder.h"
+#include "JsonNothing.h"
+
 namespace zebutil::detail {
 
 namespace {
@@ -81,7 +84,8 @@ std::uint32_t readEscapedCharacter(JsonText& text) {
     return 0x10000 + ((character - 0xD800) << 10U) + (second - 0xDC00);
 }
 
-void appendCharacter(JsonDocumentBuilder& builder, std::uint32_t character) {
+template <typename Builder>
+void appendCharacter(Builder& builder, std::uint32_t character) {
     const auto append = [&builder](std::uint32_t byte) { builder.append(static_cast<char>(byte)); };
     if (character < 0x80) {
         append(character);
@@ -101,7 +105,8 @@ void appendCharacter(JsonDocumentBuilder& builder, std::uint32_t character) {
 }
 
 /// Reads what follows a backslash.
-void readEscape(JsonText& text, JsonDocumentBuilder& builder) {
+template <typename Builder>
+void readEscape(JsonText& text, Builder& builder) {
     const char escape = text.peek();
     switch (escape) {
         case '"':
@@ -136,11 +141,12 @@ void readEscape(JsonText& text, JsonDocumentBuilder& builder) {
 
 }  // namespace
 
-void readJsonStringSlowly(JsonText& text, JsonDocumentBuilder& builder) {
+template <typename Builder>
+void readJsonStringSlowly(JsonText& text, Builder& builder) {
     while (!text.next('"')) {
         const char* const begin = text.at();
         skipPlainAndMultibyteCharacters(text);
-        builder.append({begin, static_cast<std::size_t>(text.at() - begin)});
+        builder.append(std::string_view(begin, static_cast<std::size_t>(text.at() - begin)));
         if (text.atEnd()) {
             text.fail("unterminated string");
         }
@@ -151,5 +157,8 @@ void readJsonStringSlowly(JsonText& text, JsonDocumentBuilder& builder) {
         }
     }
 }
+
+template void readJsonStringSlowly(JsonText& text, JsonDocumentBuilder& builder);
+template void readJsonStringSlowly(JsonText& text, JsonNothing& builder);
 
 }  // namespace zebutil::detail

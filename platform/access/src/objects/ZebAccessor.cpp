@@ -3,7 +3,6 @@
 #include <zeb/ZebException.h>
 #include <zebutil/ILogger.h>
 #include <zebutil/ITaskExecutor.h>
-#include <zebutil/JsonArray.h>
 #include <zebutil/JsonObject.h>
 #include <zebutil/StopHandler.h>
 
@@ -14,6 +13,8 @@
 #include <mutex>
 #include <utility>
 #include <vector>
+
+#include "FirstElement.h"
 
 namespace zeb {
 
@@ -42,13 +43,6 @@ std::string readable(const XObjectDescriptor& descriptor) {
         text.append(1, std::exchange(delimiter, '&')).append(key).append("=").append(value);
     }
     return text;
-}
-
-// The first element of an answer, or null if there is none. It is a document of its own, so that it does not
-// keep the rest of the answer.
-std::shared_ptr<zebutil::JsonObject> firstElement(const std::string& answer) {
-    const auto data = zebutil::JsonObject::parse(answer)->getArray("data");
-    return data->size() == 0 ? nullptr : zebutil::JsonObject::parse(data->getObject(0)->toString());
 }
 
 }  // namespace
@@ -122,7 +116,7 @@ struct ZebAccessor::Request {
                 fail(self, response, "findFirst: error occurred but no error callback given");
                 return;
             }
-            if (auto json = firstElement(response->getBody())) {
+            if (auto json = readFirstElement(response->getBody())) {
                 element = self->elementFactory(std::move(json));
                 if (!element->getId()) {
                     self->logger->warning(kFindFirst + readable(self->descriptor) +

@@ -145,6 +145,56 @@ TEST_F(ZebAccessorTest, SaysInTheLogThatTheElementHasNoId) {
         R"(ZebAccessor::findFirst(): /Lighting/lamps was answered with an element without "id")"));
 }
 
+// What is not the element is skipped, but a mistake in it is a mistake in the answer.
+TEST_F(ZebAccessorTest, RefusesAnAnswerWithAMistakeBehindTheElement) {
+    for (const char* body : {
+             R"({"data":[{"id":"1"},tru]})",
+             R"({"data":[{"id":"1"},{"name":"\q"}]})",
+             R"({"data":[{"id":"1"},{"level":01}]})",
+             R"({"data":[{"id":"1"},]})",
+             R"({"data":[{"id":"1"}}})",
+             R"({"data":[{"id":"1"}],"ts":})",
+             R"({"data":[{"id":"1"}]} x)",
+             "{\"data\":[{\"id\":\"1\"},\"\xff\"]}",
+         }) {
+        access->answer = [body] { return zeb::ZebResponse(200, body); };
+        errors.clear();
+        findFirst();
+        requests->runAll();
+        callbacks->runAll();
+        EXPECT_EQ(errors.size(), 1U) << body;
+    }
+}
+
+TEST_F(ZebAccessorTest, SaysWhereTheMistakeIs) {
+    access->answer = [] { return zeb::ZebResponse(200, R"({"data":[{"id":"1"},tru]})"); };
+    findFirst();
+    requests->runAll();
+    callbacks->runAll();
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_STREQ(errors.front()->getHttpException()->what(),
+                 "ZebException: unknown find first failed reason: JSON, byte 20: expected a value");
+}
+
+TEST_F(ZebAccessorTest, SaysWhatItExpectedInsteadOfAList) {
+    access->answer = [] { return zeb::ZebResponse(200, R"({"data":{"id":"1"}})"); };
+    findFirst();
+    requests->runAll();
+    callbacks->runAll();
+    ASSERT_EQ(errors.size(), 1U);
+    EXPECT_STREQ(errors.front()->getHttpException()->what(),
+                 "ZebException: unknown find first failed reason: ZebException: answer expected a list under "
+                 "\"data\", got {\"id\":\"1\"}");
+}
+
+TEST_F(ZebAccessorTest, TakesTheLastListIfThereAreSeveral) {
+    access->answer = [] { return zeb::ZebResponse(200, R"({"data":[5],"d\u0061ta":[{"id":"1"}]})"); };
+    findFirst();
+    requests->runAll();
+    callbacks->runAll();
+    EXPECT_EQ(successes, 1);
+}
+
 TEST_F(ZebAccessorTest, NamesTheTaskOfAnError) {
     access->answer = [] { return zeb::ZebResponse(404, ""); };
     findFirst();
