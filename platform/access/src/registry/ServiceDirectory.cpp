@@ -33,8 +33,9 @@ class ServiceDirectory::RegistryService : public Service {
     std::shared_ptr<IWebsocketManager> websocketManager_;
 };
 
-ServiceDirectory::ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, std::function<void()> changed)
-    : changed_(std::move(changed)), faults_(std::move(logger)) {}
+ServiceDirectory::ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, Later later,
+                                   std::function<void()> changed)
+    : later_(std::move(later)), changed_(std::move(changed)), faults_(std::move(logger)) {}
 
 ServiceDirectory::~ServiceDirectory() = default;
 
@@ -50,7 +51,7 @@ UntypedServiceListener ServiceDirectory::listener() {
             self->subscription_ = std::static_pointer_cast<RegistryService>(service)->subscribeServices(
                 [weak](std::string_view services) {
                     if (const auto directory = weak.lock()) {
-                        directory->update(services);
+                        directory->receive(services);
                     }
                 });
         }
@@ -73,6 +74,28 @@ std::optional<ServiceEndpoint> ServiceDirectory::find(const std::string& service
         throw std::runtime_error(reason->second);
     }
     return std::nullopt;
+}
+
+// A list replaces every one before it. So only the newest is read, and not before the thread has had time for
+// other things.
+void ServiceDirectory::receive(std::string_view services) {
+    unread_ = services;
+    if (!isReadPlanned_) {
+        later_(nextRead_, [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                self->readUnread();
+            }
+        });
+        isReadPlanned_ = true;
+    }
+}
+
+void ServiceDirectory::readUnread() {
+    const auto begin = Clock::now();
+    isReadPlanned_ = false;
+    update(std::exchange(unread_, {}));
+    const auto end = Clock::now();
+    nextRead_ = end + (kShareOfTime - 1) * (end - begin);
 }
 
 void ServiceDirectory::update(std::string_view services) {

@@ -4,6 +4,7 @@
 #include <zeb/Subscription.h>
 #include <zeb/UntypedServiceListener.h>
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -31,8 +32,13 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     /// The registry service's name on the bus.
     static constexpr const char* kServiceName = "serviceregistry";
 
+    using Clock = std::chrono::steady_clock;
+
+    /// Runs a function on the executor thread at a time, or soon after.
+    using Later = std::function<void(Clock::time_point at, std::function<void()> function)>;
+
     /// @param changed called on the executor thread after the directory has changed
-    ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, std::function<void()> changed);
+    ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, Later later, std::function<void()> changed);
     ~ServiceDirectory();
 
     /// The listener that must be registered for the registry service.
@@ -47,11 +53,21 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
 
     static constexpr std::size_t kMostLinesOfOneList = 8;
 
+    /// A list takes at most one part in so many of the executor thread's time, however many the registry
+    /// service sends.
+    static constexpr int kShareOfTime = 10;
+
+    void receive(std::string_view services);
+    void readUnread();
     void update(std::string_view services);
     void logIgnored(const ServiceList& list);
 
+    const Later later_;
     const std::function<void()> changed_;
     // Used only on the executor thread.
+    std::string unread_;  ///< the newest list, if it has not been read yet
+    bool isReadPlanned_ = false;
+    Clock::time_point nextRead_;
     std::shared_ptr<Subscription> subscription_;
     FaultLog faults_;
 

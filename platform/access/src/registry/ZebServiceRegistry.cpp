@@ -126,7 +126,14 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             if (directory_ || isStopped_) {
                 return;
             }
-            directory_ = std::make_shared<ServiceDirectory>(logger_, [weak = weak_from_this()] {
+            const auto later = [weak = weak_from_this()](std::chrono::steady_clock::time_point at,
+                                                         std::function<void()> function) {
+                if (const auto self = weak.lock()) {
+                    self->executeAt(at, "list of services",
+                                    [function = std::move(function)](Impl&) { function(); });
+                }
+            };
+            directory_ = std::make_shared<ServiceDirectory>(logger_, later, [weak = weak_from_this()] {
                 if (const auto self = weak.lock()) {
                     self->onDirectoryChanged();
                 }

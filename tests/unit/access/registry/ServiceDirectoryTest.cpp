@@ -1,0 +1,108 @@
+#include <RecordingLogger.h>
+#include <gtest/gtest.h>
+#include <zeb/IWebsocketManager.h>
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "registry/ServiceDirectory.h"
+
+namespace {
+
+using Clock = zeb::ServiceDirectory::Clock;
+
+/// Keeps the handler of the subscription.
+class FakeConnection : public zeb::IWebsocketManager {
+ public:
+    std::shared_ptr<zeb::Subscription> subscribe(const std::string&, const std::string&,
+                                                 DataHandler dataHandler, EndedHandler) override {
+        handler = std::move(dataHandler);
+        return nullptr;
+    }
+    void unsubscribeFromAll() override {}
+    void close(const std::string&) override {}
+    void stop() override {}
+
+    DataHandler handler;
+};
+
+class ServiceDirectory : public testing::Test {
+ protected:
+    ServiceDirectory() {
+        const auto listener = sut->listener();
+        listener.connected(listener.createService(nullptr, connection));
+    }
+
+    void tell(const std::string& list) { connection->handler(list); }
+
+    void runPlanned() {
+        for (const auto& task : std::exchange(planned, {})) {
+            task.second();
+        }
+    }
+
+    static std::string listOf(const std::string& name, std::size_t entries = 1) {
+        const std::string entry =
+            R"({"name":")" + name + R"(","serverBaseUri":"http://127.0.0.1:1","serverBasePath":"/"})";
+        std::string list = "[" + entry;
+        for (std::size_t number = 1; number < entries; ++number) {
+            list += "," + entry;
+        }
+        return list + "]";
+    }
+
+    const std::shared_ptr<FakeConnection> connection = std::make_shared<FakeConnection>();
+    std::vector<std::pair<Clock::time_point, std::function<void()>>> planned;
+    int changes = 0;
+    const std::shared_ptr<zeb::ServiceDirectory> sut = std::make_shared<zeb::ServiceDirectory>(
+        std::make_shared<test_support::RecordingLogger>(std::make_shared<test_support::RecordedLog>(),
+                                                        "registry"),
+        [this](Clock::time_point at, std::function<void()> function) {
+            planned.emplace_back(at, std::move(function));
+        },
+        [this] { ++changes; });
+};
+
+TEST_F(ServiceDirectory, KnowsTheServicesOfAList) {
+    tell(listOf("A"));
+    runPlanned();
+    EXPECT_TRUE(sut->find("A"));
+}
+
+TEST_F(ServiceDirectory, ReadsTheFirstListAtOnce) {
+    tell(listOf("A"));
+    ASSERT_EQ(planned.size(), 1U);
+    EXPECT_LE(planned.front().first, Clock::now());
+}
+
+TEST_F(ServiceDirectory, ReadsOnlyTheNewestOfTheListsThatWait) {
+    for (const char* name : {"A", "B", "C"}) {
+        tell(listOf(name));
+    }
+    EXPECT_EQ(planned.size(), 1U);
+    runPlanned();
+    EXPECT_EQ(changes, 1);
+    EXPECT_TRUE(sut->find("C"));
+}
+
+TEST_F(ServiceDirectory, LeavesTheThreadTimeForOtherThingsBeforeItReadsTheNextList) {
+    tell(listOf("A", 5000));
+    runPlanned();
+    tell(listOf("B"));
+    ASSERT_EQ(planned.size(), 1U);
+    EXPECT_GT(planned.front().first, Clock::now());
+}
+
+TEST_F(ServiceDirectory, PlansTheNextListAfterOneThatIsNone) {
+    tell("{}");
+    runPlanned();
+    tell(listOf("A"));
+    runPlanned();
+    EXPECT_TRUE(sut->find("A"));
+}
+
+}  // namespace
