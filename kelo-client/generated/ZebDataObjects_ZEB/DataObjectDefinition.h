@@ -68,7 +68,10 @@ struct Field {
     void unreadable(const char* type, const std::exception& reason) const {
         messages.warning(line, {"could not get ", key, " as ", type, ", exception=", reason.what()});
     }
-    void unknownLiteral() const { messages.warning(line, {"unknown enum value in ", key}); }
+    /// One message for each of them.
+    void unknownLiterals(std::size_t number) const {
+        messages.warning(line, {"unknown enum value in ", key}, number);
+    }
 };
 
 /// Reads and writes the fields of a type and makes filter terms of them. An exception from `read` ends the
@@ -85,6 +88,25 @@ zebutil::JsonArray arrayOf(const std::vector<T>& values, void (*add)(zebutil::Js
         add(array, value);
     }
     return array;
+}
+
+/// Returns the JSON text of the array that `arrayOf` would return. Makes it in pieces, because a whole array
+/// of many small values takes many times the memory of its text.
+template <typename T, typename V>
+std::string textOfArray(const std::vector<T>& values, void (*add)(zebutil::JsonArray&, V)) {
+    constexpr std::size_t pieceSize = 256;
+    std::string text = "[";
+    for (std::size_t begin = 0; begin < values.size(); begin += pieceSize) {
+        zebutil::JsonArray piece;
+        for (std::size_t i = begin; i < values.size() && i < begin + pieceSize; ++i) {
+            add(piece, values[i]);
+        }
+        const std::string bracketed = piece.toString();
+        if (piece.size() > 0) {
+            text.append(text.size() > 1 ? "," : "").append(bracketed, 1, bracketed.size() - 2);
+        }
+    }
+    return text.append("]");
 }
 
 /// The common part of booleans, integers and strings. `getter` reads one from a JSON object.
@@ -138,7 +160,7 @@ struct Kind<E, std::enable_if_t<std::is_enum_v<E>>> {
         const auto& values = kTables<E>.values;
         const auto found = values.find(json.getString(field.key));
         if (found == values.end()) {
-            field.unknownLiteral();
+            field.unknownLiterals(1);
         } else {
             store(found->second);
         }
@@ -164,6 +186,7 @@ struct Kind<std::vector<std::string>> {
         try {
             const auto array = json.getArray(field.key);
             std::vector<std::string> texts;
+            texts.reserve(array->size());
             for (std::size_t i = 0; i < array->size(); ++i) {
                 texts.push_back(array->getString(i));
             }
@@ -179,7 +202,7 @@ struct Kind<std::vector<std::string>> {
     }
 
     static void addTo(zeb::ZebFilter& filter, const std::string& key, const std::vector<std::string>& texts) {
-        filter.add(key, arrayOf(texts, addText).toString());
+        filter.add(key, textOfArray(texts, addText));
     }
 
  private:
@@ -195,13 +218,21 @@ struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
         const auto& table = kTables<E>.values;
         const auto array = json.getArray(field.key);
         std::vector<E> values;
-        for (std::size_t i = 0; i < array->size(); ++i) {
-            if (const auto found = table.find(array->getString(i)); found != table.end()) {
-                values.push_back(found->second);
-            } else {
-                field.unknownLiteral();
+        values.reserve(array->size());
+        std::size_t unknown = 0;
+        try {
+            for (std::size_t i = 0; i < array->size(); ++i) {
+                if (const auto found = table.find(array->getString(i)); found != table.end()) {
+                    values.push_back(found->second);
+                } else {
+                    ++unknown;
+                }
             }
+        } catch (...) {
+            field.unknownLiterals(unknown);
+            throw;
         }
+        field.unknownLiterals(unknown);
         store(std::move(values));
     }
 
@@ -210,7 +241,7 @@ struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
     }
 
     static void addTo(zeb::ZebFilter& filter, const std::string& key, const std::vector<E>& values) {
-        filter.add(key, arrayOf(values, addLiteral).toString());
+        filter.add(key, textOfArray(values, addLiteral));
     }
 
  private:
@@ -248,6 +279,7 @@ struct Kind<std::vector<R>, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
         const auto array = json.getArray(field.key);
         std::vector<R> elements;
+        elements.reserve(array->size());
         for (std::size_t i = 0; i < array->size(); ++i) {
             elements.emplace_back(array->getObject(i));
         }
@@ -259,7 +291,7 @@ struct Kind<std::vector<R>, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>
     }
 
     static void addTo(zeb::ZebFilter& filter, const std::string& key, const std::vector<R>& elements) {
-        filter.add(key, arrayOf(elements, addUri).toString());
+        filter.add(key, textOfArray(elements, addUri));
     }
 
  private:

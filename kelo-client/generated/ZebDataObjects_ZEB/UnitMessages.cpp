@@ -6,23 +6,42 @@
 
 namespace zebobjects_ZEB {
 
-void UnitMessages::warning(int line, std::initializer_list<std::string_view> parts) noexcept {
-    try {
-        const auto write = [&](zebutil::ILogger& logger) {
-            std::string text = std::string("kelo-client/generated/ZebDataObjects_ZEB/") + unit_ + ":" +
-                               std::to_string(line) + " ";
-            for (const std::string_view part : parts) {
-                text += part;
-            }
-            logger.warning(text);
-        };
-        if (logger_ == Logger::perMessage) {
-            write(*zebutil::LoggerFactory::getDefaultLoggerFactory()->createLogger(unit_));
-        } else if (zebutil::ILogger& logger = keptLogger(); logger.isWarning()) {
-            write(logger);
+namespace {
+
+std::string textOf(const char* unit, int line, const std::initializer_list<std::string_view>& parts) {
+    std::string text =
+        std::string("kelo-client/generated/ZebDataObjects_ZEB/") + unit + ":" + std::to_string(line) + " ";
+    for (const std::string_view part : parts) {
+        text += part;
+    }
+    return text;
+}
+
+}  // namespace
+
+void UnitMessages::warning(int line, std::initializer_list<std::string_view> parts,
+                           std::size_t times) noexcept {
+    std::string text;
+    for (; times > 0; --times) {
+        try {
+            withLogger([&](zebutil::ILogger& logger) {
+                if (text.empty()) {
+                    text = textOf(unit_, line, parts);
+                }
+                logger.warning(text);
+            });
+        } catch (...) {
+            // The failure cannot be reported anywhere.
         }
-    } catch (...) {
-        // The failure cannot be reported anywhere.
+    }
+}
+
+template <typename Write>
+void UnitMessages::withLogger(const Write& write) {
+    if (logger_ == Logger::perMessage) {
+        write(*zebutil::LoggerFactory::getDefaultLoggerFactory()->createLogger(unit_));
+    } else if (zebutil::ILogger& logger = keptLogger(); logger.isWarning()) {
+        write(logger);
     }
 }
 

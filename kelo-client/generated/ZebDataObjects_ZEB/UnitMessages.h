@@ -2,6 +2,7 @@
 
 #include <zebutil/ILogger.h>
 
+#include <cstddef>
 #include <initializer_list>
 #include <memory>
 #include <mutex>
@@ -27,12 +28,15 @@ class UnitMessages {
         : unit_(unit), logger_(logger), endOfFill_(endOfFill) {}
 
     /// `line` is the line of the unit's source file that the message points to. The parts are concatenated
-    /// only if the message is written. If the logger throws or memory runs out, only the message is lost.
-    void warning(int line, std::initializer_list<std::string_view> parts) noexcept;
+    /// only if the message is written, and once for all `times` that it is written. If the logger throws or
+    /// memory runs out, only the message is lost.
+    void warning(int line, std::initializer_list<std::string_view> parts, std::size_t times = 1) noexcept;
     /// Reports that a fill ended early, if the unit reports that. `line` as above.
     void reportEndOfFill(int line) noexcept;
 
  private:
+    template <typename Write>
+    void withLogger(const Write& write);
     zebutil::ILogger& keptLogger();
 
     const char* const unit_;

@@ -100,6 +100,16 @@ TEST_F(Servicemanagement, EndsTheFillWhenAnElementOfAListIsNoText) {
     EXPECT_THAT(messages(), ElementsAre("unknown enum value in disabledReason", kEndOfFill));
 }
 
+TEST_F(Servicemanagement, FiltersByALongListInItsOrder) {
+    std::string text;
+    for (int i = 0; i < 300; ++i) {
+        text += R"("dormantData","trackingData",)";
+    }
+    text = "[" + text + R"("consentData"])";
+    const auto sut = objectOf<TransactionType>(R"({"privacyGroups":)" + text + "}").getDescriptor();
+    EXPECT_EQ(sut.getFilter().begin()->second, text);
+}
+
 TEST_F(Servicemanagement, WritesAListOfEnumerationsWithoutUnknownValues) {
     ServicemanagementService::TransactionTypeDescriptor sut;
     sut.setPrivacyGroups({PRIVACYGROUPS::dormantData, PRIVACYGROUPS{7}, PRIVACYGROUPS::trackingData});
