@@ -445,6 +445,15 @@ TEST_F(ClampControlAccessTest, DoesNotSubscribeToAnElementWithoutId) {
     EXPECT_THAT(logged(), IsEmpty());
 }
 
+TEST_F(ClampControlAccessTest, DoesNotSubscribeToAnElementWithAnEmptyIdAndSaysSo) {
+    createConnected();
+    bus.answer = [] { return zeb::ZebResponse(200, R"({"data":[{"id":"","type":"Clamp15"}]})"); };
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_THAT(bus.subscriptions(), IsEmpty());
+    EXPECT_THAT(loggedByPlatform(),
+                ElementsAre(HasSubstr("without a usable \"id\": expected a string, found an empty one")));
+}
+
 TEST_F(ClampControlAccessTest, EndsTheLookUpWhenTheServiceIsLost) {
     createConnected(kNoTimeLimits);
     const UnansweredRequest unanswered(bus, [this] { bus.queueDisconnect(); });

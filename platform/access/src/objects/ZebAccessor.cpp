@@ -45,6 +45,24 @@ std::string readable(const XObjectDescriptor& descriptor) {
     return text;
 }
 
+// Whether nobody can ask for the element again.
+bool lacksId(const IXObject& element) {
+    return !element.getId() || element.getId().getValue().empty();
+}
+
+// What the element that lacks an id has instead.
+std::string foundInsteadOfId(const zebutil::JsonObject& json) {
+    if (!json.has("id")) {
+        return "expected a string, found nothing";
+    }
+    try {
+        json.getString("id");
+        return "expected a string, found an empty one";
+    } catch (const std::exception& reason) {
+        return reason.what();
+    }
+}
+
 }  // namespace
 
 // The requests that exist, so that those without an outcome can be ended whatever their tasks wait for.
@@ -116,11 +134,12 @@ struct ZebAccessor::Request {
                 fail(self, response, "findFirst: error occurred but no error callback given");
                 return;
             }
-            if (auto json = readFirstElement(response->getBody())) {
-                element = self->elementFactory(std::move(json));
-                if (!element->getId()) {
-                    self->logger->warning(kFindFirst + readable(self->descriptor) +
-                                          " was answered with an element without \"id\"");
+            if (const auto json = readFirstElement(response->getBody())) {
+                element = self->elementFactory(json);
+                if (lacksId(*element)) {
+                    self->logger->warning(
+                        kFindFirst + readable(self->descriptor) +
+                        " was answered with an element without a usable \"id\": " + foundInsteadOfId(*json));
                 }
             } else {
                 self->logger->warning(kFindFirst + readable(self->descriptor) + " matched no element");

@@ -137,12 +137,24 @@ TEST_F(ZebAccessorTest, SaysInTheLogThatNoElementMatched) {
     EXPECT_TRUE(log->contains("ZebAccessor::findFirst(): /Lighting/lamps?kind=brake matched no element"));
 }
 
-TEST_F(ZebAccessorTest, SaysInTheLogThatTheElementHasNoId) {
-    access->answer = [] { return zeb::ZebResponse(200, R"({"data":[{"name":"left"}]})"); };
-    findFirst();
-    requests->runAll();
-    EXPECT_TRUE(log->contains(
-        R"(ZebAccessor::findFirst(): /Lighting/lamps was answered with an element without "id")"));
+TEST_F(ZebAccessorTest, SaysInTheLogWhatTheElementHasInPlaceOfAnId) {
+    const std::pair<const char*, const char*> cases[] = {
+        {R"({"name":"left"})", "expected a string, found nothing"},
+        {R"({"id":""})", "expected a string, found an empty one"},
+        {R"({"id":null})", R"("id": expected a string, a number or a boolean, found null)"},
+        {R"({"id":{}})", R"("id": expected a string, a number or a boolean, found an object)"},
+    };
+    for (const auto& [element, reason] : cases) {
+        access->answer = [text = R"({"data":[)" + std::string(element) + "]}"] {
+            return zeb::ZebResponse(200, text);
+        };
+        findFirst();
+        requests->runAll();
+        EXPECT_TRUE(log->contains(
+            R"(ZebAccessor::findFirst(): /Lighting/lamps was answered with an element without a usable "id": )" +
+            std::string(reason)))
+            << element;
+    }
 }
 
 // What is not the element is skipped, but a mistake in it is a mistake in the answer.
