@@ -57,14 +57,13 @@ int compare(const Value& left, const Value& right) {
 int compareStrings(std::string_view left, std::string_view right, ReadAccount& account) {
     StringBytes leftBytes(left);
     StringBytes rightBytes(right);
-    std::size_t read = 1;
     int leftByte = leftBytes.next();
     int rightByte = rightBytes.next();
-    for (; leftByte == rightByte && leftByte != StringBytes::kEnd; ++read) {
+    while (leftByte == rightByte && leftByte != StringBytes::kEnd) {
         leftByte = leftBytes.next();
         rightByte = rightBytes.next();
     }
-    account.spend(read);
+    account.spend(leftBytes.read());
     return compare(leftByte, rightByte);
 }
 

@@ -175,10 +175,9 @@ int StringBytes::afterBackslash() {
         case 't':
             return '\t';
         case 'u': {
-            // Only control characters are written with their numbers.
-            int byte = 0;
-            const char* const digits = text_.data() + position_;
-            std::from_chars(digits, digits + 4, byte, 16);
+            // Only control characters are written with their numbers, in four digits.
+            const char last = text_[position_ + 3];
+            const int byte = (text_[position_ + 2] - '0') * 16 + (last <= '9' ? last - '0' : last - 'A' + 10);
             position_ += 4;
             return byte;
         }

@@ -79,6 +79,8 @@ class StringBytes {
         const char first = text_[position_++];
         return first == '\\' ? afterBackslash() : static_cast<unsigned char>(first);
     }
+    /// How much of the text was read.
+    std::size_t read() const { return position_; }
 
  private:
     int afterBackslash();

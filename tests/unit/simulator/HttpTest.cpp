@@ -88,7 +88,7 @@ TEST_F(SimulatorHttp, SortsBySeveralKeys) {
 TEST_F(SimulatorHttp, SortsStringsByTheirBytesHoweverTheyAreEscaped) {
     int id = 0;
     for (const char* const value :
-         {R"(a\")", R"(a!)", R"(a\\)", R"(a\u0001)", R"(a\n)", R"(a)", R"(a\u00e4)"}) {
+         {R"(a\")", R"(a!)", R"(a\\)", R"(a\u0001)", R"(a\u001f)", R"(a)", R"(a\u00e4)"}) {
         sut.addElement("/ClampControl/texts/" + std::to_string(++id),
                        R"({"a":")" + std::string(value) + "\"}");
     }
