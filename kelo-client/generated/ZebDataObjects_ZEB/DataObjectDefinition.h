@@ -466,7 +466,8 @@ std::unique_ptr<typename D::Resource> DataObject<D>::copyWithIdFromUri(const std
     return std::make_unique<typename D::Resource>(std::move(descriptor));
 }
 
-/// What the JSON has at `key`, as text for a message.
+/// What the JSON has at `key`, as text for a message. Does not quote the value: messages with the same text
+/// are limited together.
 inline std::string foundAt(const zebutil::JsonObject& json, const std::string& key) {
     if (!json.has(key)) {
         return "found nothing";
@@ -480,8 +481,7 @@ inline std::string foundAt(const zebutil::JsonObject& json, const std::string& k
     if (json.isNull(key)) {
         return "found null";
     }
-    const std::string text = json.getString(key);
-    return "found " + (json.isString(key) ? '"' + text + '"' : text);
+    return json.isString(key) ? "found an unknown string" : "found a number or a boolean";
 }
 
 template <typename D>
