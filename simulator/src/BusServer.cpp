@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <chrono>
+#include <optional>
 #include <stdexcept>
+
+#include "Json.h"
 
 namespace zebbussim {
 
@@ -13,8 +16,13 @@ using asio::ip::tcp;
 namespace {
 
 constexpr std::chrono::milliseconds kAcceptPause{100};
-/// Connections that wait for a request make room for new ones beyond this number.
-constexpr std::size_t kMaximumConnections = 1024;
+/// A connection that has done nothing for this time makes room for another one. Less would let those who come
+/// too fast close each other's connections before they are served.
+constexpr std::chrono::seconds kIdleTime{1};
+
+bool isIdle(const std::optional<std::chrono::steady_clock::time_point>& since) {
+    return since && std::chrono::steady_clock::now() - *since >= kIdleTime;
+}
 
 tcp::acceptor listen(asio::io_context& ioContext, const std::string& address, std::uint16_t port) {
     try {
@@ -33,34 +41,50 @@ BusServer::BusServer(asio::io_context& ioContext, BusContext& busContext, const 
       events_(std::move(serverEvents)),
       tlsContext_(std::move(tlsContext)),
       acceptor_(listen(ioContext, address, port)),
-      retryTimer_(ioContext) {
+      retryTimer_(ioContext),
+      room_(roomForConnections()) {
+    acceptor_.non_blocking(true);
     accept();
 }
 
 void BusServer::accept() {
-    acceptor_.async_accept(
-        [this](const ErrorCode& error, tcp::socket socket) { accepted(error, std::move(socket)); });
+    // Waits first: without a free descriptor an attempt to accept fails although nobody is waiting.
+    acceptor_.async_wait(tcp::acceptor::wait_read, [this](const ErrorCode&) {
+        if (!closing_) {
+            acceptWaiting();
+        }
+    });
 }
 
-void BusServer::accepted(const ErrorCode& error, tcp::socket&& socket) {
-    if (closing_) {
+void BusServer::acceptWaiting() {
+    const bool isFull = connections_.size() + peers_.size() >= room_.connections;
+    if (isFull && !makeRoom()) {
+        retryLater();
         return;
     }
-    if (error) {
-        const bool isOutOfDescriptors = error == boost::system::errc::too_many_files_open ||
-                                        error == boost::system::errc::too_many_files_open_in_system;
-        isOutOfDescriptors&& makeRoom() ? accept() : retryLater();
-        return;
+    ErrorCode error;
+    tcp::socket socket = acceptor_.accept(error);
+    const bool isOutOfDescriptors = error == boost::system::errc::too_many_files_open ||
+                                    error == boost::system::errc::too_many_files_open_in_system;
+    if (!error) {
+        accepted(std::move(socket));
+        accept();
+    } else if (error == asio::error::would_block || error == asio::error::connection_aborted ||
+               (isOutOfDescriptors && makeRoom())) {
+        accept();
+    } else {
+        retryLater();
     }
-    if (connections_.size() >= kMaximumConnections) {
-        makeRoom();
-    }
+}
+
+void BusServer::accepted(tcp::socket&& socket) {
     ErrorCode ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     socket.set_option(asio::socket_base::keep_alive(true), ignored);
     const auto connection = std::make_shared<HttpConnection>(
         BusStream(std::move(socket), tlsContext_ ? &*tlsContext_ : nullptr), context_,
-        HttpConnection::Events{[this](BusStream&& upgradedStream, const std::string& service,
+        HttpConnection::Events{[this](const std::string& service) { admit(service); },
+                               [this](BusStream&& upgradedStream, const std::string& service,
                                       HttpConnection::Request&& request) {
                                    upgraded(std::move(upgradedStream), service, std::move(request));
                                },
@@ -70,7 +94,6 @@ void BusServer::accepted(const ErrorCode& error, tcp::socket&& socket) {
                                }});
     connections_.insert(connection);
     connection->start();
-    accept();
 }
 
 void BusServer::retryLater() {
@@ -87,14 +110,52 @@ bool BusServer::makeRoom() {
     std::shared_ptr<HttpConnection> longest;
     for (const auto& connection : connections_) {
         const auto since = connection->waitingSince();
-        if (since && (!longest || *since < *longest->waitingSince())) {
+        if (isIdle(since) && (!longest || *since < *longest->waitingSince())) {
             longest = connection;
         }
     }
-    if (longest) {
+    const std::shared_ptr<WebSocketPeer> peer = longestIdlePeer(std::nullopt);
+    if (peer && (!longest || *peer->waitingSince() < *longest->waitingSince())) {
+        peer->drop();
+    } else if (longest) {
         longest->close();
     }
+    return peer || longest;
+}
+
+std::shared_ptr<WebSocketPeer> BusServer::longestIdlePeer(const std::optional<std::string>& service) const {
+    std::shared_ptr<WebSocketPeer> longest;
+    for (const auto& peer : peers_) {
+        const auto since = peer->waitingSince();
+        if ((!service || peer->service() == *service) && isIdle(since) &&
+            (!longest || *since < *longest->waitingSince())) {
+            longest = peer;
+        }
+    }
+    return longest;
+}
+
+bool BusServer::makeRoomForWebSocket(const std::optional<std::string>& service) {
+    const std::shared_ptr<WebSocketPeer> longest = longestIdlePeer(service);
+    if (longest) {
+        longest->drop();
+    }
     return longest != nullptr;
+}
+
+void BusServer::admit(const std::string& service) {
+    const auto ofService = [&](const std::shared_ptr<WebSocketPeer>& peer) {
+        return peer->service() == service;
+    };
+    const auto count = static_cast<std::size_t>(std::count_if(peers_.begin(), peers_.end(), ofService));
+    if (count >= room_.webSocketsOfAService && !makeRoomForWebSocket(service)) {
+        throw BusError::unavailable("The service " + excerpt(service) + " has " + std::to_string(count) +
+                                    " WebSockets and takes no more");
+    }
+    if (peers_.size() >= room_.webSockets && !makeRoomForWebSocket(std::nullopt)) {
+        throw BusError::unavailable("The bus has " + std::to_string(peers_.size()) +
+                                    " WebSockets and takes no more");
+    }
 }
 
 void BusServer::upgraded(BusStream&& stream, const std::string& service, WebSocketPeer::Request&& request) {

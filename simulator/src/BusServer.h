@@ -15,6 +15,7 @@
 #include "BusContext.h"
 #include "BusStream.h"
 #include "HttpConnection.h"
+#include "Room.h"
 #include "WebSocketPeer.h"
 
 namespace zebbussim {
@@ -45,10 +46,18 @@ class BusServer {
     using ErrorCode = boost::system::error_code;
 
     void accept();
+    /// Accepts the client that waits, if there is room for it or room can be made.
+    void acceptWaiting();
     void retryLater();
-    /// Closes the connection that has waited longest for a request. Returns false if there is none.
+    /// Ends the connection or the WebSocket that has done nothing for longest. Returns false if there is
+    /// none.
     bool makeRoom();
-    void accepted(const ErrorCode& error, boost::asio::ip::tcp::socket&& socket);
+    /// Ends the WebSocket that has done nothing for longest, of one service or of all.
+    bool makeRoomForWebSocket(const std::optional<std::string>& service);
+    std::shared_ptr<WebSocketPeer> longestIdlePeer(const std::optional<std::string>& service) const;
+    void accepted(boost::asio::ip::tcp::socket&& socket);
+    /// Throws `BusError` if there is no room for another WebSocket of the service.
+    void admit(const std::string& service);
     void upgraded(BusStream&& stream, const std::string& service, WebSocketPeer::Request&& request);
     void checkClosed();
 
@@ -57,6 +66,7 @@ class BusServer {
     std::optional<boost::asio::ssl::context> tlsContext_;
     boost::asio::ip::tcp::acceptor acceptor_;
     boost::asio::steady_timer retryTimer_;
+    const Room room_;
     std::set<std::shared_ptr<HttpConnection>> connections_;
     std::set<std::shared_ptr<WebSocketPeer>> peers_;
     bool closing_ = false;

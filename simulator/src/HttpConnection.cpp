@@ -255,13 +255,14 @@ void HttpConnection::handshake(const RequestTarget& target) {
     if (buffer_.size() > 0) {
         throw BusError::badRequest("Something follows the handshake before it is answered");
     }
+    events_.upgrading(service);
     over_ = true;
     events_.upgraded(std::move(stream_), service, std::move(request_));
     events_.ended(shared_from_this());
 }
 
 void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
-    waitingSince_.reset();
+    waitingSince_ = std::chrono::steady_clock::now();
     std::string().swap(request_.body());  // the connection may stay open for long
     const std::size_t size = httpAnswer.body.size();
     if (size > kSmallAnswer && context_.answerBytes + size > kMaximumAnswers) {
@@ -305,6 +306,7 @@ void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
 
 void HttpConnection::writeBytes(const std::string& bytes) {
     const auto kept = std::make_shared<const std::string>(bytes);
+    waitingSince_ = std::chrono::steady_clock::now();
     closeIn(context_.patience);
     asio::async_write(stream_, asio::buffer(*kept),
                       [self = shared_from_this(), kept](const ErrorCode&, std::size_t) { self->finish(); });

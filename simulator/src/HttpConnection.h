@@ -31,6 +31,8 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     using Request = boost::beast::http::request<GrowingBody>;
 
     struct Events {
+        /// Throws `BusError` if no other WebSocket of the service can be taken.
+        std::function<void(const std::string& service)> upgrading;
         std::function<void(BusStream&&, const std::string& service, Request&&)> upgraded;
         std::function<void(const std::shared_ptr<HttpConnection>&)> ended;
     };
@@ -40,7 +42,8 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     void start();
     void close();
 
-    /// Since when the connection waits for a request to arrive; nothing while one is answered.
+    /// Since when the connection waits for its client, which has a request to send or an answer to read;
+    /// nothing while an answer is made.
     std::optional<std::chrono::steady_clock::time_point> waitingSince() const { return waitingSince_; }
 
  private:

@@ -141,6 +141,11 @@ void Subscriptions::leave(Subscriber& subscriber) {
     bySubscriber_.erase(&subscriber);
 }
 
+bool Subscriptions::has(const Subscriber& subscriber) const {
+    const auto found = bySubscriber_.find(&subscriber);
+    return found != bySubscriber_.end() && !found->second.empty();
+}
+
 std::set<Subscriber*> Subscriptions::subscribersOf(const std::string& path) const {
     std::set<Subscriber*> subscribers;
     if (const auto found = byPath_.find(path); found != byPath_.end()) {

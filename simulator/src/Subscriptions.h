@@ -44,6 +44,8 @@ class Subscriptions {
     void receive(Subscriber& subscriber, const std::string& text);
     /// Ends all subscriptions of a client that has disconnected.
     void leave(Subscriber& subscriber);
+    /// Whether a client has a subscription.
+    bool has(const Subscriber& subscriber) const;
     /// The clients with a subscription to this path.
     std::set<Subscriber*> subscribersOf(const std::string& path) const;
 
@@ -87,7 +89,7 @@ class Subscriptions {
     Number lastNumber_ = 0;
     std::map<Number, Subscription> subscriptions_;
     std::unordered_map<std::string, std::set<Number>> byPath_;  ///< in the order of subscribing
-    std::unordered_map<Subscriber*, std::set<Number>> bySubscriber_;
+    std::unordered_map<const Subscriber*, std::set<Number>> bySubscriber_;
     std::optional<Hold> hold_;
 };
 

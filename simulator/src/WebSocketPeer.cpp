@@ -94,6 +94,7 @@ void WebSocketPeer::enqueue(Outgoing outgoing) {
 
 void WebSocketPeer::writeNext() {
     writing_ = true;
+    lastWrite_ = std::chrono::steady_clock::now();
     const Outgoing& next = queue_.front();
     const auto bufferOf = [](const SharedText& text) {
         return text ? asio::buffer(*text) : asio::const_buffer();
@@ -196,6 +197,7 @@ void WebSocketPeer::received(const ErrorCode& error) {
         }
         return;
     }
+    lastRead_ = std::chrono::steady_clock::now();
     if (closing_) {
         readBuffer_.consume(readBuffer_.size());
     } else if (webSocket_.is_message_done()) {
@@ -236,6 +238,13 @@ void WebSocketPeer::messageReceived() {
     if (readBuffer_.capacity() > kKeptBuffer) {
         readBuffer_.shrink_to_fit();  // one large message is no reason to keep its memory
     }
+}
+
+std::optional<std::chrono::steady_clock::time_point> WebSocketPeer::waitingSince() const {
+    if (writing_) {
+        return lastWrite_;
+    }
+    return context_.subscriptions.has(*this) ? std::nullopt : std::make_optional(lastRead_);
 }
 
 void WebSocketPeer::ended() {

@@ -4,10 +4,12 @@
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/websocket/stream.hpp>
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "BusContext.h"
@@ -52,6 +54,9 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
     void freeze();
 
     std::size_t queuedBytes() const { return queueSize_; }
+    /// Since when the client has read nothing of what is sent, or has sent nothing and has no subscription;
+    /// nothing for one that waits for notifications.
+    std::optional<std::chrono::steady_clock::time_point> waitingSince() const;
 
  private:
     struct Outgoing {
@@ -89,6 +94,8 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
     std::deque<Outgoing> queue_;
     std::size_t queueSize_ = 0;
     std::uint16_t closeCode_ = 0;
+    std::chrono::steady_clock::time_point lastRead_ = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::time_point lastWrite_ = lastRead_;
     bool open_ = false;
     bool writing_ = false;
     bool closing_ = false;

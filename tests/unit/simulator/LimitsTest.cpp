@@ -9,10 +9,12 @@
 #include <cstdint>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Room.h"
 #include "Scenario.h"
 #include "SimulatorTest.h"
 
@@ -280,22 +282,103 @@ TEST_F(SimulatorLimits, CountOnlyTheFirstPathsThatAreAskedFor) {
     EXPECT_GT(sut.requestCount(""), 0U);
 }
 
-TEST(SimulatorWithFewDescriptors, ServesAClientAlthoughOthersHoldThemAll) {
-    if (test_support::kSanitizerNeedsDescriptors) {
-        GTEST_SKIP() << "the sanitizer needs descriptors";
-    }
-    std::vector<std::string> command{"/bin/sh", "-c", "ulimit -n 40; exec \"$0\" \"$@\""};
+std::vector<std::string> programAfter(const std::string& shellCommand) {
+    std::vector<std::string> command{"/bin/sh", "-c", shellCommand + "; exec \"$0\" \"$@\""};
     for (const std::string& word : test_support::commandOf(ZEB_BUS_SIM, {VEHICLE_BUS_FILE})) {
         command.push_back(word);
     }
-    const test_support::BusProgram bus(command);
-    const auto port =
-        static_cast<std::uint16_t>(std::stoul(bus.baseUri().substr(bus.baseUri().find_last_of(':') + 1)));
+    return command;
+}
+
+std::uint16_t portOf(const test_support::BusProgram& bus) {
+    return static_cast<std::uint16_t>(std::stoul(bus.baseUri().substr(bus.baseUri().find_last_of(':') + 1)));
+}
+
+class SimulatorWithFewDescriptors : public testing::Test {
+ protected:
+    void SetUp() override {
+        if (test_support::kSanitizerNeedsDescriptors) {
+            GTEST_SKIP() << "the sanitizer needs descriptors";
+        }
+        bus_.emplace(programAfter("ulimit -n 40"));
+        port = portOf(*bus_);
+    }
+
+    std::uint16_t port = 0;
+
+ private:
+    std::optional<test_support::BusProgram> bus_;
+};
+
+TEST_F(SimulatorWithFewDescriptors, ServesAClientAlthoughOthersHoldThemAll) {
     std::vector<std::unique_ptr<RawHttp>> idle;
     for (int client = 0; client < 60; ++client) {
         idle.push_back(std::make_unique<RawHttp>(port));
     }
     EXPECT_EQ(RawHttp(port).get(kClamp).status, 200);
+}
+
+TEST_F(SimulatorWithFewDescriptors, ServesAClientAlthoughOthersDoNotReadTheirAnswers) {
+    RawHttp(port).post(kClamp, R"({"text":")" + std::string(1000 * 1000, 'x') + "\"}");
+    std::vector<std::unique_ptr<RawHttp>> unread;
+    for (int client = 0; client < 30; ++client) {
+        unread.push_back(std::make_unique<RawHttp>(port));
+        for (int request = 0; request < 16; ++request) {
+            unread.back()->write("GET /ClampControl/clamps/1 HTTP/1.1\r\nHost: localhost\r\n\r\n");
+        }
+    }
+    EXPECT_EQ(RawHttp(port).get("/ClampControl/clamps/2").status, 200);
+}
+
+/// Opens WebSockets until one is refused, at most 60.
+template <typename Use>
+std::vector<std::unique_ptr<RawWebSocket>> asManyWebSocketsAsThereIsRoomFor(std::uint16_t port,
+                                                                            const std::string& target,
+                                                                            Use use) {
+    std::vector<std::unique_ptr<RawWebSocket>> open;
+    try {
+        while (open.size() < 60) {
+            open.push_back(std::make_unique<RawWebSocket>(port, target));
+            use(*open.back());
+        }
+    } catch (const std::exception&) {
+    }
+    return open;
+}
+
+TEST_F(SimulatorWithFewDescriptors, ServesAClientAlthoughIdleWebSocketsTakeAllTheyGet) {
+    const auto nothing = [](RawWebSocket&) {};
+    const auto idle = asManyWebSocketsAsThereIsRoomFor(port, "/ClampControl", nothing);
+    EXPECT_EQ(RawHttp(port).get(kClamp).status, 200);
+}
+
+TEST_F(SimulatorWithFewDescriptors, LeavesRoomForHttpBesideWebSocketsThatAreInUse) {
+    const auto open = asManyWebSocketsAsThereIsRoomFor(
+        port, "/ClampControl", [](RawWebSocket& client) { client.subscribe(kClamp); });
+    const auto others = asManyWebSocketsAsThereIsRoomFor(port, "/serviceregistry", [](RawWebSocket& client) {
+        client.subscribe("/serviceregistry/services");
+    });
+    EXPECT_EQ(RawHttp(port).get(kClamp).status, 200);
+}
+
+TEST_F(SimulatorWithFewDescriptors, LeavesRoomForTheRegistryBesideTheWebSocketsOfAService) {
+    const auto open = asManyWebSocketsAsThereIsRoomFor(
+        port, "/ClampControl", [](RawWebSocket& client) { client.subscribe(kClamp); });
+    EXPECT_NO_THROW(RawWebSocket(port, "/serviceregistry").subscribe("/serviceregistry/services"));
+}
+
+TEST(SimulatorRoom, IsThatOfTheDescriptors) {
+    const zebbussim::Room room = zebbussim::roomForConnections(60, 16);
+    EXPECT_EQ(room.connections, 40U);
+    EXPECT_EQ(room.webSockets, 30U);
+    EXPECT_EQ(room.webSocketsOfAService, 20U);
+}
+
+TEST(SimulatorRoom, IsLimitedHoweverManyDescriptorsThereAre) {
+    const zebbussim::Room room = zebbussim::roomForConnections(1'000'000, 16);
+    EXPECT_EQ(room.connections, 2048U);
+    EXPECT_EQ(room.webSockets, 1536U);
+    EXPECT_EQ(room.webSocketsOfAService, 1024U);
 }
 
 TEST_F(SimulatorLimits, QuoteOnlyTheBeginningOfALongText) {
