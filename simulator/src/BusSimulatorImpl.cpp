@@ -86,11 +86,18 @@ void BusSimulator::Impl::start() {
     }
     context_.queuedBytes = 0;
     context_.answerBytes = 0;
-    running_ = std::make_unique<Running>(model_, context_, options_);
-    options_.port = running_->server.port();
-    registry_.setAddress(baseUri(), context_.basePath);
+    const std::uint16_t wantedPort = options_.port;
+    try {
+        running_ = std::make_unique<Running>(model_, context_, options_);
+        options_.port = running_->server.port();
+        registry_.setAddress(baseUri(), context_.basePath);
+        running_->thread.start();
+    } catch (...) {
+        running_.reset();
+        options_.port = wantedPort;
+        throw;
+    }
     observations_.update([](Numbers& numbers) { numbers.stopped = false; });
-    running_->thread.start();
 }
 
 void BusSimulator::Impl::stop() {

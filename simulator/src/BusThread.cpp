@@ -12,6 +12,12 @@ void BusThread::start() {
     thread_ = std::thread([this] { run(); });
 }
 
+void BusThread::join() {
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+}
+
 void BusThread::run() {
     const auto work = asio::make_work_guard(ioContext_);
     for (;;) {

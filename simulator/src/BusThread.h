@@ -26,7 +26,8 @@ class BusThread {
     void start();
     /// Ends the thread after the present handler. Pending handlers are dropped. Any thread may call it.
     void requestEnd() { ioContext_.stop(); }
-    void join() { thread_.join(); }
+    /// Does nothing if the thread was not started.
+    void join();
 
     /// Queues a function for this thread. Any thread may call it.
     void post(std::function<void()> function);

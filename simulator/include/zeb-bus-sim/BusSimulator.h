@@ -56,7 +56,7 @@ class BusSimulator {
     void loadText(const std::string& json);
 
     /// Starts to serve; connections are accepted when it returns. Throws when it cannot listen on the address
-    /// or cannot use the TLS files.
+    /// or cannot use the TLS files, and when there is no thread; may be called again then.
     void start();
     /// Closes every WebSocket with code 1001, then every connection, and ends the thread. Takes up to about
     /// two seconds if a client does not answer. May be called twice. `start()` may be called afterwards and
