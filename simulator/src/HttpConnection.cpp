@@ -1,5 +1,6 @@
 #include "HttpConnection.h"
 
+#include <algorithm>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/read.hpp>
@@ -7,6 +8,7 @@
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
+#include <cctype>
 #include <chrono>
 #include <utility>
 
@@ -29,6 +31,16 @@ constexpr std::size_t kBuffer = 16 * 1024;
 constexpr std::size_t kMaximumAnswers = 256 * 1024 * 1024;
 constexpr std::size_t kSmallAnswer = 64 * 1024;
 constexpr std::chrono::seconds kFinishTime{1};
+
+/// Whether a text is 16 bytes in base64.
+bool isWebSocketKey(beast::string_view key) {
+    constexpr std::size_t kDigits = 22;
+    const auto isDigit = [](unsigned char character) {
+        return std::isalnum(character) != 0 || character == '+' || character == '/';
+    };
+    return key.size() == kDigits + 2 && std::all_of(key.begin(), key.begin() + kDigits, isDigit) &&
+           key.substr(kDigits) == "==";
+}
 
 std::optional<HttpAnswer> answerToBrokenRequest(const boost::system::error_code& error) {
     if (error == http::error::body_limit) {
@@ -238,15 +250,18 @@ std::string HttpConnection::busPath() const {
     return target == nullptr ? "" : target->path();
 }
 
-void HttpConnection::handshake(const RequestTarget& target) {
-    if (target.segments.size() != 1) {
-        throw BusError::invalidPath("The WebSocket of a service is at " + context_.basePath + "<service>");
-    }
-    const std::string& service = target.segments[0];
+void HttpConnection::checkHandshake() const {
     if (!request_.body().empty()) {
         throw BusError::badRequest("A WebSocket handshake has no body");
     }
-    context_.model.reachableService(service);
+    if (request_.count(http::field::sec_websocket_version) != 1 ||
+        request_[http::field::sec_websocket_version] != "13") {
+        throw BusError(426, "upgrade_required", "The handshake needs Sec-WebSocket-Version: 13, once");
+    }
+    if (request_.count(http::field::sec_websocket_key) != 1 ||
+        !isWebSocketKey(request_[http::field::sec_websocket_key])) {
+        throw BusError::badRequest("The handshake needs Sec-WebSocket-Key with 16 bytes in base64, once");
+    }
     http::token_list offered(request_[http::field::sec_websocket_protocol]);
     if (!offered.exists(WebSocketPeer::kSubProtocol)) {
         throw BusError::badRequest(std::string("The handshake does not offer the sub-protocol ") +
@@ -255,6 +270,15 @@ void HttpConnection::handshake(const RequestTarget& target) {
     if (buffer_.size() > 0) {
         throw BusError::badRequest("Something follows the handshake before it is answered");
     }
+}
+
+void HttpConnection::handshake(const RequestTarget& target) {
+    if (target.segments.size() != 1) {
+        throw BusError::invalidPath("The WebSocket of a service is at " + context_.basePath + "<service>");
+    }
+    const std::string& service = target.segments[0];
+    context_.model.reachableService(service);
+    checkHandshake();
     events_.upgrading(service);
     over_ = true;
     events_.upgraded(std::move(stream_), service, std::move(request_));
@@ -280,6 +304,7 @@ void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
     }
     if (httpAnswer.status == 426) {
         response->set(http::field::upgrade, "websocket");
+        response->set(http::field::sec_websocket_version, "13");
     }
     response->keep_alive(!closeAfter && request_.keep_alive());
     response->body() = std::move(httpAnswer.body);

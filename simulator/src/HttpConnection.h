@@ -61,6 +61,8 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     void parseTarget();
     /// The path of the request on the bus; empty if its target cannot be parsed.
     std::string busPath() const;
+    /// Throws `BusError` if the handshake cannot be accepted.
+    void checkHandshake() const;
     void handshake(const RequestTarget& target);
     void answer(HttpAnswer httpAnswer, bool closeAfter);
     void writeBytes(const std::string& bytes);

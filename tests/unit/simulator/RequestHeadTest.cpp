@@ -237,6 +237,52 @@ TEST_F(SimulatorRequestHead, AnswersPipelinedRequestsInTheirOrder) {
     EXPECT_NE(second, std::string::npos);
 }
 
+class SimulatorHandshake : public SimulatorTest, public testing::WithParamInterface<NamedText> {
+ protected:
+    RawHttp::Answer answer(int status) const {
+        const RawHttp::Answer refused =
+            RawHttp(sut.port())
+                .sendBytes(
+                    std::string("GET /ClampControl HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade\r\n"
+                                "Upgrade: websocket\r\nSec-WebSocket-Protocol: zeb.v1\r\n") +
+                    GetParam().text + "\r\n");
+        EXPECT_EQ(refused.status, status);
+        EXPECT_EQ(refused.errorNumber(), status);
+        return refused;
+    }
+};
+
+#define KEY "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+#define VERSION "Sec-WebSocket-Version: 13\r\n"
+using SimulatorHandshakeWithAWrongKey = SimulatorHandshake;
+TEST_P(SimulatorHandshakeWithAWrongKey, IsAnsweredWithAnErrorObject) {
+    EXPECT_EQ(answer(400).reason(), "bad_request");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Keys, SimulatorHandshakeWithAWrongKey,
+    testing::Values(NamedText{"None", VERSION}, NamedText{"Empty", VERSION "Sec-WebSocket-Key:\r\n"},
+                    NamedText{"Two", VERSION KEY KEY},
+                    NamedText{"TooLong", VERSION "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZWFhYWFhYQ==\r\n"},
+                    NamedText{"TooShort", VERSION "Sec-WebSocket-Key: dGhlIA==\r\n"},
+                    NamedText{"NoBase64", VERSION "Sec-WebSocket-Key: dGhlIHNhb*BsZSBub25jZQ==\r\n"},
+                    NamedText{"WithoutEnd", VERSION "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQaa\r\n"}),
+    nameOf);
+
+using SimulatorHandshakeWithAWrongVersion = SimulatorHandshake;
+TEST_P(SimulatorHandshakeWithAWrongVersion, IsAnsweredWithAnErrorObject) {
+    EXPECT_EQ(answer(426).reason(), "upgrade_required");
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, SimulatorHandshakeWithAWrongVersion,
+                         testing::Values(NamedText{"None", KEY}, NamedText{"Twice", KEY VERSION VERSION},
+                                         NamedText{"Empty", KEY "Sec-WebSocket-Version:\r\n"},
+                                         NamedText{"Older", KEY "Sec-WebSocket-Version: 12\r\n"},
+                                         NamedText{"Several", KEY "Sec-WebSocket-Version: 13, 8\r\n"}),
+                         nameOf);
+#undef KEY
+#undef VERSION
+
 TEST_F(SimulatorRequestHead, RefusesAHandshakeWithABody) {
     const RawHttp::Answer refused = answer(
         "GET /ClampControl HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
