@@ -17,9 +17,7 @@ void requireState(const std::future<CallbackFuture::FutureValue>& future) {
 
 }  // namespace
 
-CallbackFuture::CallbackFuture() : future_(), promise_() {
-    future_ = promise_.get_future();
-}
+CallbackFuture::CallbackFuture() : promise_(), future_(promise_.get_future()) {}
 
 void CallbackFuture::Set(FutureValue value) {
     if (value_.load() != FutureValue::Unknown) {

@@ -43,8 +43,10 @@ class CLAMPCONTROL_EXPORT CallbackFuture {
  private:
     /// Atomic because Set writes it on one thread and Get reads it on another. A lock is not needed.
     std::atomic<FutureValue> value_{FutureValue::Unknown};
-    std::future<FutureValue> future_;
+    /// Before the future, which is thus destroyed first: a promise that nobody can wait for any more needs no
+    /// memory for an exception that says that it was broken.
     std::promise<FutureValue> promise_;
+    std::future<FutureValue> future_;
 };
 
 }  // namespace kelo_client
