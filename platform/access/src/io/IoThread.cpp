@@ -9,12 +9,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
-#include <future>
 #include <string>
 #include <type_traits>
+
+#include "ReservedPost.h"
 
 namespace zeb {
 
@@ -68,9 +70,20 @@ void IoThread::waitForPosted() {
     if (isCurrent() || isInForkedChild()) {
         return;
     }
-    std::promise<void> reached;
-    post([&reached] { reached.set_value(); });
-    reached.get_future().wait();
+    // Stop() and the end of the process come here, with or without memory.
+    ReservedPost reserved;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isReached = false;
+    post(reserved.handler([&] {
+        const std::lock_guard lock(mutex);
+        isReached = true;
+        changed.notify_one();
+    }));
+    {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&isReached] { return isReached; });
+    }
     releaseKept();
 }
 

@@ -59,7 +59,8 @@ class IoThread {
         }
     }
 
-    /// Waits until everything that was posted before has run. Returns at once on the I/O thread itself.
+    /// Waits until everything that was posted before has run. Returns at once on the I/O thread itself. Needs
+    /// no memory.
     void waitForPosted();
 
     /// Tells `user` of failures as long as it exists.

@@ -2,6 +2,7 @@
 #include <zeb/IServiceRegistry.h>
 #include <zebutil/ILogger.h>
 
+#include <new>
 #include <utility>
 
 namespace zeb {
@@ -13,7 +14,11 @@ ElementRegistry::ElementRegistry(std::shared_ptr<IServiceRegistry> serviceRegist
 ElementRegistry::~ElementRegistry() = default;
 
 void ElementRegistry::unsubscribeFromAll() {
-    logger_->debug("unsubscribing from all elements");
+    try {
+        logger_->debug("unsubscribing from all elements");
+    } catch (const std::bad_alloc&) {
+        // There is no memory for the line. What it tells of is done all the same.
+    }
     serviceRegistry_->unsubscribeFromAllElements();
 }
 

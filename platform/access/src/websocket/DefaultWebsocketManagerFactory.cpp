@@ -34,21 +34,11 @@ class DefaultWebsocketManagerFactory::Impl {
     }
 
     // Stops the managers for which `matches` returns true, and waits until the I/O thread has closed them.
+    // Needs no memory, because the end of the process comes here, too.
     template <typename Predicate>
     void stopIf(Predicate matches) {
-        std::vector<Entry> stopped;
-        {
-            const std::lock_guard lock(mutex_);
-            const auto kept =
-                std::stable_partition(managers_.begin(), managers_.end(),
-                                      [&](const Entry& entry) { return !matches(entry.clientName); });
-            stopped.assign(kept, managers_.end());
-            managers_.erase(kept, managers_.end());
-        }
-        for (const Entry& entry : stopped) {
-            if (const auto manager = entry.manager.lock()) {
-                manager->stop();
-            }
+        while (const auto manager = takeIf(matches)) {
+            manager->stop();
         }
         if (const auto thread = startedThread()) {
             thread->waitForPosted();
@@ -56,6 +46,25 @@ class DefaultWebsocketManagerFactory::Impl {
     }
 
  private:
+    // The next manager for which `matches` returns true, which is removed; null if there is none.
+    template <typename Predicate>
+    std::shared_ptr<WebsocketManager> takeIf(Predicate matches) {
+        const std::lock_guard lock(mutex_);
+        while (true) {
+            const auto found =
+                std::find_if(managers_.begin(), managers_.end(),
+                             [&matches](const Entry& entry) { return matches(entry.clientName); });
+            if (found == managers_.end()) {
+                return nullptr;
+            }
+            auto manager = found->manager.lock();
+            managers_.erase(found);
+            if (manager) {
+                return manager;
+            }
+        }
+    }
+
     // Not before the first connection: the system may have no descriptors left, which may pass.
     std::shared_ptr<IoThread> ioThread() {
         const std::lock_guard lock(mutex_);

@@ -11,6 +11,8 @@
 #include <string>
 #include <utility>
 
+#include "io/ReservedPost.h"
+
 namespace zeb {
 
 /// One subscription, shared by its WebSocket, its queued notifications and its user. Each has a hold on it,
@@ -53,6 +55,8 @@ struct SubscriptionRecord {  // NOLINT(clang-analyzer-optin.performance.Padding)
     const std::string path;
     const std::string uuid;
     Disposer disposer;
+    std::atomic<bool> isUnsubscribed = false;
+    ReservedPost unsubscribePost;  ///< a subscription is released at the end of the process, too
 };
 
 inline void intrusive_ptr_add_ref(SubscriptionRecord* record) noexcept {

@@ -47,6 +47,23 @@ std::shared_ptr<void> WebsocketManager::keepAlive() {
     return shared_from_this();
 }
 
+// Posted to the I/O thread: an exception ends this connection instead of all.
+template <typename Function>
+auto WebsocketManager::guarded(Function function) {
+    return [self = shared_from_this(), function = std::move(function)] {
+        try {
+            function(*self);
+        } catch (const std::exception& exception) {
+            self->endWith(CloseCode::none, {exception.what()});
+        }
+    };
+}
+
+template <typename Function>
+void WebsocketManager::post(Function function) {
+    ioThread_->post(guarded(std::move(function)));
+}
+
 // ---------------------------------------------------------------------------------------------- any thread
 
 void WebsocketManager::start() {
@@ -85,7 +102,10 @@ std::string WebsocketManager::peerAddress() const {
 }
 
 void WebsocketManager::unsubscribe(const SubscriptionRecord::Hold& record) {
-    post([record](WebsocketManager& self) { self.router_.unsubscribe(record); });
+    if (!record->isUnsubscribed.exchange(true)) {
+        ioThread_->post(record->unsubscribePost.handler(
+            guarded([record](WebsocketManager& self) { self.router_.unsubscribe(record); })));
+    }
 }
 
 void WebsocketManager::unsubscribeFromAll() {
@@ -102,18 +122,10 @@ void WebsocketManager::close(const std::string& reason) {
 void WebsocketManager::stop() {
     delivery_.stop();
     isOpen_ = false;
-    post([](WebsocketManager& self) { self.endWith(CloseCode::going_away, {"stopped"}); });
-}
-
-template <typename Function>
-void WebsocketManager::post(Function function) {
-    ioThread_->post([self = shared_from_this(), function = std::move(function)] {
-        try {
-            function(*self);
-        } catch (const std::exception& exception) {
-            self->endWith(CloseCode::none, {exception.what()});
-        }
-    });
+    if (!isStopped_.exchange(true)) {
+        ioThread_->post(stopPost_.handler(
+            guarded([](WebsocketManager& self) { self.endWith(CloseCode::going_away, {"stopped"}); })));
+    }
 }
 
 // -------------------------------------------------------------------------------------- on the I/O thread

@@ -21,6 +21,7 @@
 #include "WebsocketConnector.h"
 #include "WebsocketStream.h"
 #include "io/IoThread.h"
+#include "io/ReservedPost.h"
 
 namespace zeb {
 
@@ -92,6 +93,8 @@ class WebsocketManager : public IWebsocketManager,
     void leaveTo(std::function<void()> successor);
 
     template <typename Function>
+    auto guarded(Function function);
+    template <typename Function>
     void post(Function function);
 
     /// What is to be told of the end.
@@ -107,6 +110,8 @@ class WebsocketManager : public IWebsocketManager,
     const std::weak_ptr<zebutil::ITaskExecutor> executor_;
     const std::shared_ptr<zebutil::ILogger> logger_;
     std::atomic<bool> isOpen_ = false;
+    std::atomic<bool> isStopped_ = false;
+    ReservedPost stopPost_;
 
     mutable std::mutex peerMutex_;
     std::string peerAddress_;
