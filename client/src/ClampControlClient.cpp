@@ -1,6 +1,7 @@
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
 
+#include <new>
 #include <stdexcept>
 
 #include "ClampControlClientImpl.h"
@@ -37,11 +38,15 @@ void ClampControlClient::AssignCallback(ClampControlCallbackIf* callback) {
 }
 
 std::string ClampControlClient::SubscribeClampControl() {
-    if (!impl_) {
+    if (impl_) {
+        return impl_->SubscribeClampControl();
+    }
+    try {
         csc_logging::CSCLogging::LogError("Clamp Control Client: Not ready");
         throw std::runtime_error("ClampControl client not ready");
+    } catch (const std::bad_alloc&) {
+        return {};  // not even for the text of the exception
     }
-    return impl_->SubscribeClampControl();
 }
 
 void ClampControlClient::UnsubscribeClampControl(const std::string& uuid) {

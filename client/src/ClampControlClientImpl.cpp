@@ -103,16 +103,26 @@ void ClampControlClientImpl::AssignCallback(ClampControlCallbackIf* callback) {
 }
 
 std::string ClampControlClientImpl::SubscribeClampControl() {
-    if (!isUsable()) {
-        logError("Clamp Control Client: Not ready");
-        throw std::runtime_error("ClampControl client not ready");
+    try {
+        if (!isUsable()) {
+            logError("Clamp Control Client: Not ready");
+            throw std::runtime_error("ClampControl client not ready");
+        }
+        return access_->SubscribeClampControl();
+    } catch (const std::bad_alloc&) {
+        logError("Clamp Control Client: Failed to Subscribe. No memory");
+        return {};
     }
-    return access_->SubscribeClampControl();
 }
 
 void ClampControlClientImpl::UnsubscribeClampControl(const std::string& uuid) {
-    if (isUsable()) {
+    if (!isUsable()) {
+        return;
+    }
+    try {
         access_->UnsubscribeClampControl(uuid);
+    } catch (const std::bad_alloc&) {
+        logError("Clamp Control Client: Failed to Unsubscribe. No memory");
     }
 }
 

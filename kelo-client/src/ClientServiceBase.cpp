@@ -22,6 +22,17 @@ namespace {
 
 constexpr const char* kStopped = "the client was stopped";
 
+/// A step of the end that throws, for want of memory, does not keep the next ones from being done. There is
+/// no memory for a line in the log either.
+template <typename Step>
+void attempt(Step step) noexcept {
+    try {
+        step();
+    } catch (...) {
+        return;
+    }
+}
+
 }  // namespace
 
 ProcessBaseObject::ProcessBaseObject() {
@@ -78,30 +89,30 @@ void ClientServiceBase::endWaitingCalls() {
     }
     for (const auto& calls : waiting) {
         if (const auto ended = calls.lock()) {
-            ended->close(kStopped);
+            attempt([&ended] { ended->close(kStopped); });
         }
     }
 }
 
-void ClientServiceBase::stop() {
+void ClientServiceBase::stop() noexcept {
     if (isOfParentProcess()) {
         return;
     }
-    endWaitingCalls();
+    attempt([this] { endWaitingCalls(); });
     if (elementRegistry_) {
-        elementRegistry_->unsubscribeFromAll();
+        attempt([this] { elementRegistry_->unsubscribeFromAll(); });
     }
     if (zebExecutor_) {
-        zebExecutor_->stop();
+        attempt([this] { zebExecutor_->stop(); });
     }
     if (httpExecutor_) {
-        httpExecutor_->stop();
+        attempt([this] { httpExecutor_->stop(); });
     }
     if (serviceRegistry_) {
-        serviceRegistry_->stop();
+        attempt([this] { serviceRegistry_->stop(); });
     }
     if (websocketManagerFactory_) {
-        websocketManagerFactory_->stopAndClearAll();
+        attempt([this] { websocketManagerFactory_->stopAndClearAll(); });
     }
 }
 

@@ -49,8 +49,9 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
 
     /// Ends the calls that wait and all subscriptions, then stops "zebExecutor", "httpExecutor", the service
     /// registry and the WebSockets, in this order, for all clients of the process; there is no restart. May
-    /// be called more than once, and on an executor's thread.
-    void stop();
+    /// be called more than once, and on an executor's thread. Without memory, it does what needs none, which
+    /// is everything but the log lines and the farewells to the server.
+    void stop() noexcept;
 
     /// Registers a client's waiting calls. stop() ends them first, because they would wait in vain, and it
     /// ends every later call as well. If the base has been stopped, that happens at once.

@@ -2,32 +2,60 @@
 // mismatched new and delete.
 #include "FailingMemory.h"
 
+#include <malloc.h>
+
 #include <cstddef>
 #include <cstdlib>
 #include <new>
 
 namespace test_data_objects {
 
-long allocationsLeft = -1;
-bool allocationHasFailed = false;
+std::atomic<long> allocationsLeft = -1;
+std::atomic<bool> allocationHasFailed = false;
 
 }  // namespace test_data_objects
 
-using test_data_objects::allocationHasFailed;
-using test_data_objects::allocationsLeft;
+namespace {
+
+std::atomic<bool> isForOneThread = false;
+thread_local bool isThatThread = false;
+
+bool isAllowed() noexcept {
+    if (isForOneThread && !isThatThread) {
+        return true;
+    }
+    long left = test_data_objects::allocationsLeft;
+    while (left > 0 && !test_data_objects::allocationsLeft.compare_exchange_weak(left, left - 1)) {
+    }
+    if (left == 0) {
+        test_data_objects::allocationHasFailed = true;
+    }
+    return left != 0;
+}
+
+}  // namespace
+
+namespace test_data_objects {
+
+void failOnThisThreadOnly() {
+    isThatThread = true;
+    isForOneThread = true;
+}
+
+}  // namespace test_data_objects
 
 void* operator new(std::size_t size) {
-    if (allocationsLeft == 0) {
-        allocationHasFailed = true;
+    void* const memory = isAllowed() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+    if (memory == nullptr) {
         throw std::bad_alloc();
     }
-    if (allocationsLeft > 0) {
-        --allocationsLeft;
-    }
-    if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
+    return memory;
+}
+
+// Asio takes the memory of its operations from here.
+extern "C" __attribute__((visibility("default"))) void* aligned_alloc(std::size_t alignment,
+                                                                      std::size_t size) noexcept {
+    return isAllowed() ? ::memalign(alignment, size) : nullptr;
 }
 
 void operator delete(void* memory) noexcept {

@@ -1,0 +1,129 @@
+// What a lack of memory does to a client that is connected and subscribed. Each case is a process of its own,
+// with the shipped library, the real log and a bus on loopback.
+
+#include <BusProgram.h>
+#include <ChildProcess.h>
+#include <Emulator.h>
+#include <FailingMemory.h>
+#include <TemporaryDirectory.h>
+#include <clampcontrolclient/ClampControlCallbackIf.h>
+#include <clampcontrolclient/ClampControlClient.h>
+#include <csc_logging/CSCLogging.h>
+#include <gtest/gtest.h>
+#include <kelo-client/ClientServiceUtils.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using clampcontrolclient::ClampControlClient;
+using test_data_objects::allocationHasFailed;
+using test_data_objects::allocationsLeft;
+using test_support::ChildResult;
+using test_support::TemporaryDirectory;
+
+constexpr int kMemoryWasMissing = 7;
+constexpr int kWrong = 1;
+
+class Callback : public clampcontrolclient::ClampControlCallbackIf {
+ public:
+    void OnConnectionStateChanged(bool isConnected) override {
+        if (isConnected) {
+            connected.set_value();
+        }
+    }
+    void OnClampNotification() override {}
+    void OnClampStateChanged(bool /*switchedOn*/) override {}
+
+    std::promise<void> connected;
+};
+
+class ClientWithoutMemory : public testing::Test {
+ protected:
+    /// Runs `work` in a process of its own, with a client that is subscribed. The work ends the process.
+    ChildResult runSubscribed(const std::function<void(ClampControlClient&)>& work) {
+        return test_support::runInChild([this, &work] {
+            ::alarm(60);  // ends a process that hangs
+            csc_logging::CSCLogging::InitLogging("OutOfMemoryTest");
+            kelo_client::ClientServiceUtils::CreateClientServiceBase(configuration_);
+            static Callback callback;
+            static ClampControlClient client;
+            client.AssignCallback(&callback);
+            client.Start();
+            callback.connected.get_future().wait();
+            if (client.SubscribeClampControl().empty()) {
+                std::_Exit(kWrong);
+            }
+            work(client);
+        });
+    }
+
+    /// Repeats that with more and more memory, until there was enough. Every process must end with 0 or, if
+    /// memory was missing, with kMemoryWasMissing.
+    void runWithMoreAndMoreMemory(const std::function<void(ClampControlClient&, long)>& work) {
+        ChildResult result;
+        result.exitCode = kMemoryWasMissing;
+        for (long allocations = 0; result.exitCode == kMemoryWasMissing; ++allocations) {
+            result = runSubscribed(
+                [&work, allocations](ClampControlClient& client) { work(client, allocations); });
+            ASSERT_EQ(result.signal, 0) << allocations << " allocations: " << result.errors;
+        }
+        EXPECT_EQ(result.exitCode, 0) << result.errors;
+    }
+
+ private:
+    const TemporaryDirectory directory_;
+    const test_support::BusProgram bus_{test_support::commandOf(
+        ZEB_BUS_SIM, {directory_.write("bus.json", R"({"services":{"ClampControl":{"clamps":[
+            {"id":"c15","type":"Clamp15","isSwitchedOn":true}]}}})")})};
+    const std::string configuration_ = directory_.write(
+        "config.json",
+        R"({"serviceRegistrySettings":{"mode":"staticOnly"},"services":{"ClampControl":{"serverBaseUri":")" +
+            bus_.baseUri() + R"("}}})");
+};
+
+int codeOfMemory() {
+    allocationsLeft = -1;
+    return allocationHasFailed ? kMemoryWasMissing : 0;
+}
+
+TEST_F(ClientWithoutMemory, StopsWithoutAnException) {
+    runWithMoreAndMoreMemory([](ClampControlClient& sut, long allocations) {
+        allocationsLeft = allocations;
+        sut.Stop();
+        std::_Exit(codeOfMemory());
+    });
+}
+
+// How far an exit comes with some memory, nobody can say afterwards; so every number is tried that may
+// matter.
+TEST_F(ClientWithoutMemory, LetsTheProcessExit) {
+    for (long allocations = 0; allocations < 40; ++allocations) {
+        const auto result = runSubscribed([allocations](ClampControlClient&) {
+            allocationsLeft = allocations;
+            std::exit(0);
+        });
+        EXPECT_EQ(result.signal, 0) << allocations << " allocations: " << result.errors;
+    }
+}
+
+// Without memory on the other threads, the call may have to wait for its time limit.
+TEST_F(ClientWithoutMemory, FailsToSubscribeOnlyAsItsHeaderSays) {
+    runWithMoreAndMoreMemory([](ClampControlClient& sut, long allocations) {
+        test_data_objects::failOnThisThreadOnly();
+        allocationsLeft = allocations;
+        try {
+            sut.SubscribeClampControl();
+        } catch (const std::runtime_error&) {
+            // It is not connected any more.
+        }
+        std::_Exit(codeOfMemory());
+    });
+}
+
+}  // namespace
