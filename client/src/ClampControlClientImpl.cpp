@@ -7,6 +7,7 @@
 #include <kelo-client/ClientServiceBase.h>
 #include <kelo-client/ClientServiceUtils.h>
 #include <zeb/DefaultWebsocketManagerFactory.h>
+#include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
 #include <cassert>
 #include <exception>
@@ -44,6 +45,7 @@ ClampControlClientImpl::ClampControlClientImpl() {
         assert(clientServiceBase_);
         const auto clientServices = ClientServiceUtils::CreateClientServices(
             *clientServiceBase_, ClampcontrolService::getServiceName(), "ClampControl client");
+        isTaskWaiting_ = std::make_shared<std::atomic<bool>>(false);
         auto access = ClientServiceUtils::CreateClient<ClampControlAccess>(clientServices);
         clientServiceBase_->endWhenStopped(access->waitingCalls());
         access_ = std::move(access);
@@ -108,10 +110,30 @@ std::string ClampControlClientImpl::SubscribeClampControl() {
             logError("Clamp Control Client: Not ready");
             throw std::runtime_error("ClampControl client not ready");
         }
-        return access_->SubscribeClampControl();
+        return subscribe();
     } catch (const std::bad_alloc&) {
         logError("Clamp Control Client: Failed to Subscribe. No memory");
         return {};
+    }
+}
+
+std::string ClampControlClientImpl::subscribe() {
+    try {
+        return access_->SubscribeClampControl();
+    } catch (const std::runtime_error&) {
+        makeExecutorThread();
+        throw;
+    }
+}
+
+// The client may be not ready because the executor still has no thread. What makes it try again is a task,
+// and nobody else adds one: that takes a connection.
+void ClampControlClientImpl::makeExecutorThread() {
+    const auto& executor = clientServiceBase_->getZebExecutor();
+    if (isTaskWaiting_->exchange(true)) {
+        executor->start();  // tries again as well, and queues nothing
+    } else {
+        executor->add([isWaiting = isTaskWaiting_] { *isWaiting = false; }, "executor thread");
     }
 }
 

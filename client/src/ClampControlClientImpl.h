@@ -2,6 +2,7 @@
 
 #include <clampcontrolclient/ClampControlClientIf.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -31,8 +32,11 @@ class ClampControlClientImpl : public ClampControlClientIf {
  private:
     /// Whether the construction succeeded, and the process was not forked since then.
     bool isUsable() const;
+    std::string subscribe();
+    void makeExecutorThread();
 
     std::shared_ptr<kelo_client::ClientServiceBase> clientServiceBase_;
+    std::shared_ptr<std::atomic<bool>> isTaskWaiting_;  ///< of makeExecutorThread()
     /// Null if the construction failed. Destroyed before the base that it uses.
     std::shared_ptr<ClampControlAccess> access_;
 };

@@ -27,6 +27,7 @@
 #include <iostream>
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -81,8 +82,10 @@ class Guest {
 
     void connect() {
         client->Start();
-        callback_.connected.get_future().wait();
+        waitForConnection();
     }
+
+    void waitForConnection() { callback_.connected.get_future().wait(); }
 
     void subscribe() {
         connect();
@@ -258,6 +261,26 @@ TEST(GuestWithoutThreads, IsFollowedByOneThatSubscribesOnceThereAreThreads) {
         }
         Guest guest(bus);
         guest.subscribe();
+    });
+    EXPECT_EQ(result.signal, 0) << result.errors;
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+}
+
+TEST(GuestWithoutThreads, ConnectsOnceItIsUsedWithThreads) {
+    const auto result = runGuest([](const test_support::BusProgram& bus) {
+        test_support::ignoreLeaks();  // those of libdlt
+        std::unique_ptr<Guest> guest;
+        {
+            const test_support::FailingThreads noThreads;
+            guest = std::make_unique<Guest>(bus);
+            guest->client->Start();
+        }
+        try {
+            guest->client->SubscribeClampControl();
+            std::_Exit(1);
+        } catch (const std::runtime_error&) {
+            guest->waitForConnection();
+        }
     });
     EXPECT_EQ(result.signal, 0) << result.errors;
     EXPECT_EQ(result.exitCode, 0) << result.errors;
