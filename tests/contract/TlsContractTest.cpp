@@ -509,6 +509,7 @@ class TlsFilesContract : public TlsContract {
     }
 
     static zebutil::TlsContextAnswer contextOf(const std::string& service) {
+        zebutil::TlsContextQuestion::readEnvironment();
         test_support::Received<zebutil::TlsContextAnswer> answers;
         const zebutil::TlsContextQuestion question(
             service, [&answers](const zebutil::TlsContextAnswer& answer) { answers.push(answer); });
@@ -711,6 +712,13 @@ TEST_F(TlsFilesContract, TwoPinnedAuthoritiesOfOneServiceAreRefused) {
 TEST_F(TlsFilesContract, AnEmptyVariableIsNoPinnedAuthority) {
     setVariable("ZEB_TLS_AUTHORITY_LIGHTING", "");
     EXPECT_NE(findFirst().failure.find("ZEB_TLS_AUTHORITY_LIGHTING is set, but empty"), std::string::npos);
+}
+
+// The application may change its environment while threads of the library are at work.
+TEST_F(TlsFilesContract, TheVariablesCountAsTheyWereWhenTheFactoryWasMade) {
+    const auto access = createAccess();
+    setVariable("SSL_CERT_FILE", other.certificateFile());
+    EXPECT_EQ(findFirst(access).id, "1");
 }
 
 // ---------------------------------------------------------------------------------------- client

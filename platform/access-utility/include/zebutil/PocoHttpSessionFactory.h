@@ -12,6 +12,9 @@ namespace zebutil {
 /// may use it.
 class ZEBUTIL_EXPORT PocoHttpSessionFactory {
  public:
+    /// Reads the variables of TLS; see docs/tls.md.
+    PocoHttpSessionFactory();
+
     /// Returns a session with keep-alive that is not connected yet.
     /// @param baseUri   scheme, host and port, such as "http://127.0.0.1:8080"; "https:" uses TLS as
     /// described

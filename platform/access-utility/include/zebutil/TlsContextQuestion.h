@@ -40,6 +40,11 @@ class ZEBUTIL_EXPORT TlsContextQuestion {
 
     void forget();
 
+    /// Reads the environment's variables, for the later questions of all threads. Called when a factory is
+    /// constructed, on a thread of the application: no other thread may look at the environment while the
+    /// application may change it.
+    static void readEnvironment();
+
     /// Which of the system's files were left out since the last call because of a fault, as sentences for the
     /// log: each file once, until it changes. Reads nothing.
     static std::vector<std::string> takeLeftOut();

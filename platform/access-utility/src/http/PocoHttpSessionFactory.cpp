@@ -1,9 +1,14 @@
 #include <zebutil/BaseUri.h>
 #include <zebutil/PocoHttpSessionFactory.h>
+#include <zebutil/TlsContextQuestion.h>
 
 #include <utility>
 
 namespace zebutil {
+
+PocoHttpSessionFactory::PocoHttpSessionFactory() {
+    TlsContextQuestion::readEnvironment();
+}
 
 std::unique_ptr<HttpSession> PocoHttpSessionFactory::createSession(const std::string& baseUri,
                                                                    const std::string& service,

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "TlsContexts.h"
+#include "TlsEnvironment.h"
 
 namespace zebutil {
 
@@ -51,6 +52,10 @@ TlsContextQuestion::~TlsContextQuestion() = default;
 
 void TlsContextQuestion::forget() {
     impl_.reset();
+}
+
+void TlsContextQuestion::readEnvironment() {
+    TlsEnvironment::readAgain();
 }
 
 std::vector<std::string> TlsContextQuestion::takeLeftOut() {

@@ -2,8 +2,6 @@
 
 #include <dirent.h>
 #include <openssl/x509.h>
-#include <sys/auxv.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -11,6 +9,9 @@
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
+
+#include "TlsEnvironment.h"
 
 namespace zebutil {
 
@@ -20,16 +21,6 @@ constexpr std::string_view kAuthorityPrefix = "ZEB_TLS_AUTHORITY_";
 constexpr const char* kCertificateVariable = "ZEB_TLS_CLIENT_CERTIFICATE";
 constexpr const char* kKeyVariable = "ZEB_TLS_CLIENT_KEY";
 constexpr std::size_t kHashLength = 8;
-
-// A program with more rights than its caller must not take its trust from the caller.
-bool isEnvironmentTrusted() {
-    return ::getauxval(AT_SECURE) == 0;
-}
-
-std::optional<std::string> variable(const char* name) {
-    const char* const value = isEnvironmentTrusted() ? ::secure_getenv(name) : nullptr;
-    return value == nullptr ? std::nullopt : std::make_optional<std::string>(value);
-}
 
 bool isLetterOrDigit(char character) {
     return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
@@ -50,20 +41,15 @@ std::string inVariables(std::string_view name) {
 }
 
 // Upper and lower case of the variable's name do not matter: a wrong one would silently undo the pinning.
-std::optional<TlsFiles::Source> pinnedAuthority(const std::string& service) {
+std::optional<TlsFiles::Source> pinnedAuthority(const TlsEnvironment& environment,
+                                                const std::string& service) {
     std::optional<TlsFiles::Source> found;
-    if (!isEnvironmentTrusted() || environ == nullptr) {
-        return found;
-    }
     const std::string wanted = inVariables(service);
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string_view text = *entry;
-        const std::size_t end = text.find('=');
-        if (end == std::string_view::npos || text.substr(0, kAuthorityPrefix.size()) != kAuthorityPrefix ||
-            inVariables(text.substr(0, end).substr(kAuthorityPrefix.size())) != wanted) {
+    for (const auto& [name, path] : environment.beginningWith(kAuthorityPrefix)) {
+        if (inVariables(name.substr(kAuthorityPrefix.size())) != wanted) {
             continue;
         }
-        const TlsFiles::Source source{std::string(text.substr(0, end)), std::string(text.substr(end + 1))};
+        const TlsFiles::Source source{name, path};
         if (found && found->path != source.path) {
             throw std::runtime_error(found->variable + " and " + source.variable +
                                      " name different files for one service");
@@ -79,8 +65,9 @@ void requirePath(const TlsFiles::Source& source) {
     }
 }
 
-TlsFiles::Source systemSource(const char* variableName, const char* defaultPath) {
-    const auto path = variable(variableName);
+TlsFiles::Source systemSource(const TlsEnvironment& environment, const char* variableName,
+                              const char* defaultPath) {
+    const auto path = environment.value(variableName);
     return path && !path->empty() ? TlsFiles::Source{variableName, *path} : TlsFiles::Source{"", defaultPath};
 }
 
@@ -136,16 +123,18 @@ std::vector<std::string> certificateFilesIn(const TlsFiles::Source& directory) {
 }  // namespace
 
 TlsFiles TlsFiles::of(const std::string& service) {
+    const auto environment = TlsEnvironment::ofProcess();
     TlsFiles files;
-    if (const auto pinned = pinnedAuthority(service)) {
+    if (const auto pinned = pinnedAuthority(*environment, service)) {
         files.authorities = *pinned;
     } else {
-        files.authorities = systemSource(X509_get_default_cert_file_env(), X509_get_default_cert_file());
+        files.authorities =
+            systemSource(*environment, X509_get_default_cert_file_env(), X509_get_default_cert_file());
         files.directories =
-            eachOf(systemSource(X509_get_default_cert_dir_env(), X509_get_default_cert_dir()));
+            eachOf(systemSource(*environment, X509_get_default_cert_dir_env(), X509_get_default_cert_dir()));
     }
-    const auto certificate = variable(kCertificateVariable);
-    const auto key = variable(kKeyVariable);
+    const auto certificate = environment->value(kCertificateVariable);
+    const auto key = environment->value(kKeyVariable);
     if (certificate.has_value() != key.has_value()) {
         throw std::runtime_error(std::string(certificate ? kCertificateVariable : kKeyVariable) +
                                  " is set, but " + (certificate ? kKeyVariable : kCertificateVariable) +

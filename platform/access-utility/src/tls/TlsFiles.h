@@ -11,8 +11,8 @@
 
 namespace zebutil {
 
-/// The files that the TLS of one service is made of, as the environment names them. docs/tls.md describes the
-/// variables.
+/// The files that the TLS of one service is made of, as the variables of TlsEnvironment name them.
+/// docs/tls.md describes the variables.
 struct TlsFiles {
     /// A file or directory. `variable` is empty for one that nobody has asked for, which may be absent.
     struct Source {

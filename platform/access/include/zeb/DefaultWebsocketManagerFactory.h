@@ -13,6 +13,7 @@ namespace zeb {
 /// more. No user code runs on it. Any thread may use the factory.
 class ZEB_EXPORT DefaultWebsocketManagerFactory : public IWebsocketManagerFactory {
  public:
+    /// Reads the variables of TLS; see docs/tls.md.
     DefaultWebsocketManagerFactory();
     ~DefaultWebsocketManagerFactory() override;
     DefaultWebsocketManagerFactory(const DefaultWebsocketManagerFactory&) = delete;

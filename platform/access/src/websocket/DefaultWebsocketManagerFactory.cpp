@@ -1,4 +1,5 @@
 #include <zeb/DefaultWebsocketManagerFactory.h>
+#include <zebutil/TlsContextQuestion.h>
 
 #include <algorithm>
 #include <mutex>
@@ -90,7 +91,9 @@ class DefaultWebsocketManagerFactory::Impl {
     std::vector<Entry> managers_;
 };
 
-DefaultWebsocketManagerFactory::DefaultWebsocketManagerFactory() : impl_(std::make_unique<Impl>()) {}
+DefaultWebsocketManagerFactory::DefaultWebsocketManagerFactory() : impl_(std::make_unique<Impl>()) {
+    zebutil::TlsContextQuestion::readEnvironment();
+}
 
 DefaultWebsocketManagerFactory::~DefaultWebsocketManagerFactory() {
     stopAndClearAll();
