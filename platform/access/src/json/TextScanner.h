@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,12 @@ class TextScanner {
 
     [[noreturn]] void refuse(const std::string& expected) const {
         throw ZebException("expected " + expected + " at byte " + std::to_string(position_), where_);
+    }
+
+    /// The same for a value that was found before, and is not what it must be.
+    [[noreturn]] void refuseAt(std::string_view value, const std::string& expected) {
+        position_ = static_cast<std::size_t>(value.data() - text_.data());
+        refuse(expected);
     }
 
     void expect(char character) {
@@ -54,10 +61,17 @@ class TextScanner {
         return text_.substr(begin, position_ - 1 - begin);
     }
 
+    /// Whether the string that was found last, as such or as a value, contains escapes.
+    bool hadEscape() const { return hadEscape_; }
+
     /// A value of any kind.
     std::string_view value() {
         skipWhitespace();
         const std::size_t begin = position_;
+        if (peek() == '"') {
+            checkString();
+            return text_.substr(begin, position_ - begin);
+        }
         Nesting nesting;
         do {
             skipWhitespace();
@@ -216,10 +230,9 @@ class TextScanner {
 
     void checkString() {
         ++position_;
+        hadEscape_ = false;
         while (true) {
-            while (position_ < text_.size() && standsForItself(text_[position_])) {
-                ++position_;
-            }
+            skipPlainText();
             if (position_ == text_.size()) {
                 refuse("the end of a string");
             }
@@ -229,7 +242,32 @@ class TextScanner {
             if (!skipIf('\\')) {
                 refuse("no control character in a string");
             }
+            hadEscape_ = true;
             checkEscape();
+        }
+    }
+
+    // Eight bytes at a time.
+    void skipPlainText() {
+        constexpr std::uint64_t kOnes = 0x0101010101010101U;
+        constexpr std::uint64_t kHighBits = kOnes * 0x80;
+        while (text_.size() - position_ >= sizeof(std::uint64_t)) {
+            std::uint64_t bytes = 0;
+            std::memcpy(&bytes, text_.data() + position_, sizeof bytes);
+            // The first byte that does not stand for itself sets its high bit; those above it may do so, too.
+            const std::uint64_t quote = bytes ^ (kOnes * '"');
+            const std::uint64_t backslash = bytes ^ (kOnes * '\\');
+            const std::uint64_t found = ((bytes - kOnes * 0x20) & ~bytes) | ((quote - kOnes) & ~quote) |
+                                        ((backslash - kOnes) & ~backslash);
+            if ((found & kHighBits) != 0) {
+                static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first byte is the lowest");
+                position_ += static_cast<std::size_t>(__builtin_ctzll(found & kHighBits)) / 8;
+                return;
+            }
+            position_ += sizeof bytes;
+        }
+        while (position_ < text_.size() && standsForItself(text_[position_])) {
+            ++position_;
         }
     }
 
@@ -294,24 +332,20 @@ class TextScanner {
     }
 
     void skipString() {
-        const std::size_t begin = ++position_;
-        do {
-            position_ = text_.find('"', position_);
-            if (position_ == std::string_view::npos) {
-                position_ = text_.size();
+        ++position_;
+        while (true) {
+            skipPlainText();
+            if (position_ == text_.size()) {
                 refuse("the end of a string");
             }
-            ++position_;
-        } while (isEscaped(begin, position_ - 1));
-    }
-
-    // Whether an odd number of backslashes precedes it; the text begins at `begin`.
-    bool isEscaped(std::size_t begin, std::size_t position) const {
-        std::size_t unescaped = position;
-        while (unescaped > begin && text_[unescaped - 1] == '\\') {
-            --unescaped;
+            const char special = text_[position_++];
+            if (special == '"') {
+                return;
+            }
+            if (special == '\\' && position_ < text_.size()) {
+                ++position_;
+            }
         }
-        return (position - unescaped) % 2 == 1;
     }
 
     void skipScalar() {
@@ -324,7 +358,7 @@ class TextScanner {
         }
     }
 
-    // find_first_of() would call memchr() for each byte of the text, here and in strings.
+    // find_first_of() would call memchr() for each byte of the text.
     static bool endsScalar(char character) {
         switch (character) {
             case ',':
@@ -347,6 +381,7 @@ class TextScanner {
     const std::string_view text_;
     const char* const where_;
     std::size_t position_ = 0;
+    bool hadEscape_ = false;
 };
 
 }  // namespace zeb

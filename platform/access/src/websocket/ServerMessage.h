@@ -24,7 +24,7 @@ struct ServerMessage {
     std::optional<std::string_view> error;  ///< JSON text of an object
 
  private:
-    // Decoded texts of members that contain escapes.
+    // Decoded texts of members that contain escapes; at most three.
     std::forward_list<std::string> decoded_;
 };
 

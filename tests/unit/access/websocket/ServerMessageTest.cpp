@@ -54,6 +54,11 @@ TEST(ServerMessage, KeepsTheLastOfARepeatedKey) {
     EXPECT_EQ(ServerMessage::read(text).seq, 2);
 }
 
+TEST(ServerMessage, DoesNotMindTheKindOfWhatIsRepeatedLater) {
+    const std::string text = R"({"seq":"1","error":null,"seq":2,"error":{}})";
+    EXPECT_EQ(ServerMessage::read(text).seq, 2);
+}
+
 TEST(ServerMessage, AllowsWhiteSpaceAnywhere) {
     const std::string text = " {\n\"seq\" :\t1 , \"data\" : [ 1 , 2 ] }\r\n";
     EXPECT_EQ(ServerMessage::read(text).data, "[ 1 , 2 ]");
