@@ -57,6 +57,9 @@ class NotificationDelivery {
     /// Runs `function` on the executor thread, after the handlers of everything that was pushed before.
     void execute(std::function<void()> function, const char* name);
 
+    /// Gives back the memory of what is not delivered yet, because nobody will take it.
+    void discard() { queue_.discard(); }
+
     // On any thread.
 
     /// No handler is called any more; one that is running is not waited for.

@@ -56,6 +56,19 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
         return isTooMuch();
     }
 
+    /// Forgets everything that nobody has taken, and gives its memory back.
+    void discard() {
+        NotificationBatch incoming;
+        NotificationBatch waiting;
+        std::swap(incoming, incoming_);
+        {
+            const std::lock_guard lock(mutex_);
+            std::swap(waiting, waiting_);
+            count_ -= waiting.count();
+            bytes_ -= waiting.bytes();
+        }
+    }
+
     // On the executor thread.
 
     /// Moves everything that was handed over to `batch`, in order. `batch` must be empty; its storage is

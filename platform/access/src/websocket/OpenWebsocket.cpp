@@ -76,6 +76,7 @@ void OpenWebsocket::onAllReadUsed() {
 
 void OpenWebsocket::onRead(const ErrorCode& error) {
     if (isOver_) {
+        readBuffer_ = {};  // nobody reads any more, and this object may live on
         return;
     }
     if (error) {

@@ -123,8 +123,11 @@ void WebsocketManager::stop() {
     delivery_.stop();
     isOpen_ = false;
     if (!isStopped_.exchange(true)) {
-        ioThread_->post(stopPost_.handler(
-            guarded([](WebsocketManager& self) { self.endWith(CloseCode::going_away, {"stopped"}); })));
+        ioThread_->post(stopPost_.handler(guarded([](WebsocketManager& self) {
+            self.endWith(CloseCode::going_away, {"stopped"});
+            // This object may live on for as long as somebody has a service of it.
+            self.delivery_.discard();
+        })));
     }
 }
 

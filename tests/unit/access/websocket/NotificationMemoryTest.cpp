@@ -16,6 +16,18 @@ constexpr int kBurst = 10000;
 
 class NotificationMemory : public testing::Test {
  protected:
+    /// `count` notifications of which one half was handed over.
+    void pushWithoutTaking(int count) {
+        for (int index = 0; index < count; ++index) {
+            queue_.push(lamp_, payload_);
+            if (index == count / 2) {
+                queue_.handOver();
+            }
+        }
+    }
+
+    void discard() { queue_.discard(); }
+
     /// The way of `count` notifications that wait for the executor at the same time.
     void pass(int count) {
         for (int index = 0; index < count; ++index) {
@@ -39,6 +51,13 @@ TEST_F(NotificationMemory, OfABurstIsGivenBack) {
     const test_support::CountedMemory memory;
     pass(kBurst);
     EXPECT_LT(memory.inUse(), 16 * 1024);
+}
+
+TEST_F(NotificationMemory, OfWhatWasDiscardedIsGivenBack) {
+    const test_support::CountedMemory memory;
+    pushWithoutTaking(kBurst);
+    discard();
+    EXPECT_EQ(memory.inUse(), 0);
 }
 
 TEST_F(NotificationMemory, OfAFewNotificationsIsUsedAgain) {

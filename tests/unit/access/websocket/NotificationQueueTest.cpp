@@ -103,4 +103,22 @@ TEST_F(NotificationQueueTest, IsFullWithMoreThanFourMebibytesToo) {
     EXPECT_TRUE(sut.isFull());
 }
 
+TEST_F(NotificationQueueTest, DiscardsWhatNobodyHasTaken) {
+    push(1, 1);
+    sut.handOver();
+    push(1, 1);
+    sut.discard();
+    EXPECT_FALSE(sut.handOver());
+    zeb::NotificationBatch batch;
+    sut.takeAll(batch);
+    EXPECT_TRUE(batch.isEmpty());
+}
+
+TEST_F(NotificationQueueTest, HasRoomOnceItHasDiscarded) {
+    push(1025, 1);
+    sut.handOver();
+    sut.discard();
+    EXPECT_TRUE(sut.hasRoom());
+}
+
 }  // namespace
