@@ -1,8 +1,10 @@
 #include "NotificationDelivery.h"
 
+#include <internal/EscapedText.h>
 #include <zebutil/ITaskExecutor.h>
 
 #include <boost/asio/post.hpp>
+#include <cstddef>
 #include <exception>
 #include <string>
 #include <typeinfo>
@@ -11,6 +13,16 @@
 #include "log/FaultLog.h"
 
 namespace zeb {
+
+namespace {
+
+// The server has chosen the path: a long one must not push the reason out of the line.
+std::string taskOf(const SubscriptionRecord& subscription) {
+    constexpr std::size_t kMostOfPath = 100;
+    return "task \"notification of " + internal::escapedText(subscription.path, kMostOfPath) + "\"";
+}
+
+}  // namespace
 
 NotificationDelivery::NotificationDelivery(boost::asio::io_context& context,
                                            const std::shared_ptr<zebutil::ITaskExecutor>& executor,
@@ -79,7 +91,7 @@ void NotificationDelivery::deliverOne(const SubscriptionRecord& subscription, st
 // The text may quote the notification, which can be another each time. The type of the exception cannot.
 void NotificationDelivery::logThrown(const SubscriptionRecord& subscription, const char* type,
                                      const std::string& what) {
-    const std::string task = "task \"notification of " + subscription.path + "\" threw";
+    const std::string task = taskOf(subscription) + " threw";
     faults_->error(task + type, task + what);
 }
 
