@@ -8,7 +8,6 @@
 #include <zebutil/JsonException.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -19,18 +18,16 @@ namespace kelo_client {
 
 namespace {
 
-/// "JSON, byte 12: reason" with the line and the column in place of the byte.
-std::string withPlace(const std::string& message, std::string_view text) {
-    constexpr std::string_view beforePlace = "JSON, byte ";
-    if (message.rfind(beforePlace, 0) != 0) {
-        return message;
+/// The reason, with the line and the column of the mistake.
+std::string withPlace(const zebutil::JsonException& exception, std::string_view text) {
+    if (!exception.byte()) {
+        return exception.what();
     }
-    char* end = nullptr;
-    const std::size_t byte = std::strtoul(message.c_str() + beforePlace.size(), &end, 10);
-    const std::string_view before = text.substr(0, byte);
+    const std::string_view before = text.substr(0, *exception.byte());
     const auto line = std::count(before.begin(), before.end(), '\n') + 1;
     const std::size_t lineBegin = before.rfind('\n') + 1;  // npos + 1 is 0
-    return "line " + std::to_string(line) + ", column " + std::to_string(before.size() - lineBegin + 1) + end;
+    return "line " + std::to_string(line) + ", column " + std::to_string(before.size() - lineBegin + 1) +
+           ": " + std::string(exception.reason());
 }
 
 /// Throws what Poco throws for a root that is not an object. Returns if the text is not JSON at all.
@@ -70,7 +67,7 @@ std::shared_ptr<const zebutil::JsonObject> parseConfiguration(const std::string&
         if (begin != std::string::npos && text[begin] != '{') {
             refuseOtherRoot(text);
         }
-        throw Poco::JSON::JSONException(withPlace(exception.what(), text));
+        throw Poco::JSON::JSONException(withPlace(exception, text));
     }
 }
 

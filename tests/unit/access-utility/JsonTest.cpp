@@ -228,6 +228,27 @@ TEST(JsonObject, GivesItsKeysSorted) {
     EXPECT_THAT(JsonObject::parse(R"({"b":1,"a":2})")->getKeys(), ElementsAre("a", "b"));
 }
 
+TEST(JsonException, HasTheByteOfAMistakeInTheTextAndTheReason) {
+    try {
+        JsonObject::parse(R"({"key":tru})");
+        FAIL() << "not refused";
+    } catch (const JsonException& exception) {
+        EXPECT_EQ(exception.byte(), 7U);
+        EXPECT_EQ(exception.reason(), "expected a value");
+        EXPECT_STREQ(exception.what(), "JSON, byte 7: expected a value");
+    }
+}
+
+TEST(JsonException, HasNoByteIfTheTextIsValid) {
+    try {
+        objectWith("1")->getBool("key");
+        FAIL() << "not refused";
+    } catch (const JsonException& exception) {
+        EXPECT_FALSE(exception.byte());
+        EXPECT_EQ(exception.reason(), exception.what());
+    }
+}
+
 TEST(JsonObject, RefusesANullTree) {
     EXPECT_THROW(JsonObject(Poco::JSON::Object::Ptr{}), JsonException);
 }

@@ -2,12 +2,12 @@
 
 #include <zebutil/JsonException.h>
 
-#include <string>
+#include <cstddef>
 
 namespace zebutil::detail {
 
 void JsonText::fail(const char* reason) const {
-    throw JsonException("JSON, byte " + std::to_string(at_ - begin_) + ": " + reason);
+    throw JsonException(static_cast<std::size_t>(at_ - begin_), reason);
 }
 
 }  // namespace zebutil::detail
