@@ -5,12 +5,10 @@
 #include <zebutil/JsonObject.h>
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <sstream>
-#include <system_error>
 
 #include "BusError.h"
 
@@ -110,24 +108,18 @@ std::string readJsonFile(std::string_view text, const std::string& what) {
     try {
         return zebutil::JsonObject::parse(text)->toString();
     } catch (const zebutil::JsonException& exception) {
-        throw BusError::badRequest(what + placeInFile(text, exception.what(), 0));
+        throw BusError::badRequest(what + placeInFile(text, exception, 0));
     }
 }
 
-std::string placeInFile(std::string_view text, std::string_view message, std::size_t skipped) {
-    constexpr std::string_view kByte = "byte ";
-    const std::size_t begin = message.find(kByte);
-    const std::size_t colon = message.find(": ", begin == std::string_view::npos ? message.size() : begin);
-    std::size_t byte = 0;
-    if (colon == std::string_view::npos ||
-        std::from_chars(message.data() + begin + kByte.size(), message.data() + colon, byte).ec !=
-            std::errc()) {
-        return ": " + std::string(message);
+std::string placeInFile(std::string_view text, const zebutil::JsonException& exception, std::size_t skipped) {
+    if (!exception.byte()) {
+        return std::string(": ") + exception.what();
     }
-    const std::string_view before = text.substr(0, byte - std::min(byte, skipped));
+    const std::string_view before = text.substr(0, *exception.byte() - std::min(*exception.byte(), skipped));
     const std::size_t lineBegin = before.rfind('\n') + 1;  // 0 in the first line
     return ", line " + std::to_string(std::count(before.begin(), before.end(), '\n') + 1) + ", column " +
-           std::to_string(before.size() - lineBegin + 1) + std::string(message.substr(colon));
+           std::to_string(before.size() - lineBegin + 1) + ": " + std::string(exception.reason());
 }
 
 std::vector<JsonMember> membersOf(std::string_view object) {

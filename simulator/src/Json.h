@@ -6,6 +6,10 @@
 #include <string_view>
 #include <vector>
 
+namespace zebutil {
+class JsonException;
+}
+
 namespace zebbussim {
 
 class BusError;
@@ -21,9 +25,9 @@ std::string readJsonObject(std::string_view text, const std::string& what);
 /// The same for the content of a file: the message names the line and the column.
 std::string readJsonFile(std::string_view text, const std::string& what);
 
-/// Turns the reader's "JSON, byte 17: reason" into ", line 2, column 3: reason". `skipped` bytes were before
-/// the text.
-std::string placeInFile(std::string_view text, std::string_view message, std::size_t skipped);
+/// The reader's reason with the place of the mistake, such as ", line 2, column 3: reason". `skipped` bytes
+/// were before the text.
+std::string placeInFile(std::string_view text, const zebutil::JsonException& exception, std::size_t skipped);
 
 /// A member of an object in such a text.
 struct JsonMember {

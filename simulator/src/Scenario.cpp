@@ -128,7 +128,7 @@ Scenario Scenario::fromText(const std::string& json, const std::string& source) 
     try {
         wrapped = zebutil::JsonObject::parse(before + json + "}");
     } catch (const zebutil::JsonException& exception) {
-        throw std::runtime_error(source + placeInFile(json, exception.what(), before.size()));
+        throw std::runtime_error(source + placeInFile(json, exception, before.size()));
     }
     if (!wrapped->isArray("steps") || wrapped->getKeys().size() != 1) {
         throw std::runtime_error(source + " is not a list of steps");
