@@ -454,6 +454,15 @@ TEST_F(ClampControlAccessTest, DoesNotSubscribeToAnElementWithAnEmptyIdAndSaysSo
                 ElementsAre(HasSubstr("without a usable \"id\": expected a string, found an empty one")));
 }
 
+TEST_F(ClampControlAccessTest, DoesNotSubscribeToAnElementWhoseIdIsNoTextAndSaysSo) {
+    createConnected();
+    bus.answer = [] { return zeb::ZebResponse(200, R"({"data":[{"id":null,"type":"Clamp15"}]})"); };
+    EXPECT_EQ(sut->SubscribeClampControl(), "");
+    EXPECT_THAT(loggedByPlatform(),
+                ElementsAre(HasSubstr("without a usable \"id\": \"id\": expected a string, a "
+                                      "number or a boolean, found null")));
+}
+
 TEST_F(ClampControlAccessTest, EndsTheLookUpWhenTheServiceIsLost) {
     createConnected(kNoTimeLimits);
     const UnansweredRequest unanswered(bus, [this] { bus.queueDisconnect(); });

@@ -141,8 +141,6 @@ TEST_F(ZebAccessorTest, SaysInTheLogWhatTheElementHasInPlaceOfAnId) {
     const std::pair<const char*, const char*> cases[] = {
         {R"({"name":"left"})", "expected a string, found nothing"},
         {R"({"id":""})", "expected a string, found an empty one"},
-        {R"({"id":null})", R"("id": expected a string, a number or a boolean, found null)"},
-        {R"({"id":{}})", R"("id": expected a string, a number or a boolean, found an object)"},
     };
     for (const auto& [element, reason] : cases) {
         access->answer = [text = R"({"data":[)" + std::string(element) + "]}"] {
