@@ -134,6 +134,7 @@ TEST_P(ReasonContract, IsToldEvenIfTheServerResetsTheConnectionAtOnce) {
 INSTANTIATE_TEST_SUITE_P(
     OfTheEndBy, ReasonContract,
     testing::Values(End{"AClose", bytes({0x88, 2, 0x03, 0xE9}), "closed by the server with code 1001"},
+                    End{"ACloseWithoutACode", bytes({0x88, 0}), "closed by the server without a code"},
                     End{"AReservedBit", bytes({0xC1, 2}, "{}"),
                         "The WebSocket frame contained illegal reserved bits"},
                     End{"TextThatIsNoUtf8", bytes({0x81, 2, 0xC3, 0x28}),

@@ -96,7 +96,9 @@ void OpenWebsocket::onRead(const ErrorCode& error) {
 
 std::string OpenWebsocket::whyLost(const ErrorCode& error) {
     if (error == websocket::error::closed) {
-        return "closed by the server with code " + std::to_string(stream_.beast().reason().code);
+        const auto code = stream_.beast().reason().code;
+        return code == CloseCode::none ? "closed by the server without a code"
+                                       : "closed by the server with code " + std::to_string(code);
     }
     // What the server did comes first. How it left is known best by the operation that has found it gone.
     const bool isOfServer =
