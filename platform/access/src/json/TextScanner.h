@@ -19,7 +19,8 @@ class TextScanner {
     TextScanner(std::string_view text, const char* where) : text_(text), where_(where) {}
 
     [[noreturn]] void refuse(const std::string& expected) const {
-        throw ZebException("expected " + expected + " at byte " + std::to_string(position_), where_);
+        throw ZebException(
+            "expected " + expected + " at byte " + std::to_string(position_) + ", found " + found(), where_);
     }
 
     /// The same for a value that was found before, and is not what it must be.
@@ -156,6 +157,16 @@ class TextScanner {
             kinds >>= 1U;
         }
     };
+
+    // What is there, or how it begins.
+    std::string found() const {
+        constexpr std::size_t kMostShown = 20;
+        const std::string_view rest = text_.substr(position_);
+        if (rest.empty()) {
+            return "the end";
+        }
+        return std::string(rest.substr(0, kMostShown)) + (rest.size() > kMostShown ? "..." : "");
+    }
 
     [[noreturn]] void refuseDepth() const { refuse("at most 64 levels of nesting"); }
 

@@ -228,13 +228,33 @@ TEST(ServerMessage, RefusesNestingOfMoreThan64Levels) {
     }
 }
 
-TEST(ServerMessage, SaysWhatWasExpectedWhere) {
+std::string refusalOf(const std::string& text) {
     try {
-        ServerMessage::read("{\"seq\":1;");
-        FAIL() << "not refused";
+        ServerMessage::read(text);
+        return "none";
     } catch (const zeb::ZebException& exception) {
-        EXPECT_NE(std::string(exception.what()).find("at byte"), std::string::npos) << exception.what();
+        return exception.what();
     }
+}
+
+TEST(ServerMessage, SaysWhatWasExpectedWhereAndWhatWasFound) {
+    EXPECT_EQ(refusalOf("{\"seq\":1;"),
+              "ZebException: message of the server expected \"}\" at byte 8, found ;");
+    EXPECT_EQ(refusalOf("{\"seq\":"),
+              "ZebException: message of the server expected a value at byte 7, found the end");
+}
+
+TEST(ServerMessage, SaysWhichMemberIsWrong) {
+    EXPECT_NE(refusalOf(R"({"seq":"1"})").find("an integer of 64 bits as \"seq\" at byte 7, found \"1\"}"),
+              std::string::npos);
+    EXPECT_NE(refusalOf(R"({"requestId":5})").find("a string as \"requestId\" at byte 13, found 5}"),
+              std::string::npos);
+    EXPECT_NE(refusalOf(R"({"error":null})").find("an object as \"error\" at byte 9, found null}"),
+              std::string::npos);
+}
+
+TEST(ServerMessage, ShowsOnlyTheBeginningOfWhatIsWrong) {
+    EXPECT_LT(refusalOf("{\"seq\":\"" + std::string(5000, 'x') + "\"}").size(), 150U);
 }
 
 }  // namespace
