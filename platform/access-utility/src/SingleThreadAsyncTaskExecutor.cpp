@@ -119,6 +119,8 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
         wakeUp_.notify_one();
     }
 
+    bool isStopped() const { return stopped_; }
+
     /// Sets what stop() calls while the running task waits, and returns what was set before.
     StopFunction exchangeStopFunction(StopFunction whenStopped) {
         StopFunction before;
@@ -267,11 +269,6 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
         internal::clearKeeping(batch, kKeptTasks);
     }
 
-    bool isStopped() {
-        const std::lock_guard lock(mutex_);
-        return stopped_;
-    }
-
     void runTask(const Task& task) {
         try {
             task();
@@ -293,7 +290,7 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
     std::vector<Task> queue_;
     TimedTasks timed_;
     bool isStarted_ = false;
-    bool stopped_ = false;
+    std::atomic<bool> stopped_ = false;  ///< set while mutex_ is held
     bool waiting_ = false;
     int failures_ = 0;  ///< of making the thread
     std::thread::id threadId_;
@@ -343,6 +340,11 @@ StopHandler::~StopHandler() {
     if (auto* const worker = SingleThreadAsyncTaskExecutor::Worker::current()) {
         worker->exchangeStopFunction(std::move(before_));
     }
+}
+
+bool StopHandler::isStopped() {
+    const auto* const worker = SingleThreadAsyncTaskExecutor::Worker::current();
+    return worker != nullptr && worker->isStopped();
 }
 
 }  // namespace zebutil

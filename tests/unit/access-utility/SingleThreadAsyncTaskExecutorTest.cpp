@@ -384,6 +384,27 @@ TEST(StopHandler, DoesNothingOnAThreadWithoutAnExecutor) {
     EXPECT_FALSE(isTold);
 }
 
+TEST_F(SingleThreadAsyncTaskExecutorTest, TellsItsTaskThatItIsBeingStopped) {
+    bool wasStopped = true;
+    bool isStopped = false;
+    std::promise<void> hasBegun;
+    sut->start();
+    sut->add(
+        [&] {
+            wasStopped = zebutil::StopHandler::isStopped();
+            const auto stopped = std::make_shared<std::promise<void>>();
+            const zebutil::StopHandler handler([stopped] { stopped->set_value(); });
+            hasBegun.set_value();
+            stopped->get_future().wait();
+            isStopped = zebutil::StopHandler::isStopped();
+        },
+        "asks");
+    hasBegun.get_future().wait();
+    sut->stop();
+    EXPECT_FALSE(wasStopped);
+    EXPECT_TRUE(isStopped);
+}
+
 // ---------------------------------------------------------------------------------------- no threads
 
 TEST_F(SingleThreadAsyncTaskExecutorTest, LogsOnceThatItCannotMakeItsThread) {

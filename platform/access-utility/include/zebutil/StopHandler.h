@@ -22,6 +22,10 @@ class ZEBUTIL_EXPORT StopHandler {
     StopHandler(const StopHandler&) = delete;
     StopHandler& operator=(const StopHandler&) = delete;
 
+    /// Whether the executor whose task calls this has been stopped. A task that does many things asks before
+    /// each. False on a thread that is not a SingleThreadAsyncTaskExecutor's.
+    static bool isStopped();
+
  private:
     std::shared_ptr<const std::function<void()>> whenStopped_;
     std::shared_ptr<const std::function<void()>> before_;

@@ -2,6 +2,7 @@
 
 #include <internal/EscapedText.h>
 #include <zebutil/ITaskExecutor.h>
+#include <zebutil/StopHandler.h>
 
 #include <boost/asio/post.hpp>
 #include <cstddef>
@@ -76,7 +77,8 @@ void NotificationDelivery::deliver() {
 }
 
 void NotificationDelivery::deliverOne(const SubscriptionRecord& subscription, std::string_view data) {
-    if (!subscription.active || isStopped_) {
+    // Of all that waits, stop() waits for the running handler only.
+    if (!subscription.active || isStopped_ || zebutil::StopHandler::isStopped()) {
         return;
     }
     try {

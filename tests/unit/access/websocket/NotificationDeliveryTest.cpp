@@ -1,0 +1,49 @@
+#include <RecordingLogger.h>
+#include <gtest/gtest.h>
+#include <zebutil/SingleThreadAsyncTaskExecutor.h>
+#include <zebutil/StopHandler.h>
+
+#include <boost/asio/io_context.hpp>
+#include <future>
+#include <memory>
+#include <string_view>
+
+#include "Notifications.h"
+#include "websocket/NotificationDelivery.h"
+
+namespace {
+
+class Owner final : public zeb::NotificationDelivery::Owner {
+    void onRoom() override {}
+    std::shared_ptr<void> keepAlive() override { return nullptr; }
+};
+
+TEST(NotificationDelivery, CallsNoFurtherHandlerOnceItsExecutorIsStopped) {
+    const auto log = std::make_shared<test_support::RecordedLog>();
+    const auto executor = std::make_shared<zebutil::SingleThreadAsyncTaskExecutor>(
+        "executor", std::make_unique<test_support::RecordingLogger>(log, "executor"));
+    boost::asio::io_context context;
+    Owner owner;
+    zeb::NotificationDelivery sut(context, executor,
+                                  std::make_shared<test_support::RecordingLogger>(log, "delivery"), owner);
+    int calls = 0;
+    std::promise<void> hasBegun;
+    const auto subscription = test_access::subscription("/Doors/doors/1", [&](std::string_view) {
+        if (++calls > 1) {
+            return;
+        }
+        const auto stopped = std::make_shared<std::promise<void>>();
+        const zebutil::StopHandler handler([stopped] { stopped->set_value(); });
+        hasBegun.set_value();
+        stopped->get_future().wait();
+    });
+    sut.push(subscription, "1");
+    sut.push(subscription, "2");
+    sut.announce();
+    executor->start();
+    hasBegun.get_future().wait();
+    executor->stop();
+    EXPECT_EQ(calls, 1);
+}
+
+}  // namespace
