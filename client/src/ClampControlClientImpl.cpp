@@ -13,6 +13,7 @@
 #include <exception>
 #include <new>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "ClampControlAccess.h"
@@ -40,15 +41,26 @@ void logError(const char* text, const char* detail = "") noexcept {
 }  // namespace
 
 ClampControlClientImpl::ClampControlClientImpl() {
+    make();
+}
+
+void ClampControlClientImpl::make() {
     try {
-        clientServiceBase_ = ClientServiceUtils::CreateClientServiceBase(kConfigurationPath);
-        assert(clientServiceBase_);
+        auto base = ClientServiceUtils::CreateClientServiceBase(kConfigurationPath);
+        assert(base);
         const auto clientServices = ClientServiceUtils::CreateClientServices(
-            *clientServiceBase_, ClampcontrolService::getServiceName(), "ClampControl client");
-        isTaskWaiting_ = std::make_shared<std::atomic<bool>>(false);
+            *base, ClampcontrolService::getServiceName(), "ClampControl client");
+        auto isTaskWaiting = std::make_shared<std::atomic<bool>>(false);
         auto access = ClientServiceUtils::CreateClient<ClampControlAccess>(clientServices);
-        clientServiceBase_->endWhenStopped(access->waitingCalls());
+        base->endWhenStopped(access->waitingCalls());
+        access->AssignCallback(callback_);
+        clientServiceBase_ = std::move(base);
+        isTaskWaiting_ = std::move(isTaskWaiting);
         access_ = std::move(access);
+        isMade_ = true;
+    } catch (const std::system_error& error) {
+        mayBeMadeLater_ = true;
+        logError(" Exception: ", error.what());
     } catch (const std::exception& exception) {
         logError(" Exception: ", exception.what());
     } catch (...) {
@@ -67,10 +79,16 @@ ClampControlClientImpl::~ClampControlClientImpl() {
 }
 
 bool ClampControlClientImpl::isUsable() const {
-    return access_ && !clientServiceBase_->isOfParentProcess();
+    return isMade_ && !clientServiceBase_->isOfParentProcess();
 }
 
 void ClampControlClientImpl::Start() {
+    if (!isMade_ && mayBeMadeLater_) {
+        const std::lock_guard lock(makeMutex_);
+        if (!isMade_) {
+            make();
+        }
+    }
     if (!isUsable()) {
         return;
     }
@@ -99,7 +117,9 @@ void ClampControlClientImpl::Stop() {
 }
 
 void ClampControlClientImpl::AssignCallback(ClampControlCallbackIf* callback) {
-    if (access_) {
+    const std::lock_guard lock(makeMutex_);
+    callback_ = callback;
+    if (isMade_) {
         access_->AssignCallback(callback);
     }
 }

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace kelo_client {
@@ -32,9 +33,16 @@ class ClampControlClientImpl : public ClampControlClientIf {
  private:
     /// Whether the construction succeeded, and the process was not forked since then.
     bool isUsable() const;
+    /// Sets the client up. What the constructor could not do because the system lacked something, Start()
+    /// tries again.
+    void make();
     std::string subscribe();
     void makeExecutorThread();
 
+    std::mutex makeMutex_;
+    std::atomic<bool> mayBeMadeLater_ = false;
+    std::atomic<bool> isMade_ = false;            ///< what follows does not change any more
+    ClampControlCallbackIf* callback_ = nullptr;  ///< guarded by makeMutex_
     std::shared_ptr<kelo_client::ClientServiceBase> clientServiceBase_;
     std::shared_ptr<std::atomic<bool>> isTaskWaiting_;  ///< of makeExecutorThread()
     /// Null if the construction failed. Destroyed before the base that it uses.

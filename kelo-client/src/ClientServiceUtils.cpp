@@ -12,7 +12,9 @@
 #include <zebutil/PocoHttpSessionFactory.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
+#include <mutex>
 #include <stdexcept>
+#include <system_error>
 
 namespace kelo_client {
 
@@ -42,6 +44,9 @@ std::shared_ptr<ClientServiceBase> ClientServiceUtils::CreateClientServiceBase(
             "the client service base was made before the process was forked, and its threads did not come "
             "along");
     }
+    // Several clients may try again at the same time what has failed before.
+    static std::mutex filling;
+    const std::lock_guard lock(filling);
     if (!base->initialised_) {
         fill(*base, configFile);
     }
@@ -56,6 +61,11 @@ void ClientServiceUtils::fill(ClientServiceBase& base, const std::string& config
         std::make_shared<zeb::HttpAccessFactory>(std::make_shared<zebutil::PocoHttpSessionFactory>());
     base.configurationManager_ = std::make_shared<ConfigurationManager>(configFile);
     base.configurationManager_->load();
+    if (base.configurationManager_->isToBeLoadedAgain()) {
+        // The defaults would lead to an address, and to a protocol, that nobody has configured.
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
+                                "the configuration cannot be read for want of descriptors or memory");
+    }
     base.zebExecutor_ = startedExecutor(*base.loggerFactory_, "***ZebExecutor", "zebExecutor");
     base.httpExecutor_ = startedExecutor(*base.loggerFactory_, "***httpExecutor", "httpExecutor");
 

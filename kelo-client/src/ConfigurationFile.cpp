@@ -53,7 +53,7 @@ std::string readConfigurationFile(const std::string& path) {
             error.code() == std::errc::operation_not_permitted) {
             throw Poco::FileAccessDeniedException(path);
         }
-        throw Poco::OpenFileException(path, error.code().message());
+        throw Poco::OpenFileException(path, error.code().message(), error.code().value());
     } catch (const std::runtime_error& error) {
         throw Poco::OpenFileException(error.what(), path);
     }

@@ -13,7 +13,7 @@ constexpr std::size_t kLargestConfiguration = 1'048'576;
 
 /// Returns the content of a regular file. Never waits: whatever else is at the path is not opened.
 /// @throws Poco::Exception with the path, if it is not a regular file of at most kLargestConfiguration bytes
-///         that can be read
+///         that can be read; with the system's error number as code, if opening or reading it failed
 std::string readConfigurationFile(const std::string& path);
 
 /// Parses the text, which must be one JSON object.

@@ -10,8 +10,10 @@
 #include <zebutil/Optional.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -29,6 +31,11 @@ using zebutil::JsonObject;
 namespace {
 
 constexpr const char* kLoopback = "http://[::1]:80";
+
+/// Whether this error number of the system says nothing about the file.
+bool mayPass(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM;
+}
 
 milliseconds pingInterval(std::int64_t configured) {
     return milliseconds(std::max<std::int64_t>(configured, 0));
@@ -141,6 +148,7 @@ ConfigurationManager::ConfigurationManager(const std::string& configFile)
 ConfigurationManager::~ConfigurationManager() = default;
 
 void ConfigurationManager::load() {
+    isToBeLoadedAgain_ = false;
     if (configFile_.empty()) {
         CSCLogging::LogError("Config File is not given!");
         return;
@@ -156,7 +164,11 @@ void ConfigurationManager::load() {
             parseFile();
         }
     } catch (const Poco::Exception& exception) {
+        isToBeLoadedAgain_ = mayPass(exception.code());
         logError("Loading config file failed, error: ", exception.displayText());
+    } catch (const std::bad_alloc&) {
+        isToBeLoadedAgain_ = true;
+        logError("Unknown exception when loading config file ");
     } catch (...) {
         logError("Unknown exception when loading config file ");
     }

@@ -53,6 +53,10 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
     /// Reads the file. Never throws; every failure is logged at error level.
     void load();
 
+    /// Whether load failed for want of descriptors or memory, which may pass. The defaults in force then say
+    /// nothing about the file.
+    bool isToBeLoadedAgain() const { return isToBeLoadedAgain_; }
+
     /// Applies the settings of a parsed file; a null root changes nothing. A key of the wrong JSON type
     /// counts as absent. If there are two entries for the same service, the first one counts.
     void parseProperties(std::shared_ptr<const zebutil::JsonObject> root);
@@ -99,6 +103,7 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
     std::shared_ptr<const zebutil::JsonObject> sectionOf(const std::string& service) const;
 
     const std::string configFile_;
+    bool isToBeLoadedAgain_ = false;
     ServiceRegistrySettings serviceRegistrySettings_;
     /// Never copied, because a copy would share its values.
     const ServiceSettings defaultServiceSettings_;

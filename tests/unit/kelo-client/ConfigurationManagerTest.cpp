@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <kelo-client/ConfigurationManager.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -551,6 +552,46 @@ std::string complaintAbout(const std::string& value, bool asString) {
         return exception.what();
     }
     return "no exception";
+}
+
+/// While one exists, this process cannot open anything.
+class NoDescriptors {
+ public:
+    NoDescriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &before_);
+        rlimit none = before_;
+        none.rlim_cur = 0;
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+ private:
+    rlimit before_{};
+};
+
+TEST_F(ConfigurationManagerTest, IsToBeLoadedAgainWhenThereWasNoDescriptorForTheFile) {
+    ConfigurationManager sut(directory.write("config.json", "{}").string());
+    {
+        const NoDescriptors none;
+        sut.load();
+    }
+    EXPECT_TRUE(sut.isToBeLoadedAgain());
+}
+
+TEST_F(ConfigurationManagerTest, IsNotToBeLoadedAgainOnceThatHasSucceeded) {
+    ConfigurationManager sut(directory.write("config.json", "{}").string());
+    {
+        const NoDescriptors none;
+        sut.load();
+    }
+    sut.load();
+    EXPECT_FALSE(sut.isToBeLoadedAgain());
+}
+
+TEST_F(ConfigurationManagerTest, IsNotToBeLoadedAgainWhenTheFileIsBroken) {
+    EXPECT_FALSE(loaded("{").isToBeLoadedAgain());
 }
 
 TEST_F(ConfigurationManagerTest, SaysWhatIsWrongWithAValueThatIsNotAString) {
