@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -110,6 +111,21 @@ TEST(ClientConfiguration, IsReadFromItsFixedPath) {
     EXPECT_THAT(saidBy([] { writeConfiguration(kStaticElsewhere + "}"); },
                        [] {
                            const ClampControlClient sut;
+                           sayRegistry();
+                       }),
+                HasSubstr("\nregistry: mode 0 at http://registry:8080\n"));
+}
+
+TEST(ClientConfiguration, IsReadWhenTheClientIsStartedIfThereWasNoDescriptorBefore) {
+    EXPECT_THAT(saidBy([] { writeConfiguration(kStaticElsewhere + "}"); },
+                       [] {
+                           rlimit before{};
+                           ::getrlimit(RLIMIT_NOFILE, &before);
+                           const rlimit none{0, before.rlim_max};
+                           ::setrlimit(RLIMIT_NOFILE, &none);
+                           ClampControlClient sut;
+                           ::setrlimit(RLIMIT_NOFILE, &before);
+                           sut.Start();
                            sayRegistry();
                        }),
                 HasSubstr("\nregistry: mode 0 at http://registry:8080\n"));
