@@ -213,7 +213,9 @@ void SubscriptionRouter::release(Record record) {
 }
 
 std::vector<SubscriptionRouter::Record> SubscriptionRouter::takeAll() {
-    std::vector<Record> all(subscriptions_.begin(), subscriptions_.end());
+    std::vector<Record> all;
+    all.reserve(subscriptions_.size() + pending_.size());  // without the memory, nothing has changed
+    all.assign(subscriptions_.begin(), subscriptions_.end());
     subscriptions_.clear();
     for (auto& [requestId, record] : pending_) {
         if (record) {
