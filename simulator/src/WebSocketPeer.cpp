@@ -1,5 +1,7 @@
 #include "WebSocketPeer.h"
 
+#include <malloc.h>
+
 #include <array>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
@@ -20,6 +22,7 @@ constexpr std::size_t kKeptBuffer = 64 * 1024;
 /// A frame may announce 1 MiB. Memory is taken for what has arrived only.
 constexpr std::size_t kPiece = 64 * 1024;
 constexpr std::chrono::seconds kCloseTime{2};
+constexpr std::size_t kLargeQueue = 16 * 1024 * 1024;
 
 }  // namespace
 
@@ -132,9 +135,14 @@ void WebSocketPeer::written(const ErrorCode& error) {
 
 void WebSocketPeer::clearQueue(std::size_t keep) {
     const std::size_t dropped = queue_.size() - keep;
+    const std::size_t sizeBefore = queueSize_;
     queue_.resize(keep);
+    queue_.shrink_to_fit();
     setQueueSize(keep == 0 ? 0 : queue_.front().size());
     context_.observations.removeUnsent(dropped);
+    if (sizeBefore > kLargeQueue) {
+        ::malloc_trim(0);  // the allocator would keep the memory of that many small pieces
+    }
 }
 
 void WebSocketPeer::setQueueSize(std::size_t size) {

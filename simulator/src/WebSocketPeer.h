@@ -64,8 +64,9 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
         SharedText data;
         SharedText tail;
         bool raw;
+        /// What it takes of memory, which may be twice the text.
         std::size_t size() const {
-            return head.size() + (data ? data->size() : 0) + (tail ? tail->size() : 0);
+            return sizeof(Outgoing) + head.capacity() + (data ? data->size() : 0) + (tail ? tail->size() : 0);
         }
     };
     using ErrorCode = boost::system::error_code;
@@ -73,6 +74,7 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
     void enqueue(Outgoing outgoing);
     void writeNext();
     void written(const ErrorCode& error);
+    /// Drops all messages but the first `keep`, and gives their memory back.
     void clearQueue(std::size_t keep);
     void setQueueSize(std::size_t size);
     void sendClose();

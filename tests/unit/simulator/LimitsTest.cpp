@@ -5,6 +5,7 @@
 #include <Sanitizers.h>
 #include <TemporaryDirectory.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <fstream>
@@ -269,6 +270,31 @@ TEST_F(SimulatorWithoutPatience, EndsAConnectionWhoseRequestStaysUnfinished) {
     RawHttp client(sut.port());
     client.write("POST /ClampControl/clamps/1 HTTP/1.1\r\nHost: localhost\r\nContent-Length: 9\r\n\r\n{");
     EXPECT_EQ(client.readToEnd(), "");
+}
+
+/// The resident memory of this process in bytes.
+std::size_t residentMemory() {
+    std::ifstream file("/proc/self/statm");
+    std::size_t virtualPages = 0;
+    std::size_t residentPages = 0;
+    file >> virtualPages >> residentPages;
+    return residentPages * 4096;
+}
+
+TEST_F(SimulatorLimits, KeepNoMoreMemoryForAClientThatDoesNotReadThanItsShare) {
+    if (test_support::kSanitizerNeedsDescriptors) {
+        GTEST_SKIP() << "the sanitizer keeps freed memory";
+    }
+    RawWebSocket client(sut.port(), "/ClampControl");
+    const std::string request = R"({"action":"x","requestId":")" + std::string(65'400, 'x') + "\"}";
+    const std::size_t before = residentMemory();
+    std::size_t most = before;
+    // Ends when the WebSocket is closed.
+    EXPECT_ANY_THROW(for (;;) {
+        client.send(request);
+        most = std::max(most, residentMemory());
+    });
+    EXPECT_LT(most - before, 100 * kMebibyte);
 }
 
 TEST_F(SimulatorLimits, CountOnlyTheFirstPathsThatAreAskedFor) {
