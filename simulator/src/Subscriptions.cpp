@@ -15,9 +15,9 @@ namespace zebbussim {
 
 namespace {
 
-constexpr std::size_t kMaximumSubscriptions = 65536;
+constexpr std::size_t kMaximumSubscriptions = 16384;
 /// Each change is told to all of them, before anybody else is served.
-constexpr std::size_t kMaximumOfAll = 262144;
+constexpr std::size_t kMaximumOfAll = 65536;
 constexpr std::size_t kMaximumMessage = 1024 * 1024;
 /// Of a text of a request that its answer repeats, escaped.
 constexpr std::size_t kMaximumEcho = 64 * 1024;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 
 #include "BusModel.h"
@@ -22,7 +23,7 @@ class LastMessage : public zebbussim::Subscriber {
     std::string name = "ClampControl";
 };
 
-TEST(SubscriptionsOfTheSimulator, EndAt65536OfOneWebSocket) {
+TEST(SubscriptionsOfTheSimulator, EndAt16384OfOneWebSocket) {
     zebbussim::BusModel model;
     model.addService("ClampControl", R"({"clamps":[]})");
     zebbussim::Observations observations;
@@ -32,12 +33,31 @@ TEST(SubscriptionsOfTheSimulator, EndAt65536OfOneWebSocket) {
         sut.receive(subscriber, R"({"action":"subscribe","path":"/ClampControl/clamps","requestId":"1"})");
         return subscriber.text;
     };
-    for (int count = 1; count < 65536; ++count) {
+    for (int count = 1; count < 16384; ++count) {
         subscribe();
     }
     EXPECT_EQ(subscribe().find("too_many_requests"), std::string::npos);
     EXPECT_NE(subscribe().find("too_many_requests"), std::string::npos);
     sut.leave(subscriber);
+}
+
+TEST(SubscriptionsOfTheSimulator, EndAt65536OfAllWebSockets) {
+    zebbussim::BusModel model;
+    model.addService("ClampControl", R"({"clamps":[]})");
+    zebbussim::Observations observations;
+    zebbussim::Subscriptions sut(model, observations, [](auto, const auto&) {});
+    std::array<LastMessage, 5> subscribers;
+    const auto subscribe = [&](LastMessage& subscriber) {
+        sut.receive(subscriber, R"({"action":"subscribe","path":"/ClampControl/clamps","requestId":"1"})");
+        return subscriber.text;
+    };
+    for (int count = 0; count < 65536; ++count) {
+        subscribe(subscribers.at(static_cast<std::size_t>(count % 4)));
+    }
+    EXPECT_NE(subscribe(subscribers[4]).find("too_many_requests"), std::string::npos);
+    for (LastMessage& subscriber : subscribers) {
+        sut.leave(subscriber);
+    }
 }
 
 }  // namespace
