@@ -1,12 +1,11 @@
 #include "BusSimulatorImpl.h"
 
 #include <boost/beast/websocket/rfc6455.hpp>
-#include <fstream>
 #include <future>
-#include <iterator>
 #include <stdexcept>
 #include <utility>
 
+#include "InputFile.h"
 #include "Json.h"
 #include "TlsServerContext.h"
 
@@ -120,11 +119,7 @@ std::string BusSimulator::Impl::baseUri() const {
 }
 
 void BusSimulator::Impl::loadFile(const std::string& fileName) {
-    std::ifstream file(fileName, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file) {
-        throw std::runtime_error("Cannot read the bus file " + fileName);
-    }
+    const std::string text = readInputFile("bus file", fileName);
     const std::string what = "The bus file " + fileName;
     load(withLibraryErrors([&] { return readJsonFile(text, what); }), what);
 }

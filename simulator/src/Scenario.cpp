@@ -7,12 +7,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <stdexcept>
 #include <vector>
 
+#include "InputFile.h"
 #include "Json.h"
 
 namespace zebbussim {
@@ -113,12 +112,7 @@ constexpr std::chrono::milliseconds kLookForCancelling{50};
 }  // namespace
 
 Scenario Scenario::fromFile(const std::string& fileName) {
-    std::ifstream file(fileName, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file) {
-        throw std::runtime_error("Cannot read the scenario " + fileName);
-    }
-    return fromText(text, "Scenario " + fileName);
+    return fromText(readInputFile("scenario", fileName), "Scenario " + fileName);
 }
 
 Scenario Scenario::fromText(const std::string& json, const std::string& source) {

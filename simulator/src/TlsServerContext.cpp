@@ -1,9 +1,13 @@
 #include "TlsServerContext.h"
 
+#include <boost/asio/buffer.hpp>
 #include <stdexcept>
+
+#include "InputFile.h"
 
 namespace zebbussim {
 
+namespace asio = boost::asio;
 namespace ssl = boost::asio::ssl;
 
 namespace {
@@ -22,11 +26,11 @@ ssl::context createTlsServerContext(const std::string& certificateFile, const st
     boost::system::error_code error;
     // Without the callback OpenSSL would ask for a password at the terminal.
     context.set_password_callback([](std::size_t, ssl::context::password_purpose) { return ""; }, error);
-    context.use_certificate_chain_file(certificateFile, error);
+    context.use_certificate_chain(asio::buffer(readInputFile("TLS certificate", certificateFile)), error);
     if (error) {
         refuse("TLS certificate", certificateFile, error);
     }
-    context.use_private_key_file(keyFile, ssl::context::pem, error);
+    context.use_private_key(asio::buffer(readInputFile("TLS key", keyFile)), ssl::context::pem, error);
     if (error) {
         refuse("TLS key", keyFile, error);
     }

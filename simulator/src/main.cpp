@@ -1,10 +1,12 @@
 #include <internal/StandardStreams.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <future>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -19,6 +21,8 @@ namespace {
 constexpr int kUsage = 1;
 constexpr int kCannotStart = 2;
 constexpr int kScenarioFailed = 3;
+/// To print one line, before the program ends without it.
+constexpr std::chrono::seconds kPrintTime{1};
 
 constexpr const char* kHelp =
     R"(Usage: zeb-bus-sim [OPTION...] BUS.json
@@ -169,53 +173,79 @@ void complain(const char* text) {
     std::fprintf(stderr, "zeb-bus-sim: %s\n", text);
 }
 
-/// Runs the scenario on a separate thread. Ends the program with SIGTERM, for which the main thread waits,
-/// when a step fails, or when the scenario is done if `exitAfter` is set.
-class ScenarioThread {
+/// Says that the bus listens, and runs the scenario, if there is one, on a separate thread: nobody may read
+/// what is printed. Ends the program with SIGTERM, for which the main thread waits, when a step fails, or
+/// when the scenario is done if `exitAfter` is set.
+class PrintingThread {
  public:
-    ScenarioThread(zebbussim::Scenario& scenarioToRun, zebbussim::BusSimulator& bus, bool exitAfter)
+    PrintingThread(std::optional<zebbussim::Scenario>& scenarioToRun, zebbussim::BusSimulator& bus,
+                   bool exitAfter)
         : scenario_(scenarioToRun), thread_([this, &bus, exitAfter] {
-              try {
-                  scenario_.run(bus, printLine);
-              } catch (const std::exception& exception) {
-                  complain(exception.what());
-                  failed_ = true;
-              }
+              run(bus);
               if (exitAfter || failed_) {
                   kill(getpid(), SIGTERM);
               }
+              done_.set_value();
           }) {}
 
-    /// Cancels the scenario and waits for it. Returns true if no step failed.
-    bool finish() {
-        scenario_.cancel();
+    /// Cancels the scenario and waits for it. If the thread cannot go on, because nobody reads what it
+    /// prints, ends the bus and the program.
+    /// @returns whether no step failed
+    bool finish(zebbussim::BusSimulator& bus) {
+        if (scenario_) {
+            scenario_->cancel();
+        }
+        if (done_.get_future().wait_for(kPrintTime) != std::future_status::ready) {
+            bus.stop();
+            ::_exit(0);  // flushing the output would wait, too
+        }
         thread_.join();
         return !failed_;
     }
 
  private:
-    zebbussim::Scenario& scenario_;
+    void run(zebbussim::BusSimulator& bus) {
+        try {
+            printLine("listening on " + bus.baseUri() + bus.basePath());
+            if (scenario_) {
+                scenario_->run(bus, printLine);
+            }
+        } catch (const std::exception& exception) {
+            complain(exception.what());
+            failed_ = true;
+        }
+    }
+
+    std::optional<zebbussim::Scenario>& scenario_;
     bool failed_ = false;
+    std::promise<void> done_;
     std::thread thread_;
 };
 
-int serve(const Arguments& arguments, const sigset_t& signals) {
+/// The signals that end the program, which every thread that is started from now on leaves to sigwait.
+sigset_t blockSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+int serve(const Arguments& arguments) {
     zebbussim::BusSimulator bus(arguments.options);
     bus.loadFile(arguments.busFile);
     std::optional<zebbussim::Scenario> scenario;
     if (!arguments.scenarioFile.empty()) {
         scenario.emplace(zebbussim::Scenario::fromFile(arguments.scenarioFile));
     }
+    // The files are read: until now a signal has ended the program at once.
+    const sigset_t signals = blockSignals();
     bus.start();
-    printLine("listening on " + bus.baseUri() + bus.basePath());
-
-    std::optional<ScenarioThread> scenarioThread;
-    if (scenario) {
-        scenarioThread.emplace(*scenario, bus, arguments.exitAfterScenario);
-    }
+    PrintingThread printing(scenario, bus, arguments.exitAfterScenario);
     int received = 0;
     sigwait(&signals, &received);
-    const bool succeeded = !scenarioThread || scenarioThread->finish();
+    const bool succeeded = printing.finish(bus);
     bus.stop();
     return succeeded ? 0 : kScenarioFailed;
 }
@@ -236,14 +266,8 @@ int main(int argumentCount, char** argumentValues) {
         std::fputs(kHelp, stdout);
         return 0;
     }
-    // Blocked before any thread starts: every thread inherits the mask, and the signals wait for sigwait.
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     try {
-        return serve(arguments, signals);
+        return serve(arguments);
     } catch (const std::exception& exception) {
         complain(exception.what());
         return kCannotStart;

@@ -212,6 +212,10 @@ void ChildProgram::resume() const {
     ::kill(process_, SIGCONT);
 }
 
+void ChildProgram::askToEnd() const {
+    ::kill(process_, SIGTERM);
+}
+
 bool ChildProgram::isRunning() {
     if (!ended_) {
         ended_ = ::waitpid(process_, &status_, WNOHANG) == process_;

@@ -41,6 +41,8 @@ class ChildProgram {
     void pause() const;
     /// Lets a stopped program go on.
     void resume() const;
+    /// Sends it SIGTERM.
+    void askToEnd() const;
     bool isRunning();
     /// Waits for the end. Returns the exit code, or -1 after a signal.
     int wait();
