@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <chrono>
+#include <cstdio>
 #include <optional>
 #include <stdexcept>
 
@@ -50,10 +51,12 @@ BusServer::BusServer(asio::io_context& ioContext, BusContext& busContext, const 
 void BusServer::accept() {
     // Waits first: without a free descriptor an attempt to accept fails although nobody is waiting.
     acceptor_.async_wait(tcp::acceptor::wait_read, [this](const ErrorCode&) {
+        accepting_ = false;
         if (!closing_) {
             acceptWaiting();
         }
     });
+    accepting_ = true;
 }
 
 void BusServer::acceptWaiting() {
@@ -93,17 +96,21 @@ void BusServer::accepted(tcp::socket&& socket) {
                                    checkClosed();
                                }});
     connections_.insert(connection);
+    Link link(connection, "accepting a connection");
     connection->start();
+    link.release();
 }
 
 void BusServer::retryLater() {
     // An immediate retry would only spin.
     retryTimer_.expires_after(kAcceptPause);
     retryTimer_.async_wait([this](const ErrorCode& error) {
+        accepting_ = false;
         if (!error) {
             accept();
         }
     });
+    accepting_ = true;
 }
 
 bool BusServer::makeRoom() {
@@ -168,7 +175,9 @@ void BusServer::upgraded(BusStream&& stream, const std::string& service, WebSock
                               },
                               [this] { events_.queueShrank(); }});
     peers_.insert(peer);
+    Link link(peer, "accepting a WebSocket");
     peer->accept(std::move(request));
+    link.release();
 }
 
 void BusServer::close() {
@@ -176,16 +185,54 @@ void BusServer::close() {
     ErrorCode ignored;
     acceptor_.close(ignored);
     retryTimer_.cancel();
-    // Copies, because connections leave the sets when they end.
-    const auto openConnections = connections_;
-    for (const auto& connection : openConnections) {
-        connection->close();
+    closeAll();
+}
+
+void BusServer::closeAll() {
+    // A connection leaves its set when it ends.
+    while (!connections_.empty()) {
+        (*connections_.begin())->close();
     }
-    const auto openPeers = peers_;
-    for (const auto& peer : openPeers) {
+    for (auto next = peers_.begin(); next != peers_.end();) {
+        const std::shared_ptr<WebSocketPeer> peer = *next++;
+        Link link(peer, "closing a WebSocket");
         peer->close(boost::beast::websocket::close_code::going_away);
+        link.release();
     }
     checkClosed();
+}
+
+void BusServer::repair(const char* problem) {
+    const char* activity = nullptr;
+    for (auto next = connections_.begin(); next != connections_.end();) {
+        const std::shared_ptr<HttpConnection> connection = *next++;
+        if (connection->lostWhile() != nullptr) {
+            activity = connection->lostWhile();
+            connection->close();
+        }
+    }
+    for (auto next = peers_.begin(); next != peers_.end();) {
+        const std::shared_ptr<WebSocketPeer> peer = *next++;
+        if (peer->lostWhile() != nullptr) {
+            activity = peer->lostWhile();
+            peer->drop();
+        }
+    }
+    if (closing_) {
+        closeAll();
+    } else if (!accepting_) {
+        activity = activity == nullptr ? "accepting a connection" : activity;
+        accept();
+    }
+    report(problem, activity == nullptr ? "serving" : activity);
+}
+
+void BusServer::report(const char* problem, const char* activity) {
+    constexpr std::size_t kMaximumCauses = 100;
+    const std::string cause = std::string(problem) + " while " + activity;
+    if (reported_.size() < kMaximumCauses && reported_.insert(cause).second) {
+        std::fprintf(stderr, "zeb-bus-sim: %s; the connection is closed (said once)\n", cause.c_str());
+    }
 }
 
 void BusServer::checkClosed() {

@@ -34,6 +34,10 @@ class BusServer {
 
     std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
 
+    /// Ends the connections of which a handler was lost, and says so once per cause. Accepts again.
+    /// @param problem what the handler has thrown
+    void repair(const char* problem);
+
     /// Stops listening and closes all connections; `Events::closed` reports the end.
     void close();
 
@@ -59,6 +63,9 @@ class BusServer {
     /// Throws `BusError` if there is no room for another WebSocket of the service.
     void admit(const std::string& service);
     void upgraded(BusStream&& stream, const std::string& service, WebSocketPeer::Request&& request);
+    void closeAll();
+    /// Reports that something was lost `activity`, for instance "reading a request".
+    void report(const char* problem, const char* activity);
     void checkClosed();
 
     BusContext& context_;
@@ -69,6 +76,8 @@ class BusServer {
     const Room room_;
     std::set<std::shared_ptr<HttpConnection>> connections_;
     std::set<std::shared_ptr<WebSocketPeer>> peers_;
+    std::set<std::string> reported_;
+    bool accepting_ = false;  ///< a client or the next attempt is waited for
     bool closing_ = false;
 };
 

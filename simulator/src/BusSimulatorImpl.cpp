@@ -90,7 +90,7 @@ void BusSimulator::Impl::start() {
         running_ = std::make_unique<Running>(model_, context_, options_);
         options_.port = running_->server.port();
         registry_.setAddress(baseUri(), context_.basePath);
-        running_->thread.start();
+        running_->thread.start([this](const char* problem) { running_->server.repair(problem); });
     } catch (...) {
         running_.reset();
         options_.port = wantedPort;

@@ -2,13 +2,14 @@
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <cstdio>
+#include <utility>
 
 namespace zebbussim {
 
 namespace asio = boost::asio;
 
-void BusThread::start() {
+void BusThread::start(std::function<void(const char* problem)> repair) {
+    repair_ = std::move(repair);
     thread_ = std::thread([this] { run(); });
 }
 
@@ -20,13 +21,39 @@ void BusThread::join() {
 
 void BusThread::run() {
     const auto work = asio::make_work_guard(ioContext_);
+    std::exception_ptr problem;
     for (;;) {
         try {
+            if (problem) {
+                repair(problem);
+            }
             ioContext_.run();
             return;
-        } catch (const std::exception& exception) {
-            std::fprintf(stderr, "zeb-bus-sim: %s\n", exception.what());
+        } catch (const std::exception&) {
+            problem = std::current_exception();
         }
+    }
+}
+
+void BusThread::repair(const std::exception_ptr& problem) {
+    for (;;) {
+        try {
+            std::rethrow_exception(problem);
+        } catch (const std::exception& exception) {
+            if (isRepaired(exception.what()) || ioContext_.stopped()) {
+                return;
+            }
+        }
+        ioContext_.run_one();  // may give back what the repair needs
+    }
+}
+
+bool BusThread::isRepaired(const char* problem) noexcept {
+    try {
+        repair_(problem);
+        return true;
+    } catch (const std::exception&) {
+        return false;
     }
 }
 

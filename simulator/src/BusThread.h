@@ -16,14 +16,15 @@
 namespace zebbussim {
 
 /// The thread that serves the bus, with its `io_context`. Runs once: `start()`, then `requestEnd()` and
-/// `join()`. Logs an exception from a handler to standard error and continues.
+/// `join()`. After an exception from a handler it repairs what the handler has left, and continues.
 ///
 /// Owned by the simulator. Objects that use the `io_context` must be destroyed before this object.
 class BusThread {
  public:
     boost::asio::io_context& ioContext() { return ioContext_; }
 
-    void start();
+    /// @param repair gets the text of an exception that a handler has thrown
+    void start(std::function<void(const char* problem)> repair);
     /// Ends the thread after the present handler. Pending handlers are dropped. Any thread may call it.
     void requestEnd() { ioContext_.stop(); }
     /// Does nothing if the thread was not started.
@@ -73,8 +74,11 @@ class BusThread {
     };
 
     void run();
+    void repair(const std::exception_ptr& problem);
+    bool isRepaired(const char* problem) noexcept;
 
     boost::asio::io_context ioContext_{1};
+    std::function<void(const char*)> repair_;
     std::thread thread_;
 };
 

@@ -62,15 +62,15 @@ void Flood::sendBurst() {
             }
             makeChange();
         }
+        if (run_->changesLeft > 0) {
+            postBurst();
+            return;
+        }
     } catch (...) {
         finish(std::current_exception());
         return;
     }
-    if (run_->changesLeft == 0) {
-        finish(nullptr);
-    } else {
-        postBurst();
-    }
+    finish(nullptr);
 }
 
 void Flood::makeChange() {

@@ -73,13 +73,13 @@ HttpConnection::HttpConnection(BusStream&& stream, BusContext& busContext, Event
 void HttpConnection::start() {
     waitingSince_ = std::chrono::steady_clock::now();
     closeIn(context_.patience);
-    stream_.begin([self = shared_from_this()](const ErrorCode& error) {
+    stream_.begin(linkedTo("beginning TLS", [self = shared_from_this()](const ErrorCode& error) {
         if (error) {
             self->close();
         } else if (!self->over_) {
             self->read();
         }
-    });
+    }));
 }
 
 void HttpConnection::closeIn(std::chrono::milliseconds time) {
@@ -104,18 +104,19 @@ void HttpConnection::read() {
 }
 
 void HttpConnection::readHead() {
-    stream_.async_read_some(buffer_.prepare(kBuffer - buffer_.size()),
-                            [self = shared_from_this()](const ErrorCode& error, std::size_t size) {
-                                if (self->over_) {
-                                    return;
-                                }
-                                if (error) {
-                                    self->close();
-                                    return;
-                                }
-                                self->buffer_.commit(size);
-                                self->parseHead();
-                            });
+    stream_.async_read_some(
+        buffer_.prepare(kBuffer - buffer_.size()),
+        linkedTo("reading a request", [self = shared_from_this()](const ErrorCode& error, std::size_t size) {
+            if (self->over_) {
+                return;
+            }
+            if (error) {
+                self->close();
+                return;
+            }
+            self->buffer_.commit(size);
+            self->parseHead();
+        }));
 }
 
 void HttpConnection::parseHead() {
@@ -151,25 +152,25 @@ void HttpConnection::parseHead() {
 }
 
 void HttpConnection::readBody(Head head) {
-    http::async_read_some(
-        stream_, buffer_, *parser_,
-        [self = shared_from_this(), head = std::move(head)](const ErrorCode& error, std::size_t) mutable {
-            if (self->over_) {
-                return;
-            }
-            if (error) {
-                self->received(error);
-            } else if (self->parser_->is_done()) {
-                // What stands behind the body was not checked and says nothing.
-                self->parser_->get().base() = std::move(head);
-                self->received({});
-            } else {
-                self->unfinished_.setSize(self->parser_->get().body().capacity());
-                if (!self->over_) {
-                    self->readBody(std::move(head));
-                }
-            }
-        });
+    http::async_read_some(stream_, buffer_, *parser_,
+                          linkedTo("reading a request", [self = shared_from_this(), head = std::move(head)](
+                                                            const ErrorCode& error, std::size_t) mutable {
+                              if (self->over_) {
+                                  return;
+                              }
+                              if (error) {
+                                  self->received(error);
+                              } else if (self->parser_->is_done()) {
+                                  // What stands behind the body was not checked and says nothing.
+                                  self->parser_->get().base() = std::move(head);
+                                  self->received({});
+                              } else {
+                                  self->unfinished_.setSize(self->parser_->get().body().capacity());
+                                  if (!self->over_) {
+                                      self->readBody(std::move(head));
+                                  }
+                              }
+                          }));
 }
 
 void HttpConnection::refuse(const ErrorCode& error) {
@@ -207,11 +208,12 @@ void HttpConnection::received(const ErrorCode& error) {
     }
     if (fault && fault->delay.count() > 0) {
         delayTimer_.expires_after(fault->delay);
-        delayTimer_.async_wait([self = shared_from_this(), fault](const ErrorCode& timerError) {
-            if (!timerError && !self->over_) {
-                self->handle(fault);
-            }
-        });
+        delayTimer_.async_wait(
+            linkedTo("delaying an answer", [self = shared_from_this(), fault](const ErrorCode& timerError) {
+                if (!timerError && !self->over_) {
+                    self->handle(fault);
+                }
+            }));
         return;
     }
     handle(fault);
@@ -281,8 +283,8 @@ void HttpConnection::handshake(const RequestTarget& target) {
     checkHandshake();
     events_.upgrading(service);
     over_ = true;
+    events_.ended(shared_from_this());  // first: the WebSocket may be refused for lack of memory
     events_.upgraded(std::move(stream_), service, std::move(request_));
-    events_.ended(shared_from_this());
 }
 
 void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
@@ -294,6 +296,8 @@ void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
         return;
     }
     context_.answerBytes += size;
+    const std::shared_ptr<void> counted(nullptr,
+                                        [&context = context_, size](void*) { context.answerBytes -= size; });
     auto response = std::make_shared<http::response<http::string_body>>();
     response->version(request_.version());
     response->result(static_cast<unsigned int>(httpAnswer.status));
@@ -314,8 +318,8 @@ void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
     }
     closeIn(context_.patience);
     http::async_write(stream_, *response,
-                      [self = shared_from_this(), response, size](const ErrorCode& error, std::size_t) {
-                          self->context_.answerBytes -= size;
+                      linkedTo("writing an answer", [self = shared_from_this(), response, counted](
+                                                        const ErrorCode& error, std::size_t) {
                           if (self->over_) {
                               return;
                           }
@@ -326,7 +330,7 @@ void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
                           } else {
                               self->read();
                           }
-                      });
+                      }));
 }
 
 void HttpConnection::writeBytes(const std::string& bytes) {
@@ -334,24 +338,26 @@ void HttpConnection::writeBytes(const std::string& bytes) {
     waitingSince_ = std::chrono::steady_clock::now();
     closeIn(context_.patience);
     asio::async_write(stream_, asio::buffer(*kept),
-                      [self = shared_from_this(), kept](const ErrorCode&, std::size_t) { self->finish(); });
+                      linkedTo("writing an answer", [self = shared_from_this(), kept](
+                                                        const ErrorCode&, std::size_t) { self->finish(); }));
 }
 
 void HttpConnection::finish() {
     // Closing a connection with unread bytes resets it, and the client may lose the answer.
     closeIn(kFinishTime);
-    stream_.end([self = shared_from_this()](const ErrorCode&) {
+    stream_.end(linkedTo("ending", [self = shared_from_this()](const ErrorCode&) {
         ErrorCode ignored;
         self->stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
         self->discardInput();
-    });
+    }));
 }
 
 void HttpConnection::discardInput() {
-    stream_.socket().async_read_some(asio::buffer(leftOver_),
-                                     [self = shared_from_this()](const ErrorCode& error, std::size_t) {
-                                         error ? self->close() : self->discardInput();
-                                     });
+    stream_.socket().async_read_some(
+        asio::buffer(leftOver_),
+        linkedTo("ending", [self = shared_from_this()](const ErrorCode& error, std::size_t) {
+            error ? self->close() : self->discardInput();
+        }));
 }
 
 void HttpConnection::close() {

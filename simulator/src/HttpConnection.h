@@ -10,11 +10,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 
 #include "BusContext.h"
 #include "BusError.h"
 #include "BusStream.h"
+#include "Chained.h"
 #include "GrowingBody.h"
 #include "HttpRequests.h"
 #include "RequestTarget.h"
@@ -26,7 +28,7 @@ namespace zebbussim {
 /// hands the stream on.
 ///
 /// Owned by the server's set of connections and by its own pending operations. Used on the bus's thread.
-class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
+class HttpConnection : public Chained, public std::enable_shared_from_this<HttpConnection> {
  public:
     using Request = boost::beast::http::request<GrowingBody>;
 
@@ -51,6 +53,10 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     using Head = Parser::value_type::header_type;
     using ErrorCode = boost::system::error_code;
 
+    template <typename Handler>
+    auto linkedTo(const char* activity, Handler handler) {
+        return linked(shared_from_this(), activity, std::move(handler));
+    }
     void read();
     void readHead();
     void parseHead();

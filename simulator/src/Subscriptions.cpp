@@ -102,9 +102,10 @@ void Subscriptions::subscribe(Subscriber& subscriber, const std::string& request
 
     const Number number = ++lastNumber_;
     const std::string id = std::to_string(number);
+    // Whatever throws, `leave()` finds everything that refers to the subscriber.
+    bySubscriber_[&subscriber].insert(number);
     subscriptions_[number] = Subscription{&subscriber, id, path};
     byPath_[path.text()].insert(number);
-    bySubscriber_[&subscriber].insert(number);
     subscriber.send("{\"action\":\"subscribe\",\"requestId\":" + quoted(requestId) +
                         ",\"subscriptionId\":\"" + id + "\"" + timestampTail(),
                     nullptr, nullptr);
@@ -114,6 +115,9 @@ void Subscriptions::subscribe(Subscriber& subscriber, const std::string& request
         runLater_(*hold_->delay, [this, number] { start(number); });
     }
     observations_.update([&](Observations::Numbers& numbers) { ++numbers.subscribers[path.text()]; });
+    if (const auto found = subscriptions_.find(number); found != subscriptions_.end()) {
+        found->second.counted = true;
+    }
 }
 
 void Subscriptions::unsubscribe(Subscriber& subscriber, const std::string& requestId,
@@ -134,11 +138,16 @@ void Subscriptions::unsubscribe(Subscriber& subscriber, const std::string& reque
 }
 
 void Subscriptions::leave(Subscriber& subscriber) {
-    const std::set<Number> own = bySubscriber_[&subscriber];
-    for (const Number number : own) {
-        remove(number);
+    const auto found = bySubscriber_.find(&subscriber);
+    if (found == bySubscriber_.end()) {
+        return;
     }
-    bySubscriber_.erase(&subscriber);
+    std::set<Number>& own = found->second;
+    while (!own.empty()) {
+        const Number number = *own.begin();
+        subscriptions_.count(number) == 0 ? static_cast<void>(own.erase(number)) : remove(number);
+    }
+    bySubscriber_.erase(found);
 }
 
 bool Subscriptions::has(const Subscriber& subscriber) const {
@@ -247,14 +256,18 @@ void Subscriptions::endWithError(Number number, const BusError& error) {
 void Subscriptions::remove(Number number) {
     const auto found = subscriptions_.find(number);
     const std::string path = found->second.path.text();
-    std::set<Number>& samePath = byPath_[path];
-    samePath.erase(number);
-    if (samePath.empty()) {
-        byPath_.erase(path);
+    const bool isCounted = found->second.counted;
+    if (const auto samePath = byPath_.find(path); samePath != byPath_.end()) {
+        samePath->second.erase(number);
+        if (samePath->second.empty()) {
+            byPath_.erase(samePath);
+        }
     }
-    bySubscriber_[found->second.subscriber].erase(number);
+    bySubscriber_.at(found->second.subscriber).erase(number);
     subscriptions_.erase(found);
-    observations_.update([&](Observations::Numbers& numbers) { --numbers.subscribers[path]; });
+    if (isCounted) {
+        observations_.update([&](Observations::Numbers& numbers) { --numbers.subscribers[path]; });
+    }
 }
 
 }  // namespace zebbussim

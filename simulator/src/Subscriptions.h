@@ -69,6 +69,7 @@ class Subscriptions {
         BusPath path;
         std::uint64_t nextSequence = 0;
         bool started = false;
+        bool counted = false;  ///< among the observations
     };
     using Number = std::uint64_t;
 

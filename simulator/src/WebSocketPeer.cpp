@@ -48,23 +48,24 @@ void WebSocketPeer::accept(Request request) {
     webSocket_.read_message_max(kMaximumMessage);
     webSocket_.auto_fragment(false);
     webSocket_.text(true);
-    webSocket_.async_accept(handshake_, [self = shared_from_this()](const ErrorCode& error) {
-        self->handshake_ = {};
-        if (error) {
-            self->ended();
-            return;
-        }
-        self->open_ = true;
-        self->context_.observations.update([&](Observations::Numbers& numbers) {
-            ++numbers.webSockets[self->serviceName_];
-            ++numbers.handshakes[self->serviceName_];
-        });
-        if (self->closing_) {
-            self->sendClose();
-        } else if (!self->frozen_) {  // it may be frozen before the handshake is complete
-            self->read();
-        }
-    });
+    webSocket_.async_accept(
+        handshake_, linkedTo("accepting a WebSocket", [self = shared_from_this()](const ErrorCode& error) {
+            self->handshake_ = {};
+            if (error) {
+                self->ended();
+                return;
+            }
+            self->open_ = true;
+            self->context_.observations.update([&](Observations::Numbers& numbers) {
+                ++numbers.webSockets[self->serviceName_];
+                ++numbers.handshakes[self->serviceName_];
+            });
+            if (self->closing_) {
+                self->sendClose();
+            } else if (!self->frozen_) {  // it may be frozen before the handshake is complete
+                self->read();
+            }
+        }));
 }
 
 void WebSocketPeer::send(std::string head, SharedText data, SharedText tail) {
@@ -79,15 +80,16 @@ void WebSocketPeer::enqueue(Outgoing outgoing) {
     if (closing_ || over_ || overflown_) {
         return;
     }
-    setQueueSize(queueSize_ + outgoing.size());
     queue_.push_back(std::move(outgoing));
+    setQueueSize(queueSize_ + queue_.back().size());
     context_.observations.addUnsent(1);
     if (queueSize_ > kMaximumQueue || (context_.queuedBytes > kMaximumQueues && queueSize_ > kSmallQueue)) {
         overflown_ = true;
         clearQueue(writing_ ? 1 : 0);
         // Later, because closing ends the subscriptions, and the caller may be iterating over them.
-        asio::post(webSocket_.get_executor(),
-                   [self = shared_from_this()] { self->close(websocket::close_code::try_again_later); });
+        asio::post(webSocket_.get_executor(), linkedTo("closing a WebSocket", [self = shared_from_this()] {
+                       self->close(websocket::close_code::try_again_later);
+                   }));
         return;
     }
     if (!writing_ && !frozen_) {
@@ -104,7 +106,9 @@ void WebSocketPeer::writeNext() {
     };
     const std::array<asio::const_buffer, 3> buffers{asio::buffer(next.head), bufferOf(next.data),
                                                     bufferOf(next.tail)};
-    auto handler = [self = shared_from_this()](const ErrorCode& error, std::size_t) { self->written(error); };
+    auto handler =
+        linkedTo("writing a message",
+                 [self = shared_from_this()](const ErrorCode& error, std::size_t) { self->written(error); });
     if (next.raw) {
         asio::async_write(webSocket_.next_layer(), buffers, std::move(handler));
     } else {
@@ -174,7 +178,9 @@ void WebSocketPeer::close(std::uint16_t code) {
 }
 
 void WebSocketPeer::sendClose() {
-    webSocket_.async_close(closeCode_, [self = shared_from_this()](const ErrorCode&) { self->ended(); });
+    webSocket_.async_close(
+        closeCode_,
+        linkedTo("closing a WebSocket", [self = shared_from_this()](const ErrorCode&) { self->ended(); }));
 }
 
 void WebSocketPeer::drop() {
@@ -192,7 +198,9 @@ void WebSocketPeer::freeze() {
 void WebSocketPeer::read() {
     webSocket_.async_read_some(
         readBuffer_, kPiece,
-        [self = shared_from_this()](const ErrorCode& error, std::size_t) { self->received(error); });
+        linkedTo("reading a message", [self = shared_from_this()](const ErrorCode& error, std::size_t) {
+            self->received(error);
+        }));
 }
 
 void WebSocketPeer::received(const ErrorCode& error) {
@@ -259,9 +267,9 @@ void WebSocketPeer::ended() {
     if (over_) {
         return;
     }
-    over_ = true;
     const std::shared_ptr<WebSocketPeer> self = shared_from_this();
-    context_.subscriptions.leave(*this);
+    context_.subscriptions.leave(*this);  // first: without memory it throws, and is tried again
+    over_ = true;
     clearQueue(writing_ ? 1 : 0);  // a pending write still needs its buffers
     setQueueSize(0);
     if (writing_) {

@@ -11,9 +11,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "BusContext.h"
 #include "BusStream.h"
+#include "Chained.h"
 #include "GrowingBody.h"
 #include "UnfinishedInput.h"
 
@@ -21,7 +23,7 @@ namespace zebbussim {
 
 /// The server's end of one WebSocket. Owned by the server's set of peers and by its own pending operations.
 /// Used on the bus's thread.
-class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<WebSocketPeer> {
+class WebSocketPeer : public Subscriber, public Chained, public std::enable_shared_from_this<WebSocketPeer> {
  public:
     static constexpr const char* kSubProtocol = "zeb.v1";
     /// If more bytes than this are queued for a client that does not read, its WebSocket is closed.
@@ -71,6 +73,10 @@ class WebSocketPeer : public Subscriber, public std::enable_shared_from_this<Web
     };
     using ErrorCode = boost::system::error_code;
 
+    template <typename Handler>
+    auto linkedTo(const char* activity, Handler handler) {
+        return linked(shared_from_this(), activity, std::move(handler));
+    }
     void enqueue(Outgoing outgoing);
     void writeNext();
     void written(const ErrorCode& error);

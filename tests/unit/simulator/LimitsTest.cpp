@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -391,6 +392,55 @@ TEST_F(SimulatorWithFewDescriptors, LeavesRoomForTheRegistryBesideTheWebSocketsO
     const auto open = asManyWebSocketsAsThereIsRoomFor(
         port, "/ClampControl", [](RawWebSocket& client) { client.subscribe(kClamp); });
     EXPECT_NO_THROW(RawWebSocket(port, "/serviceregistry").subscribe("/serviceregistry/services"));
+}
+
+/// With this many, some of their requests do not fit into the memory.
+template <typename Client>
+void exhaustMemory(std::uint16_t port, const std::function<void(Client&)>& fill,
+                   const std::function<std::unique_ptr<Client>(std::uint16_t)>& connect) {
+    std::vector<std::unique_ptr<Client>> clients;
+    try {
+        for (int client = 0; client < 60; ++client) {
+            clients.push_back(connect(port));
+            fill(*clients.back());
+        }
+    } catch (const std::exception&) {  // the connection is closed for lack of memory
+    }
+}
+
+class SimulatorWithLittleMemory : public testing::Test {
+ protected:
+    void SetUp() override {
+        if (test_support::kSanitizerNeedsDescriptors) {
+            GTEST_SKIP() << "the sanitizer needs more memory";
+        }
+        bus_.emplace(programAfter("ulimit -v 60000"));
+        port = portOf(*bus_);
+    }
+
+    std::uint16_t port = 0;
+
+ private:
+    std::optional<test_support::BusProgram> bus_;
+};
+
+TEST_F(SimulatorWithLittleMemory, ServesClientsAfterRequestsForWhichItHadNone) {
+    exhaustMemory<RawHttp>(
+        port,
+        [](RawHttp& client) {
+            client.write(
+                "POST /ClampControl/clamps/1 HTTP/1.1\r\nHost: localhost\r\nContent-Length: 1048576\r\n\r\n" +
+                std::string(1000 * 1000, ' '));
+        },
+        [](std::uint16_t to) { return std::make_unique<RawHttp>(to); });
+    EXPECT_EQ(RawHttp(port).get(kClamp).status, 200);
+}
+
+TEST_F(SimulatorWithLittleMemory, ServesClientsAfterMessagesForWhichItHadNone) {
+    exhaustMemory<RawWebSocket>(
+        port, [](RawWebSocket& client) { client.sendBytes(beginningOfAMessage()); },
+        [](std::uint16_t to) { return std::make_unique<RawWebSocket>(to, "/ClampControl"); });
+    EXPECT_EQ(RawHttp(port).get(kClamp).status, 200);
 }
 
 TEST(SimulatorRoom, IsThatOfTheDescriptors) {
