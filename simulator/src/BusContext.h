@@ -5,6 +5,7 @@
 #include <string>
 
 #include "BusModel.h"
+#include "HeavyWork.h"
 #include "HttpFaults.h"
 #include "Observations.h"
 #include "RequestHead.h"
@@ -24,6 +25,7 @@ struct BusContext {
     ServerNames names;
     std::chrono::milliseconds patience;  ///< see `BusSimulator::Options`
     UnfinishedInput unfinishedInput;
+    HeavyWork heavyWork;
     std::size_t queuedBytes = 0;  ///< of all WebSockets
     std::size_t answerBytes = 0;  ///< of all answers that are being written
 };

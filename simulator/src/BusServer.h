@@ -32,6 +32,10 @@ class BusServer {
     BusServer(boost::asio::io_context& ioContext, BusContext& busContext, const std::string& address,
               std::uint16_t port, std::optional<boost::asio::ssl::context> tlsContext, Events serverEvents);
 
+    ~BusServer() { context_.heavyWork.clear(); }
+    BusServer(const BusServer&) = delete;
+    BusServer& operator=(const BusServer&) = delete;
+
     std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
 
     /// Ends the connections of which a handler was lost, and says so once per cause. Accepts again.

@@ -66,6 +66,7 @@ BusSimulator::Impl::Impl(const Options& options)
                normalizedBasePath(options.basePath),
                {hasTls(options), options.hostNames},
                options.patience,
+               {},
                {}} {
     if (options_.tlsCertificateFile.empty() != options_.tlsKeyFile.empty()) {
         throw std::invalid_argument(options_.tlsKeyFile.empty()

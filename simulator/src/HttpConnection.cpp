@@ -31,6 +31,8 @@ constexpr std::size_t kBuffer = 16 * 1024;
 constexpr std::size_t kMaximumAnswers = 256 * 1024 * 1024;
 constexpr std::size_t kSmallAnswer = 64 * 1024;
 constexpr std::chrono::seconds kFinishTime{1};
+/// A request with a larger body takes long enough to keep others waiting.
+constexpr std::size_t kLargeBody = 64 * 1024;
 
 /// Whether a text is 16 bytes in base64.
 bool isWebSocketKey(beast::string_view key) {
@@ -216,7 +218,21 @@ void HttpConnection::received(const ErrorCode& error) {
             }));
         return;
     }
-    handle(fault);
+    request_.body().size() > kLargeBody ? handleInTurn(fault) : handle(fault);
+}
+
+void HttpConnection::handleInTurn(const std::optional<HttpFault>& fault) {
+    const bool isTaken = context_.heavyWork.add(stream_.get_executor(), request_.body().size(),
+                                                [self = shared_from_this(), fault] {
+                                                    if (!self->over_) {
+                                                        Link link(self, "handling a request");
+                                                        self->handle(fault);
+                                                        link.release();
+                                                    }
+                                                });
+    if (!isTaken) {
+        answer(errorAnswer(BusError::unavailable("Too many large requests wait")), false);
+    }
 }
 
 void HttpConnection::handle(const std::optional<HttpFault>& fault) {

@@ -64,6 +64,8 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
     void refuse(const ErrorCode& error);
     void received(const ErrorCode& error);
     void handle(const std::optional<HttpFault>& fault);
+    /// Handles a large request when it is its turn.
+    void handleInTurn(const std::optional<HttpFault>& fault);
     void parseTarget();
     /// The path of the request on the bus; empty if its target cannot be parsed.
     std::string busPath() const;

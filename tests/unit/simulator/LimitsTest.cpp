@@ -298,6 +298,27 @@ TEST_F(SimulatorLimits, KeepNoMoreMemoryForAClientThatDoesNotReadThanItsShare) {
     EXPECT_LT(most - before, 100 * kMebibyte);
 }
 
+TEST_F(SimulatorLimits, ServeOthersBetweenTwoLargeRequests) {
+    std::string body = "{";
+    for (int key = 0; key < 90'000; ++key) {
+        body += (key > 0 ? ",\"" : "\"") + std::to_string(key) + "\":1";
+    }
+    std::vector<std::unique_ptr<RawHttp>> large;
+    for (int client = 0; client < 8; ++client) {
+        large.push_back(std::make_unique<RawHttp>(sut.port()));
+        large.back()->write("POST /ClampControl/clamps/1 HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+                            std::to_string(body.size() + 1) + "\r\n\r\n" + body);
+    }
+    RawHttp small(sut.port());
+    small.get("/ClampControl/clamps/2");
+    for (const auto& client : large) {
+        client->write("}");
+    }
+    small.get("/ClampControl/clamps/2");
+    EXPECT_FALSE(large.back()->answersWithin(std::chrono::milliseconds(0)));
+    EXPECT_TRUE(large.back()->answersWithin(kLong));
+}
+
 TEST_F(SimulatorLimits, CountOnlyTheFirstPathsThatAreAskedFor) {
     RawHttp http(sut.port());
     for (int request = 0; request < 300; ++request) {
