@@ -1,13 +1,11 @@
 #include "ElementOrder.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <string_view>
-#include <system_error>
 
+#include "DecimalNumber.h"
 #include "Json.h"
 
 namespace zebbussim {
@@ -19,9 +17,9 @@ struct SortValue {
     enum Rank { kBoolean, kNumber, kString, kNone };
 
     Rank rank = kNone;
-    std::optional<std::int64_t> integer;
-    double number = 0;      ///< also of a boolean
-    std::string_view text;  ///< of a string, with its quotes
+    bool boolean = false;
+    DecimalNumber number;
+    std::string_view text;  ///< a string has its quotes
 };
 
 SortValue sortValue(const std::optional<std::string_view>& value, ReadAccount& account) {
@@ -29,22 +27,16 @@ SortValue sortValue(const std::optional<std::string_view>& value, ReadAccount& a
     if (!value || *value == "null" || isObject(*value) || isList(*value)) {
         return result;
     }
+    result.text = *value;
     if (*value == "true" || *value == "false") {
         result.rank = SortValue::kBoolean;
-        result.number = *value == "true" ? 1 : 0;
+        result.boolean = *value == "true";
     } else if (isString(*value)) {
         result.rank = SortValue::kString;
-        result.text = *value;
     } else {
         account.spend(value->size());
         result.rank = SortValue::kNumber;
-        std::int64_t integer = 0;
-        const char* const end = value->data() + value->size();
-        const auto [readTo, error] = std::from_chars(value->data(), end, integer);
-        if (error == std::errc() && readTo == end) {
-            result.integer = integer;
-        }
-        std::from_chars(value->data(), end, result.number);
+        result.number = DecimalNumber(*value);
     }
     return result;
 }
@@ -72,11 +64,18 @@ int compareRanked(const SortValue& left, const SortValue& right, ReadAccount& ac
     if (left.rank != right.rank) {
         return compare(left.rank, right.rank);
     }
-    if (left.rank == SortValue::kString) {
-        return compareStrings(left.text, right.text, account);
+    switch (left.rank) {
+        case SortValue::kBoolean:
+            return compare(left.boolean, right.boolean);
+        case SortValue::kNumber:
+            account.spend(std::min(left.text.size(), right.text.size()));
+            return left.number.compare(right.number);
+        case SortValue::kString:
+            return compareStrings(left.text, right.text, account);
+        case SortValue::kNone:
+            break;
     }
-    return left.integer && right.integer ? compare(*left.integer, *right.integer)
-                                         : compare(left.number, right.number);
+    return 0;
 }
 
 struct Sorted {

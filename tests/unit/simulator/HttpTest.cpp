@@ -95,6 +95,18 @@ TEST_F(SimulatorHttp, SortsStringsByTheirBytesHoweverTheyAreEscaped) {
     EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/texts?$sortby=+a").ids(), "6,4,5,2,1,3,7");
 }
 
+TEST_F(SimulatorHttp, SortsNumbersByTheirValueHoweverTheyAreWritten) {
+    int id = 0;
+    for (const char* const value :
+         {"1e400", "9007199254740993", "9007199254740992.0", "0.5e-2", "-1e400", "-3", "1E+400", "0.0049",
+          "9007199254740992", "-0", "0e5", "1e99999999999999999999", "-2.5", "0.05", "12", "1.20e1", "120"}) {
+        sut.addElement("/ClampControl/numbers/" + std::to_string(++id),
+                       R"({"a":)" + std::string(value) + "}");
+    }
+    EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/numbers?$sortby=+a&$fields=id").ids(),
+              "5,6,13,10,11,8,4,14,15,16,17,3,9,2,1,7,12");
+}
+
 TEST_F(SimulatorHttp, FiltersByATextWithEscapes) {
     sut.set("/ClampControl/clamps/1", R"({"name":"a\"\\\u0001\u00e4"})");
     EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/clamps?name=a%22%5C%01%C3%A4").ids(), "1");
