@@ -10,6 +10,7 @@
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <cctype>
 #include <chrono>
+#include <iterator>
 #include <utility>
 
 #include "Json.h"
@@ -44,12 +45,19 @@ bool isWebSocketKey(beast::string_view key) {
            key.substr(kDigits) == "==";
 }
 
+std::ptrdiff_t countHeaders(const http::fields& head) {
+    return std::distance(head.begin(), head.end());
+}
+
 std::optional<HttpAnswer> answerToBrokenRequest(const boost::system::error_code& error) {
     if (error == http::error::body_limit) {
         return errorAnswer({413, "payload_too_large", "A request body must not exceed 1 MiB"});
     }
     if (error == http::error::buffer_overflow) {
         return errorAnswer(BusError::badRequest("A chunk or what follows the last one has too long a head"));
+    }
+    if (error == http::error::unexpected_body) {
+        return errorAnswer(BusError::badRequest("Headers follow the body, which could be read in two ways"));
     }
     if (error == http::error::header_limit) {
         return errorAnswer({431, "header_too_large", "The request line and headers must not exceed 8 KiB"});
@@ -99,6 +107,7 @@ void HttpConnection::read() {
     parser_.emplace();
     parser_->header_limit(kMaximumHeader);
     parser_->body_limit(kMaximumBody);
+    parser_->on_chunk_header(checkChunkHead);
     rawHead_.clear();
     waitingSince_ = std::chrono::steady_clock::now();
     closeIn(context_.patience);
@@ -149,30 +158,30 @@ void HttpConnection::parseHead() {
     if (parser_->is_done()) {
         received({});
     } else {
-        readBody(parser_->get().base());
+        readBody(countHeaders(parser_->get()));
     }
 }
 
-void HttpConnection::readBody(Head head) {
-    http::async_read_some(stream_, buffer_, *parser_,
-                          linkedTo("reading a request", [self = shared_from_this(), head = std::move(head)](
-                                                            const ErrorCode& error, std::size_t) mutable {
-                              if (self->over_) {
-                                  return;
-                              }
-                              if (error) {
-                                  self->received(error);
-                              } else if (self->parser_->is_done()) {
-                                  // What stands behind the body was not checked and says nothing.
-                                  self->parser_->get().base() = std::move(head);
-                                  self->received({});
-                              } else {
-                                  self->unfinished_.setSize(self->parser_->get().body().capacity());
-                                  if (!self->over_) {
-                                      self->readBody(std::move(head));
-                                  }
-                              }
-                          }));
+void HttpConnection::readBody(std::ptrdiff_t headers) {
+    http::async_read_some(
+        stream_, buffer_, *parser_,
+        linkedTo("reading a request",
+                 [self = shared_from_this(), headers](const ErrorCode& error, std::size_t) {
+                     if (self->over_) {
+                         return;
+                     }
+                     if (error) {
+                         self->received(error);
+                     } else if (self->parser_->is_done()) {
+                         const bool isFollowed = countHeaders(self->parser_->get()) != headers;
+                         self->received(isFollowed ? ErrorCode(http::error::unexpected_body) : ErrorCode());
+                     } else {
+                         self->unfinished_.setSize(self->parser_->get().body().capacity());
+                         if (!self->over_) {
+                             self->readBody(headers);
+                         }
+                     }
+                 }));
 }
 
 void HttpConnection::refuse(const ErrorCode& error) {

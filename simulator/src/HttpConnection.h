@@ -50,7 +50,6 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
 
  private:
     using Parser = boost::beast::http::request_parser<GrowingBody>;
-    using Head = Parser::value_type::header_type;
     using ErrorCode = boost::system::error_code;
 
     template <typename Handler>
@@ -60,7 +59,7 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
     void read();
     void readHead();
     void parseHead();
-    void readBody(Head head);
+    void readBody(std::ptrdiff_t headers);
     void refuse(const ErrorCode& error);
     void received(const ErrorCode& error);
     void handle(const std::optional<HttpFault>& fault);

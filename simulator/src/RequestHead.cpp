@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <boost/asio/ip/address.hpp>
-#include <boost/beast/core/string.hpp>
+#include <boost/beast/http/error.hpp>
 #include <optional>
 
 #include "BusError.h"
@@ -59,6 +59,11 @@ bool isOneOf(const std::string& host, const ServerNames& names) {
                        [&](const std::string& name) { return boost::beast::iequals(host, name); });
 }
 
+bool isControl(char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    return (byte < 0x20 && byte != '\t') || byte == 0x7F;
+}
+
 void checkBytes(std::string_view raw) {
     for (std::size_t index = 0; index < raw.size(); ++index) {
         const auto byte = static_cast<unsigned char>(raw[index]);
@@ -69,7 +74,7 @@ void checkBytes(std::string_view raw) {
         if (byte == '\n' && (following == ' ' || following == '\t')) {
             throw BusError::badRequest("A header of the request is folded into several lines");
         }
-        if ((byte < 0x20 && byte != '\r' && byte != '\n' && byte != '\t') || byte == 0x7F) {
+        if (byte != '\r' && byte != '\n' && isControl(raw[index])) {
             throw BusError::badRequest("The request's head contains a control character");
         }
     }
@@ -170,6 +175,17 @@ void checkHead(const http::request_header<>& head, std::string_view raw, const S
     checkBytes(raw);
     checkLength(head);
     checkSender(head, names);
+}
+
+void checkChunkHead(std::uint64_t /*size*/, boost::beast::string_view extensions,
+                    boost::system::error_code& error) {
+    if (std::any_of(extensions.begin(), extensions.end(), isControl)) {
+        error = http::error::bad_chunk_extension;
+    }
+}
+
+bool waitsForContinue(const http::request_header<>& head) {
+    return head.version() >= 11 && boost::beast::iequals(head[http::field::expect], "100-continue");
 }
 
 }  // namespace zebbussim

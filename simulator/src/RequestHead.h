@@ -1,6 +1,9 @@
 #pragma once
 
+#include <boost/beast/core/string.hpp>
 #include <boost/beast/http/message.hpp>
+#include <boost/system/error_code.hpp>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,5 +24,13 @@ struct ServerNames {
 /// machine, but always says for which host (`Host`) and for which page (`Origin`).
 void checkHead(const boost::beast::http::request_header<>& head, std::string_view raw,
                const ServerNames& names);
+
+/// Sets an error for the extensions of a chunk that another program could take for something else. To be
+/// called for the head of each chunk.
+void checkChunkHead(std::uint64_t size, boost::beast::string_view extensions,
+                    boost::system::error_code& error);
+
+/// Whether the client sends the body only when it is told to continue.
+bool waitsForContinue(const boost::beast::http::request_header<>& head);
 
 }  // namespace zebbussim
