@@ -11,6 +11,7 @@
 #include <cctype>
 #include <chrono>
 #include <iterator>
+#include <string_view>
 #include <utility>
 
 #include "Json.h"
@@ -157,6 +158,8 @@ void HttpConnection::parseHead() {
     }
     if (parser_->is_done()) {
         received({});
+    } else if (buffer_.size() == 0 && waitsForContinue(parser_->get().base())) {
+        invite();
     } else {
         readBody(countHeaders(parser_->get()));
     }
@@ -182,6 +185,18 @@ void HttpConnection::readBody(std::ptrdiff_t headers) {
                          }
                      }
                  }));
+}
+
+void HttpConnection::invite() {
+    static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+    asio::async_write(
+        stream_, asio::buffer(kContinue),
+        linkedTo("reading a request", [self = shared_from_this()](const ErrorCode& error, std::size_t) {
+            if (self->over_) {
+                return;
+            }
+            error ? self->close() : self->readBody(countHeaders(self->parser_->get()));
+        }));
 }
 
 void HttpConnection::refuse(const ErrorCode& error) {

@@ -59,7 +59,10 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
     void read();
     void readHead();
     void parseHead();
+    /// @param headers how many the head has: there may be none behind the body
     void readBody(std::ptrdiff_t headers);
+    /// Tells the client to continue with the body.
+    void invite();
     void refuse(const ErrorCode& error);
     void received(const ErrorCode& error);
     void handle(const std::optional<HttpFault>& fault);

@@ -232,6 +232,24 @@ TEST_F(SimulatorRequestHead, TakesABodyInChunks) {
     EXPECT_TRUE(isClampOn());
 }
 
+TEST_F(SimulatorRequestHead, InvitesTheBodyOfAClientThatWaitsForIt) {
+    RawHttp http(sut.port());
+    http.write(
+        "POST /ClampControl/clamps/1 HTTP/1.1\r\nHost: localhost\r\nExpect: 100-continue\r\n"
+        "Connection: close\r\nContent-Length: 21\r\n\r\n");
+    ASSERT_TRUE(http.answersWithin(kLong));
+    http.write("{\"isSwitchedOn\":true}");
+    const std::string answers = http.readToEnd();
+    EXPECT_EQ(answers.rfind("HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200", 0), 0U) << answers;
+}
+
+TEST_F(SimulatorRequestHead, InvitesNoBodyThatItRefuses) {
+    EXPECT_EQ(answer("POST /ClampControl/clamps/1 HTTP/1.1\r\nHost: evil.example\r\nExpect: 100-continue\r\n"
+                     "Content-Length: 21\r\n\r\n")
+                  .status,
+              403);
+}
+
 TEST_F(SimulatorRequestHead, AnswersPipelinedRequestsInTheirOrder) {
     RawHttp http(sut.port());
     http.write(switchingOn("Host: localhost\r\n") + switchingOn("Host: localhost\r\nConnection: close\r\n"));
