@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <stdexcept>
@@ -107,6 +108,27 @@ std::string problemWith(const zebutil::JsonObject& object, const std::vector<Mem
     return {};
 }
 
+/// Whether a text that can be read between `{"steps":` and `}` is one value, and does not go on with others.
+bool isOneValue(const std::string& json) {
+    int depth = 0;
+    bool inString = false;
+    for (std::size_t position = 0; position < json.size(); ++position) {
+        const char character = json[position];
+        if (inString) {
+            position += character == '\\' ? 1 : 0;
+            inString = character != '"';
+        } else if (character == '"') {
+            inString = true;
+        } else if (character == ',' && depth == 0) {
+            return false;
+        } else {
+            depth += character == '[' || character == '{' ? 1 : 0;
+            depth -= character == ']' || character == '}' ? 1 : 0;
+        }
+    }
+    return true;
+}
+
 constexpr std::chrono::milliseconds kLookForCancelling{50};
 
 }  // namespace
@@ -124,7 +146,7 @@ Scenario Scenario::fromText(const std::string& json, const std::string& source) 
     } catch (const zebutil::JsonException& exception) {
         throw std::runtime_error(source + placeInFile(json, exception, before.size()));
     }
-    if (!wrapped->isArray("steps") || wrapped->getKeys().size() != 1) {
+    if (!wrapped->isArray("steps") || !isOneValue(json)) {
         throw std::runtime_error(source + " is not a list of steps");
     }
     Scenario scenario(wrapped->getArray("steps"), source);
@@ -165,6 +187,9 @@ void Scenario::check(std::size_t index) const {
     }
     if (problem.empty() && kind == "wait" && members->has("ms") == members->has("subscribers")) {
         problem = "exactly one of \"ms\" and \"subscribers\" is required";
+    }
+    if (problem.empty() && kind == "wait" && members->has("ms") && members->has("timeout")) {
+        problem = "\"timeout\" is for \"subscribers\" only";
     }
     if (problem.empty() && kind == "wait" && members->has("subscribers")) {
         problem = problemWith(*members->getObject("subscribers"), subscribersMembers());

@@ -97,6 +97,8 @@ TEST_P(SimulatorScenarioText, IsRefusedWhenItIsWrong) {
 INSTANTIATE_TEST_SUITE_P(
     Texts, SimulatorScenarioText,
     testing::Values(NamedText{"Empty", ""}, NamedText{"Object", "{}"}, NamedText{"StepThatIsANumber", "[1]"},
+                    NamedText{"StepsBehindTheList", R"([], "steps": [{"print":"x"}])"},
+                    NamedText{"StepsBehindAListWithAnEscape", R"([{"print":"a\"]"}], "\u0073teps": [])"},
                     NamedText{"EmptyStep", "[{}]"}, NamedText{"UnknownStep", R"([{"what":{}}])"},
                     NamedText{"SetThatIsANumber", R"([{"set":1}])"},
                     NamedText{"SetWithoutData", R"([{"set":{"path":"/a/b/c"}}])"},
@@ -107,6 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
                     NamedText{"WaitForANegativeTime", R"([{"wait":{"ms":-1}}])"},
                     NamedText{"WaitForTwoThings",
                               R"([{"wait":{"ms":1,"subscribers":{"path":"/a/b","count":1}}}])"},
+                    NamedText{"WaitForATimeWithATimeout", R"([{"wait":{"ms":1,"timeout":1}}])"},
                     NamedText{"SubscribersWithoutCount", R"([{"wait":{"subscribers":{"path":"/a/b"}}}])"},
                     NamedText{"ServiceWithoutState", R"([{"service":{"name":"A"}}])"},
                     NamedText{"ServiceWithAnUnknownMember",
