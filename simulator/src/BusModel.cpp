@@ -135,7 +135,7 @@ void BusModel::addService(const std::string& name, std::string_view json, bool r
         const std::string resourceName = stringOf(key).value();
         const std::string collectionText = BusPath{name, resourceName, ""}.text();
         if (!isName(resourceName) || !isList(list)) {
-            throw BusError::badRequest(collectionText + " must be a list of elements");
+            throw BusError::badRequest(excerpt(collectionText) + " must be a list of elements");
         }
         Resource& resource = added.resources[resourceName];
         for (const std::string_view item : entriesOf(list)) {

@@ -15,12 +15,6 @@ namespace asio = boost::asio;
 
 namespace {
 
-std::string normalizedBasePath(const std::string& basePath) {
-    std::string path = basePath;
-    path.insert(0, path.empty() || path.front() != '/' ? "/" : "");
-    return path.back() == '/' ? path : path + "/";
-}
-
 bool hasTls(const BusSimulator::Options& options) {
     return !options.tlsCertificateFile.empty();
 }
@@ -63,7 +57,7 @@ BusSimulator::Impl::Impl(const Options& options)
                subscriptions_,
                observations_,
                faults_,
-               normalizedBasePath(options.basePath),
+               withLibraryErrors([&] { return checkedBasePath(options.basePath); }),
                {hasTls(options), options.hostNames},
                options.patience,
                {},

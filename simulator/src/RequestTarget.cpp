@@ -71,14 +71,38 @@ QueryTerms parseTerms(const std::string& query) {
 std::string withoutAuthority(const std::string& target) {
     for (const std::string scheme : {"http://", "https://"}) {
         if (target.compare(0, scheme.size(), scheme) == 0) {
-            const std::size_t end = std::min(target.find_first_of("/?", scheme.size()), target.size());
+            const std::size_t end = std::min(target.find_first_of("/?#", scheme.size()), target.size());
             return (target[end] == '/' ? "" : "/") + target.substr(end);
         }
     }
     return target;
 }
 
+/// The segments of a valid base path, as those of a request are after they are decoded.
+std::vector<std::string> decodedSegments(const std::string& basePath) {
+    std::vector<std::string> segments = splitPath(basePath);
+    std::transform(segments.begin(), segments.end(), segments.begin(), decoded);
+    return segments;
+}
+
 }  // namespace
+
+std::string checkedBasePath(const std::string& text) {
+    std::string whole = text.empty() || text.front() != '/' ? "/" + text : text;
+    whole += whole.back() == '/' ? "" : "/";
+    const auto fail = [&](const std::string& why) {
+        throw BusError::badRequest("The base path " + excerpt(text) + " " + why);
+    };
+    if (whole.find_first_of("?# \\") != std::string::npos) {
+        fail("contains a query, a fragment, a blank or a backslash");
+    }
+    for (const std::string& segment : decodedSegments(whole)) {
+        if (!isName(segment)) {
+            fail("has a segment that is not a name");
+        }
+    }
+    return whole;
+}
 
 std::string RequestTarget::path() const {
     std::string text;
@@ -109,7 +133,7 @@ RequestTarget parseRequestTarget(const std::string& target, const std::string& b
                                        result.segments.back() + "\"");
         }
     }
-    const std::vector<std::string> base = splitPath(basePath);
+    const std::vector<std::string> base = decodedSegments(basePath);
     if (result.segments.size() < base.size() ||
         !std::equal(base.begin(), base.end(), result.segments.begin())) {
         throw BusError::invalidPath("The bus of this server is at " + basePath);

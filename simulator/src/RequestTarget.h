@@ -19,8 +19,11 @@ struct RequestTarget {
     std::string path() const;
 };
 
-/// `basePath` begins and ends with "/". Throws `BusError`: 400 for a malformed target, 404 for one outside
-/// the base path.
+/// Returns a base path with "/" at either end. Throws `BusError` 400 for one that no request can have.
+std::string checkedBasePath(const std::string& text);
+
+/// `basePath` is what `checkedBasePath()` returned: it begins and ends with "/". Throws `BusError`: 400 for a
+/// malformed target, 404 for one outside the base path.
 RequestTarget parseRequestTarget(const std::string& target, const std::string& basePath);
 
 }  // namespace zebbussim

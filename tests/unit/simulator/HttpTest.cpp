@@ -1,4 +1,7 @@
+#include <NamedText.h>
+
 #include <ostream>
+#include <stdexcept>
 
 #include "SimulatorTest.h"
 
@@ -147,6 +150,35 @@ TEST_F(SimulatorHttp, MergesAPostIntoTheElement) {
     EXPECT_TRUE(data->getValue<bool>("isSwitchedOn"));
     EXPECT_EQ(data->getValue<std::string>("type"), "Clamp15");
 }
+
+TEST(SimulatorWithABasePath, IsReachedByItsEncodedForm) {
+    zebbussim::BusSimulator::Options options;
+    options.basePath = "a%20b";
+    zebbussim::BusSimulator sut(options);
+    sut.start();
+    EXPECT_EQ(sut.basePath(), "/a%20b/");
+    EXPECT_EQ(RawHttp(sut.port()).get("/a%20b/serviceregistry/services").status, 200);
+}
+
+class SimulatorBasePath : public testing::TestWithParam<test_support::NamedText> {};
+
+TEST_P(SimulatorBasePath, IsRefusedWhenNoRequestCanHaveIt) {
+    zebbussim::BusSimulator::Options options;
+    options.basePath = GetParam().text;
+    EXPECT_THROW(zebbussim::BusSimulator{options}, std::invalid_argument);
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, SimulatorBasePath,
+                         testing::Values(test_support::NamedText{"EmptySegment", "/a//b"},
+                                         test_support::NamedText{"DotDot", "/../x"},
+                                         test_support::NamedText{"Query", "/a?b"},
+                                         test_support::NamedText{"Fragment", "/a#b"},
+                                         test_support::NamedText{"EncodedSlash", "/%2F/"},
+                                         test_support::NamedText{"Newline", "/a\nb"},
+                                         test_support::NamedText{"Blank", "/a b"},
+                                         test_support::NamedText{"BrokenEscape", "/%zz/"},
+                                         test_support::NamedText{"TwoSlashes", "//"}),
+                         test_support::nameOf);
 
 struct Refusal {
     const char* name;

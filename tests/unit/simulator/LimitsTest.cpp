@@ -513,4 +513,11 @@ TEST(SimulatorFiles, RefuseAScenarioWithSomethingBehindTheList) {
               "the test is not a list of steps");
 }
 
+TEST(SimulatorFiles, EscapeTheNameOfAResourceThatIsNoList) {
+    zebbussim::BusSimulator sut;
+    const std::string error = errorOf([&] { sut.loadText(R"({"services":{"A":{"\u001b[31m":1}}})"); });
+    EXPECT_EQ(error.find('\x1b'), std::string::npos) << error;
+    EXPECT_NE(error.find("must be a list"), std::string::npos) << error;
+}
+
 }  // namespace

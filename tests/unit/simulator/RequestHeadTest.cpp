@@ -250,6 +250,12 @@ TEST_F(SimulatorRequestHead, InvitesNoBodyThatItRefuses) {
               403);
 }
 
+TEST_F(SimulatorRequestHead, FindsNoPathInTheFragmentOfATarget) {
+    EXPECT_EQ(
+        answer("GET http://localhost#/ClampControl/clamps/1 HTTP/1.1\r\nHost: localhost\r\n\r\n").status,
+        404);
+}
+
 TEST_F(SimulatorRequestHead, AnswersPipelinedRequestsInTheirOrder) {
     RawHttp http(sut.port());
     http.write(switchingOn("Host: localhost\r\n") + switchingOn("Host: localhost\r\nConnection: close\r\n"));
