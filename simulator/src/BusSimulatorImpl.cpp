@@ -15,6 +15,14 @@ namespace asio = boost::asio;
 
 namespace {
 
+void requireHostName(const std::string& name) {
+    constexpr const char* kCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
+    if (name.empty() || name.find_first_not_of(kCharacters) != std::string::npos) {
+        throw std::invalid_argument("The host name " + excerpt(name) +
+                                    " must have letters, digits, \"-\", \"_\" and \".\" only, and no port");
+    }
+}
+
 bool hasTls(const BusSimulator::Options& options) {
     return !options.tlsCertificateFile.empty();
 }
@@ -66,6 +74,9 @@ BusSimulator::Impl::Impl(const Options& options)
         throw std::invalid_argument(options_.tlsKeyFile.empty()
                                         ? "A TLS certificate without the file of its key"
                                         : "A TLS key without the file of its certificate");
+    }
+    for (const std::string& name : options_.hostNames) {
+        requireHostName(name);
     }
     model_.setListener(this);
 }

@@ -141,6 +141,9 @@ Arguments parseArguments(const std::vector<std::string>& words) {
             arguments.options.hostNames.push_back(value());
         } else if (name == "--scenario") {
             arguments.scenarioFile = value();
+            if (arguments.scenarioFile.empty()) {
+                throw std::invalid_argument("--scenario needs a value");
+            }
         } else if (word == "--exit-after-scenario") {
             arguments.exitAfterScenario = true;
         } else if (word.size() > 1 && word.front() == '-') {

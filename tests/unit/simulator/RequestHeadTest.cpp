@@ -1,5 +1,7 @@
 #include <NamedText.h>
 
+#include <stdexcept>
+
 #include "SimulatorTest.h"
 
 namespace {
@@ -115,6 +117,14 @@ TEST(SimulatorWithAHostName, AnswersToIt) {
     zebbussim::BusSimulator sut(options);
     sut.start();
     EXPECT_EQ(RawHttp(sut.port()).sendBytes("GET /A HTTP/1.1\r\nHost: Bus.example:80\r\n\r\n").status, 404);
+}
+
+TEST(SimulatorWithAHostName, RefusesOneThatNoRequestCanHave) {
+    for (const char* const name : {"", "foo:80", "http://foo"}) {
+        zebbussim::BusSimulator::Options options;
+        options.hostNames = {name};
+        EXPECT_THROW(zebbussim::BusSimulator{options}, std::invalid_argument) << name;
+    }
 }
 
 TEST_F(SimulatorRequestHead, NeedsNoHostInVersion10) {
