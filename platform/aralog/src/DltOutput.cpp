@@ -2,6 +2,8 @@
 
 #include <dlt/dlt.h>
 #include <internal/BlockedSignals.h>
+#include <internal/SafeWrite.h>
+#include <signal.h>
 #include <syslog.h>
 
 #include <algorithm>
@@ -11,6 +13,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <mutex>
+#include <optional>
 #include <set>
 
 #include "DltIds.h"
@@ -51,14 +54,35 @@ static_assert(static_cast<int>(LogLevel::kVerbose) == DLT_LOG_VERBOSE);
 /// registration tries again.
 class Starting {
  public:
-    Starting() = default;
-    ~Starting() { dlt_set_resend_timeout_atexit(kExitTimeoutMilliseconds); }  // starting sets the default
+    Starting() noexcept { sigaction(SIGPIPE, nullptr, &pipeAction_); }
+    ~Starting() {
+        dlt_set_resend_timeout_atexit(kExitTimeoutMilliseconds);  // starting sets the default
+        restorePipeAction();
+    }
     Starting(const Starting&) = delete;
     Starting& operator=(const Starting&) = delete;
 
  private:
+    /// By starting, libdlt makes the whole process ignore SIGPIPE. What to do about it is the application's
+    /// decision, which the programs inherit that it starts.
+    void restorePipeAction() const noexcept {
+        struct sigaction now {};
+        sigaction(SIGPIPE, nullptr, &now);
+        if (now.sa_handler == SIG_IGN) {
+            sigaction(SIGPIPE, &pipeAction_, nullptr);
+        }
+    }
+
+    const internal::SparedPipeSignal spared_;
     const internal::BlockedSignals blocked_;  ///< the threads that libdlt makes inherit that
+    struct sigaction pipeAction_ {};
 };
+
+/// Contains a value while libdlt's exit handler runs.
+std::optional<internal::SparedPipeSignal>& sparedAtExit() {
+    static auto& spared = *new std::optional<internal::SparedPipeSignal>;
+    return spared;
+}
 
 bool isLevel(int level) noexcept {
     return level >= DLT_LOG_OFF && level <= DLT_LOG_VERBOSE;
@@ -129,6 +153,8 @@ extern "C" void onLevelChanged(char* contextId, std::uint8_t level, std::uint8_t
 
 void start() {
     const Starting starting;
+    // libdlt's exit handler, which writes too, runs between this one and the one below.
+    std::atexit([] { sparedAtExit().reset(); });
     // By default libdlt writes its own messages to standard output, where they would mix with the output of
     // the application. Only warnings and errors are kept, because a daemon that is not there yet is not worth
     // a line.
@@ -137,6 +163,7 @@ void start() {
     if (dlt_init() < DLT_RETURN_OK) {
         complain("libdlt cannot be started; records will not reach DLT");
     }
+    std::atexit([] { sparedAtExit().emplace(); });
 }
 
 void registerApplication(const std::string& name, const std::string& description) {
@@ -179,6 +206,7 @@ void unregisterContext(Logger::State& state) {
         return;
     }
     UnansweredContexts::instance().remove(state.dltId);
+    const internal::SparedPipeSignal spared;
     dlt_unregister_context(&state.dltContext);
 }
 
@@ -201,6 +229,7 @@ std::size_t longestText() noexcept {
 }
 
 void write(Logger::State& state, LogLevel level, const std::string& text) noexcept {
+    const internal::SparedPipeSignal spared;
     DltContextData record{};
     if (dlt_user_log_write_start(&state.dltContext, &record, static_cast<DltLogLevelType>(level)) !=
         DLT_RETURN_TRUE) {

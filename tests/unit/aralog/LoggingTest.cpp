@@ -630,6 +630,59 @@ TEST(ConsoleMode, SparesTheApplicationTheSignalOfABrokenPipe) {
     EXPECT_EQ(result.exitCode, 0);
 }
 
+TEST(RemoteMode, LeavesTheApplicationItsHandlerOfABrokenPipe) {
+    const ChildResult result = runWithoutDaemon([] {
+        const auto handler = [](int) {};
+        std::signal(SIGPIPE, handler);
+        InitLogging("App", "", LogLevel::kInfo, LogMode::kRemote, "");
+        CreateLogger("Ctx", "").LogInfo() << "text";
+        std::_Exit(std::signal(SIGPIPE, SIG_DFL) == static_cast<void (*)(int)>(handler) ? 0 : 1);
+    });
+    EXPECT_EQ(result.signal, 0);
+}
+
+/// Runs `work` in a child process whose libdlt finds a daemon that reads nothing. `work` gets the daemon's
+/// end of the pipe. A broken pipe ends the process.
+ChildResult runWithSilentDaemon(const std::function<void(int)>& work) {
+    const TemporaryDirectory directory;
+    return runInChild([&] {
+        ::setenv("DLT_PIPE_DIR", directory.path().c_str(), 1);
+        ::unsetenv("DLT_LOCAL_PRINT_MODE");
+        const std::string pipe = directory.path() / "dlt";
+        ::mkfifo(pipe.c_str(), 0600);
+        const int reader = ::open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+        std::signal(SIGPIPE, SIG_DFL);
+        work(reader);
+    });
+}
+
+TEST(RemoteMode, SparesTheApplicationTheSignalWhenTheDaemonEnds) {
+    const ChildResult result = runWithSilentDaemon([](int reader) {
+        InitLogging("App", "", LogLevel::kInfo, LogMode::kRemote, "");
+        Logger& logger = CreateLogger("Ctx", "");
+        ::close(reader);
+        logger.LogInfo() << "nobody reads this";
+        sigset_t pending;
+        ::sigpending(&pending);
+        std::_Exit(sigismember(&pending, SIGPIPE));
+    });
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_EQ(result.exitCode, 0) << result.errors;
+}
+
+TEST(RemoteMode, SparesTheApplicationTheSignalWhenTheDaemonEndsBeforeTheLastRecordsAreSent) {
+    const ChildResult result = runWithSilentDaemon([](int reader) {
+        InitLogging("App", "", LogLevel::kInfo, LogMode::kRemote, "");
+        Logger& logger = CreateLogger("Ctx", "");
+        for (int i = 0; i < 200; ++i) {
+            logger.LogInfo() << std::string(1000, 'x');  // more than the pipe holds
+        }
+        ::close(reader);
+        std::exit(0);
+    });
+    EXPECT_EQ(result.signal, 0);
+}
+
 TEST(Modes, Combine) {
     const TemporaryDirectory directory;
     const ChildResult result = runWithoutDaemon([&] {
