@@ -5,9 +5,11 @@
 #include <Poco/JSON/JSONException.h>
 #include <Poco/JSON/Object.h>
 #include <internal/RegularFile.h>
+#include <sys/stat.h>
 #include <zebutil/JsonException.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -44,6 +46,12 @@ void refuseOtherRoot(const std::string& text) {
 }
 
 }  // namespace
+
+bool isMissing(const std::string& path) noexcept {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) != 0 &&
+           (errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG);
+}
 
 std::string readConfigurationFile(const std::string& path) {
     try {

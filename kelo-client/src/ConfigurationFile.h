@@ -11,6 +11,10 @@ namespace kelo_client {
 /// The most bytes that a configuration may have.
 constexpr std::size_t kLargestConfiguration = 1'048'576;
 
+/// Whether nothing is at the path. If that cannot be known, because of a loop of symbolic links for instance,
+/// returns false: reading the file then tells the reason.
+bool isMissing(const std::string& path) noexcept;
+
 /// Returns the content of a regular file. Never waits: whatever else is at the path is not opened.
 /// @throws Poco::Exception with the path, if it is not a regular file of at most kLargestConfiguration bytes
 ///         that can be read; with the system's error number as code, if opening or reading it failed

@@ -1,5 +1,4 @@
 #include <Poco/Exception.h>
-#include <Poco/File.h>
 #include <Poco/Path.h>
 #include <csc_logging/CSCLogging.h>
 #include <internal/EscapedText.h>
@@ -157,7 +156,7 @@ void ConfigurationManager::load() {
         const Poco::Path path(configFile_);
         if (path.getFileName().empty()) {
             CSCLogging::LogError(CSCLogEntry("Config File is not a file: ") << configFile_);
-        } else if (!Poco::File(path).exists()) {
+        } else if (isMissing(configFile_)) {
             CSCLogging::LogError(CSCLogEntry("Config file does not exist: ") << configFile_);
         } else {
             CSCLogging::LogInfo(CSCLogEntry("Found config file: ") << configFile_ << " - try to load it");

@@ -133,6 +133,26 @@ TEST_F(ConfigurationManagerTest, SaysThatTheFileDoesNotExist) {
     expectDefaults(sut);
 }
 
+TEST_F(ConfigurationManagerTest, SaysThatAFileBelowAnotherFileDoesNotExist) {
+    const std::string path = directory.write("file", "{}").string() + "/config.json";
+    ConfigurationManager sut(path);
+    sut.load();
+    EXPECT_THAT(RecordingAraLog::records(),
+                ElementsAre(isRecord(LogLevel::kError, "Config file does not exist: " + path)));
+}
+
+TEST_F(ConfigurationManagerTest, SaysWhyItCannotReadALoopOfSymbolicLinks) {
+    const std::filesystem::path path = directory.path() / "config.json";
+    std::filesystem::create_symlink(path, path);
+    ConfigurationManager sut(path.string());
+    sut.load();
+    EXPECT_THAT(RecordingAraLog::records().back(),
+                isRecord(LogLevel::kError,
+                         testing::MatchesRegex("Loading config file failed, error: .*: Too many levels of "
+                                               "symbolic links.*")));
+    expectDefaults(sut);
+}
+
 TEST_F(ConfigurationManagerTest, SaysThatItFoundTheFile) {
     const auto file = directory.write("config.json", "{}");
     ConfigurationManager sut(file.string());
