@@ -23,6 +23,8 @@ constexpr int kUsage = 1;
 constexpr int kCannotRun = 2;
 constexpr int kOutputLost = 3;
 
+constexpr const char* kOutputLostText = "the output could not be written";
+
 /// Wakes the main thread. Always blocked, so it never ends the program by itself.
 constexpr int kOutputLostSignal = SIGUSR1;
 
@@ -73,6 +75,15 @@ void complain(const std::string& text) {
     std::cerr << "clamp-monitor: " + text + "\n";
 }
 
+/// Returns the exit code.
+int printHelp() {
+    if (!(std::cout << kHelp << std::flush)) {
+        complain(kOutputLostText);
+        return kOutputLost;
+    }
+    return 0;
+}
+
 /// Restores the default action of the signals, so a second one ends the program. Waits half a second first,
 /// because timeout(1), for instance, signals both the program and its process group.
 void heedASecondSignal(const sigset_t& endingSignals) {
@@ -111,7 +122,7 @@ int monitor(EventPrinter::Format format, const sigset_t& awaitedSignals, const s
     follower.stop();
     printer.stopped();
     if (outputLost) {
-        complain("the output could not be written");
+        complain(kOutputLostText);
         return kOutputLost;
     }
     return 0;
@@ -128,8 +139,7 @@ int main(int argumentCount, char** argumentValues) {
         if (word == "--json") {
             format = EventPrinter::Format::Json;
         } else if (word == "--help" || word == "-h") {
-            std::cout << kHelp;
-            return 0;
+            return printHelp();
         } else {
             complain("unknown argument \"" + word + "\"; try clamp-monitor --help");
             return kUsage;
