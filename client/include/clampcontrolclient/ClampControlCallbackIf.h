@@ -20,6 +20,11 @@ namespace clampcontrolclient {
 /// SubscribeClampControl() is refused, because it would wait for an answer that arrives on this very thread;
 /// call it on a thread of the application.
 ///
+/// Signals and processes: the library's thread blocks the signals of the application. A program that is
+/// started inside a callback inherits that, so unblock them (sigprocmask) between fork() and exec(). A child
+/// that is forked inside a callback must end there, with _exit() or exec(), and not return from the callback:
+/// the threads that the library would go on with do not exist in it.
+///
 /// Exceptions: an exception from a callback is logged and ignored. If OnClampNotification() throws,
 /// OnClampStateChanged() is skipped for that notification.
 class CLAMPCONTROL_EXPORT ClampControlCallbackIf {
