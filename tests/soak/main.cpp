@@ -56,8 +56,10 @@ int main(int count, char** arguments) {
         setenv("DLT_USER_BUFFER_MIN", "50000", 0);
         setenv("DLT_USER_BUFFER_MAX", "50000", 0);
         // What a thread has freed and the C library keeps for it would count as in use: up to 231 KiB for
-        // each thread, seven pieces of each of 64 sizes. It fills for as long as new sizes occur.
-        setenv("GLIBC_TUNABLES", "glibc.malloc.tcache_count=0", 0);
+        // each thread, seven pieces of each of 64 sizes. It fills for as long as new sizes occur. And the end
+        // of the memory of a thread is given back neither by free() nor by malloc_trim(), unlike that of the
+        // process.
+        setenv("GLIBC_TUNABLES", "glibc.malloc.tcache_count=0:glibc.malloc.arena_max=1", 0);
         const bool isKept = soak::drive(std::chrono::seconds(number), seed, directory);
         if (isKept) {
             std::filesystem::remove_all(directory);

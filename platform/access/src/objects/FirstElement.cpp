@@ -13,10 +13,10 @@ namespace {
 constexpr const char* kWhere = "answer";
 constexpr const char* kList = "\"data\"";
 
-// Whether a key in quotes is that of the list.
-bool isKeyOfList(std::string_view quoted) {
-    return quoted == kList || (quoted.find('\\') != std::string_view::npos &&
-                               zebutil::JsonObject::parse("{" + std::string(quoted) + ":0}")->has("data"));
+// Whether the key that the scanner found last is that of the list.
+bool isKeyOfList(const TextScanner& scanner, std::string_view key) {
+    return key == "data" || (scanner.hadEscape() &&
+                             zebutil::JsonObject::parse("{\"" + std::string(key) + "\":0}")->has("data"));
 }
 
 // The list in an answer that is valid JSON. Of several with its key, the last one counts.
@@ -26,9 +26,10 @@ std::string_view listIn(std::string_view answer) {
     scanner.expect('{');
     if (!scanner.consume('}')) {
         do {
-            const bool isList = isKeyOfList(scanner.string());
+            const std::string_view key = scanner.string();
+            const bool isList = isKeyOfList(scanner, key);
             scanner.expect(':');
-            const std::string_view value = scanner.value();
+            const std::string_view value = scanner.valueToRead();
             if (isList) {
                 list = value;
             }
@@ -54,7 +55,7 @@ std::shared_ptr<zebutil::JsonObject> readFirstElement(std::string_view answer) {
     if (scanner.consume(']')) {
         return nullptr;
     }
-    const std::string_view element = scanner.value();
+    const std::string_view element = scanner.valueToRead();
     if (element.front() != '{') {
         throw ZebException(std::string("expected an object as the first of the list under ") + kList +
                                ", got " + std::string(element.substr(0, 40)),

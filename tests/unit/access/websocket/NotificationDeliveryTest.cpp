@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "Notifications.h"
+#include "log/FaultLog.h"
 #include "websocket/NotificationDelivery.h"
 
 namespace {
@@ -24,8 +25,10 @@ TEST(NotificationDelivery, CallsNoFurtherHandlerOnceItsExecutorIsStopped) {
         "executor", std::make_unique<test_support::RecordingLogger>(log, "executor"));
     boost::asio::io_context context;
     Owner owner;
-    zeb::NotificationDelivery sut(context, executor,
-                                  std::make_shared<test_support::RecordingLogger>(log, "delivery"), owner);
+    zeb::NotificationDelivery sut(
+        context, executor,
+        std::make_shared<zeb::FaultLog>(std::make_shared<test_support::RecordingLogger>(log, "delivery")),
+        owner);
     int calls = 0;
     std::promise<void> hasBegun;
     const auto subscription = test_access::subscription("/Doors/doors/1", [&](std::string_view) {
