@@ -153,6 +153,7 @@ extern "C" void onLevelChanged(char* contextId, std::uint8_t level, std::uint8_t
 
 void start() {
     const Starting starting;
+    sparedAtExit();  // takes its memory now: at the exit there may be none
     // libdlt's exit handler, which writes too, runs between this one and the one below.
     std::atexit([] { sparedAtExit().reset(); });
     // By default libdlt writes its own messages to standard output, where they would mix with the output of
