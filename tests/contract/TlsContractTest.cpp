@@ -523,6 +523,24 @@ class TlsFilesContract : public TlsContract {
     std::vector<std::string> set_;
 };
 
+TEST_F(TlsFilesContract, APinnedAuthorityForbidsTheRegistryToNameAnHttpAddress) {
+    setVariable("ZEB_TLS_AUTHORITY_LIGHTING", authority.certificateFile());
+    zebutil::TlsContextQuestion::readEnvironment();
+    zeb::ZebServiceRegistry::Settings settings;
+    settings.mode = Mode::DynamicOnly;
+    settings.httpUri = bus.baseUri();
+    configuration->isKnown = false;
+    registry = std::make_shared<zeb::ZebServiceRegistry>(
+        websockets, configuration, loggers,
+        std::make_shared<zeb::HttpAccessFactory>(std::make_shared<zebutil::PocoHttpSessionFactory>()),
+        zebExecutor, httpExecutor, settings, serviceSettings);
+    listen();
+    EXPECT_EQ(states.next(), "error");
+    EXPECT_TRUE(
+        log->contains("the service has an authority of its own for https, and the service registry names " +
+                      bus.baseUri()));
+}
+
 TEST_F(TlsFilesContract, ATrustStoreThatComesLateIsFoundByTheNextRequest) {
     setVariable("SSL_CERT_FILE", store);
     const auto access = createAccess();

@@ -45,6 +45,9 @@ class ZEBUTIL_EXPORT TlsContextQuestion {
     /// application may change it.
     static void readEnvironment();
 
+    /// Whether the environment names an authority for `service`, which then must not be reached without TLS.
+    static bool isPinned(const std::string& service);
+
     /// Which of the system's files were left out since the last call because of a fault, as sentences for the
     /// log: each file once, until it changes. Reads nothing.
     static std::vector<std::string> takeLeftOut();

@@ -58,6 +58,10 @@ void TlsContextQuestion::readEnvironment() {
     TlsEnvironment::readAgain();
 }
 
+bool TlsContextQuestion::isPinned(const std::string& service) {
+    return TlsFiles::isPinned(service);
+}
+
 std::vector<std::string> TlsContextQuestion::takeLeftOut() {
     return TlsContexts::ofProcess().takeLeftOut();
 }

@@ -122,6 +122,14 @@ std::vector<std::string> certificateFilesIn(const TlsFiles::Source& directory) {
 
 }  // namespace
 
+bool TlsFiles::isPinned(const std::string& service) {
+    const std::string wanted = inVariables(service);
+    const auto variables = TlsEnvironment::ofProcess()->beginningWith(kAuthorityPrefix);
+    return std::any_of(variables.begin(), variables.end(), [&wanted](const auto& variable) {
+        return inVariables(variable.first.substr(kAuthorityPrefix.size())) == wanted;
+    });
+}
+
 TlsFiles TlsFiles::of(const std::string& service) {
     const auto environment = TlsEnvironment::ofProcess();
     TlsFiles files;

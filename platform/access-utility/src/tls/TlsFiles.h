@@ -31,6 +31,9 @@ struct TlsFiles {
     /// @throws std::runtime_error if the variables contradict each other, or one of them is empty
     static TlsFiles of(const std::string& service);
 
+    /// Whether the environment names an authority for `service`.
+    static bool isPinned(const std::string& service);
+
     /// What changes when one of the files changes. Needs no descriptor, except for a directory.
     /// @throws std::runtime_error if a required file is not there
     std::vector<std::pair<std::string, FileIdentity>> state() const;

@@ -2,6 +2,7 @@
 
 #include <zeb/IConfigManager.h>
 #include <zeb/ZebException.h>
+#include <zebutil/TlsContextQuestion.h>
 
 #include <algorithm>
 #include <chrono>
@@ -76,23 +77,32 @@ std::optional<ServiceEndpoint> EndpointLookup::address(const std::string& servic
                            kConfiguration);
     }
     std::optional<ServiceEndpoint> told = directory ? directory->find(service) : std::nullopt;
-    if (told && isRefusedDowngrade(service, configuration, *told)) {
-        throw ZebException("the service registry is reached by https and names " + told->serverBaseUri +
-                               ", which is not: refused, since the configuration of the service names no "
-                               "http address itself",
-                           "service registry");
+    if (told) {
+        refuseDowngrade(service, configuration, *told);
     }
     return told;
 }
 
 // Who can be trusted to name the services must not be able to take their protection away. Only the
 // configuration may, by naming an http address for the service itself.
-bool EndpointLookup::isRefusedDowngrade(const std::string& service, const Configuration& configuration,
-                                        const ServiceEndpoint& told) const {
-    if (told.isSecure() || !ServiceEndpoint::ofAddress(settings_.httpUri, kConfiguration).isSecure()) {
-        return false;
+void EndpointLookup::refuseDowngrade(const std::string& service, const Configuration& configuration,
+                                     const ServiceEndpoint& told) const {
+    const bool isAllowed = told.isSecure() || (configManager_->isServiceConfigurationKnown(service) &&
+                                               namesPlainHttp(configuration));
+    if (isAllowed) {
+        return;
     }
-    return !configManager_->isServiceConfigurationKnown(service) || !namesPlainHttp(configuration);
+    const std::string refused =
+        " names " + told.serverBaseUri +
+        ", which is not: refused, since the configuration of the service names no http address itself";
+    if (ServiceEndpoint::ofAddress(settings_.httpUri, kConfiguration).isSecure()) {
+        throw ZebException("the service registry is reached by https and" + refused, "service registry");
+    }
+    if (zebutil::TlsContextQuestion::isPinned(service)) {
+        throw ZebException(
+            "the service has an authority of its own for https, and the service registry" + refused,
+            "service registry");
+    }
 }
 
 void EndpointLookup::applySetting(ServiceEndpoint& endpoint, const std::string& service,

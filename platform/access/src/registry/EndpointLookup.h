@@ -36,8 +36,8 @@ class EndpointLookup {
 
     std::optional<ServiceEndpoint> address(const std::string& service, const Configuration& configuration,
                                            const ServiceDirectory* directory) const;
-    bool isRefusedDowngrade(const std::string& service, const Configuration& configuration,
-                            const ServiceEndpoint& told) const;
+    void refuseDowngrade(const std::string& service, const Configuration& configuration,
+                         const ServiceEndpoint& told) const;
     void applySetting(ServiceEndpoint& endpoint, const std::string& service,
                       const std::string& separator) const;
 
