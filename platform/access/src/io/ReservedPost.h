@@ -28,12 +28,14 @@ class ReservedPost {
         using value_type = Type;
 
         explicit Allocator(ReservedPost& reserved) : post(&reserved) {}
-        // Converts like every allocator. NOLINTNEXTLINE(google-explicit-constructor)
+        /// Converts like every allocator.
         template <typename Other>
+        // NOLINTNEXTLINE(google-explicit-constructor)
         Allocator(const Allocator<Other>& other) : post(other.post) {}
 
         Type* allocate(std::size_t count) {
-            static_assert(sizeof(Type) <= kSize && alignof(Type) <= alignof(std::max_align_t));
+            static_assert(sizeof(Type) <= kSize);
+            static_assert(alignof(Type) <= alignof(std::max_align_t));
             if (count != 1) {
                 throw std::bad_alloc();
             }
