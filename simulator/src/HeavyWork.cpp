@@ -13,13 +13,13 @@ constexpr std::size_t kMaximum = 32 * 1024 * 1024;
 
 }  // namespace
 
-bool HeavyWork::add(const asio::any_io_executor& executor, std::size_t size, std::function<void()> work) {
+bool HeavyWork::add(asio::any_io_executor executor, std::size_t size, std::function<void()> work) {
     if (size_ + size > kMaximum) {
         return false;
     }
     tasks_.push_back({size, std::move(work)});
     size_ += size;
-    post(executor);
+    post(std::move(executor));
     return true;
 }
 
@@ -29,7 +29,7 @@ void HeavyWork::clear() {
     posted_ = false;
 }
 
-void HeavyWork::post(const asio::any_io_executor& executor) {
+void HeavyWork::post(asio::any_io_executor executor) {
     if (!posted_ && !tasks_.empty()) {
         // Behind everything that is ready now.
         asio::post(executor, [this, executor] { runNext(executor); });
@@ -37,7 +37,7 @@ void HeavyWork::post(const asio::any_io_executor& executor) {
     }
 }
 
-void HeavyWork::runNext(const asio::any_io_executor& executor) {
+void HeavyWork::runNext(asio::any_io_executor executor) {
     posted_ = false;
     if (tasks_.empty()) {
         return;
@@ -45,7 +45,7 @@ void HeavyWork::runNext(const asio::any_io_executor& executor) {
     const Task next = std::move(tasks_.front());
     tasks_.pop_front();
     size_ -= next.size;
-    post(executor);
+    post(std::move(executor));
     next.work();
 }
 

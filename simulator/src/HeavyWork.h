@@ -13,7 +13,7 @@ class HeavyWork {
  public:
     /// Returns false, and does not take the work, if too much is waiting.
     /// @param size of what waits with it, in bytes
-    bool add(const boost::asio::any_io_executor& executor, std::size_t size, std::function<void()> work);
+    bool add(boost::asio::any_io_executor executor, std::size_t size, std::function<void()> work);
     /// Drops what waits. For the end of the executor.
     void clear();
 
@@ -23,8 +23,8 @@ class HeavyWork {
         std::function<void()> work;
     };
 
-    void post(const boost::asio::any_io_executor& executor);
-    void runNext(const boost::asio::any_io_executor& executor);
+    void post(boost::asio::any_io_executor executor);
+    void runNext(boost::asio::any_io_executor executor);
 
     std::deque<Task> tasks_;
     std::size_t size_ = 0;
