@@ -14,7 +14,10 @@
 
 namespace {
 
-class Owner final : public zeb::NotificationDelivery::Owner {
+class Owner : public zeb::NotificationDelivery::Owner {
+ public:
+    virtual ~Owner() = default;
+
     void onRoom() override {}
     std::shared_ptr<void> keepAlive() override { return nullptr; }
 };
