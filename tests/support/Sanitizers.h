@@ -10,4 +10,11 @@ constexpr bool kSanitizerNeedsDescriptors = true;
 constexpr bool kSanitizerNeedsDescriptors = false;
 #endif
 
+/// Whether the program was built with a sanitizer, under which it takes many times as long.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kIsSlowed = true;
+#else
+constexpr bool kIsSlowed = false;
+#endif
+
 }  // namespace test_support

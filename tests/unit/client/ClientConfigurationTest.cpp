@@ -6,6 +6,7 @@
 #include <ChildProcess.h>
 #include <FakePlatform.h>
 #include <RecordingAraLog.h>
+#include <Sanitizers.h>
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
 #include <gmock/gmock.h>
@@ -117,6 +118,9 @@ TEST(ClientConfiguration, IsReadFromItsFixedPath) {
 }
 
 TEST(ClientConfiguration, IsReadWhenTheClientIsStartedIfThereWasNoDescriptorBefore) {
+    if (test_support::kSanitizerNeedsDescriptors) {
+        GTEST_SKIP() << "the sanitizer needs descriptors";
+    }
     EXPECT_THAT(saidBy([] { writeConfiguration(kStaticElsewhere + "}"); },
                        [] {
                            rlimit before{};

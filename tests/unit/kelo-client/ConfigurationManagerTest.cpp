@@ -1,5 +1,6 @@
 #include <Poco/Exception.h>
 #include <RecordingAraLog.h>
+#include <Sanitizers.h>
 #include <TemporaryDirectory.h>
 #include <csc_logging/CSCLogging.h>
 #include <gmock/gmock.h>
@@ -592,6 +593,9 @@ class NoDescriptors {
 };
 
 TEST_F(ConfigurationManagerTest, IsToBeLoadedAgainWhenThereWasNoDescriptorForTheFile) {
+    if (test_support::kSanitizerNeedsDescriptors) {
+        GTEST_SKIP() << "the sanitizer needs descriptors";
+    }
     ConfigurationManager sut(directory.write("config.json", "{}").string());
     {
         const NoDescriptors none;
@@ -601,6 +605,9 @@ TEST_F(ConfigurationManagerTest, IsToBeLoadedAgainWhenThereWasNoDescriptorForThe
 }
 
 TEST_F(ConfigurationManagerTest, IsNotToBeLoadedAgainOnceThatHasSucceeded) {
+    if (test_support::kSanitizerNeedsDescriptors) {
+        GTEST_SKIP() << "the sanitizer needs descriptors";
+    }
     ConfigurationManager sut(directory.write("config.json", "{}").string());
     {
         const NoDescriptors none;
