@@ -3,12 +3,12 @@
 
 #include <ChildProcess.h>
 #include <FailingThreads.h>
+#include <NoDescriptors.h>
 #include <PlatformFixture.h>
 #include <Sanitizers.h>
 #include <ScriptedNames.h>
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <chrono>
@@ -33,23 +33,6 @@ std::set<int> openDescriptors() {
     }
     return descriptors;
 }
-
-/// As long as it lives, the process gets no further descriptor.
-class NoDescriptors {
- public:
-    NoDescriptors() {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        rlimit none = before_;
-        none.rlim_cur = 0;
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
- private:
-    rlimit before_{};
-};
 
 class LimitsContract : public test_support::PlatformFixture {
  protected:
@@ -136,7 +119,7 @@ TEST_F(LimitsContract, ConnectsOnceThereAreDescriptors) {
     }
     createRegistry();
     {
-        const NoDescriptors none;
+        const test_support::NoDescriptors none;
         listen();
         EXPECT_TRUE(log->waitFor("Too many open files"));
     }
@@ -150,7 +133,7 @@ TEST_F(LimitsContract, ConnectsAgainOnceThereAreDescriptorsAndSaysThatThereAreNo
     }
     connect();
     {
-        const NoDescriptors none;
+        const test_support::NoDescriptors none;
         bus.dropConnections("Lighting");
         EXPECT_EQ(states.next(), "disconnected");
         EXPECT_TRUE(log->waitFor("connect: Too many open files"));

@@ -1,3 +1,4 @@
+#include <NoDescriptors.h>
 #include <Poco/Exception.h>
 #include <RecordingAraLog.h>
 #include <Sanitizers.h>
@@ -6,7 +7,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <kelo-client/ConfigurationManager.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -575,30 +575,13 @@ std::string complaintAbout(const std::string& value, bool asString) {
     return "no exception";
 }
 
-/// While one exists, this process cannot open anything.
-class NoDescriptors {
- public:
-    NoDescriptors() {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        rlimit none = before_;
-        none.rlim_cur = 0;
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
- private:
-    rlimit before_{};
-};
-
 TEST_F(ConfigurationManagerTest, IsToBeLoadedAgainWhenThereWasNoDescriptorForTheFile) {
     if (test_support::kSanitizerNeedsDescriptors) {
         GTEST_SKIP() << "the sanitizer needs descriptors";
     }
     ConfigurationManager sut(directory.write("config.json", "{}").string());
     {
-        const NoDescriptors none;
+        const test_support::NoDescriptors none;
         sut.load();
     }
     EXPECT_TRUE(sut.isToBeLoadedAgain());
@@ -610,7 +593,7 @@ TEST_F(ConfigurationManagerTest, IsNotToBeLoadedAgainOnceThatHasSucceeded) {
     }
     ConfigurationManager sut(directory.write("config.json", "{}").string());
     {
-        const NoDescriptors none;
+        const test_support::NoDescriptors none;
         sut.load();
     }
     sut.load();

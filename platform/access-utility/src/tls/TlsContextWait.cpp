@@ -1,10 +1,13 @@
 #include "TlsContextWait.h"
 
-#include <utility>
-
 namespace zebutil {
 
 std::optional<TlsContextAnswer> TlsContextWait::get(const std::string& service, Deadline deadline) {
+    {
+        // An answer that came when nobody waited for it any more is not the answer to this question.
+        const std::lock_guard lock(mutex_);
+        answer_.reset();
+    }
     // Asks and forgets with the mutex free: an answer may come within the call, or just wait for the mutex.
     const TlsContextQuestion question(service, [this](const TlsContextAnswer& answer) {
         const std::lock_guard lock(mutex_);
@@ -13,10 +16,7 @@ std::optional<TlsContextAnswer> TlsContextWait::get(const std::string& service, 
     });
     std::unique_lock lock(mutex_);
     changed_.wait_until(lock, deadline, [this] { return isCancelled_ || answer_; });
-    auto answer = std::exchange(answer_, std::nullopt);
-    const bool isUsed = !isCancelled_;
-    lock.unlock();
-    return isUsed ? std::move(answer) : std::nullopt;
+    return isCancelled_ ? std::nullopt : answer_;
 }
 
 void TlsContextWait::cancel() {

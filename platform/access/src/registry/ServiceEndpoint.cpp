@@ -67,6 +67,10 @@ std::string basePathOf(std::string_view text) {
         path.append(segmentOf(text.substr(0, end))).append("/");
         text.remove_prefix(std::min(end + 1, text.size()));
     }
+    if (path.size() > kLongestPath + 2) {  // with the "/" before and behind it
+        throw std::invalid_argument("it is longer than 1024 bytes when it is percent-encoded");
+    }
+    path.shrink_to_fit();  // a registry may name thousands
     return path;
 }
 
