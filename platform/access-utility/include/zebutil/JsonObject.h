@@ -41,6 +41,8 @@ class ZEBUTIL_EXPORT JsonObject {
 
     /// Throws what `parse` throws for this text, but builds nothing.
     static void check(std::string_view text);
+    /// The same for a text that is a value of any kind, not only an object.
+    static void checkValue(std::string_view text);
 
     /// An empty object.
     JsonObject();

@@ -43,6 +43,11 @@ void JsonDocument::check(std::string_view text, int maximumDepth) {
     checkJson(text, maximumDepth);
 }
 
+void JsonDocument::checkValue(std::string_view text, int maximumDepth) {
+    refuseTooLong(text);
+    checkJsonValue(text, maximumDepth);
+}
+
 JsonDocumentHold JsonDocument::readSmall(std::string_view text, int maximumDepth) {
     JsonNode nodes[kMostNodesOfSmallText];
     char texts[kSmallTextSize];

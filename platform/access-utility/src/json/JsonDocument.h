@@ -31,6 +31,7 @@ class JsonDocument {
     static JsonDocumentHold parse(std::string_view text, int maximumDepth);
     /// Refuses what parse() refuses, without building anything.
     static void check(std::string_view text, int maximumDepth);
+    static void checkValue(std::string_view text, int maximumDepth);
 
     /// Where the outermost object is.
     std::uint32_t root() const { return root_; }

@@ -44,6 +44,10 @@ void JsonObject::check(std::string_view text) {
     detail::JsonDocument::check(text, kMaximumDepth);
 }
 
+void JsonObject::checkValue(std::string_view text) {
+    detail::JsonDocument::checkValue(text, kMaximumDepth);
+}
+
 JsonObject::JsonObject() : object_(new Poco::JSON::Object) {}
 
 JsonObject::JsonObject(Poco::JSON::Object::Ptr object) : object_(std::move(object)) {

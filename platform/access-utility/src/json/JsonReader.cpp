@@ -25,14 +25,23 @@ class JsonReader {
             text_.fail("expected an object");
         }
         readObject();
-        text_.skipWhiteSpace();
-        if (!text_.atEnd()) {
-            text_.fail("expected the end of the text");
-        }
+        expectEnd("expected the end of the text");
         builder_.endDocument();
     }
 
+    void readSingleValue() {
+        readValue();
+        expectEnd("expected the end of the value");
+    }
+
  private:
+    void expectEnd(const char* expectation) {
+        text_.skipWhiteSpace();
+        if (!text_.atEnd()) {
+            text_.fail(expectation);
+        }
+    }
+
     /// Reads an object after its opening brace.
     void readObject() {
         enter();
@@ -139,6 +148,11 @@ void readJson(std::string_view text, int maximumDepth, JsonDocumentBuilder& buil
 void checkJson(std::string_view text, int maximumDepth) {
     JsonNothing nothing;
     JsonReader(text, maximumDepth, nothing).readDocument();
+}
+
+void checkJsonValue(std::string_view text, int maximumDepth) {
+    JsonNothing nothing;
+    JsonReader(text, maximumDepth, nothing).readSingleValue();
 }
 
 }  // namespace zebutil::detail

@@ -13,4 +13,7 @@ void readJson(std::string_view text, int maximumDepth, JsonDocumentBuilder& buil
 /// The same without building anything.
 void checkJson(std::string_view text, int maximumDepth);
 
+/// The same for a text that is a value of any kind.
+void checkJsonValue(std::string_view text, int maximumDepth);
+
 }  // namespace zebutil::detail

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <zeb/ZebException.h>
+#include <zebutil/JsonException.h>
+#include <zebutil/JsonObject.h>
 
-#include <charconv>
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -11,17 +13,15 @@
 
 namespace zeb {
 
-/// Finds the parts of a JSON text without building anything. What nobody reads later is checked completely,
-/// as `zebutil::JsonObject` does it. The text must be UTF-8, which the WebSocket ensures.
+/// Finds the parts of a JSON text without building anything, by their brackets and quotes. Whoever does not
+/// read a part with `zebutil::JsonObject` later lets it be checked: to do so for all would slow down every
+/// notification. The text must be UTF-8, which the WebSocket ensures.
 class TextScanner {
  public:
     /// @param where appears in messages
     TextScanner(std::string_view text, const char* where) : text_(text), where_(where) {}
 
-    [[noreturn]] void refuse(const std::string& expected) const {
-        throw ZebException(
-            "expected " + expected + " at byte " + std::to_string(position_) + ", found " + found(), where_);
-    }
+    [[noreturn]] void refuse(const std::string& expected) const { refuseBecause("expected " + expected); }
 
     /// The same for a value that was found before, and is not what it must be.
     [[noreturn]] void refuseAt(std::string_view value, const std::string& expected) {
@@ -51,57 +51,32 @@ class TextScanner {
         }
     }
 
-    /// A string, without its quotes and with its escapes.
+    /// A string, without its quotes and with its escapes. Complete if it has none.
     std::string_view string() {
         skipWhitespace();
         if (peek() != '"') {
             refuse("a string");
         }
         const std::size_t begin = position_ + 1;
-        checkString();
+        skipString();
         return text_.substr(begin, position_ - 1 - begin);
     }
 
     /// Whether the string that was found last, as such or as a value, contains escapes.
     bool hadEscape() const { return hadEscape_; }
 
-    /// A value of any kind.
-    std::string_view value() {
-        skipWhitespace();
-        const std::size_t begin = position_;
-        if (peek() == '"') {
-            checkString();
-            return text_.substr(begin, position_ - begin);
+    /// Refuses a value that was found here unless it is valid JSON. A string has its quotes.
+    void check(std::string_view value) {
+        try {
+            zebutil::JsonObject::checkValue(value);
+        } catch (const zebutil::JsonException& exception) {
+            position_ = static_cast<std::size_t>(value.data() - text_.data()) + exception.byte().value_or(0);
+            refuseBecause(std::string(exception.reason()));
         }
-        Nesting nesting;
-        do {
-            skipWhitespace();
-            const char first = peek();
-            if (first == '{' || first == '[') {
-                ++position_;
-                if (++nesting.depth >= kMaximumDepth) {
-                    refuseDepth();
-                }
-                nesting.kinds = (nesting.kinds << 1U) | (first == '{' ? 1U : 0U);
-                if (consume(nesting.closing())) {
-                    nesting.leave();
-                } else {
-                    checkKeyIn(nesting);
-                    continue;
-                }
-            } else if (first == '"') {
-                checkString();
-            } else {
-                checkScalar();
-            }
-            checkAfterValueIn(nesting);
-        } while (nesting.depth > 0);
-        return text_.substr(begin, position_ - begin);
     }
 
-    /// A value of any kind that is read with `zebutil::JsonObject` later. Only its end is found, by its
-    /// brackets and quotes: to check it twice would slow down every notification.
-    std::string_view valueToRead() {
+    /// A value of any kind, of which only the end is found.
+    std::string_view value() {
         skipWhitespace();
         const std::size_t begin = position_;
         std::size_t depth = 0;
@@ -143,20 +118,11 @@ class TextScanner {
     }
 
  private:
+    [[noreturn]] void refuseBecause(const std::string& reason) const {
+        throw ZebException(reason + " at byte " + std::to_string(position_) + ", found " + found(), where_);
+    }
+
     static constexpr std::size_t kMaximumDepth = 64;  ///< what surrounds a value is one level
-
-    /// The objects and arrays around a place within a value.
-    struct Nesting {
-        std::size_t depth = 0;
-        std::uint64_t kinds = 0;  ///< a bit for each, the innermost last; set for an object
-
-        bool isInObject() const { return (kinds & 1U) != 0; }
-        char closing() const { return isInObject() ? '}' : ']'; }
-        void leave() {
-            --depth;
-            kinds >>= 1U;
-        }
-    };
 
     // What is there, or how it begins.
     std::string found() const {
@@ -169,94 +135,6 @@ class TextScanner {
     }
 
     [[noreturn]] void refuseDepth() const { refuse("at most 64 levels of nesting"); }
-
-    // Passes what precedes the next value.
-    void checkKeyIn(const Nesting& nesting) {
-        if (nesting.isInObject()) {
-            string();
-            expect(':');
-        }
-    }
-
-    // Passes what follows a value, up to where the next one begins.
-    void checkAfterValueIn(Nesting& nesting) {
-        while (nesting.depth > 0) {
-            if (consume(',')) {
-                checkKeyIn(nesting);
-                return;
-            }
-            expect(nesting.closing());
-            nesting.leave();
-        }
-    }
-
-    void checkScalar() {
-        switch (peek()) {
-            case 't':
-                checkWord("true");
-                break;
-            case 'f':
-                checkWord("false");
-                break;
-            case 'n':
-                checkWord("null");
-                break;
-            default:
-                checkNumber();
-        }
-    }
-
-    void checkWord(std::string_view word) {
-        if (text_.substr(position_, word.size()) != word) {
-            refuse("a value");
-        }
-        position_ += word.size();
-    }
-
-    void checkNumber() {
-        skipIf('-');
-        if (!skipIf('0')) {
-            checkDigits("a value");
-        }
-        if (skipIf('.')) {
-            checkDigits("a digit after the decimal point");
-        }
-        if (skipIf('e') || skipIf('E')) {
-            if (!skipIf('+')) {
-                skipIf('-');
-            }
-            checkDigits("a digit in the exponent");
-        }
-    }
-
-    void checkDigits(const char* expected) {
-        const std::size_t begin = position_;
-        while (peek() >= '0' && peek() <= '9') {
-            ++position_;
-        }
-        if (position_ == begin) {
-            refuse(expected);
-        }
-    }
-
-    void checkString() {
-        ++position_;
-        hadEscape_ = false;
-        while (true) {
-            skipPlainText();
-            if (position_ == text_.size()) {
-                refuse("the end of a string");
-            }
-            if (skipIf('"')) {
-                return;
-            }
-            if (!skipIf('\\')) {
-                refuse("no control character in a string");
-            }
-            hadEscape_ = true;
-            checkEscape();
-        }
-    }
 
     // Eight bytes at a time.
     void skipPlainText() {
@@ -286,50 +164,6 @@ class TextScanner {
         return static_cast<unsigned char>(character) >= 0x20 && character != '"' && character != '\\';
     }
 
-    void checkEscape() {
-        constexpr unsigned kFirstHigh = 0xD800;
-        constexpr unsigned kFirstLow = 0xDC00;
-        constexpr unsigned kLastLow = 0xDFFF;
-        if (!skipIf('u')) {
-            if (std::string_view("\"\\/bfnrt").find(peek()) == std::string_view::npos) {
-                refuse("an escape sequence of JSON");
-            }
-            ++position_;
-            return;
-        }
-        const unsigned character = checkHexadecimal();
-        if (character < kFirstHigh || character > kLastLow) {
-            return;
-        }
-        if (character >= kFirstLow || !skipIf('\\') || !skipIf('u')) {
-            refuse("a pair of surrogates");
-        }
-        const unsigned second = checkHexadecimal();
-        if (second < kFirstLow || second > kLastLow) {
-            refuse("a pair of surrogates");
-        }
-    }
-
-    unsigned checkHexadecimal() {
-        constexpr std::size_t kDigits = 4;
-        const std::string_view digits = text_.substr(position_, kDigits);
-        unsigned value = 0;
-        const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
-        if (digits.size() < kDigits || result.ptr != digits.data() + digits.size()) {
-            refuse("four hexadecimal digits");
-        }
-        position_ += kDigits;
-        return value;
-    }
-
-    bool skipIf(char character) {
-        if (peek() != character) {
-            return false;
-        }
-        ++position_;
-        return true;
-    }
-
     char peek() const { return position_ < text_.size() ? text_[position_] : '\0'; }
 
     void skipWhitespace() {
@@ -344,17 +178,20 @@ class TextScanner {
 
     void skipString() {
         ++position_;
+        hadEscape_ = false;
         while (true) {
             skipPlainText();
-            if (position_ == text_.size()) {
-                refuse("the end of a string");
-            }
-            const char special = text_[position_++];
-            if (special == '"') {
-                return;
-            }
-            if (special == '\\' && position_ < text_.size()) {
-                ++position_;
+            switch (peek()) {
+                case '"':
+                    ++position_;
+                    return;
+                case '\\':
+                    hadEscape_ = true;
+                    position_ = std::min(position_ + 2, text_.size());
+                    break;
+                default:
+                    refuse(position_ == text_.size() ? "the end of a string"
+                                                     : "no control character in a string");
             }
         }
     }

@@ -29,7 +29,7 @@ std::string_view listIn(std::string_view answer) {
             const std::string_view key = scanner.string();
             const bool isList = isKeyOfList(scanner, key);
             scanner.expect(':');
-            const std::string_view value = scanner.valueToRead();
+            const std::string_view value = scanner.value();
             if (isList) {
                 list = value;
             }
@@ -55,7 +55,7 @@ std::shared_ptr<zebutil::JsonObject> readFirstElement(std::string_view answer) {
     if (scanner.consume(']')) {
         return nullptr;
     }
-    const std::string_view element = scanner.valueToRead();
+    const std::string_view element = scanner.value();
     if (element.front() != '{') {
         throw ZebException(std::string("expected an object as the first of the list under ") + kList +
                                ", got " + std::string(element.substr(0, 40)),

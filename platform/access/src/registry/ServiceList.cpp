@@ -47,7 +47,7 @@ ServiceList ServiceList::read(std::string_view text) {
     std::size_t position = 0;
     const bool isEmpty = scanner.consume(']');
     while (!isEmpty) {
-        const std::string_view entry = scanner.valueToRead();
+        const std::string_view entry = scanner.value();
         try {
             readEntry(entry, list);
         } catch (const std::exception& exception) {

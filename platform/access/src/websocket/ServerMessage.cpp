@@ -59,9 +59,11 @@ std::string_view* memberOf(Members& members, const IsName& isName) {
 
 std::string_view* readKey(Members& members, TextScanner& scanner) {
     const std::string_view key = scanner.string();
-    return scanner.hadEscape()
-               ? memberOf(members, [key](std::string_view name) { return standsFor(key, name); })
-               : memberOf(members, [key](std::string_view name) { return key == name; });
+    if (!scanner.hadEscape()) {
+        return memberOf(members, [key](std::string_view name) { return key == name; });
+    }
+    scanner.check({key.data() - 1, key.size() + 2});
+    return memberOf(members, [key](std::string_view name) { return standsFor(key, name); });
 }
 
 Members membersOf(TextScanner& scanner) {
@@ -71,10 +73,16 @@ Members membersOf(TextScanner& scanner) {
         do {
             std::string_view* const member = readKey(members, scanner);
             scanner.expect(':');
-            const std::string_view value = member == &members.data ? scanner.valueToRead() : scanner.value();
+            const std::string_view value = scanner.value();
+            const bool isString = value.front() == '"';
+            const bool isComplete = isString && !scanner.hadEscape();
+            // Whoever takes the data reads it.
+            if (member != &members.data && !isComplete) {
+                scanner.check(value);
+            }
             if (member != nullptr) {
                 *member = value;
-                members.haveEscapes |= scanner.hadEscape();
+                members.haveEscapes |= isString && scanner.hadEscape();
             }
         } while (scanner.consume(','));
         scanner.expect('}');

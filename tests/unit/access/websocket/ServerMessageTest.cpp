@@ -239,7 +239,7 @@ std::string refusalOf(const std::string& text) {
 
 TEST(ServerMessage, SaysWhatWasExpectedWhereAndWhatWasFound) {
     EXPECT_EQ(refusalOf("{\"seq\":1;"),
-              "ZebException: message of the server expected \"}\" at byte 8, found ;");
+              "ZebException: message of the server expected the end of the value at byte 8, found ;");
     EXPECT_EQ(refusalOf("{\"seq\":"),
               "ZebException: message of the server expected a value at byte 7, found the end");
 }
@@ -251,6 +251,12 @@ TEST(ServerMessage, SaysWhichMemberIsWrong) {
               std::string::npos);
     EXPECT_NE(refusalOf(R"({"error":null})").find("an object as \"error\" at byte 9, found null}"),
               std::string::npos);
+}
+
+TEST(ServerMessage, SaysWhereAMemberThatNobodyReadsIsWrong) {
+    EXPECT_NE(
+        refusalOf(R"({"other":[1,{"a" 2}]})").find("expected a colon after a key at byte 17, found 2}]}"),
+        std::string::npos);
 }
 
 TEST(ServerMessage, ShowsOnlyTheBeginningOfWhatIsWrong) {
