@@ -28,12 +28,15 @@ int noPassword(char* /*buffer*/, int /*size*/, int /*isForWriting*/, void* /*dat
 
 }  // namespace
 
-std::vector<CertificatePointer> certificatesIn(std::string_view pem) {
+std::vector<CertificatePointer> certificatesIn(std::string_view pem, std::size_t most) {
     ERR_clear_error();
     const BioPointer reader = readerOf(pem);
     std::vector<CertificatePointer> certificates;
     while (
         CertificatePointer certificate{PEM_read_bio_X509_AUX(reader.get(), nullptr, noPassword, nullptr)}) {
+        if (certificates.size() == most) {
+            throw std::runtime_error("it contains more than " + std::to_string(most) + " certificates");
+        }
         certificates.push_back(std::move(certificate));
     }
     if (ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) {

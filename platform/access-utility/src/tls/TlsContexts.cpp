@@ -23,6 +23,9 @@ namespace {
 constexpr int kMaximumChainLength = 9;
 // A bundle of all public authorities takes 0.2 MiB.
 constexpr std::size_t kLargestFile = std::size_t{4} * 1024 * 1024;
+// The public authorities are some 150. OpenSSL's time to add one grows with their number, and the end of the
+// process waits for a file that is being read: 0.1 s for a file of this many.
+constexpr std::size_t kMostCertificates = 1000;
 // One for the system's authorities and one for each pinned one. More than that are from earlier environments.
 constexpr std::size_t kMostEntries = 32;
 constexpr const char* kCiphers = "ECDHE+AESGCM:ECDHE+CHACHA20:!aNULL:!eNULL";
@@ -65,7 +68,7 @@ void trust(SSL_CTX* context, const TlsFiles::Source& source, std::string& known,
             return;
         }
         known.append(content);
-        const auto certificates = certificatesIn(content);
+        const auto certificates = certificatesIn(content, kMostCertificates);
         if (certificates.empty() && source.isRequired()) {
             throw std::runtime_error("it contains no certificate");
         }
@@ -78,7 +81,7 @@ void trust(SSL_CTX* context, const TlsFiles::Source& source, std::string& known,
 
 void identify(SSL_CTX* context, const TlsFiles& files, LeftOut& leftOut) {
     withContentOf(files.certificate, leftOut, [context](const std::string& content) {
-        const auto certificates = certificatesIn(content);
+        const auto certificates = certificatesIn(content, kMostCertificates);
         if (certificates.empty()) {
             throw std::runtime_error("it contains no certificate");
         }
