@@ -16,17 +16,22 @@ class ServiceDirectory::RegistryService : public Service {
                     std::shared_ptr<IWebsocketManager> websocketManager)
         : Service(std::move(accessor), websocketManager), websocketManager_(std::move(websocketManager)) {}
 
+    /// Without lists the directory learns nothing more about the services. Closing the connection makes the
+    /// registry reconnect, and the new connection subscribes again.
+    std::function<void(const std::string& reason)> reconnect() const {
+        return [manager = std::weak_ptr<IWebsocketManager>(websocketManager_)](const std::string& reason) {
+            if (const auto connection = manager.lock()) {
+                connection->close(reason);
+            }
+        };
+    }
+
     std::shared_ptr<Subscription> subscribeServices(IWebsocketManager::DataHandler handler) {
-        // Without this subscription the directory learns nothing more about the services. Closing the
-        // connection makes the registry reconnect, and the new connection subscribes again.
-        auto reconnect =
-            [manager = std::weak_ptr<IWebsocketManager>(websocketManager_)](const std::string& reason) {
-                if (const auto connection = manager.lock()) {
-                    connection->close("the subscription to the services was refused or ended: " + reason);
-                }
-            };
-        return websocketManager_->subscribe("/serviceregistry/services", "", std::move(handler),
-                                            std::move(reconnect));
+        return websocketManager_->subscribe(
+            "/serviceregistry/services", "", std::move(handler),
+            [reconnect = reconnect()](const std::string& reason) {
+                reconnect("the subscription to the services was refused or ended: " + reason);
+            });
     }
 
  private:
@@ -48,12 +53,7 @@ UntypedServiceListener ServiceDirectory::listener() {
     };
     listener.connected = [weak = weak_from_this()](const std::shared_ptr<Service>& service) {
         if (const auto self = weak.lock()) {
-            self->subscription_ = std::static_pointer_cast<RegistryService>(service)->subscribeServices(
-                [weak](std::string_view services) {
-                    if (const auto directory = weak.lock()) {
-                        directory->receive(services);
-                    }
-                });
+            self->subscribe(*std::static_pointer_cast<RegistryService>(service));
         }
     };
     listener.disconnected = [weak = weak_from_this()] {
@@ -62,6 +62,23 @@ UntypedServiceListener ServiceDirectory::listener() {
         }
     };
     return listener;
+}
+
+void ServiceDirectory::subscribe(RegistryService& registry) {
+    subscription_ = registry.subscribeServices([weak = weak_from_this()](std::string_view services) {
+        if (const auto self = weak.lock()) {
+            self->receive(services);
+        }
+    });
+    isListMissing_ = true;
+    later_(Clock::now() + kListLimit,
+           [weak = weak_from_this(), reconnect = registry.reconnect(), connection = ++connection_] {
+               const auto self = weak.lock();
+               if (self && self->isListMissing_ && self->connection_ == connection) {
+                   reconnect("the service registry has not sent its list for " +
+                             std::to_string(kListLimit.count()) + " s");
+               }
+           });
 }
 
 std::optional<ServiceEndpoint> ServiceDirectory::find(const std::string& service) const {
@@ -79,6 +96,7 @@ std::optional<ServiceEndpoint> ServiceDirectory::find(const std::string& service
 // A list replaces every one before it. So only the newest is read, and not before the thread has had time for
 // other things.
 void ServiceDirectory::receive(std::string_view services) {
+    isListMissing_ = false;
     unread_ = services;
     if (!isReadPlanned_) {
         later_(nextRead_, [weak = weak_from_this()] {

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -57,6 +58,10 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     /// service sends.
     static constexpr int kShareOfTime = 10;
 
+    /// A registry service sends its first list at once. One that does not is left, and tried again.
+    static constexpr std::chrono::seconds kListLimit{10};
+
+    void subscribe(RegistryService& registry);
     void receive(std::string_view services);
     void readUnread();
     void update(std::string_view services);
@@ -69,6 +74,8 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     bool isReadPlanned_ = false;
     Clock::time_point nextRead_;
     std::shared_ptr<Subscription> subscription_;
+    std::uint64_t connection_ = 0;  ///< to the registry service, counted
+    bool isListMissing_ = false;
     FaultLog faults_;
 
     mutable std::mutex mutex_;

@@ -24,10 +24,11 @@ class FakeConnection : public zeb::IWebsocketManager {
         return nullptr;
     }
     void unsubscribeFromAll() override {}
-    void close(const std::string&) override {}
+    void close(const std::string& reason) override { whyClosed = reason; }
     void stop() override {}
 
     DataHandler handler;
+    std::string whyClosed;
 };
 
 class ServiceDirectory : public testing::Test {
@@ -35,6 +36,7 @@ class ServiceDirectory : public testing::Test {
     ServiceDirectory() {
         const auto listener = sut->listener();
         listener.connected(listener.createService(nullptr, connection));
+        endOfWait = std::exchange(planned, {}).front();
     }
 
     void tell(const std::string& list) { connection->handler(list); }
@@ -56,7 +58,10 @@ class ServiceDirectory : public testing::Test {
     }
 
     const std::shared_ptr<FakeConnection> connection = std::make_shared<FakeConnection>();
-    std::vector<std::pair<Clock::time_point, std::function<void()>>> planned;
+    using Planned = std::pair<Clock::time_point, std::function<void()>>;
+
+    std::vector<Planned> planned;
+    Planned endOfWait;  ///< for the first list
     int changes = 0;
     const std::shared_ptr<zeb::ServiceDirectory> sut = std::make_shared<zeb::ServiceDirectory>(
         std::make_shared<test_support::RecordingLogger>(std::make_shared<test_support::RecordedLog>(),
@@ -95,6 +100,25 @@ TEST_F(ServiceDirectory, LeavesTheThreadTimeForOtherThingsBeforeItReadsTheNextLi
     tell(listOf("B"));
     ASSERT_EQ(planned.size(), 1U);
     EXPECT_GT(planned.front().first, Clock::now());
+}
+
+TEST_F(ServiceDirectory, LeavesARegistryThatSendsNoList) {
+    EXPECT_GT(endOfWait.first, Clock::now());
+    endOfWait.second();
+    EXPECT_EQ(connection->whyClosed, "the service registry has not sent its list for 10 s");
+}
+
+TEST_F(ServiceDirectory, KeepsARegistryThatHasSentAList) {
+    tell(listOf("A"));
+    endOfWait.second();
+    EXPECT_EQ(connection->whyClosed, "");
+}
+
+TEST_F(ServiceDirectory, WaitsAnewForTheListOfEachConnection) {
+    const auto listener = sut->listener();
+    listener.connected(listener.createService(nullptr, connection));
+    endOfWait.second();
+    EXPECT_EQ(connection->whyClosed, "");
 }
 
 TEST_F(ServiceDirectory, PlansTheNextListAfterOneThatIsNone) {
