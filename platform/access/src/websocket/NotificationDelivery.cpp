@@ -1,12 +1,12 @@
 #include "NotificationDelivery.h"
 
-#include <internal/EscapedText.h>
 #include <zebutil/ITaskExecutor.h>
 #include <zebutil/StopHandler.h>
 
 #include <boost/asio/post.hpp>
 #include <cstddef>
 #include <exception>
+#include <new>
 #include <string>
 #include <typeinfo>
 #include <utility>
@@ -17,10 +17,8 @@ namespace zeb {
 
 namespace {
 
-// The server has chosen the path: a long one must not push the reason out of the line.
 std::string taskOf(const SubscriptionRecord& subscription) {
-    constexpr std::size_t kMostOfPath = 100;
-    return "task \"notification of " + internal::escapedText(subscription.path, kMostOfPath) + "\"";
+    return "task \"notification of " + subscription.shownPath() + "\"";
 }
 
 }  // namespace
@@ -93,21 +91,25 @@ void NotificationDelivery::deliverOne(const SubscriptionRecord& subscription, st
 // The text may quote the notification, which can be another each time. The type of the exception cannot.
 void NotificationDelivery::logThrown(const SubscriptionRecord& subscription, const char* type,
                                      const std::string& what) {
-    const std::string task = taskOf(subscription) + " threw";
-    faults_->error(task + type, task + what);
+    try {
+        const std::string task = taskOf(subscription) + " threw";
+        faults_->error(task + type, task + what);
+    } catch (const std::bad_alloc&) {
+        return;  // There is no memory for a line in the log either.
+    }
 }
 
 void NotificationDelivery::reportRoom() {
-    if (!isRoomWanted_ || !queue_.hasRoom()) {
+    if (!isRoomWanted_ || !queue_.hasRoom() || isReported_.exchange(true)) {
         return;
     }
-    boost::asio::post(context_, [this, alive = owner_.keepAlive()] {
-        // Several reports may be under way; the first one counts.
+    boost::asio::post(context_, report_.handler([this, alive = owner_.keepAlive()] {
+        isReported_ = false;
         if (isRoomWanted_ && queue_.hasRoom()) {
             isRoomWanted_ = false;
             owner_.onRoom();
         }
-    });
+    }));
 }
 
 }  // namespace zeb

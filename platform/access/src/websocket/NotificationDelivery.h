@@ -10,6 +10,7 @@
 #include "NotificationBatch.h"
 #include "NotificationQueue.h"
 #include "SubscriptionRecord.h"
+#include "io/ReservedPost.h"
 
 namespace zebutil {
 class ITaskExecutor;
@@ -85,6 +86,8 @@ class NotificationDelivery {
     NotificationBatch batch_;  ///< of the executor thread alone
     std::atomic<bool> isStopped_ = false;
     std::atomic<bool> isRoomWanted_ = false;  ///< written on the I/O thread only
+    std::atomic<bool> isReported_ = false;    ///< whether a report of reportRoom() is under way
+    ReservedPost report_;
 };
 
 }  // namespace zeb

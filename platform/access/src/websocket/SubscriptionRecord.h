@@ -1,5 +1,6 @@
 #pragma once
 
+#include <internal/EscapedText.h>
 #include <zeb/IWebsocketManager.h>
 
 #include <atomic>
@@ -39,6 +40,12 @@ struct SubscriptionRecord {  // NOLINT(clang-analyzer-optin.performance.Padding)
           path(std::move(subscribedPath)),
           uuid(std::move(elementUuid)),
           disposer(std::move(lastDisposer)) {}
+
+    /// The path for a message. The server has chosen it: a long one must not push the rest out of the line.
+    std::string shownPath() const {
+        constexpr std::size_t kMostShown = 100;
+        return internal::escapedText(path, kMostShown);
+    }
 
     // Used by the executor.
     alignas(kCacheLineSize) const IWebsocketManager::DataHandler handler;

@@ -63,14 +63,15 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
     }
     const Record& record = *found;
     if (message.error) {
-        const std::string ended = "the server ended the subscription of " + record->path + ": ";
+        const std::string ended = "the server ended the subscription of " + record->shownPath() + ": ";
         faults_->error(ended + numberOf(*message.error), ended + text(*message.error));
         connection_.tellEnded(record, text(*message.error));
         subscriptions_.erase(found);
         return;
     }
     if (!message.seq || !message.data) {
-        throw ZebException("a notification of " + record->path + " has no \"seq\" or no \"data\"", uri_);
+        throw ZebException("a notification of " + record->shownPath() + " has no \"seq\" or no \"data\"",
+                           uri_);
     }
     if (*message.seq != record->nextSeq) {
         logDisorder(*record, *message.seq);
@@ -79,8 +80,8 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
         }
     }
     if (*message.seq == std::numeric_limits<std::int64_t>::max()) {
-        throw ZebException("a notification of " + record->path + " has a \"seq\" that no number can follow",
-                           uri_);
+        throw ZebException(
+            "a notification of " + record->shownPath() + " has a \"seq\" that no number can follow", uri_);
     }
     record->nextSeq = *message.seq + 1;
     connection_.enqueue(record, *message.data);
@@ -88,8 +89,8 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
 
 void SubscriptionRouter::logDisorder(const SubscriptionRecord& record, std::int64_t seq) {
     // A server that repeats notifications must not hide that it also loses some.
-    const std::string cause = (seq < record.nextSeq ? "repetition of " : "gap in ") + record.path;
-    faults_->error(cause, "notification of " + record.path + " out of order: expected seq " +
+    const std::string cause = (seq < record.nextSeq ? "repetition of " : "gap in ") + record.shownPath();
+    faults_->error(cause, "notification of " + record.shownPath() + " out of order: expected seq " +
                               std::to_string(record.nextSeq) + ", got " + std::to_string(seq));
 }
 
@@ -125,7 +126,7 @@ void SubscriptionRouter::routeSubscribeAnswer(const ServerMessage& message) {
         return;
     }
     if (message.error) {
-        const std::string refused = "subscription of " + record->path + " refused: ";
+        const std::string refused = "subscription of " + record->shownPath() + " refused: ";
         faults_->error(refused + numberOf(*message.error), refused + text(*message.error));
         connection_.tellEnded(record, text(*message.error));
         return;

@@ -210,6 +210,16 @@ TEST_F(SubscriptionRouter, LogsARefusalForAnotherReason) {
     EXPECT_EQ(linesTold(), 2U);
 }
 
+TEST_F(SubscriptionRouter, ShowsOnlyTheBeginningOfALongPath) {
+    sut.subscribe(new zeb::SubscriptionRecord(
+        std::string(100'000, 'x'), "1", [](std::string_view) {}, nullptr));
+    sut.route(R"({"action":"subscribe","requestId":"2","error":{"message":"the reason"}})");
+    EXPECT_EQ(log->count("the reason"), 1U);
+    for (const std::string& line : log->lines()) {
+        EXPECT_LT(line.size(), 1000U);
+    }
+}
+
 TEST_F(SubscriptionRouter, DoesNotHideAGapBehindRepetitions) {
     notify("0");
     notify("0");
