@@ -9,7 +9,7 @@
 namespace clampcontrolclient {
 
 ClampControlClient::ClampControlClient() {
-    // Only the memory for the object itself can be missing; its constructor does not throw.
+    // Only the memory for the object itself can be missing.
     try {
         impl_ = std::make_shared<ClampControlClientImpl>();
     } catch (const std::exception&) {

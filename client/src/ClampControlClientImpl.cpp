@@ -6,9 +6,11 @@
 #include <internal/EscapedText.h>
 #include <kelo-client/ClientServiceBase.h>
 #include <kelo-client/ClientServiceUtils.h>
+#include <unistd.h>
 #include <zeb/DefaultWebsocketManagerFactory.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
+#include <algorithm>
 #include <cassert>
 #include <exception>
 #include <new>
@@ -23,12 +25,16 @@ namespace clampcontrolclient {
 
 using csc_logging::CSCLogEntry;
 using csc_logging::CSCLogging;
+using kelo_client::ClientServiceBase;
 using kelo_client::ClientServiceUtils;
 using zebobjects_ZEB::ClampcontrolService;
 
 namespace {
 
 constexpr auto kConfigurationPath = "/var/run/csc/config/kelo-client/ClientConfig.json";
+
+constexpr std::chrono::milliseconds kFirstPause(100);
+constexpr std::chrono::milliseconds kLongestPause(5000);
 
 /// Without the memory for an error line, there is no way left to report anything.
 void logError(const char* text, const char* detail = "") noexcept {
@@ -40,7 +46,9 @@ void logError(const char* text, const char* detail = "") noexcept {
 
 }  // namespace
 
-ClampControlClientImpl::ClampControlClientImpl() {
+ClampControlClientImpl::ClampControlClientImpl() : process_(::getpid()), setUp_(std::make_shared<SetUp>()) {
+    setUp_->client = this;
+    setUp_->pause = kFirstPause;
     make();
 }
 
@@ -61,6 +69,9 @@ void ClampControlClientImpl::make() {
     } catch (const std::system_error& error) {
         mayBeMadeLater_ = true;
         logError(" Exception: ", error.what());
+    } catch (const std::bad_alloc& exception) {
+        mayBeMadeLater_ = true;
+        logError(" Exception: ", exception.what());
     } catch (const std::exception& exception) {
         logError(" Exception: ", exception.what());
     } catch (...) {
@@ -68,7 +79,39 @@ void ClampControlClientImpl::make() {
     }
 }
 
+void ClampControlClientImpl::makeLater() {
+    const auto base = ClientServiceBase::getInstance();
+    if (isMade_ || !mayBeMadeLater_ || setUp_->isPending || !base || !base->getZebExecutor()) {
+        return;
+    }
+    const auto task = [setUp = setUp_] {
+        const std::lock_guard lock(setUp->mutex);
+        setUp->isPending = false;
+        ClampControlClientImpl* const client = setUp->client;
+        if (client == nullptr || client->isMade_ || !client->mayBeMadeLater_) {
+            return;
+        }
+        client->make();
+        client->makeLater();
+        client->startAccess();
+    };
+    try {
+        base->getZebExecutor()->addAt(std::chrono::steady_clock::now() + setUp_->pause, task,
+                                      "set-up of the client");
+    } catch (const std::bad_alloc&) {
+        logError("Clamp Control Client: Start failed: ", "no memory");
+        return;
+    }
+    setUp_->isPending = true;
+    setUp_->pause = std::min(2 * setUp_->pause, kLongestPause);
+}
+
 ClampControlClientImpl::~ClampControlClientImpl() {
+    // In a forked child, nobody may ever unlock the mutex, and there is no task.
+    if (!isOfParentProcess()) {
+        const std::lock_guard lock(setUp_->mutex);
+        setUp_->client = nullptr;
+    }
     if (isUsable()) {
         access_->DetachCallback();
     } else if (access_) {
@@ -79,16 +122,25 @@ ClampControlClientImpl::~ClampControlClientImpl() {
 }
 
 bool ClampControlClientImpl::isUsable() const {
-    return isMade_ && !clientServiceBase_->isOfParentProcess();
+    return isMade_ && !isOfParentProcess();
+}
+
+bool ClampControlClientImpl::isOfParentProcess() const {
+    return process_ != ::getpid();
 }
 
 void ClampControlClientImpl::Start() {
-    if (!isMade_ && mayBeMadeLater_) {
-        const std::lock_guard lock(makeMutex_);
+    if (!isMade_ && mayBeMadeLater_ && !isOfParentProcess()) {
+        const std::lock_guard lock(setUp_->mutex);
         if (!isMade_) {
             make();
+            makeLater();
         }
     }
+    startAccess();
+}
+
+void ClampControlClientImpl::startAccess() {
     if (!isUsable()) {
         return;
     }
@@ -100,6 +152,11 @@ void ClampControlClientImpl::Start() {
 }
 
 void ClampControlClientImpl::Stop() {
+    if (!isMade_ && !isOfParentProcess()) {
+        // A set-up that has begun on another thread ends first, and is stopped then.
+        const std::lock_guard lock(setUp_->mutex);
+        mayBeMadeLater_ = false;
+    }
     if (!isUsable()) {
         return;
     }
@@ -117,8 +174,10 @@ void ClampControlClientImpl::Stop() {
 }
 
 void ClampControlClientImpl::AssignCallback(ClampControlCallbackIf* callback) {
-    const std::lock_guard lock(makeMutex_);
-    callback_ = callback;
+    if (!isMade_ && !isOfParentProcess()) {
+        const std::lock_guard lock(setUp_->mutex);
+        callback_ = callback;
+    }
     if (isMade_) {
         access_->AssignCallback(callback);
     }

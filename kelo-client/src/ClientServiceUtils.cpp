@@ -61,12 +61,15 @@ void ClientServiceUtils::fill(ClientServiceBase& base, const std::string& config
         std::make_shared<zeb::HttpAccessFactory>(std::make_shared<zebutil::PocoHttpSessionFactory>());
     base.configurationManager_ = std::make_shared<ConfigurationManager>(configFile);
     base.configurationManager_->load();
+    // Also for a client that cannot be made yet, which is made on this thread later.
+    if (!base.zebExecutor_) {
+        base.zebExecutor_ = startedExecutor(*base.loggerFactory_, "***ZebExecutor", "zebExecutor");
+    }
     if (base.configurationManager_->isToBeLoadedAgain()) {
         // The defaults would lead to an address, and to a protocol, that nobody has configured.
         throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
                                 "the configuration cannot be read for want of descriptors or memory");
     }
-    base.zebExecutor_ = startedExecutor(*base.loggerFactory_, "***ZebExecutor", "zebExecutor");
     base.httpExecutor_ = startedExecutor(*base.loggerFactory_, "***httpExecutor", "httpExecutor");
 
     const auto& registrySettings = base.configurationManager_->getServiceRegistrySettings();

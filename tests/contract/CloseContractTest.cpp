@@ -221,6 +221,9 @@ TEST_F(CloseContract, SaysThatTheServerChoseAnotherSubProtocol) {
     EXPECT_EQ(states.size(), 0U);
 }
 
+/// 64 MiB have to be sent, which takes an emulator many times as long.
+constexpr std::chrono::seconds kLongForLargeMessages{60};
+
 // P11, P43
 TEST_F(CloseContract, LeavesAServerThatReadsNothing) {
     connectToServer();
@@ -233,7 +236,7 @@ TEST_F(CloseContract, LeavesAServerThatReadsNothing) {
             break;  // the connection has ended already
         }
     }
-    EXPECT_EQ(states.next(), "disconnected");
+    EXPECT_EQ(states.next(kLongForLargeMessages), "disconnected");
     EXPECT_TRUE(log->contains(" bytes unread"));
 }
 

@@ -5,7 +5,7 @@
 #include <FailingThreads.h>
 #include <NoDescriptors.h>
 #include <PlatformFixture.h>
-#include <Sanitizers.h>
+#include <TestBuild.h>
 #include <ScriptedNames.h>
 #include <fcntl.h>
 #include <netinet/in.h>

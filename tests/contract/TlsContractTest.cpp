@@ -5,7 +5,7 @@
 #include <Certificates.h>
 #include <OpenToSigpipe.h>
 #include <PlatformFixture.h>
-#include <Sanitizers.h>
+#include <TestBuild.h>
 #include <TemporaryDirectory.h>
 #include <openssl/ssl.h>
 #include <sys/resource.h>
@@ -663,6 +663,20 @@ TEST_P(BadFileContract, AsAClientCertificateRefusesTheConnectionWithItsName) {
                                        "\": " + GetParam().reason),
               std::string::npos)
         << findFirst().failure;
+}
+
+TEST_F(TlsFilesContract, MoreThanAThousandCertificatesRefuseTheConnection) {
+    std::ofstream file(store);
+    for (int certificate = 0; certificate < 1001; ++certificate) {
+        file << std::ifstream(authority.certificateFile()).rdbuf();
+    }
+    file.close();
+    setVariable("SSL_CERT_FILE", store);
+    const std::string failure = findFirst().failure;
+    EXPECT_NE(
+        failure.find("SSL_CERT_FILE: \"" + store.string() + "\": it contains more than 1000 certificates"),
+        std::string::npos)
+        << failure;
 }
 
 TEST_F(TlsFilesContract, ADamagedFileInANamedDirectoryRefusesTheConnectionWithItsName) {

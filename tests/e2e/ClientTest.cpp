@@ -7,12 +7,16 @@
 #include <cstdlib>
 #include <fstream>
 #include <future>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
 
 #include "ClientFixture.h"
 #include "DltDaemon.h"
+#include "NoDescriptors.h"
+#include "TestBuild.h"
 
 namespace {
 
@@ -25,6 +29,27 @@ ClampControlClient* survivingClient = nullptr;
 e2e::Application& survivingApplication = *new e2e::Application();
 
 class Client : public e2e::ClientFixture {};
+
+/// The client is made and started without the descriptor that its configuration needs.
+class ClientWithoutDescriptors : public e2e::ClientFixture {
+ protected:
+    void SetUp() override {
+        if (test_support::kSanitizerNeedsDescriptors) {
+            GTEST_SKIP() << "the sanitizer needs descriptors";
+        }
+        csc_logging::CSCLogging::LogInfo("The log has its descriptors.");
+        writeConfiguration(staticConfiguration());
+        none_.emplace();
+        client = std::make_unique<ClampControlClient>();
+        client->AssignCallback(&application);
+        client->Start();
+    }
+
+    void giveDescriptors() { none_.reset(); }
+
+ private:
+    std::optional<test_support::NoDescriptors> none_;
+};
 
 // There is no event for a thread that has gone to sleep, so this polls the kernel.
 void waitUntilAsleep(pid_t thread) {
@@ -105,6 +130,23 @@ TEST_F(Client, TellsThatTheServiceIsGoneAndThatItIsBack) {
     EXPECT_EQ(application.next(), "disconnected");
     bus.setServiceAvailable("ClampControl", true);
     EXPECT_EQ(application.next(), "connected");
+}
+
+TEST_F(ClientWithoutDescriptors, ConnectsByItselfOnceThereAreSome) {
+    giveDescriptors();
+    EXPECT_EQ(application.next(), "connected");
+}
+
+TEST_F(ClientWithoutDescriptors, DoesNotConnectOnceItIsStopped) {
+    client->Stop();
+    giveDescriptors();
+    EXPECT_FALSE(application.next(300ms));
+}
+
+TEST_F(ClientWithoutDescriptors, DoesNotConnectOnceItIsDestroyed) {
+    client.reset();
+    giveDescriptors();
+    EXPECT_FALSE(application.next(300ms));
 }
 
 TEST_F(Client, DoesNotSubscribeAgainByItself) {

@@ -1,5 +1,5 @@
 #include <Certificates.h>
-#include <Sanitizers.h>
+#include <TestBuild.h>
 #include <SettableClock.h>
 #include <TemporaryDirectory.h>
 

@@ -5,7 +5,7 @@
 namespace test_support {
 
 /// As long as it lives, the process gets no further descriptor. Not for a program with the
-/// undefined-behaviour sanitizer; see Sanitizers.h.
+/// undefined-behaviour sanitizer; see TestBuild.h.
 class NoDescriptors {
  public:
     NoDescriptors() {

@@ -38,7 +38,7 @@ class ClampControlClientImpl;
 /// Failures: the constructor never throws. If it fails, it logs the reason at error level and leaves a client
 /// that does nothing and that SubscribeClampControl() reports as not ready. A missing or broken configuration
 /// file is not such a failure: it is logged, and the defaults apply. One that cannot be read for want of
-/// descriptors or memory is a failure; Start() and the next client try again.
+/// descriptors or memory is a failure; Start() tries again, and from then on the client tries by itself.
 ///
 /// A forked child has none of the library's threads. There, a client of the parent process behaves like one
 /// whose construction failed, and so does a new one, if the parent process has made one before.

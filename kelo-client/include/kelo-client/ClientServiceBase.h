@@ -26,7 +26,8 @@ class ConfigurationManager;
 class WaitingCalls;
 
 /// The platform objects that all service clients of a process share. Empty until
-/// ClientServiceUtils::CreateClientServiceBase has filled it; until then the getters return null.
+/// ClientServiceUtils::CreateClientServiceBase has filled it; until then the getters return null. If it could
+/// not be filled, getZebExecutor() may return an executor, on which to try again later.
 ///
 /// Owner: the process together with all clients; see getInstance().
 ///

@@ -6,7 +6,7 @@
 #include <ChildProcess.h>
 #include <FakePlatform.h>
 #include <RecordingAraLog.h>
-#include <Sanitizers.h>
+#include <TestBuild.h>
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 #include <NoDescriptors.h>
 #include <Poco/Exception.h>
 #include <RecordingAraLog.h>
-#include <Sanitizers.h>
+#include <TestBuild.h>
 #include <TemporaryDirectory.h>
 #include <csc_logging/CSCLogging.h>
 #include <gmock/gmock.h>

@@ -2,7 +2,7 @@
 #include <BusProgram.h>
 #include <Emulator.h>
 #include <ProcessorTime.h>
-#include <Sanitizers.h>
+#include <TestBuild.h>
 #include <TemporaryDirectory.h>
 
 #include <algorithm>
@@ -283,7 +283,7 @@ std::size_t residentMemory() {
 }
 
 TEST_F(SimulatorLimits, KeepNoMoreMemoryForAClientThatDoesNotReadThanItsShare) {
-    if (test_support::kSanitizerNeedsDescriptors) {
+    if (!test_support::kIsNative) {
         GTEST_SKIP() << "the sanitizer keeps freed memory";
     }
     RawWebSocket client(sut.port(), "/ClampControl");
@@ -299,7 +299,7 @@ TEST_F(SimulatorLimits, KeepNoMoreMemoryForAClientThatDoesNotReadThanItsShare) {
 }
 
 TEST_F(SimulatorLimits, ServeOthersBetweenTwoLargeRequests) {
-    constexpr int keys = test_support::kIsSlowed ? 20'000 : 90'000;
+    constexpr int keys = test_support::kIsNative ? 90'000 : 20'000;
     std::string body = "{";
     for (int key = 0; key < keys; ++key) {
         body += (key > 0 ? ",\"" : "\"") + std::to_string(key) + "\":1";
@@ -433,8 +433,8 @@ void exhaustMemory(std::uint16_t port, const std::function<void(Client&)>& fill,
 class SimulatorWithLittleMemory : public testing::Test {
  protected:
     void SetUp() override {
-        if (test_support::kSanitizerNeedsDescriptors) {
-            GTEST_SKIP() << "the sanitizer needs more memory";
+        if (!test_support::kIsNative) {
+            GTEST_SKIP() << "the sanitizer or the emulator needs more memory";
         }
         bus_.emplace(programAfter("ulimit -v 60000"));
         port = portOf(*bus_);

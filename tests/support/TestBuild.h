@@ -10,11 +10,12 @@ constexpr bool kSanitizerNeedsDescriptors = true;
 constexpr bool kSanitizerNeedsDescriptors = false;
 #endif
 
-/// Whether the program was built with a sanitizer, under which it takes many times as long.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kIsSlowed = true;
+/// Whether the program runs as users run it. If not, a sanitizer or the emulator of another processor makes
+/// it many times as slow, and takes and keeps much memory.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(CLAMPCONTROL_TESTS_EMULATED)
+constexpr bool kIsNative = false;
 #else
-constexpr bool kIsSlowed = false;
+constexpr bool kIsNative = true;
 #endif
 
 }  // namespace test_support
