@@ -1,8 +1,11 @@
 #include <internal/StandardStreams.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -10,6 +13,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -86,8 +90,8 @@ A scenario is a JSON list of steps:
 Exit codes:
   0  ended by a signal or after the scenario
   1  wrong usage
-  2  cannot use the bus file, the scenario or the TLS files, or cannot listen on
-     the port
+  2  cannot use the bus file, the scenario or the TLS files, cannot listen on
+     the port, or cannot print this text
   3  a step of the scenario failed
 )";
 
@@ -167,9 +171,18 @@ Arguments parseArguments(const std::vector<std::string>& words) {
     return arguments;
 }
 
+/// Writes directly: a thread that waits here for a reader must not hold a lock of the standard output, which
+/// the end of the program may flush.
 void printLine(const std::string& text) {
-    std::printf("zeb-bus-sim: %s\n", text.c_str());
-    std::fflush(stdout);
+    const std::string line = "zeb-bus-sim: " + text + "\n";
+    std::string_view rest = line;
+    while (!rest.empty()) {
+        const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
+        if (written < 0 && errno != EINTR) {
+            return;  // there is nobody to tell
+        }
+        rest.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+    }
 }
 
 void complain(const char* text) {
@@ -200,7 +213,7 @@ class PrintingThread {
         }
         if (done_.get_future().wait_for(kPrintTime) != std::future_status::ready) {
             bus.stop();
-            ::_exit(0);  // flushing the output would wait, too
+            ::_exit(0);  // the thread cannot be joined
         }
         thread_.join();
         return !failed_;
@@ -266,7 +279,10 @@ int main(int argumentCount, char** argumentValues) {
         return kUsage;
     }
     if (arguments.help) {
-        std::fputs(kHelp, stdout);
+        if (std::fputs(kHelp, stdout) < 0 || std::fflush(stdout) != 0) {
+            complain("the output could not be written");
+            return kCannotStart;
+        }
         return 0;
     }
     try {

@@ -49,6 +49,18 @@ TEST_F(SimulatorProgram, SaysThatAFileIsMissing) {
               "zeb-bus-sim: Cannot read the bus file " + fifo + "2: No such file or directory\n");
 }
 
+TEST_F(SimulatorProgram, SaysThatItsHelpCannotBePrinted) {
+    std::vector<std::string> command{"/bin/sh", "-c", "exec \"$0\" \"$@\" > /dev/full"};
+    for (const std::string& word : test_support::commandOf(ZEB_BUS_SIM, {"--help"})) {
+        command.push_back(word);
+    }
+    test_support::ChildProgram program(command, {}, output);
+    EXPECT_EQ(program.wait(), 2);
+    std::string said;
+    std::getline(std::ifstream(output) >> std::ws, said);
+    EXPECT_EQ(said, "zeb-bus-sim: the output could not be written");
+}
+
 TEST_F(SimulatorProgram, EndsOnASignalAlthoughNobodyReadsWhatItPrints) {
     const std::string scenario =
         directory.write("scenario.json", R"([{"print":")" + std::string(200'000, 'x') + "\"}]").string();
