@@ -14,6 +14,7 @@
 
 #include <exception>
 #include <future>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -82,6 +83,16 @@ T valueOf(const zebutil::Optional<T>& field, const char* key, const Clampcontrol
             .warning(std::string("notification without a usable \"") + key + "\": " + clamp.whyAbsent(key));
     }
     return field.getValue();
+}
+
+/// A lack of memory for this does not keep the application from being told.
+template <typename Step>
+void attempt(Step step) {
+    try {
+        step();
+    } catch (const std::bad_alloc&) {
+        return;
+    }
 }
 
 }  // namespace
@@ -160,7 +171,7 @@ void ClampControlAccess::ReleaseService() {
 }
 
 void ClampControlAccess::ServiceConnected(std::shared_ptr<ClampcontrolService> service) {
-    CSCLogging::LogInfo("Clamp Control Client: Service Connected");
+    attempt([] { CSCLogging::LogInfo("Clamp Control Client: Service Connected"); });
     std::atomic_store(&service_, std::move(service));
     gate_.pass([this] {
         if (auto* const callback = callback_.load()) {
@@ -170,11 +181,11 @@ void ClampControlAccess::ServiceConnected(std::shared_ptr<ClampcontrolService> s
 }
 
 void ClampControlAccess::ServiceDisconnected() {
-    CSCLogging::LogInfo("Clamp Control Client: Service disconnected");
+    attempt([] { CSCLogging::LogInfo("Clamp Control Client: Service disconnected"); });
     isServiceReleased_ = false;
     std::atomic_store(&service_, std::shared_ptr<ClampcontrolService>());
     std::atomic_store(&subscription_, std::shared_ptr<zeb::Subscription>());
-    waitingCalls_->end("the service disconnected");
+    attempt([this] { waitingCalls_->end("the service disconnected"); });
     gate_.pass([this] {
         if (auto* const callback = callback_.load()) {
             callback->OnConnectionStateChanged(false);

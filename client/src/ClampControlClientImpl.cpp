@@ -34,7 +34,7 @@ namespace {
 constexpr auto kConfigurationPath = "/var/run/csc/config/kelo-client/ClientConfig.json";
 
 constexpr std::chrono::milliseconds kFirstPause(100);
-constexpr std::chrono::milliseconds kLongestPause(5000);
+constexpr std::chrono::milliseconds kLongestPause(10000);
 
 /// Without the memory for an error line, there is no way left to report anything.
 void logError(const char* text, const char* detail = "") noexcept {
@@ -67,8 +67,10 @@ void ClampControlClientImpl::make() {
         access_ = std::move(access);
         isMade_ = true;
     } catch (const std::system_error& error) {
-        mayBeMadeLater_ = true;
-        logError(" Exception: ", error.what());
+        // Each attempt says what the system lacks; this says it once.
+        if (!mayBeMadeLater_.exchange(true)) {
+            logError(" Exception: ", error.what());
+        }
     } catch (const std::bad_alloc& exception) {
         mayBeMadeLater_ = true;
         logError(" Exception: ", exception.what());
@@ -80,30 +82,38 @@ void ClampControlClientImpl::make() {
 }
 
 void ClampControlClientImpl::makeLater() {
-    const auto base = ClientServiceBase::getInstance();
-    if (isMade_ || !mayBeMadeLater_ || setUp_->isPending || !base || !base->getZebExecutor()) {
+    if (isMade_ || !mayBeMadeLater_) {
         return;
     }
-    const auto task = [setUp = setUp_] {
-        const std::lock_guard lock(setUp->mutex);
-        setUp->isPending = false;
-        ClampControlClientImpl* const client = setUp->client;
-        if (client == nullptr || client->isMade_ || !client->mayBeMadeLater_) {
+    try {
+        const auto base = ClientServiceBase::getInstance();
+        if (!base || !base->getZebExecutor()) {
             return;
         }
-        client->make();
-        client->makeLater();
-        client->startAccess();
-    };
-    try {
-        base->getZebExecutor()->addAt(std::chrono::steady_clock::now() + setUp_->pause, task,
-                                      "set-up of the client");
+        if (setUp_->isPending) {
+            base->getZebExecutor()->start();  // in case it still has no thread
+            return;
+        }
+        base->getZebExecutor()->addAt(
+            std::chrono::steady_clock::now() + setUp_->pause, [setUp = setUp_] { makeOnExecutor(*setUp); },
+            "set-up of the client");
+        setUp_->isPending = true;
+        setUp_->pause = std::min(2 * setUp_->pause, kLongestPause);
     } catch (const std::bad_alloc&) {
         logError("Clamp Control Client: Start failed: ", "no memory");
+    }
+}
+
+void ClampControlClientImpl::makeOnExecutor(SetUp& setUp) {
+    const std::lock_guard lock(setUp.mutex);
+    setUp.isPending = false;
+    ClampControlClientImpl* const client = setUp.client;
+    if (client == nullptr || client->isMade_ || !client->mayBeMadeLater_) {
         return;
     }
-    setUp_->isPending = true;
-    setUp_->pause = std::min(2 * setUp_->pause, kLongestPause);
+    client->make();
+    client->makeLater();
+    client->startAccess();
 }
 
 ClampControlClientImpl::~ClampControlClientImpl() {
@@ -132,7 +142,8 @@ bool ClampControlClientImpl::isOfParentProcess() const {
 void ClampControlClientImpl::Start() {
     if (!isMade_ && mayBeMadeLater_ && !isOfParentProcess()) {
         const std::lock_guard lock(setUp_->mutex);
-        if (!isMade_) {
+        // Stop() may have come first.
+        if (!isMade_ && mayBeMadeLater_) {
             make();
             makeLater();
         }
@@ -141,12 +152,14 @@ void ClampControlClientImpl::Start() {
 }
 
 void ClampControlClientImpl::startAccess() {
-    if (!isUsable()) {
+    // An application that was told "not ready" may call Start() again.
+    if (!isUsable() || isStarted_.exchange(true)) {
         return;
     }
     try {
         access_->start();
     } catch (const std::exception& exception) {
+        isStarted_ = false;
         logError("Clamp Control Client: Start failed: ", exception.what());
     }
 }
@@ -186,6 +199,7 @@ void ClampControlClientImpl::AssignCallback(ClampControlCallbackIf* callback) {
 std::string ClampControlClientImpl::SubscribeClampControl() {
     try {
         if (!isUsable()) {
+            makeSetUpThread();
             logError("Clamp Control Client: Not ready");
             throw std::runtime_error("ClampControl client not ready");
         }
@@ -213,6 +227,16 @@ void ClampControlClientImpl::makeExecutorThread() {
         executor->start();  // tries again as well, and queues nothing
     } else {
         executor->add([isWaiting = isTaskWaiting_] { *isWaiting = false; }, "executor thread");
+    }
+}
+
+// The same for a client that is made later.
+void ClampControlClientImpl::makeSetUpThread() {
+    if (!isMade_ && mayBeMadeLater_ && !isOfParentProcess()) {
+        const std::lock_guard lock(setUp_->mutex);
+        if (setUp_->isPending) {
+            makeLater();
+        }
     }
 }
 

@@ -46,17 +46,20 @@ class ClampControlClientImpl : public ClampControlClientIf {
     /// Whether the construction succeeded, and the process was not forked since then.
     bool isUsable() const;
     bool isOfParentProcess() const;
-    // These two need the mutex.
+    // These two need the mutex, and the third takes it.
     void make();
     void makeLater();
+    static void makeOnExecutor(SetUp& setUp);
     void startAccess();
     std::string subscribe();
     void makeExecutorThread();
+    void makeSetUpThread();
 
     const pid_t process_;
     const std::shared_ptr<SetUp> setUp_;
     std::atomic<bool> mayBeMadeLater_ = false;
     ClampControlCallbackIf* callback_ = nullptr;
+    std::atomic<bool> isStarted_ = false;
     std::atomic<bool> isMade_ = false;  ///< what follows does not change any more
     std::shared_ptr<kelo_client::ClientServiceBase> clientServiceBase_;
     std::shared_ptr<std::atomic<bool>> isTaskWaiting_;  ///< of makeExecutorThread()

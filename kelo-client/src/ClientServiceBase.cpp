@@ -43,7 +43,7 @@ ProcessBaseObject::ProcessBaseObject() {
 }
 
 void ProcessBaseObject::end() {
-    // A base that is still being filled has given its threads nothing to do yet.
+    // One that is still being filled is stopped by the thread that fills it.
     if (base_.use_count() > 1 && base_->isInitialised()) {
         base_->stop();
     }

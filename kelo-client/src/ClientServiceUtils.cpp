@@ -31,14 +31,18 @@ std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> startedExecutor(zebutil:
     return executor;
 }
 
+void refuseIfNull(const std::shared_ptr<ClientServiceBase>& base) {
+    if (!base) {
+        throw std::runtime_error("the client service base cannot be created while the process exits");
+    }
+}
+
 }  // namespace
 
 std::shared_ptr<ClientServiceBase> ClientServiceUtils::CreateClientServiceBase(
     const std::string& configFile) {
     auto base = ClientServiceBase::getInstance();
-    if (!base) {
-        throw std::runtime_error("the client service base cannot be created while the process exits");
-    }
+    refuseIfNull(base);
     if (base->isOfParentProcess()) {
         throw std::runtime_error(
             "the client service base was made before the process was forked, and its threads did not come "
@@ -49,16 +53,25 @@ std::shared_ptr<ClientServiceBase> ClientServiceUtils::CreateClientServiceBase(
     const std::lock_guard lock(filling);
     if (!base->initialised_) {
         fill(*base, configFile);
+        // The end of the process may have begun meanwhile. It stops only a base that is filled.
+        if (!ClientServiceBase::getInstance()) {
+            base->stop();
+            refuseIfNull(nullptr);
+        }
     }
     return base;
 }
 
 void ClientServiceUtils::fill(ClientServiceBase& base, const std::string& configFile) {
     base.process_ = ::getpid();
-    base.loggerFactory_ = std::make_shared<KeloLoggerFactory>();
-    base.websocketManagerFactory_ = std::make_shared<zeb::DefaultWebsocketManagerFactory>();
-    base.tpAccessFactory_ =
-        std::make_shared<zeb::HttpAccessFactory>(std::make_shared<zebutil::PocoHttpSessionFactory>());
+    // What an earlier attempt has made stays: the factories read the environment, which only a thread of the
+    // application may do, and this may be another.
+    if (!base.tpAccessFactory_) {
+        base.loggerFactory_ = std::make_shared<KeloLoggerFactory>();
+        base.websocketManagerFactory_ = std::make_shared<zeb::DefaultWebsocketManagerFactory>();
+        base.tpAccessFactory_ =
+            std::make_shared<zeb::HttpAccessFactory>(std::make_shared<zebutil::PocoHttpSessionFactory>());
+    }
     base.configurationManager_ = std::make_shared<ConfigurationManager>(configFile);
     base.configurationManager_->load();
     // Also for a client that cannot be made yet, which is made on this thread later.

@@ -11,13 +11,19 @@
 #include <csc_logging/CSCLogging.h>
 #include <gtest/gtest.h>
 #include <kelo-client/ClientServiceUtils.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <future>
 #include <stdexcept>
 #include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -33,14 +39,41 @@ constexpr int kWrong = 1;
 class Callback : public clampcontrolclient::ClampControlCallbackIf {
  public:
     void OnConnectionStateChanged(bool isConnected) override {
-        if (isConnected) {
+        if (isConnected && changes == 0) {
             connected.set_value();
         }
+        ++changes;
     }
     void OnClampNotification() override {}
     void OnClampStateChanged(bool /*switchedOn*/) override {}
 
-    std::promise<void> connected;
+    std::promise<void> connected;  ///< for the first time
+    std::atomic<int> changes = 0;
+};
+
+Callback callback;
+
+/// Resets the connections of this process as if their servers had gone.
+class Connections {
+ public:
+    Connections() {
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            std::error_code gone;
+            if (std::filesystem::read_symlink(entry.path(), gone).string().rfind("socket:", 0) == 0) {
+                sockets_.push_back(std::stoi(entry.path().filename()));
+            }
+        }
+    }
+
+    /// Takes no memory.
+    void end() const {
+        for (const int socket : sockets_) {
+            ::shutdown(socket, SHUT_RDWR);
+        }
+    }
+
+ private:
+    std::vector<int> sockets_;
 };
 
 class ClientWithoutMemory : public testing::Test {
@@ -51,7 +84,6 @@ class ClientWithoutMemory : public testing::Test {
             ::alarm(60);  // ends a process that hangs
             csc_logging::CSCLogging::InitLogging("OutOfMemoryTest");
             kelo_client::ClientServiceUtils::CreateClientServiceBase(configuration_);
-            static Callback callback;
             static ClampControlClient client;
             client.AssignCallback(&callback);
             client.Start();
@@ -110,6 +142,23 @@ TEST_F(ClientWithoutMemory, LetsTheProcessExit) {
         });
         EXPECT_EQ(result.signal, 0) << allocations << " allocations: " << result.errors;
     }
+}
+
+TEST_F(ClientWithoutMemory, FindsTheServiceAgainAfterItsConnectionWasLost) {
+    runWithMoreAndMoreMemory([](ClampControlClient&, long allocations) {
+        const Connections connections;
+        const int changes = callback.changes + 2;
+        allocationsLeft = allocations;
+        connections.end();
+        while (!allocationHasFailed && callback.changes < changes) {
+            std::this_thread::yield();
+        }
+        allocationsLeft = -1;
+        while (callback.changes < changes) {
+            std::this_thread::yield();
+        }
+        std::_Exit(codeOfMemory());
+    });
 }
 
 // Without memory on the other threads, the call may have to wait for its time limit.

@@ -26,13 +26,13 @@ class ConfigurationManager;
 class WaitingCalls;
 
 /// The platform objects that all service clients of a process share. Empty until
-/// ClientServiceUtils::CreateClientServiceBase has filled it; until then the getters return null. If it could
-/// not be filled, getZebExecutor() may return an executor, on which to try again later.
+/// ClientServiceUtils::CreateClientServiceBase has filled it. When that has failed, some getters return
+/// objects; of these, only getZebExecutor() may be used, to try again later.
 ///
 /// Owner: the process together with all clients; see getInstance().
 ///
 /// Thread safety: getInstance() may be called from any thread, and so may every other function once the base
-/// is filled. One thread fills the base at start-up.
+/// is filled.
 ///
 /// Does not call client code itself. Its executors call the handlers of the clients.
 class CLAMPCONTROL_EXPORT ClientServiceBase {

@@ -17,8 +17,7 @@ class ClientServiceBase;
 /// Creates the objects that a service client needs. Call the functions in the order in which they are
 /// declared.
 ///
-/// Thread safety: call them from one thread at a time, at start-up. They take no lock: two threads that fill
-/// a fresh base at the same time may both build it.
+/// Thread safety: any thread may call them. Of two threads that want to fill the base, one waits.
 class CLAMPCONTROL_EXPORT ClientServiceUtils {
  public:
     ClientServiceUtils() = delete;
@@ -27,8 +26,9 @@ class CLAMPCONTROL_EXPORT ClientServiceUtils {
     /// and starts the executors. Later calls change nothing, whatever path they are given.
     /// @param configFile path of the client configuration; if it cannot be used, the defaults apply and the
     ///        log says so
-    /// @throws std::exception if a platform object cannot be built, or if the process is already exiting; the
-    ///        next call then tries again
+    /// @throws std::system_error if the configuration cannot be read for want of descriptors or memory, and
+    ///         std::exception if a platform object cannot be built or the process is exiting. The next call
+    ///         tries again.
     static std::shared_ptr<ClientServiceBase> CreateClientServiceBase(const std::string& configFile);
 
     /// Returns the platform's services for one client.

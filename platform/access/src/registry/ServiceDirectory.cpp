@@ -1,13 +1,20 @@
 #include "ServiceDirectory.h"
 
+#include <internal/KeptMemory.h>
 #include <zebutil/ILogger.h>
 
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "UntilThereIsMemory.h"
+
 namespace zeb {
+
+// The memory for a list may never be there.
+constexpr int kTriesOfList = 50;
 
 // The registry service, reduced to what is needed here: one subscription to all of its elements.
 class ServiceDirectory::RegistryService : public Service {
@@ -39,8 +46,11 @@ class ServiceDirectory::RegistryService : public Service {
 };
 
 ServiceDirectory::ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, Later later,
-                                   std::function<void()> changed)
-    : later_(std::move(later)), changed_(std::move(changed)), faults_(std::move(logger)) {}
+                                   std::function<void()> changed, std::chrono::milliseconds listLimit)
+    : later_(std::move(later)),
+      changed_(std::move(changed)),
+      listLimit_(listLimit),
+      faults_(std::move(logger)) {}
 
 ServiceDirectory::~ServiceDirectory() = default;
 
@@ -53,7 +63,7 @@ UntypedServiceListener ServiceDirectory::listener() {
     };
     listener.connected = [weak = weak_from_this()](const std::shared_ptr<Service>& service) {
         if (const auto self = weak.lock()) {
-            self->subscribe(*std::static_pointer_cast<RegistryService>(service));
+            untilThereIsMemory([&] { self->subscribe(*std::static_pointer_cast<RegistryService>(service)); });
         }
     };
     listener.disconnected = [weak = weak_from_this()] {
@@ -65,20 +75,31 @@ UntypedServiceListener ServiceDirectory::listener() {
 }
 
 void ServiceDirectory::subscribe(RegistryService& registry) {
+    isListMissing_ = true;
+    awaitList(registry.reconnect(), ++connection_, 2);
     subscription_ = registry.subscribeServices([weak = weak_from_this()](std::string_view services) {
         if (const auto self = weak.lock()) {
-            self->receive(services);
+            untilThereIsMemory([&] { self->receive(services); }, kTriesOfList);
         }
     });
-    isListMissing_ = true;
-    later_(Clock::now() + kListLimit,
-           [weak = weak_from_this(), reconnect = registry.reconnect(), connection = ++connection_] {
-               const auto self = weak.lock();
-               if (self && self->isListMissing_ && self->connection_ == connection) {
-                   reconnect("the service registry has not sent its list for " +
-                             std::to_string(kListLimit.count()) + " s");
-               }
-           });
+}
+
+// Looks twice, because the thread may have been busy: between the two it takes what has come meanwhile.
+void ServiceDirectory::awaitList(const std::function<void(const std::string& reason)>& reconnect,
+                                 std::uint64_t connection, int checks) {
+    const auto at = Clock::now() + listLimit_ / 2;
+    later_(at, [weak = weak_from_this(), reconnect, connection, checks, at] {
+        const auto self = weak.lock();
+        // Without an executor that keeps time, there is no limit.
+        if (!self || !self->isListMissing_ || self->connection_ != connection || Clock::now() < at) {
+            return;
+        }
+        if (checks > 1) {
+            self->awaitList(reconnect, connection, checks - 1);
+        } else {
+            reconnect("the service registry sends no list");
+        }
+    });
 }
 
 std::optional<ServiceEndpoint> ServiceDirectory::find(const std::string& service) const {
@@ -101,7 +122,7 @@ void ServiceDirectory::receive(std::string_view services) {
     if (!isReadPlanned_) {
         later_(nextRead_, [weak = weak_from_this()] {
             if (const auto self = weak.lock()) {
-                self->readUnread();
+                untilThereIsMemory([&] { self->readUnread(); }, kTriesOfList);
             }
         });
         isReadPlanned_ = true;
@@ -111,7 +132,8 @@ void ServiceDirectory::receive(std::string_view services) {
 void ServiceDirectory::readUnread() {
     const auto begin = Clock::now();
     isReadPlanned_ = false;
-    update(std::exchange(unread_, {}));
+    update(unread_);
+    internal::clearKeeping(unread_, 0);
     const auto end = Clock::now();
     nextRead_ = end + (kShareOfTime - 1) * (end - begin);
 }
@@ -120,6 +142,8 @@ void ServiceDirectory::update(std::string_view services) {
     ServiceList list;
     try {
         list = ServiceList::read(services);
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception& exception) {
         faults_.error("no list",
                       std::string("the list of the service registry is ignored: ") + exception.what());

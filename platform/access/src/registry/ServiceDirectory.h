@@ -38,8 +38,14 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     /// Runs a function on the executor thread at a time, or soon after.
     using Later = std::function<void(Clock::time_point at, std::function<void()> function)>;
 
+    /// A registry service sends its first list at once. One that does not for so long is left, and tried
+    /// again. Less than the time after which a connection counts as stable, so that it is tried less and less
+    /// often.
+    static constexpr std::chrono::seconds kListLimit{4};
+
     /// @param changed called on the executor thread after the directory has changed
-    ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, Later later, std::function<void()> changed);
+    ServiceDirectory(std::shared_ptr<zebutil::ILogger> logger, Later later, std::function<void()> changed,
+                     std::chrono::milliseconds listLimit = kListLimit);
     ~ServiceDirectory();
 
     /// The listener that must be registered for the registry service.
@@ -58,10 +64,9 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     /// service sends.
     static constexpr int kShareOfTime = 10;
 
-    /// A registry service sends its first list at once. One that does not is left, and tried again.
-    static constexpr std::chrono::seconds kListLimit{10};
-
     void subscribe(RegistryService& registry);
+    void awaitList(const std::function<void(const std::string& reason)>& reconnect, std::uint64_t connection,
+                   int checks);
     void receive(std::string_view services);
     void readUnread();
     void update(std::string_view services);
@@ -69,6 +74,7 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
 
     const Later later_;
     const std::function<void()> changed_;
+    const std::chrono::milliseconds listLimit_;
     // Used only on the executor thread.
     std::string unread_;  ///< the newest list, if it has not been read yet
     bool isReadPlanned_ = false;

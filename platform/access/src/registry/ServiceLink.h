@@ -22,10 +22,11 @@ class ITpAccess;
 class IWebsocketManager;
 class ZebAccessor;
 
-/// A listener of a service, and the last state that it was given. Used on the executor thread only.
+/// A listener of a service, and the last state that it was given.
 struct FollowingListener {
     UntypedServiceListener handlers;
-    bool isConnected = false;
+    bool isConnected = false;  ///< for the executor thread only
+    bool isToldOf = false;     ///< whether it was told, or is about to be, that the link is connected
 
     /// Whether it belongs to somebody who has been destroyed.
     bool isAbandoned() const {

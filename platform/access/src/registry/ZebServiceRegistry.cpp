@@ -14,6 +14,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -23,6 +24,7 @@
 #include "ServiceDirectory.h"
 #include "ServiceEndpoint.h"
 #include "ServiceLink.h"
+#include "UntilThereIsMemory.h"
 
 namespace zeb {
 
@@ -53,7 +55,8 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     void registerListener(UntypedServiceListener listener) {
         auto following = std::make_shared<FollowingListener>();
         following->handlers = std::move(listener);
-        execute("register service listener", [following](Impl& self) { self.follow(following); });
+        execute("register service listener",
+                [following](Impl& self) { untilThereIsMemory([&] { self.follow(following); }); });
     }
 
     void unsubscribeFromAllElements() {
@@ -81,6 +84,9 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
  private:
     // ------------------------------------------------------------------ events, on the executor thread
+    //
+    // Each is repeated when there was no memory for it. So it takes note of what it has done at once, and
+    // begins with what may fail.
 
     void follow(const std::shared_ptr<FollowingListener>& listener) {
         if (endpoints_.needsDirectory(listener->handlers.serviceName)) {
@@ -91,17 +97,23 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         if (isStopped_) {
             return;
         }
-        std::shared_ptr<ServiceLink>& link = links_[listener->handlers.serviceName];
-        if (!link) {
-            link = std::make_shared<ServiceLink>(listener->handlers.serviceName, logger_);
-        }
+        const std::shared_ptr<ServiceLink> link = linkFor(listener->handlers.serviceName);
         abandoned = takeAbandoned(*link);
-        link->listeners.push_back(listener);
+        if (std::find(link->listeners.begin(), link->listeners.end(), listener) == link->listeners.end()) {
+            link->listeners.push_back(listener);
+        }
         if (link->isConnected) {
-            tellConnected(*link, listener);
+            tellConnected(*link);
         } else if (!link->websocketManager) {
             connect(link);
         }
+    }
+
+    std::shared_ptr<ServiceLink> linkFor(const std::string& service) {
+        const auto found = links_.find(service);
+        return found != links_.end()
+                   ? found->second
+                   : links_.emplace(service, std::make_shared<ServiceLink>(service, logger_)).first->second;
     }
 
     // The listeners whose owner is gone, removed. Looks only when their number has doubled, since most
@@ -126,22 +138,24 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             if (directory_ || isStopped_) {
                 return;
             }
-            const auto later = [weak = weak_from_this()](std::chrono::steady_clock::time_point at,
-                                                         std::function<void()> function) {
-                if (const auto self = weak.lock()) {
-                    self->executeAt(at, "list of services",
-                                    [function = std::move(function)](Impl&) { function(); });
-                }
-            };
-            directory_ = std::make_shared<ServiceDirectory>(logger_, later, [weak = weak_from_this()] {
-                if (const auto self = weak.lock()) {
-                    self->onDirectoryChanged();
-                }
-            });
         }
+        const auto later = [weak = weak_from_this()](std::chrono::steady_clock::time_point at,
+                                                     std::function<void()> function) {
+            if (const auto self = weak.lock()) {
+                self->executeAt(at, "list of services",
+                                [function = std::move(function)](Impl&) { function(); });
+            }
+        };
+        auto directory = std::make_shared<ServiceDirectory>(logger_, later, [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                untilThereIsMemory([&] { self->onDirectoryChanged(); });
+            }
+        });
         auto listener = std::make_shared<FollowingListener>();
-        listener->handlers = directory_->listener();
+        listener->handlers = directory->listener();
         follow(listener);
+        const std::lock_guard lock(mutex_);
+        directory_ = std::move(directory);
     }
 
     void onOpened(const std::string& service, const std::weak_ptr<IWebsocketManager>& manager) {
@@ -150,62 +164,91 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         if (!link) {
             return;
         }
-        try {
-            // Requests go to the peer that the WebSocket has reached: a name may lead to several.
-            link->access = tpAccessFactory_->createAccess({link->name, link->endpoint.serverBaseUri,
-                                                           link->endpoint.basePath, link->endpoint.separator,
-                                                           link->websocketManager->peerAddress()});
-            link->accessor =
-                std::make_shared<ZebAccessor>(link->access, httpExecutor_, zebExecutor_, logger_);
-        } catch (const std::exception& exception) {
-            // The next attempt may find what is missing now, such as the trust store.
-            link->access.reset();
-            link->websocketManager->close(exception.what());
+        if (!link->isConnected && !prepareRequests(*link)) {
             return;
         }
-        link->isConnected = true;
-        link->isSettled = false;
-        link->connectedSince = std::chrono::steady_clock::now();
+        tellConnected(*link);
         logger_->info("service \"" + service + "\" connected at " + link->endpoint.serverBaseUri);
-        for (const auto& listener : link->listeners) {
-            tellConnected(*link, listener);
+    }
+
+    bool prepareRequests(ServiceLink& link) {
+        try {
+            // Requests go to the peer that the WebSocket has reached: a name may lead to several.
+            link.access = tpAccessFactory_->createAccess({link.name, link.endpoint.serverBaseUri,
+                                                          link.endpoint.basePath, link.endpoint.separator,
+                                                          link.websocketManager->peerAddress()});
+            link.accessor = std::make_shared<ZebAccessor>(link.access, httpExecutor_, zebExecutor_, logger_);
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception& exception) {
+            // The next attempt may find what is missing now, such as the trust store.
+            link.access.reset();
+            link.websocketManager->close(exception.what());
+            return false;
         }
+        link.isConnected = true;
+        link.isSettled = false;
+        link.connectedSince = std::chrono::steady_clock::now();
+        return true;
     }
 
     void onClosed(const std::string& service, const std::weak_ptr<IWebsocketManager>& manager,
                   const WebsocketEnd& end) {
-        const std::lock_guard lock(mutex_);
-        const auto link = linkOf(service, manager);
-        if (!link) {
+        bool isEnded = false;
+        untilThereIsMemory([&] {
+            const std::lock_guard lock(mutex_);
+            const auto found = links_.find(service);
+            if (!isEnded && !linkOf(service, manager)) {
+                return;
+            }
+            if (!isEnded) {
+                endConnection(*found->second, end);
+                isEnded = true;
+            }
+            if (found != links_.end() && !found->second->websocketManager) {
+                connect(found->second);
+            }
+        });
+    }
+
+    void endConnection(ServiceLink& link, const WebsocketEnd& end) {
+        // It may have failed before it was to be closed.
+        const EndReason reason =
+            link.moving && link.moving->text() == end.reason ? *link.moving : EndReason::failed(end.reason);
+        settleIfStable(link);
+        tellDisconnected(link);
+        if (link.isConnected) {
+            // What still waits for an answer would wait for its time limit.
+            link.access->cancel();
+            execute("requests cancelled", [accessor = link.accessor](Impl&) { accessor->cancel(); });
+        }
+        link.leave();
+        // From here on, nothing fails but the log.
+        link.schedule.over();
+        link.moving.reset();
+        link.access.reset();
+        link.accessor.reset();
+        const bool wasConnected = std::exchange(link.isConnected, false);
+        try {
+            logEnd(link, wasConnected, reason, end.isUntrusted);
+        } catch (const std::bad_alloc&) {
+            return;  // There is no memory to say that.
+        }
+    }
+
+    void logEnd(ServiceLink& link, bool wasConnected, const EndReason& reason, bool isUntrusted) {
+        if (wasConnected) {
+            tellWarning(link, reason.ofConnection());
             return;
         }
-        // It may have failed before it was to be closed.
-        const std::optional<EndReason> moving = std::exchange(link->moving, std::nullopt);
-        const EndReason reason =
-            moving && moving->text() == end.reason ? *moving : EndReason::failed(end.reason);
-        settleIfStable(*link);
-        link->leave();
-        link->schedule.over();
-        if (std::exchange(link->isConnected, false)) {
-            tellWarning(*link, reason.ofConnection());
-            // What still waits for an answer would wait for its time limit.
-            std::exchange(link->access, nullptr)->cancel();
-            for (const auto& listener : link->listeners) {
-                tellDisconnected(listener);
-            }
-            execute("requests cancelled",
-                    [accessor = std::exchange(link->accessor, nullptr)](Impl&) { accessor->cancel(); });
+        const std::string where = reason.ofAttempt(link.endpoint);
+        if (isUntrusted) {
+            tellError(link, where);
+        } else if (reason.isFailure()) {
+            tellWarning(link, where + "; trying again until it is");
         } else {
-            const std::string where = reason.ofAttempt(link->endpoint);
-            if (end.isUntrusted) {
-                tellError(*link, where);
-            } else if (reason.isFailure()) {
-                tellWarning(*link, where + "; trying again until it is");
-            } else {
-                logger_->debug("service \"" + service + "\" " + where);
-            }
+            logger_->debug("service \"" + link.name + "\" " + where);
         }
-        connect(link);
     }
 
     // A server that accepts and then closes every connection must not be asked faster and faster, nor fill
@@ -234,8 +277,9 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
             }
             if (link->isConnected || link->schedule.hasBegun(std::chrono::steady_clock::now())) {
                 // The connection itself reports its end, after everything that it has received.
-                link->moving = EndReason::moved(link->endpoint, endpoint, refusal);
-                link->websocketManager->close(link->moving->text());
+                EndReason reason = EndReason::moved(link->endpoint, endpoint, refusal);
+                link->websocketManager->close(reason.text());
+                link->moving = std::move(reason);
             } else {
                 // There is no connection yet. The pause goes on, however often the address changes.
                 link->websocketManager->stop();
@@ -247,22 +291,39 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
 
     // ------------------------------------------------- calling the listeners, each in a separate task
 
-    void tellConnected(const ServiceLink& link, const std::shared_ptr<FollowingListener>& listener) {
-        execute("service connected",
-                [listener, accessor = link.accessor, manager = link.websocketManager](Impl&) {
-                    listener->isConnected = true;
-                    if (listener->handlers.connected) {
-                        listener->handlers.connected(listener->handlers.createService(accessor, manager));
-                    }
-                });
+    void tellConnected(ServiceLink& link) {
+        for (const auto& listener : link.listeners) {
+            if (!listener->isToldOf) {
+                execute("service connected",
+                        [listener, accessor = link.accessor, manager = link.websocketManager](Impl&) {
+                            beginFollowing(*listener, accessor, manager);
+                        });
+                listener->isToldOf = true;
+            }
+        }
     }
 
-    void tellDisconnected(const std::shared_ptr<FollowingListener>& listener) {
-        execute("service disconnected", [listener](Impl&) {
-            if (std::exchange(listener->isConnected, false) && listener->handlers.disconnected) {
-                listener->handlers.disconnected();
+    static void beginFollowing(FollowingListener& listener, const std::shared_ptr<ZebAccessor>& accessor,
+                               const std::shared_ptr<IWebsocketManager>& manager) {
+        listener.isConnected = true;
+        if (listener.handlers.connected) {
+            std::shared_ptr<Service> service;
+            untilThereIsMemory([&] { service = listener.handlers.createService(accessor, manager); });
+            listener.handlers.connected(service);
+        }
+    }
+
+    void tellDisconnected(ServiceLink& link) {
+        for (const auto& listener : link.listeners) {
+            if (listener->isToldOf) {
+                execute("service disconnected", [listener](Impl&) {
+                    if (std::exchange(listener->isConnected, false) && listener->handlers.disconnected) {
+                        listener->handlers.disconnected();
+                    }
+                });
+                listener->isToldOf = false;
             }
-        });
+        }
     }
 
     static void tellWarning(ServiceLink& link, const std::string& text) {
@@ -287,6 +348,8 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     std::optional<ServiceEndpoint> endpointOrNone(ServiceLink& link, std::string* refusal = nullptr) {
         try {
             return endpoints_.find(link.name, directory_.get());
+        } catch (const std::bad_alloc&) {
+            throw;
         } catch (const std::exception& exception) {
             tellError(link, exception.what());
             if (refusal != nullptr) {
@@ -317,6 +380,8 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
                              std::max(at - now, std::chrono::steady_clock::duration::zero())),
                          eventsOf(link->name));
             link->hasFailedToOpen = false;
+        } catch (const std::bad_alloc&) {
+            throw;
         } catch (const ZebException& exception) {
             tellError(*link, exception.what());  // the address itself is wrong
         } catch (const std::exception& exception) {
@@ -335,23 +400,26 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         if (!timed_ || (link->retryAt && *link->retryAt <= at)) {
             return;
         }
+        executeAt(at, "connect later",
+                  [link, at](Impl& self) { untilThereIsMemory([&] { self.connectNow(link, at); }); });
         link->retryAt = at;
-        executeAt(at, "connect later", [link, at](Impl& self) {
-            const std::lock_guard lock(self.mutex_);
-            if (link->retryAt == at) {
-                link->retryAt.reset();
-            }
-            if (!link->websocketManager && !self.isStopped_) {
-                self.connect(link);
-            }
-        });
+    }
+
+    void connectNow(const std::shared_ptr<ServiceLink>& link, std::chrono::steady_clock::time_point at) {
+        const std::lock_guard lock(mutex_);
+        if (link->retryAt == at) {
+            link->retryAt.reset();
+        }
+        if (!link->websocketManager && !isStopped_) {
+            connect(link);
+        }
     }
 
     LinkOpener::Events eventsOf(const std::string& service) {
         LinkOpener::Events events;
         events.opened = [weak = weak_from_this(), service](const LinkOpener::Manager& manager) {
             if (const auto self = weak.lock()) {
-                self->onOpened(service, manager);
+                untilThereIsMemory([&] { self->onOpened(service, manager); });
             }
         };
         events.closed = [weak = weak_from_this(), service](const LinkOpener::Manager& manager,

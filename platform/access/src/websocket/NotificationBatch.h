@@ -2,7 +2,9 @@
 
 #include <internal/KeptMemory.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -31,11 +33,13 @@ class NotificationBatch {
 
     /// Moves everything from `later` to the end of this batch.
     void append(NotificationBatch& later) {
-        text_ += later.text_;
+        // First what may fail for want of memory.
+        text_.reserve(text_.size() + later.text_.size());
+        sizes_.reserve(sizes_.size() + later.sizes_.size());
+        runs_.insert(runs_.end(), std::make_move_iterator(later.runs_.begin()),
+                     std::make_move_iterator(later.runs_.end()));
         sizes_.insert(sizes_.end(), later.sizes_.begin(), later.sizes_.end());
-        for (Run& run : later.runs_) {
-            runs_.push_back(std::move(run));
-        }
+        text_ += later.text_;
         later.clear();
     }
 

@@ -6,7 +6,6 @@
 #include <boost/asio/post.hpp>
 #include <cstddef>
 #include <exception>
-#include <new>
 #include <string>
 #include <typeinfo>
 #include <utility>
@@ -82,20 +81,20 @@ void NotificationDelivery::deliverOne(const SubscriptionRecord& subscription, st
     try {
         subscription.handler(data);
     } catch (const std::exception& exception) {
-        logThrown(subscription, typeid(exception).name(), std::string(": ") + exception.what());
+        logThrown(subscription, typeid(exception).name(), ": ", exception.what());
     } catch (...) {
-        logThrown(subscription, "", " something that is not a std::exception");
+        logThrown(subscription, "", " something that is not a std::exception", "");
     }
 }
 
 // The text may quote the notification, which can be another each time. The type of the exception cannot.
 void NotificationDelivery::logThrown(const SubscriptionRecord& subscription, const char* type,
-                                     const std::string& what) {
+                                     const char* separator, const char* what) noexcept {
     try {
         const std::string task = taskOf(subscription) + " threw";
-        faults_->error(task + type, task + what);
-    } catch (const std::bad_alloc&) {
-        return;  // There is no memory for a line in the log either.
+        faults_->error(task + type, task + separator + what);
+    } catch (...) {
+        return;  // Without the memory for a line in the log, the next notifications still count.
     }
 }
 

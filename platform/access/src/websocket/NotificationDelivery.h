@@ -71,7 +71,8 @@ class NotificationDelivery {
     // On the executor thread.
     void deliver();
     void deliverOne(const SubscriptionRecord& subscription, std::string_view data);
-    void logThrown(const SubscriptionRecord& subscription, const char* type, const std::string& what);
+    void logThrown(const SubscriptionRecord& subscription, const char* type, const char* separator,
+                   const char* what) noexcept;
     void reportRoom();
 
     void addTask(std::function<void()> function, const char* name);

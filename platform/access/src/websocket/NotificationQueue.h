@@ -36,14 +36,16 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
             return false;
         }
         const std::lock_guard lock(mutex_);
-        count_ += incoming_.count();
-        bytes_ += incoming_.bytes();
+        const std::size_t count = incoming_.count();
+        const std::size_t bytes = incoming_.bytes();
         const bool nothingWaited = waiting_.isEmpty();
         if (nothingWaited) {
             std::swap(waiting_, incoming_);
         } else {
             waiting_.append(incoming_);
         }
+        count_ += count;
+        bytes_ += bytes;
         return nothingWaited;
     }
 

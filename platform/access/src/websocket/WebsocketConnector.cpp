@@ -152,7 +152,7 @@ void WebsocketConnector::connectToNext() {
             stream_.socket().async_connect(
                 endpoint, next([this, endpoint](const ErrorCode& failure) {
                     attemptLimit_.cancel();
-                    if (!failure) {
+                    if (!failure && !isAttemptTooLate_) {
                         onTcpConnected(endpoint);
                         return;
                     }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <zeb/IWebsocketManager.h>
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -36,7 +37,7 @@ class ServiceDirectory : public testing::Test {
     ServiceDirectory() {
         const auto listener = sut->listener();
         listener.connected(listener.createService(nullptr, connection));
-        endOfWait = std::exchange(planned, {}).front();
+        waits = std::exchange(planned, {});
     }
 
     void tell(const std::string& list) { connection->handler(list); }
@@ -60,8 +61,15 @@ class ServiceDirectory : public testing::Test {
     const std::shared_ptr<FakeConnection> connection = std::make_shared<FakeConnection>();
     using Planned = std::pair<Clock::time_point, std::function<void()>>;
 
+    /// What the directory does when the time for the first list is over.
+    void endWait() {
+        for (const auto& task : std::exchange(waits, {})) {
+            task.second();
+        }
+    }
+
     std::vector<Planned> planned;
-    Planned endOfWait;  ///< for the first list
+    std::vector<Planned> waits;  ///< for the first list
     int changes = 0;
     const std::shared_ptr<zeb::ServiceDirectory> sut = std::make_shared<zeb::ServiceDirectory>(
         std::make_shared<test_support::RecordingLogger>(std::make_shared<test_support::RecordedLog>(),
@@ -69,7 +77,7 @@ class ServiceDirectory : public testing::Test {
         [this](Clock::time_point at, std::function<void()> function) {
             planned.emplace_back(at, std::move(function));
         },
-        [this] { ++changes; });
+        [this] { ++changes; }, std::chrono::milliseconds(0));
 };
 
 TEST_F(ServiceDirectory, KnowsTheServicesOfAList) {
@@ -103,21 +111,39 @@ TEST_F(ServiceDirectory, LeavesTheThreadTimeForOtherThingsBeforeItReadsTheNextLi
 }
 
 TEST_F(ServiceDirectory, LeavesARegistryThatSendsNoList) {
-    EXPECT_GT(endOfWait.first, Clock::now());
-    endOfWait.second();
-    EXPECT_EQ(connection->whyClosed, "the service registry has not sent its list for 10 s");
+    endWait();
+    runPlanned();
+    EXPECT_EQ(connection->whyClosed, "the service registry sends no list");
+}
+
+TEST_F(ServiceDirectory, KeepsARegistryWhoseListWaitedBehindOtherTasks) {
+    endWait();
+    tell(listOf("A"));
+    runPlanned();
+    EXPECT_EQ(connection->whyClosed, "");
 }
 
 TEST_F(ServiceDirectory, KeepsARegistryThatHasSentAList) {
     tell(listOf("A"));
-    endOfWait.second();
+    endWait();
+    runPlanned();
     EXPECT_EQ(connection->whyClosed, "");
 }
 
 TEST_F(ServiceDirectory, WaitsAnewForTheListOfEachConnection) {
     const auto listener = sut->listener();
     listener.connected(listener.createService(nullptr, connection));
-    endOfWait.second();
+    endWait();
+    EXPECT_EQ(connection->whyClosed, "");
+}
+
+TEST_F(ServiceDirectory, SetsNoLimitForTheListIfItsTasksRunBeforeTheirTime) {
+    const auto unlimited = std::make_shared<zeb::ServiceDirectory>(
+        std::make_shared<test_support::RecordingLogger>(std::make_shared<test_support::RecordedLog>(),
+                                                        "registry"),
+        [](Clock::time_point, const std::function<void()>& function) { function(); }, [] {});
+    const auto listener = unlimited->listener();
+    listener.connected(listener.createService(nullptr, connection));
     EXPECT_EQ(connection->whyClosed, "");
 }
 
