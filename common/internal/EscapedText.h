@@ -54,16 +54,24 @@ inline bool isUnsafe(std::uint32_t code) noexcept {
         std::uint32_t first;
         std::uint32_t last;
     };
-    constexpr std::array<Range, 10> unsafe = {{{0, 0x1F},
+    constexpr std::array<Range, 18> unsafe = {{{0, 0x1F},
                                                {0x7F, 0x9F},
+                                               {0xAD, 0xAD},
+                                               {0x034F, 0x034F},
                                                {0x061C, 0x061C},
-                                               {0x200B, 0x200B},
-                                               {0x200E, 0x200F},
+                                               {0x115F, 0x1160},
+                                               {0x17B4, 0x17B5},
+                                               {0x180B, 0x180F},
+                                               {0x200B, 0x200F},
                                                {0x2028, 0x202E},
                                                {0x2060, 0x206F},
+                                               {0x3164, 0x3164},
+                                               {0xFE00, 0xFE0F},
                                                {0xFEFF, 0xFEFF},
+                                               {0xFFA0, 0xFFA0},
                                                {0xFFF9, 0xFFFB},
-                                               {0xE0000, 0xE007F}}};
+                                               {0x1D173, 0x1D17A},
+                                               {0xE0000, 0xE01EF}}};
     for (const Range& range : unsafe) {
         if (code >= range.first && code <= range.last) {
             return true;

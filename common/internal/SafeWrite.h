@@ -9,40 +9,43 @@
 
 namespace internal {
 
-/// While it lives, a write on the calling thread to a pipe or socket without a reader fails, but does not
-/// raise SIGPIPE: that signal belongs to the application.
-class SparedPipeSignal {
+/// While it lives, a write on the calling thread to a pipe or socket without a reader, or beyond the largest
+/// size of a file, fails, but does not raise SIGPIPE or SIGXFSZ: these signals belong to the application.
+class SparedWriteSignals {
  public:
-    SparedPipeSignal() noexcept {
-        sigemptyset(&pipe_);
-        sigaddset(&pipe_, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+    SparedWriteSignals() noexcept {
+        sigemptyset(&raised_);
+        sigaddset(&raised_, SIGPIPE);
+        sigaddset(&raised_, SIGXFSZ);
+        pthread_sigmask(SIG_BLOCK, &raised_, &before_);
         sigset_t pending;
         sigpending(&pending);
-        wasPending_ = sigismember(&pending, SIGPIPE) == 1;
-    }
-    ~SparedPipeSignal() {
-        const int error = errno;
-        if (!wasPending_) {
-            const timespec noWait{};
-            while (sigtimedwait(&pipe_, nullptr, &noWait) < 0 && errno == EINTR) {
+        for (const int signal : {SIGPIPE, SIGXFSZ}) {
+            if (sigismember(&pending, signal) == 1) {
+                sigdelset(&raised_, signal);
             }
+        }
+    }
+    ~SparedWriteSignals() {
+        const int error = errno;
+        const timespec noWait{};
+        while (sigtimedwait(&raised_, nullptr, &noWait) > 0 || errno == EINTR) {
+            errno = 0;
         }
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
         errno = error;
     }
-    SparedPipeSignal(const SparedPipeSignal&) = delete;
-    SparedPipeSignal& operator=(const SparedPipeSignal&) = delete;
+    SparedWriteSignals(const SparedWriteSignals&) = delete;
+    SparedWriteSignals& operator=(const SparedWriteSignals&) = delete;
 
  private:
-    sigset_t pipe_{};
+    sigset_t raised_{};  ///< those that were not pending before
     sigset_t before_{};
-    bool wasPending_ = false;
 };
 
-/// Like write(), but without the signal SIGPIPE when the reader is gone.
+/// Like write(), but without a signal when it fails.
 inline ssize_t writeWithoutSignal(int descriptor, const void* data, std::size_t size) noexcept {
-    const SparedPipeSignal spared;
+    const SparedWriteSignals spared;
     return ::write(descriptor, data, size);
 }
 

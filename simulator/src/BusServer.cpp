@@ -1,5 +1,7 @@
 #include "BusServer.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <chrono>
@@ -25,9 +27,16 @@ bool isIdle(const std::optional<std::chrono::steady_clock::time_point>& since) {
     return since && std::chrono::steady_clock::now() - *since >= kIdleTime;
 }
 
+/// The process may start other programs, which would keep the port and the clients.
+void closeOnExec(int descriptor) {
+    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+}
+
 tcp::acceptor listen(asio::io_context& ioContext, const std::string& address, std::uint16_t port) {
     try {
-        return tcp::acceptor(ioContext, tcp::endpoint(asio::ip::make_address(address), port));
+        tcp::acceptor acceptor(ioContext, tcp::endpoint(asio::ip::make_address(address), port));
+        closeOnExec(acceptor.native_handle());
+        return acceptor;
     } catch (const boost::system::system_error& error) {
         throw std::runtime_error("Cannot listen on " + address + " port " + std::to_string(port) + ": " +
                                  error.code().message());
@@ -81,6 +90,7 @@ void BusServer::acceptWaiting() {
 }
 
 void BusServer::accepted(tcp::socket&& socket) {
+    closeOnExec(socket.native_handle());
     ErrorCode ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     socket.set_option(asio::socket_base::keep_alive(true), ignored);

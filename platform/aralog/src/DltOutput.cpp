@@ -73,14 +73,14 @@ class Starting {
         }
     }
 
-    const internal::SparedPipeSignal spared_;
+    const internal::SparedWriteSignals spared_;
     const internal::BlockedSignals blocked_;  ///< the threads that libdlt makes inherit that
     struct sigaction pipeAction_ {};
 };
 
 /// Contains a value while libdlt's exit handler runs.
-std::optional<internal::SparedPipeSignal>& sparedAtExit() {
-    static auto& spared = *new std::optional<internal::SparedPipeSignal>;
+std::optional<internal::SparedWriteSignals>& sparedAtExit() {
+    static auto& spared = *new std::optional<internal::SparedWriteSignals>;
     return spared;
 }
 
@@ -207,7 +207,7 @@ void unregisterContext(Logger::State& state) {
         return;
     }
     UnansweredContexts::instance().remove(state.dltId);
-    const internal::SparedPipeSignal spared;
+    const internal::SparedWriteSignals spared;
     dlt_unregister_context(&state.dltContext);
 }
 
@@ -230,7 +230,7 @@ std::size_t longestText() noexcept {
 }
 
 void write(Logger::State& state, LogLevel level, const std::string& text) noexcept {
-    const internal::SparedPipeSignal spared;
+    const internal::SparedWriteSignals spared;
     DltContextData record{};
     if (dlt_user_log_write_start(&state.dltContext, &record, static_cast<DltLogLevelType>(level)) !=
         DLT_RETURN_TRUE) {

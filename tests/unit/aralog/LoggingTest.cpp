@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -550,6 +551,20 @@ TEST(FileMode, SaysOnceThatTheFileCannotBeOpenedAndGoesOn) {
               "ara::log: the log file \"" + missing +
                   "/CSC.log\" cannot be opened (No such file or directory); records will not be written "
                   "to a file\n");
+}
+
+TEST(FileMode, SaysOnceThatTheFileMayNotGrowAndGoesOn) {
+    const TemporaryDirectory directory;
+    const ChildResult result = runWithoutDaemon([&] {
+        InitLogging("CSC", "", LogLevel::kInfo, LogMode::kFile, directory.path().string());
+        const Logger& logger = CreateLogger("Ctx", "");
+        const rlimit none{0, 0};
+        ::setrlimit(RLIMIT_FSIZE, &none);
+        logger.LogInfo() << 1;
+        logger.LogInfo() << 2;
+    });
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_THAT(result.errors, HasSubstr("File too large"));
 }
 
 TEST(FileMode, SaysOnceThatTheDiskIsFullAndGoesOn) {

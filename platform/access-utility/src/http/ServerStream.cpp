@@ -221,7 +221,7 @@ int ServerStream::readForTls(bio_st* bio, char* data, int size) {
         self->isDrained_ = count < 0;
         self->isAtEnd_ = count == 0;
         return count;
-    } catch (const TransportError&) {
+    } catch (...) {  // nothing may pass through OpenSSL, not even a lack of memory
         self->failure_ = std::current_exception();
         return -1;
     }
@@ -236,7 +236,7 @@ int ServerStream::writeForTls(bio_st* bio, const char* data, int size) {
             BIO_set_retry_write(bio);
         }
         return count;
-    } catch (const TransportError&) {
+    } catch (...) {  // nothing may pass through OpenSSL, not even a lack of memory
         self->failure_ = std::current_exception();
         return -1;
     }

@@ -18,8 +18,12 @@ namespace zeb {
 /// notification. The text must be UTF-8, which the WebSocket ensures.
 class TextScanner {
  public:
+    /// Whether messages show what was found. Not if it may contain a password.
+    enum class Found { Shown, Hidden };
+
     /// @param where appears in messages
-    TextScanner(std::string_view text, const char* where) : text_(text), where_(where) {}
+    TextScanner(std::string_view text, const char* where, Found found = Found::Shown)
+        : text_(text), where_(where), found_(found) {}
 
     [[noreturn]] void refuse(const std::string& expected) const { refuseBecause("expected " + expected); }
 
@@ -119,7 +123,9 @@ class TextScanner {
 
  private:
     [[noreturn]] void refuseBecause(const std::string& reason) const {
-        throw ZebException(reason + " at byte " + std::to_string(position_) + ", found " + found(), where_);
+        throw ZebException(reason + " at byte " + std::to_string(position_) +
+                               (found_ == Found::Shown ? ", found " + found() : ""),
+                           where_);
     }
 
     static constexpr std::size_t kMaximumDepth = 64;  ///< what surrounds a value is one level
@@ -228,6 +234,7 @@ class TextScanner {
 
     const std::string_view text_;
     const char* const where_;
+    const Found found_;
     std::size_t position_ = 0;
     bool hadEscape_ = false;
 };

@@ -1,6 +1,5 @@
 #include "ServiceDirectory.h"
 
-#include <internal/KeptMemory.h>
 #include <zebutil/ILogger.h>
 
 #include <exception>
@@ -133,7 +132,7 @@ void ServiceDirectory::readUnread() {
     const auto begin = Clock::now();
     isReadPlanned_ = false;
     update(unread_);
-    internal::clearKeeping(unread_, 0);
+    std::string().swap(unread_);  // which gives its memory back
     const auto end = Clock::now();
     nextRead_ = end + (kShareOfTime - 1) * (end - begin);
 }

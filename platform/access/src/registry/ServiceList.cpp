@@ -2,6 +2,7 @@
 
 #include <zeb/ZebException.h>
 #include <zebutil/JsonObject.h>
+#include <zebutil/StopHandler.h>
 
 #include <exception>
 #include <set>
@@ -17,12 +18,29 @@ constexpr const char* kWhere = "list of services";
 constexpr const char* kOrigin = "service registry";
 constexpr std::size_t kMostReasons = 64;
 
+// Not the text itself, which may contain a password.
+const char* kindOf(std::string_view value) {
+    switch (value.front()) {
+        case '"':
+            return "a string";
+        case '[':
+            return "a list";
+        case 't':
+        case 'f':
+            return "a boolean";
+        case 'n':
+            return "null";
+        default:
+            return "a number";
+    }
+}
+
 void readEntry(std::string_view text, ServiceList& list) {
     if (text.size() > ServiceList::kLargestEntry) {
         throw ZebException("it is larger than 16 KiB", kWhere);
     }
     if (text.front() != '{') {
-        throw ZebException("expected an object, got " + std::string(text.substr(0, 40)), kWhere);
+        throw ZebException(std::string("expected an object, got ") + kindOf(text), kWhere);
     }
     const auto element = zebutil::JsonObject::parse(text);
     std::string name = element->getString("name");
@@ -42,11 +60,16 @@ void readEntry(std::string_view text, ServiceList& list) {
 ServiceList ServiceList::read(std::string_view text) {
     ServiceList list;
     std::set<std::string> reasons;
-    TextScanner scanner(text, kWhere);
+    TextScanner scanner(text, kWhere, TextScanner::Found::Hidden);
     scanner.expect('[');
     std::size_t position = 0;
     const bool isEmpty = scanner.consume(']');
     while (!isEmpty) {
+        // Nobody wants the rest any more, and the stop waits for this.
+        if (zebutil::StopHandler::isStopped()) {
+            list.isCut = true;
+            return list;
+        }
         const std::string_view entry = scanner.value();
         try {
             readEntry(entry, list);

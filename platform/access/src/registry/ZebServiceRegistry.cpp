@@ -1,3 +1,4 @@
+#include <unistd.h>
 #include <zeb/ITpAccess.h>
 #include <zeb/ITpAccessFactory.h>
 #include <zeb/IWebsocketManagerFactory.h>
@@ -60,12 +61,18 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     }
 
     void unsubscribeFromAllElements() {
+        if (isOfParentProcess()) {
+            return;
+        }
         for (const auto& manager : managers()) {
             manager->unsubscribeFromAll();
         }
     }
 
     void stop() {
+        if (isOfParentProcess()) {
+            return;
+        }
         std::map<std::string, std::shared_ptr<ServiceLink>> links;
         {
             const std::lock_guard lock(mutex_);
@@ -92,6 +99,10 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         if (endpoints_.needsDirectory(listener->handlers.serviceName)) {
             startDirectory();
         }
+        addListener(listener);
+    }
+
+    void addListener(const std::shared_ptr<FollowingListener>& listener) {
         std::vector<std::shared_ptr<FollowingListener>> abandoned;  // destroyed without the lock
         const std::lock_guard lock(mutex_);
         if (isStopped_) {
@@ -133,12 +144,21 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     }
 
     void startDirectory() {
+        std::shared_ptr<FollowingListener> listener;
         {
             const std::lock_guard lock(mutex_);
-            if (directory_ || isStopped_) {
-                return;
+            if (!directory_) {
+                makeDirectory();
             }
+            listener = listenerOfDirectory_;
         }
+        if (listener) {
+            addListener(listener);
+            listenerOfDirectory_.reset();
+        }
+    }
+
+    void makeDirectory() {
         const auto later = [weak = weak_from_this()](std::chrono::steady_clock::time_point at,
                                                      std::function<void()> function) {
             if (const auto self = weak.lock()) {
@@ -153,9 +173,8 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         });
         auto listener = std::make_shared<FollowingListener>();
         listener->handlers = directory->listener();
-        follow(listener);
-        const std::lock_guard lock(mutex_);
         directory_ = std::move(directory);
+        listenerOfDirectory_ = std::move(listener);
     }
 
     void onOpened(const std::string& service, const std::weak_ptr<IWebsocketManager>& manager) {
@@ -479,6 +498,9 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
         };
     }
 
+    // In a forked child, a thread that did not come along may have locked the mutex.
+    bool isOfParentProcess() const { return process_ != ::getpid(); }
+
     bool isStopped() {
         const std::lock_guard lock(mutex_);
         return isStopped_;
@@ -496,10 +518,13 @@ class ZebServiceRegistry::Impl : public std::enable_shared_from_this<Impl> {
     const EndpointLookup endpoints_;
     const std::shared_ptr<zebutil::ILogger> logger_;
 
+    const pid_t process_ = ::getpid();
     std::mutex mutex_;
     bool isStopped_ = false;
     std::map<std::string, std::shared_ptr<ServiceLink>> links_;
     std::shared_ptr<ServiceDirectory> directory_;  ///< null until a service is followed that needs it
+    /// Until it is added. Of the executor thread.
+    std::shared_ptr<FollowingListener> listenerOfDirectory_;
 };
 
 ZebServiceRegistry::ZebServiceRegistry(

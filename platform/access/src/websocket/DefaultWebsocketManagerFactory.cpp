@@ -1,3 +1,4 @@
+#include <unistd.h>
 #include <zeb/DefaultWebsocketManagerFactory.h>
 #include <zebutil/TlsContextQuestion.h>
 
@@ -38,6 +39,10 @@ class DefaultWebsocketManagerFactory::Impl {
     // Needs no memory, because the end of the process comes here, too.
     template <typename Predicate>
     void stopIf(Predicate matches) {
+        // In a forked child, a thread that did not come along may have locked the mutex.
+        if (process_ != ::getpid()) {
+            return;
+        }
         while (const auto manager = takeIf(matches)) {
             manager->stop();
         }
@@ -86,6 +91,7 @@ class DefaultWebsocketManagerFactory::Impl {
         std::weak_ptr<WebsocketManager> manager;
     };
 
+    const pid_t process_ = ::getpid();
     std::mutex mutex_;
     std::shared_ptr<IoThread> ioThread_;  ///< null until it could be started
     std::vector<Entry> managers_;
