@@ -43,10 +43,10 @@ class ZEBUTIL_EXPORT HttpSession {
     HttpSession(const HttpSession&) = delete;
     HttpSession& operator=(const HttpSession&) = delete;
 
-    /// Sends the request and waits for the complete answer. If the kept connection ends before the answer, a
-    /// GET, PUT or DELETE is sent once more over a new one. Any other request fails then, since the server
-    /// may have executed it: it is sent at most once.
-    /// @param deadline      for everything together: connecting, TLS, sending and the answer
+    /// Sends the request and waits for the complete answer. If the kept connection ends within 0.5 s and
+    /// before any byte of the answer, a GET, PUT or DELETE is sent once more over a new one. Any other
+    /// request fails then, since the server may have executed it: it is sent at most once.
+    /// @param deadline      for everything together: addresses, connecting, TLS, sending and the answer
     /// @param largestAnswer of the body, in bytes
     /// @throws std::exception if there is no answer that can be used
     Answer exchange(const Request& request, Deadline deadline, std::size_t largestAnswer);

@@ -12,13 +12,13 @@ namespace zebutil {
 
 class ILogger;
 
-/// A first-in, first-out executor with one thread, which carries the executor's name. Tasks that are added
-/// before start() wait for it. If a task throws, the exception is logged and the next task runs. There is no
-/// restart.
+/// A first-in, first-out executor with one thread, which carries the executor's name. Tasks of addAt() whose
+/// time has come run first. Tasks that are added before start() wait for it. If a task throws, the exception
+/// is logged and the next task runs. There is no restart.
 ///
 /// The thread may not be available, because the process or the machine has as many as it is allowed to. That
-/// is logged; the tasks wait, and each further add() tries again. The thread blocks the application's
-/// signals. In a forked child, which does not have the thread, the executor does nothing.
+/// is logged; the tasks wait, and each further add(), addAt() or start() tries again. The thread blocks the
+/// application's signals. In a forked child, which does not have the thread, the executor does nothing.
 class ZEBUTIL_EXPORT SingleThreadAsyncTaskExecutor : public ITimedTaskExecutor {
  public:
     SingleThreadAsyncTaskExecutor(const std::string& name, std::unique_ptr<ILogger> logger);

@@ -32,12 +32,13 @@ class ZEBUTIL_EXPORT TlsContextQuestion {
     /// Asks nothing.
     TlsContextQuestion();
     /// @param service that the connection is for; its authority may be pinned
-    /// @throws std::runtime_error if the environment's variables contradict each other
+    /// @throws std::runtime_error if the environment's variables contradict each other, or one is empty
     TlsContextQuestion(const std::string& service, Done done);
     TlsContextQuestion(TlsContextQuestion&& other) noexcept;
     TlsContextQuestion& operator=(TlsContextQuestion&& other) noexcept;
     ~TlsContextQuestion();
 
+    /// As if it were destroyed.
     void forget();
 
     /// Reads the environment's variables, for the later questions of all threads. Called when a factory is

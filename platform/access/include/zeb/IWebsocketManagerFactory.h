@@ -27,7 +27,7 @@ struct WebsocketSettings {
     /// The service's connections before this one, which have ended or been stopped. No socket is opened as
     /// long as one of their sockets is still closing.
     std::vector<std::weak_ptr<IWebsocketManager>> predecessors = {};
-    /// What the log has of the service's faults already. Null: nothing.
+    /// Which faults of the service were logged already. For the bundled WebSockets only; null starts afresh.
     std::shared_ptr<FaultLog> faults = {};
 };
 

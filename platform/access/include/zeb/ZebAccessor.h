@@ -56,8 +56,8 @@ class ZEB_EXPORT ZebAccessor {
     }
 
     /// Ends every request that has no outcome yet, even if it waits for its turn behind others, and makes
-    /// every later one fail: their error handlers say "cancelled". Called when the service is disconnected
-    /// and when the registry stops. Returns at once.
+    /// every later one fail: their error handlers receive an exception whose text contains "cancelled".
+    /// Called when the service is disconnected and when the registry stops. Returns at once.
     void cancel();
 
  private:

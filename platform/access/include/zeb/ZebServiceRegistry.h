@@ -37,6 +37,7 @@ class ZEB_EXPORT ZebServiceRegistry : public IServiceRegistry {
         std::string httpUri;  ///< where the registry service is: base URI, followed by the base path
     };
 
+    /// `zebExecutor` should be a zebutil::ITimedTaskExecutor: any other runs at once what is meant for later.
     /// The first registry of the process also makes `loggerFactory` the default logger factory of the
     /// process.
     ZebServiceRegistry(std::shared_ptr<IWebsocketManagerFactory> websocketManagerFactory,
