@@ -5,8 +5,8 @@
 #include <Certificates.h>
 #include <OpenToSigpipe.h>
 #include <PlatformFixture.h>
-#include <TestBuild.h>
 #include <TemporaryDirectory.h>
+#include <TestBuild.h>
 #include <openssl/ssl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>

@@ -1,7 +1,7 @@
 #include <Certificates.h>
-#include <TestBuild.h>
 #include <SettableClock.h>
 #include <TemporaryDirectory.h>
+#include <TestBuild.h>
 
 #include <algorithm>
 #include <cstdlib>

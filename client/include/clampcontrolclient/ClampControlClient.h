@@ -38,8 +38,8 @@ class ClampControlClientImpl;
 /// Failures: the constructor never throws. If it fails, it logs the reason at error level and leaves a client
 /// that does nothing and that SubscribeClampControl() reports as not ready. A missing or broken configuration
 /// file is not such a failure: it is logged, and the defaults apply. One that cannot be read for want of
-/// descriptors or memory is a failure; Start() tries again, and from then on the client tries by itself. While
-/// it is being made, Start(), AssignCallback() and SubscribeClampControl() wait for that.
+/// descriptors or memory is a failure; Start() tries again, and from then on the client tries by itself.
+/// While it is being made, Start(), AssignCallback() and SubscribeClampControl() wait for that.
 ///
 /// A forked child has none of the library's threads. There, a client of the parent process behaves like one
 /// whose construction failed, and so does a new one, if the parent process has made one before.
@@ -65,9 +65,10 @@ class CLAMPCONTROL_EXPORT ClampControlClient : public ClampControlClientIf {
 
     /// Ends all subscriptions, connections and threads that the clients of this process share; there is no
     /// restart. On a client that could not be made, ends only the attempts to make it. No disconnect is
-    /// reported to the callback. May be called in any state and more than once. When it returns, no callback is running and none will run, so do not hold a lock that the callback
-    /// takes. A subscribe that another thread is waiting for returns at once. Called inside a callback,
-    /// Stop() does not wait for that callback, which is then the last one.
+    /// reported to the callback. May be called in any state and more than once. When it returns, no callback
+    /// is running and none will run, so do not hold a lock that the callback takes. A subscribe that another
+    /// thread is waiting for returns at once. Called inside a callback, Stop() does not wait for that
+    /// callback, which is then the last one.
     void Stop() override;
 
     /// Sets the callback; call it before Start(). Events that occur while no callback is assigned are not

@@ -1,8 +1,8 @@
 #include <NoDescriptors.h>
 #include <Poco/Exception.h>
 #include <RecordingAraLog.h>
-#include <TestBuild.h>
 #include <TemporaryDirectory.h>
+#include <TestBuild.h>
 #include <csc_logging/CSCLogging.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,8 +2,8 @@
 #include <BusProgram.h>
 #include <Emulator.h>
 #include <ProcessorTime.h>
-#include <TestBuild.h>
 #include <TemporaryDirectory.h>
+#include <TestBuild.h>
 
 #include <algorithm>
 #include <chrono>
