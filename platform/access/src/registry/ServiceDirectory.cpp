@@ -12,9 +12,6 @@
 
 namespace zeb {
 
-// The memory for a list may never be there.
-constexpr int kTriesOfList = 50;
-
 // The registry service, reduced to what is needed here: one subscription to all of its elements.
 class ServiceDirectory::RegistryService : public Service {
  public:
@@ -146,6 +143,9 @@ void ServiceDirectory::update(std::string_view services) {
     } catch (const std::exception& exception) {
         faults_.error("no list",
                       std::string("the list of the service registry is ignored: ") + exception.what());
+        return;
+    }
+    if (list.isUnfinished) {
         return;
     }
     logIgnored(list);

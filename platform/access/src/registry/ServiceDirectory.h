@@ -64,6 +64,9 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     /// service sends.
     static constexpr int kShareOfTime = 10;
 
+    /// The memory for a list may never be there.
+    static constexpr int kTriesOfList = 50;
+
     void subscribe(RegistryService& registry);
     void awaitList(const std::function<void(const std::string& reason)>& reconnect, std::uint64_t connection,
                    int checks);

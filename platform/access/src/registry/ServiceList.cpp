@@ -5,6 +5,7 @@
 #include <zebutil/StopHandler.h>
 
 #include <exception>
+#include <new>
 #include <set>
 #include <utility>
 
@@ -47,6 +48,8 @@ void readEntry(std::string_view text, ServiceList& list) {
     try {
         list.endpoints.emplace(name, ServiceEndpoint::of(element->getString("serverBaseUri"),
                                                          element->getString("serverBasePath"), kOrigin));
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception& exception) {
         if (list.refused.size() < kMostReasons) {
             list.refused.emplace(std::move(name), exception.what());
@@ -65,14 +68,16 @@ ServiceList ServiceList::read(std::string_view text) {
     std::size_t position = 0;
     const bool isEmpty = scanner.consume(']');
     while (!isEmpty) {
-        // Nobody wants the rest any more, and the stop waits for this.
+        // The stop waits for this.
         if (zebutil::StopHandler::isStopped()) {
-            list.isCut = true;
+            list.isUnfinished = true;
             return list;
         }
         const std::string_view entry = scanner.value();
         try {
             readEntry(entry, list);
+        } catch (const std::bad_alloc&) {
+            throw;  // the entry is not to blame, and its service has not left
         } catch (const std::exception& exception) {
             if (reasons.size() < kMostReasons && reasons.insert(exception.what()).second) {
                 list.ignored.push_back({position, exception.what()});

@@ -29,9 +29,10 @@ struct ServiceList {
     std::vector<Ignored> ignored;
     /// Why the entry of a name cannot be used, if no other entry of that name can; of the first few names.
     std::map<std::string, std::string> refused;
-    bool isCut = false;  ///< whether there are more than kMostEntries
+    bool isCut = false;         ///< whether there are more than kMostEntries
+    bool isUnfinished = false;  ///< whether the executor that reads was stopped meanwhile
 
-    /// @throws std::exception if the text is no array
+    /// @throws std::exception if the text is no array, `std::bad_alloc` without the memory for an entry
     static ServiceList read(std::string_view text);
 };
 

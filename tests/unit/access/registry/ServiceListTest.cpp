@@ -1,9 +1,14 @@
 #include <ProcessorTime.h>
+#include <RecordingLogger.h>
 #include <gtest/gtest.h>
 #include <zeb/ZebException.h>
+#include <zebutil/SingleThreadAsyncTaskExecutor.h>
+#include <zebutil/StopHandler.h>
 
 #include <chrono>
 #include <exception>
+#include <future>
+#include <memory>
 #include <string>
 
 #include "registry/ServiceList.h"
@@ -37,6 +42,27 @@ TEST(ServiceList, IgnoresAnEntryThatIsNoObject) {
     EXPECT_EQ(list.ignored[0].position, 0U);
     EXPECT_NE(list.ignored[0].reason.find("expected an object, got a number"), std::string::npos);
     EXPECT_EQ(list.endpoints.count("A"), 1U);
+}
+
+TEST(ServiceList, IsReadNoFurtherOnceItsExecutorIsStopped) {
+    zebutil::SingleThreadAsyncTaskExecutor executor(
+        "reader", std::make_unique<test_support::RecordingLogger>(
+                      std::make_shared<test_support::RecordedLog>(), "reader"));
+    std::promise<void> hasBegun;
+    bool isUnfinished = false;
+    executor.add(
+        [&] {
+            const auto stopped = std::make_shared<std::promise<void>>();
+            const zebutil::StopHandler handler([stopped] { stopped->set_value(); });
+            hasBegun.set_value();
+            stopped->get_future().wait();
+            isUnfinished = zeb::ServiceList::read("[" + entry("A") + "]").isUnfinished;
+        },
+        "list");
+    executor.start();
+    hasBegun.get_future().wait();
+    executor.stop();
+    EXPECT_TRUE(isUnfinished);
 }
 
 TEST(ServiceList, DoesNotShowAnEntryThatMayContainAPassword) {
