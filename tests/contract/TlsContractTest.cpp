@@ -297,37 +297,52 @@ TEST_P(BadCertificateContract, IsForgottenOnceTheServerHasAGoodOne) {
 
 INSTANTIATE_TEST_SUITE_P(
     Certificates, BadCertificateContract,
-    testing::Values(BadCertificate{"OfAnotherAddress",
-                                   [](const auto&, const auto& authority) {
-                                       return authority.issue("another", "IP:127.0.0.2,DNS:localhost");
-                                   },
-                                   "IP address mismatch"},
-                    BadCertificate{"OfAnotherName",
-                                   [](const auto&, const auto& authority) {
-                                       return authority.issue("another",
-                                                              "IP:127.0.0.1,DNS:elsewhere.example");
-                                   },
-                                   "hostname mismatch", "localhost"},
-                    BadCertificate{
-                        "WithACommonNameOnly",
-                        [](const auto&, const auto& authority) { return authority.issue("localhost", ""); },
-                        "hostname mismatch", "localhost"},
-                    BadCertificate{"Expired",
-                                   [](const auto&, const auto& authority) {
-                                       return authority.issue("expired", CertificationAuthority::kThisMachine,
-                                                              CertificationAuthority::Validity::Past);
-                                   },
-                                   "certificate has expired"},
-                    BadCertificate{"SelfSigned",
-                                   [](const auto& directory, const auto&) {
-                                       return CertificationAuthority::selfSigned(directory, "self");
-                                   },
-                                   "self-signed certificate"},
-                    BadCertificate{"OfAnUnknownAuthority",
-                                   [](const auto& directory, const auto&) {
-                                       return CertificationAuthority(directory, "unknown").issue("server");
-                                   },
-                                   "unable to get local issuer certificate"}),
+    testing::Values(
+        BadCertificate{"OfAnotherAddress",
+                       [](const auto&, const auto& authority) {
+                           return authority.issue("another", "IP:127.0.0.2,DNS:localhost");
+                       },
+                       "IP address mismatch"},
+        BadCertificate{"OfAnotherName",
+                       [](const auto&, const auto& authority) {
+                           return authority.issue("another", "IP:127.0.0.1,DNS:elsewhere.example");
+                       },
+                       "hostname mismatch", "localhost"},
+        BadCertificate{"WithACommonNameOnly",
+                       [](const auto&, const auto& authority) { return authority.issue("localhost", ""); },
+                       "hostname mismatch", "localhost"},
+        BadCertificate{"Expired",
+                       [](const auto&, const auto& authority) {
+                           return authority.issue("expired", CertificationAuthority::kThisMachine,
+                                                  CertificationAuthority::Validity::Past);
+                       },
+                       "certificate has expired"},
+        BadCertificate{
+            "OfThisAddressAsAName",
+            [](const auto&, const auto& authority) { return authority.issue("name", "DNS:127.0.0.1"); },
+            "IP address mismatch"},
+        BadCertificate{"NotYetValid",
+                       [](const auto&, const auto& authority) {
+                           return authority.issue("future", CertificationAuthority::kThisMachine,
+                                                  CertificationAuthority::Validity::Future);
+                       },
+                       "certificate is not yet valid"},
+        BadCertificate{"ForClients",
+                       [](const auto&, const auto& authority) { return authority.issueForClients("client"); },
+                       "unsuitable certificate purpose"},
+        BadCertificate{"OfAServerThatIsNoAuthority",
+                       [](const auto&, const auto& authority) { return authority.issueByAServer("issued"); },
+                       "invalid CA certificate"},
+        BadCertificate{"SelfSigned",
+                       [](const auto& directory, const auto&) {
+                           return CertificationAuthority::selfSigned(directory, "self");
+                       },
+                       "self-signed certificate"},
+        BadCertificate{"OfAnUnknownAuthority",
+                       [](const auto& directory, const auto&) {
+                           return CertificationAuthority(directory, "unknown").issue("server");
+                       },
+                       "unable to get local issuer certificate"}),
     [](const auto& instance) { return instance.param.name; });
 
 // ---------------------------------------------------------------------------------------- bad servers

@@ -6,6 +6,7 @@
 #include <openssl/x509v3.h>
 
 #include <cstdio>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -47,7 +48,9 @@ void extend(X509* certificate, int identifier, const std::string& value) {
 
 // Signed by the issuer; self-signed without one.
 Certificate make(const std::filesystem::path& directory, const std::string& name, const Certificate* issuer,
-                 bool isAuthority, const std::string& hosts, CertificationAuthority::Validity validity) {
+                 bool isAuthority, const std::string& hosts,
+                 CertificationAuthority::Validity validity = CertificationAuthority::Validity::Present,
+                 const std::string& usage = "") {
     const Key key(EVP_EC_gen("P-256"));
     const X509Pointer certificate(X509_new());
     require(key && certificate, "make a key");
@@ -55,15 +58,20 @@ Certificate make(const std::filesystem::path& directory, const std::string& name
     static long lastSerialNumber = 0;
     X509_set_version(certificate.get(), X509_VERSION_3);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), ++lastSerialNumber);
-    const bool isPast = validity == CertificationAuthority::Validity::Past;
-    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), isPast ? -2 * kDay : -kDay);
-    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), isPast ? -kDay : kDay);
+    const long shift = validity == CertificationAuthority::Validity::Past     ? -2 * kDay
+                       : validity == CertificationAuthority::Validity::Future ? 2 * kDay
+                                                                              : 0;
+    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), shift - kDay);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), shift + kDay);
     X509_set_pubkey(certificate.get(), key.get());
     X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate.get()), "CN", MBSTRING_UTF8,
                                reinterpret_cast<const unsigned char*>(name.c_str()), -1, -1, 0);
     extend(certificate.get(), NID_basic_constraints, isAuthority ? "critical,CA:TRUE" : "critical,CA:FALSE");
     if (!hosts.empty()) {
         extend(certificate.get(), NID_subject_alt_name, hosts);
+    }
+    if (!usage.empty()) {
+        extend(certificate.get(), NID_ext_key_usage, usage);
     }
 
     Key issuerKey;
@@ -92,17 +100,27 @@ Certificate make(const std::filesystem::path& directory, const std::string& name
 }  // namespace
 
 CertificationAuthority::CertificationAuthority(std::filesystem::path directory, const std::string& name)
-    : directory_(std::move(directory)),
-      itself_(make(directory_, name, nullptr, true, "", Validity::Present)) {}
+    : directory_(std::move(directory)), itself_(make(directory_, name, nullptr, true, "")) {}
 
 Certificate CertificationAuthority::issue(const std::string& name, const std::string& hosts,
                                           Validity validity) const {
     return make(directory_, name, &itself_, false, hosts, validity);
 }
 
+Certificate CertificationAuthority::issueForClients(const std::string& name) const {
+    return make(directory_, name, &itself_, false, kThisMachine, Validity::Present, "clientAuth");
+}
+
+Certificate CertificationAuthority::issueByAServer(const std::string& name) const {
+    const Certificate server = issue(name + " issuer");
+    const Certificate issued = make(directory_, name, &server, false, kThisMachine);
+    std::ofstream(issued.certificateFile, std::ios::app) << std::ifstream(server.certificateFile).rdbuf();
+    return issued;
+}
+
 Certificate CertificationAuthority::selfSigned(const std::filesystem::path& directory,
                                                const std::string& name) {
-    return make(directory, name, nullptr, false, kThisMachine, Validity::Present);
+    return make(directory, name, nullptr, false, kThisMachine);
 }
 
 }  // namespace test_support

@@ -15,7 +15,7 @@ struct Certificate {
 /// object.
 class CertificationAuthority {
  public:
-    enum class Validity { Present, Past };
+    enum class Validity { Past, Present, Future };
 
     static constexpr const char* kThisMachine = "IP:127.0.0.1,DNS:localhost";
 
@@ -29,6 +29,13 @@ class CertificationAuthority {
     /// @param hosts alternative names as OpenSSL writes them, "IP:127.0.0.1,DNS:localhost"
     Certificate issue(const std::string& name, const std::string& hosts = kThisMachine,
                       Validity validity = Validity::Present) const;
+
+    /// A certificate that no server may use.
+    Certificate issueForClients(const std::string& name) const;
+
+    /// A certificate that a server of this authority, which is no authority itself, has issued. With its
+    /// chain.
+    Certificate issueByAServer(const std::string& name) const;
 
     /// A server's certificate that was not issued by an authority.
     static Certificate selfSigned(const std::filesystem::path& directory, const std::string& name);
