@@ -2,10 +2,12 @@
 #include <ChildProcess.h>
 #include <Emulator.h>
 #include <TemporaryDirectory.h>
+#include <TestBuild.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -47,6 +49,26 @@ TEST_F(SimulatorProgram, DoesNotWaitForAPipeAsCertificate) {
 TEST_F(SimulatorProgram, SaysThatAFileIsMissing) {
     EXPECT_EQ(start({fifo + "2"}),
               "zeb-bus-sim: Cannot read the bus file " + fifo + "2: No such file or directory\n");
+}
+
+TEST_F(SimulatorProgram, OpensNoSocketInPlaceOfAStandardStreamThatWasClosed) {
+    if (!test_support::kIsNative) {
+        GTEST_SKIP() << "an emulator opens files before the program begins";
+    }
+    test_support::ChildProgram program(
+        {"/bin/sh", "-c", "exec > " + fifo + " 2>&- <&-; echo $$; exec \"$0\" \"$@\"", ZEB_BUS_SIM,
+         VEHICLE_BUS_FILE},
+        {}, output);
+    std::ifstream printed(fifo);
+    std::string process;
+    std::string listening;
+    std::getline(printed, process);
+    std::getline(printed, listening);
+    for (const char* stream : {"0", "2"}) {
+        EXPECT_EQ(std::filesystem::read_symlink("/proc/" + process + "/fd/" + stream), "/dev/null") << stream;
+    }
+    program.askToEnd();
+    EXPECT_EQ(program.wait(), 0);
 }
 
 TEST_F(SimulatorProgram, SaysThatItsHelpCannotBePrinted) {
