@@ -105,6 +105,11 @@ void ClampControlClientImpl::makeLater() {
 }
 
 void ClampControlClientImpl::makeOnExecutor(SetUp& setUp) {
+    // The end of the process waits for this, and afterwards what it needs does not exist any more.
+    const kelo_client::ProcessBase::Visit visit;
+    if (!visit.admitted()) {
+        return;
+    }
     const std::lock_guard lock(setUp.mutex);
     setUp.isPending = false;
     ClampControlClientImpl* const client = setUp.client;

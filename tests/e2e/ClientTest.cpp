@@ -149,6 +149,12 @@ TEST_F(ClientWithoutDescriptors, DoesNotConnectOnceItIsDestroyed) {
     EXPECT_FALSE(application.next(300ms));
 }
 
+TEST_F(ClientWithoutDescriptors, MayExistWhenTheProcessEnds) {
+    client->AssignCallback(&survivingApplication);
+    survivingClient = client.release();
+    // The test is how this process ends.
+}
+
 TEST_F(Client, DoesNotSubscribeAgainByItself) {
     subscribeClient();
     bus.dropConnections("ClampControl");
