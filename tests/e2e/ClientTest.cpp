@@ -155,6 +155,32 @@ TEST_F(ClientWithoutDescriptors, MayExistWhenTheProcessEnds) {
     // The test is how this process ends.
 }
 
+/// The client is made and started with this many descriptors.
+class ClientWithFewDescriptors : public e2e::ClientFixture, public testing::WithParamInterface<int> {
+ protected:
+    void SetUp() override {
+        if (test_support::kSanitizerNeedsDescriptors) {
+            GTEST_SKIP() << "the sanitizer needs descriptors";
+        }
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Descriptors, ClientWithFewDescriptors, testing::Range(0, 10));
+
+TEST_P(ClientWithFewDescriptors, SubscribesOnceThereAreMore) {
+    writeConfiguration(staticConfiguration());
+    bool isConnected = false;
+    {
+        const test_support::FewDescriptors few(GetParam());
+        startClient();
+        isConnected = application.next(300ms).has_value();
+    }
+    if (!isConnected) {
+        EXPECT_EQ(application.next(), "connected");
+    }
+    EXPECT_EQ(client->SubscribeClampControl(), "1");
+}
+
 TEST_F(Client, DoesNotSubscribeAgainByItself) {
     subscribeClient();
     bus.dropConnections("ClampControl");
