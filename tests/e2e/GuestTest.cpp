@@ -71,6 +71,7 @@ std::set<int> descriptors() {
 class Guest {
     // The client calls it until it is destroyed.
     Callback callback_;
+    std::future<void> connected_ = callback_.connected.get_future();
 
  public:
     explicit Guest(const test_support::BusProgram& bus) {
@@ -85,7 +86,10 @@ class Guest {
         waitForConnection();
     }
 
-    void waitForConnection() { callback_.connected.get_future().wait(); }
+    void waitForConnection() { connected_.wait(); }
+    bool isConnectedWithin(std::chrono::milliseconds time) {
+        return connected_.wait_for(time) == std::future_status::ready;
+    }
 
     void subscribe() {
         connect();
@@ -264,6 +268,28 @@ TEST(GuestWithoutThreads, IsFollowedByOneThatSubscribesOnceThereAreThreads) {
     });
     EXPECT_EQ(result.signal, 0) << result.errors;
     EXPECT_EQ(result.exitCode, 0) << result.errors;
+}
+
+TEST(GuestWithFewThreads, SubscribesOnceThereAreMore) {
+    for (int count = 1; count < 5; ++count) {
+        const auto result = runGuest([count](const test_support::BusProgram& bus) {
+            test_support::ignoreLeaks();  // those of libdlt
+            csc_logging::CSCLogging::InitLogging("GuestTest");
+            std::unique_ptr<Guest> guest;
+            {
+                const test_support::FailingThreads fewThreads(count);
+                guest = std::make_unique<Guest>(bus);
+                guest->client->Start();
+                guest->isConnectedWithin(std::chrono::milliseconds(300));
+            }
+            guest->waitForConnection();
+            if (guest->client->SubscribeClampControl().empty()) {
+                std::_Exit(1);
+            }
+        });
+        EXPECT_EQ(result.signal, 0) << count << " threads: " << result.errors;
+        EXPECT_EQ(result.exitCode, 0) << count << " threads: " << result.errors;
+    }
 }
 
 TEST(GuestWithoutThreads, ConnectsOnceItIsUsedWithThreads) {

@@ -8,7 +8,8 @@
 
 namespace {
 
-std::atomic<int> failing = 0;
+/// How many threads can be made; negative: any number.
+std::atomic<int> allowed = -1;
 std::atomic<int> failed = 0;
 
 using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
@@ -25,7 +26,10 @@ extern "C" __attribute__((visibility("default"))) int failingPthreadCreate(pthre
 
 int failingPthreadCreate(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
                          void* argument) noexcept {
-    if (failing > 0) {
+    int left = allowed;
+    while (left > 0 && !allowed.compare_exchange_weak(left, left - 1)) {
+    }
+    if (left == 0) {
         ++failed;
         return EAGAIN;
     }
@@ -35,13 +39,13 @@ int failingPthreadCreate(pthread_t* thread, const pthread_attr_t* attributes, vo
 
 namespace test_support {
 
-FailingThreads::FailingThreads() {
+FailingThreads::FailingThreads(int count) {
     failed = 0;
-    ++failing;
+    allowed = count;
 }
 
 FailingThreads::~FailingThreads() {
-    --failing;
+    allowed = -1;
 }
 
 int FailingThreads::attempts() {

@@ -2,10 +2,12 @@
 
 namespace test_support {
 
-/// While one exists, this process cannot make another thread, as if it had reached its limit.
+/// While one exists, this process cannot make another thread, as if it had reached its limit. There may be
+/// one at a time.
 class FailingThreads {
  public:
-    FailingThreads();
+    /// @param count how many threads it can make before
+    explicit FailingThreads(int count = 0);
     ~FailingThreads();
     FailingThreads(const FailingThreads&) = delete;
     FailingThreads& operator=(const FailingThreads&) = delete;
