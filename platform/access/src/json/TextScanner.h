@@ -13,9 +13,9 @@
 
 namespace zeb {
 
-/// Finds the parts of a JSON text without building anything, by their brackets and quotes. Whoever does not
-/// read a part with `zebutil::JsonObject` later lets it be checked: to do so for all would slow down every
-/// notification. The text must be UTF-8, which the WebSocket ensures.
+/// Finds the parts of a JSON text by their brackets and quotes, without building anything. Their content is
+/// not checked: most of it is read with `zebutil::JsonObject` later, and to check it twice would slow down
+/// every notification. For the rest there is check(). The text must be UTF-8, which the WebSocket ensures.
 class TextScanner {
  public:
     /// Whether messages show what was found. Not if it may contain a password.
@@ -55,7 +55,7 @@ class TextScanner {
         }
     }
 
-    /// A string, without its quotes and with its escapes. Complete if it has none.
+    /// A string, without its quotes and with its escapes. It needs no check() if it has none.
     std::string_view string() {
         skipWhitespace();
         if (peek() != '"') {
