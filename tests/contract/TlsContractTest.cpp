@@ -203,6 +203,7 @@ TEST_F(DowngradeContract, IsAllowedByAConfigurationThatNamesAnHttpAddressForTheS
     connectAndTellPlainAddress();
     EXPECT_EQ(states.next(), "disconnected");
     EXPECT_EQ(states.next(), "connected");
+    EXPECT_TRUE(bus.waitForWebSockets("Lighting", 1, kLimit));  // it counts a little later than the client
     EXPECT_EQ(bus.handshakeCount("Lighting"), 1U);
 }
 
