@@ -35,7 +35,10 @@ class NotificationBatch {
     void append(NotificationBatch& later) {
         // First what may fail for want of memory.
         text_.reserve(text_.size() + later.text_.size());
-        sizes_.reserve(sizes_.size() + later.sizes_.size());
+        // A vector would reserve exactly that, and move everything for each of many small batches.
+        if (const std::size_t size = sizes_.size() + later.sizes_.size(); size > sizes_.capacity()) {
+            sizes_.reserve(std::max(size, 2 * sizes_.capacity()));
+        }
         runs_.insert(runs_.end(), std::make_move_iterator(later.runs_.begin()),
                      std::make_move_iterator(later.runs_.end()));
         sizes_.insert(sizes_.end(), later.sizes_.begin(), later.sizes_.end());
