@@ -4,6 +4,7 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 
@@ -26,17 +27,37 @@ int noPassword(char* /*buffer*/, int /*size*/, int /*isForWriting*/, void* /*dat
     return -1;
 }
 
+// The names under which PEM_read_bio_X509_AUX takes a block.
+constexpr std::array<std::string_view, 3> kCertificateHeads{"CERTIFICATE-----", "X509 CERTIFICATE-----",
+                                                            "TRUSTED CERTIFICATE-----"};
+
+bool isCertificateHead(std::string_view text) {
+    return std::any_of(kCertificateHeads.begin(), kCertificateHeads.end(),
+                       [text](std::string_view head) { return text.substr(0, head.size()) == head; });
+}
+
+std::size_t headsOfCertificatesIn(std::string_view pem) {
+    constexpr std::string_view begin = "-----BEGIN ";
+    std::size_t count = 0;
+    for (auto found = pem.find(begin); found != std::string_view::npos; found = pem.find(begin, found)) {
+        found += begin.size();
+        count += isCertificateHead(pem.substr(found)) ? 1 : 0;
+    }
+    return count;
+}
+
 }  // namespace
 
 std::vector<CertificatePointer> certificatesIn(std::string_view pem, std::size_t most) {
+    // Counted before any is decoded, which takes far longer.
+    if (headsOfCertificatesIn(pem) > most) {
+        throw std::runtime_error("it contains more than " + std::to_string(most) + " certificates");
+    }
     ERR_clear_error();
     const BioPointer reader = readerOf(pem);
     std::vector<CertificatePointer> certificates;
     while (
         CertificatePointer certificate{PEM_read_bio_X509_AUX(reader.get(), nullptr, noPassword, nullptr)}) {
-        if (certificates.size() == most) {
-            throw std::runtime_error("it contains more than " + std::to_string(most) + " certificates");
-        }
         certificates.push_back(std::move(certificate));
     }
     if (ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) {
