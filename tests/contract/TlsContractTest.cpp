@@ -7,6 +7,7 @@
 #include <PlatformFixture.h>
 #include <TemporaryDirectory.h>
 #include <TestBuild.h>
+#include <TrustedAuthority.h>
 #include <openssl/ssl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -48,13 +49,6 @@ using test_support::LampDescriptor;
 
 class TlsContract : public test_support::PlatformFixture {
  protected:
-    TlsContract() { setenv("SSL_CERT_FILE", authority.certificateFile().c_str(), 1); }
-
-    void TearDown() override {
-        PlatformFixture::TearDown();
-        unsetenv("SSL_CERT_FILE");
-    }
-
     // Without a certificate there is no TLS.
     void serve(const std::optional<Certificate>& certificate, std::uint16_t port = 0) {
         server.reset();
@@ -104,6 +98,7 @@ class TlsContract : public test_support::PlatformFixture {
 
     const test_support::TemporaryDirectory directory;
     const CertificationAuthority authority{directory.path(), "authority"};
+    const test_support::TrustedAuthority trusted{authority.certificateFile()};
     std::unique_ptr<zebbussim::BusSimulator> server;
 };
 

@@ -2,12 +2,14 @@
 #include <SettableClock.h>
 #include <TemporaryDirectory.h>
 #include <TestBuild.h>
+#include <TrustedAuthority.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <future>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -113,7 +115,7 @@ struct TlsFiles {
             options.tlsCertificateFile = certificate.certificateFile;
             options.tlsKeyFile = certificate.keyFile;
             trustStore = authority.certificateFile();
-            setenv("SSL_CERT_FILE", trustStore.c_str(), 1);
+            trusted.emplace(trustStore);
         }
     }
 
@@ -122,6 +124,7 @@ struct TlsFiles {
 
     const test_support::TemporaryDirectory directory;
     std::string trustStore;
+    std::optional<test_support::TrustedAuthority> trusted;
     zebbussim::BusSimulator::Options options;
 };
 

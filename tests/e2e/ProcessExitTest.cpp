@@ -6,6 +6,7 @@
 #include <ChildProcess.h>
 #include <Emulator.h>
 #include <TemporaryDirectory.h>
+#include <TrustedAuthority.h>
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
@@ -183,6 +184,7 @@ std::string nameOf(const testing::TestParamInfo<Transport>& instance) {
 void expectCleanExit(Transport transport, const std::function<void()>& work) {
     const TemporaryDirectory directory;
     const auto tlsBus = transport == Transport::Tls ? std::make_unique<TlsBus>() : nullptr;
+    const test_support::NoAuthorities noAuthorities;
     const auto result = runInChild([&] {
         csc_logging::CSCLogging::InitLogging("ExitTest");
         if (tlsBus) {

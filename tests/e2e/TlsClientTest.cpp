@@ -1,8 +1,7 @@
-#include <cstdlib>
-
 #include "Certificates.h"
 #include "ClientFixture.h"
 #include "TemporaryDirectory.h"
+#include "TrustedAuthority.h"
 
 namespace {
 
@@ -12,11 +11,11 @@ struct TrustedBus {
         const auto certificate = authority.issue("bus");
         options.tlsCertificateFile = certificate.certificateFile;
         options.tlsKeyFile = certificate.keyFile;
-        setenv("SSL_CERT_FILE", authority.certificateFile().c_str(), 1);
     }
 
     const test_support::TemporaryDirectory directory;
     const test_support::CertificationAuthority authority{directory.path(), "authority"};
+    const test_support::TrustedAuthority trusted{authority.certificateFile()};
     zebbussim::BusSimulator::Options options;
 };
 

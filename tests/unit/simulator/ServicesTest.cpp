@@ -96,8 +96,8 @@ TEST_F(SimulatorFaultInjection, WithholdsTheFirstNotificationUntilItIsReleased) 
 TEST_F(SimulatorFaultInjection, DelaysTheFirstNotification) {
     sut.delayFirstNotification(std::chrono::milliseconds(100));
     RawWebSocket client(sut.port(), "/ClampControl");
-    client.subscribe(kClamp);
     const auto begin = std::chrono::steady_clock::now();
+    client.subscribe(kClamp);
     EXPECT_EQ(client.receive()->getValue<int>("seq"), 0);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(90));
 }

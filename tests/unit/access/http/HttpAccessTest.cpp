@@ -1,6 +1,7 @@
 #include <OpenToSigpipe.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/StreamSocket.h>
+#include <TrustedAuthority.h>
 #include <gtest/gtest.h>
 #include <zeb/HttpAccessFactory.h>
 #include <zeb/ZebException.h>
@@ -559,6 +560,7 @@ std::string failureOf(const std::function<void()>& request) {
 
 class HttpAccessCancelled : public testing::TestWithParam<Phase> {
  protected:
+    const test_support::NoAuthorities noAuthorities;
     const test_support::OpenToSigpipe openToSigpipe;
     const std::unique_ptr<Standstill> server = GetParam().make();
     const std::shared_ptr<zeb::ITpAccess> sut =
