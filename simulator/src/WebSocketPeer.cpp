@@ -55,6 +55,9 @@ void WebSocketPeer::accept(Request request) {
                 self->ended();
                 return;
             }
+            if (self->over_) {
+                return;  // dropped since the answer was sent: nobody would ever count it out
+            }
             self->open_ = true;
             self->context_.observations.update([&](Observations::Numbers& numbers) {
                 ++numbers.webSockets[self->serviceName_];
