@@ -51,12 +51,9 @@ void WebSocketPeer::accept(Request request) {
     webSocket_.async_accept(
         handshake_, linkedTo("accepting a WebSocket", [self = shared_from_this()](const ErrorCode& error) {
             self->handshake_ = {};
-            if (error) {
+            if (error || self->over_) {  // it may be dropped before the handshake is complete
                 self->ended();
                 return;
-            }
-            if (self->over_) {
-                return;  // dropped since the answer was sent: nobody would ever count it out
             }
             self->open_ = true;
             self->context_.observations.update([&](Observations::Numbers& numbers) {

@@ -18,11 +18,4 @@ constexpr bool kIsNative = false;
 constexpr bool kIsNative = true;
 #endif
 
-/// Whether the emulator of another processor runs the program. Then 64 MiB take minutes on their way.
-#ifdef CLAMPCONTROL_TESTS_EMULATED
-constexpr bool kIsEmulated = true;
-#else
-constexpr bool kIsEmulated = false;
-#endif
-
 }  // namespace test_support

@@ -1,5 +1,4 @@
 #include <Poco/JSON/Array.h>
-#include <TestBuild.h>
 
 #include <ostream>
 
@@ -234,6 +233,17 @@ TEST_F(SimulatorWebSocket, ClosesWithThePeersCodeWhenThePeerCloses) {
     EXPECT_TRUE(sut.waitForWebSockets("ClampControl", 0, kLong));
 }
 
+TEST_F(SimulatorWebSocket, CountsNoWebSocketThatWasDroppedBeforeItsHandshakeWasComplete) {
+    // The client may know of the answer before the simulator knows that it is sent. How often depends on the
+    // machine: seldom natively, now and then under the thread sanitizer.
+    constexpr int kRounds = 300;
+    for (int round = 0; round < kRounds; ++round) {
+        const RawWebSocket client(sut.port(), "/ClampControl");
+        sut.dropConnections("ClampControl");
+    }
+    EXPECT_TRUE(sut.waitForWebSockets("ClampControl", 0, kLong));
+}
+
 TEST_F(SimulatorWebSocket, ForgetsTheSubscriptionsOfAClientThatIsGone) {
     {
         RawWebSocket client(sut.port(), "/ClampControl");
@@ -243,9 +253,6 @@ TEST_F(SimulatorWebSocket, ForgetsTheSubscriptionsOfAClientThatIsGone) {
 }
 
 TEST_F(SimulatorWebSocket, ClosesAClientThatDoesNotReadAfterSixtyFourMebibytes) {
-    if (test_support::kIsEmulated) {
-        GTEST_SKIP() << "the emulator is too slow for so many bytes";
-    }
     RawWebSocket reading(sut.port(), "/ClampControl");
     reading.subscribe("/ClampControl/empty");
     reading.receive();
