@@ -5,7 +5,6 @@
 #include <TrustedAuthority.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <future>
 #include <map>
