@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <deque>
 #include <exception>
@@ -82,12 +83,20 @@ class DetachedQuestions {
     };
 
     DetachedQuestions(Work work, Function function, Failure failure)
-        : state_(std::make_shared<State>(work, std::move(function), failure)) {}
+        : work_(work), function_(std::move(function)), failure_(failure), current_(makeState().release()) {}
+    ~DetachedQuestions() {
+        if (const auto* const current = current_.load(); (*current)->isOfThisProcess()) {
+            delete current;
+        }
+    }
+    DetachedQuestions(const DetachedQuestions&) = delete;
+    DetachedQuestions& operator=(const DetachedQuestions&) = delete;
 
     [[nodiscard]] Question ask(const Key& key, Done done) {
         const auto waiter = std::make_shared<Waiter>(Waiter{key, std::move(done)});
-        Question question(state_, waiter);
-        state_->ask(waiter);
+        const auto state = stateOfThisProcess();
+        Question question(state, waiter);
+        state->ask(waiter);
         return question;
     }
 
@@ -101,17 +110,12 @@ class DetachedQuestions {
     class State : public std::enable_shared_from_this<State> {
      public:
         State(Work work, Function function, Failure failure)
-            : work_(work), function_(std::move(function)), failure_(failure), process_(::getpid()) {}
+            : work_(work), function_(std::move(function)), failure_(failure) {}
+
+        bool isOfThisProcess() const { return process_ == ::getpid(); }
 
         void ask(const std::shared_ptr<Waiter>& waiter) {
             const std::lock_guard lock(mutex_);
-            if (process_ != ::getpid()) {
-                // A forked child has none of the threads.
-                process_ = ::getpid();
-                threads_ = 0;
-                queued_.clear();
-                waiters_.clear();
-            }
             enqueue(waiter);
             if (!queued_.empty() && threads_ < kMostThreads) {
                 startThread();
@@ -119,6 +123,9 @@ class DetachedQuestions {
         }
 
         void forget(const std::shared_ptr<Waiter>& waiter) {
+            if (!isOfThisProcess()) {
+                return;
+            }
             const std::lock_guard lock(mutex_);
             const auto found = waiters_.find(waiter->key);
             if (found == waiters_.end()) {
@@ -210,15 +217,37 @@ class DetachedQuestions {
         const Work work_;
         const Function function_;
         const Failure failure_;
+        const pid_t process_ = ::getpid();
         std::mutex mutex_;
-        pid_t process_;
         std::size_t threads_ = 0;
         std::deque<Key> queued_;  ///< what no thread has taken yet
         /// Of every key that is queued or being answered.
         std::map<Key, std::vector<std::shared_ptr<Waiter>>> waiters_;
     };
 
-    const std::shared_ptr<State> state_;
+    using Current = std::shared_ptr<State>;
+
+    std::unique_ptr<Current> makeState() const {
+        return std::make_unique<Current>(std::make_shared<State>(work_, function_, failure_));
+    }
+
+    // A forked child has none of the threads, and one of them may have held the mutex. So it begins afresh,
+    // and never destroys what is the parent's.
+    Current stateOfThisProcess() {
+        Current* current = current_.load();
+        if (!(*current)->isOfThisProcess()) {
+            auto made = makeState();
+            if (current_.compare_exchange_strong(current, made.get())) {
+                current = made.release();
+            }
+        }
+        return *current;
+    }
+
+    const Work work_;
+    const Function function_;
+    const Failure failure_;
+    std::atomic<Current*> current_;
 };
 
 }  // namespace internal

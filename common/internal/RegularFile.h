@@ -44,6 +44,11 @@ inline void requireRegular(const struct stat& status) {
 /// @throws std::system_error if the file cannot be opened or read
 /// @throws std::runtime_error if it is not a regular file, is larger than `limit`, or grows while it is read
 inline std::string readRegularFile(const std::string& path, std::size_t limit) {
+    // The system would read the file whose path ends before a NUL character.
+    if (path.find('\0') != std::string::npos) {
+        errno = ENOENT;
+        throwSystemError();
+    }
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
         throwSystemError();

@@ -7,6 +7,7 @@
 #include <zebutil/StopHandler.h>
 #include <zebutil/Task.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -32,6 +33,11 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
  public:
     using StopFunction = std::shared_ptr<const std::function<void()>>;
     using Time = std::chrono::steady_clock::time_point;
+    struct TimedTask {
+        Task task;
+        const void* owner = nullptr;
+    };
+    using TimedTasks = std::multimap<Time, TimedTask>;
 
     Worker(const std::string& name, std::unique_ptr<ILogger> logger)
         : name_(name), logger_(std::move(logger)) {}
@@ -43,6 +49,10 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
     }
 
     void start() {
+        if (isInForkedChild()) {
+            return;
+        }
+        process_ = ::getpid();  // first: a fork may come before the thread is there
         {
             const std::lock_guard lock(mutex_);
             isStarted_ = true;
@@ -95,6 +105,9 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
     }
 
     void add(Task task) {
+        if (isInForkedChild()) {
+            return;
+        }
         {
             const std::lock_guard lock(mutex_);
             if (!stopped_) {
@@ -108,15 +121,45 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
         wakeUp_.notify_one();
     }
 
-    void addAt(Time at, Task task) {
+    void addAt(Time at, Task task, const void* owner) {
+        if (isInForkedChild()) {
+            return;
+        }
         {
             const std::lock_guard lock(mutex_);
             if (!stopped_) {
-                timed_.emplace(at, std::move(task));
+                timed_.emplace(at, TimedTask{std::move(task), owner});
             }
         }
         makeThread();
         wakeUp_.notify_one();
+    }
+
+    void removeTasks(const void* owner) noexcept {
+        if (isInForkedChild()) {
+            return;
+        }
+        TimedTasks::node_type removed;  // destroyed without the lock
+        do {
+            removed = {};
+            const std::lock_guard lock(mutex_);
+            const auto found = std::find_if(timed_.begin(), timed_.end(), [owner](const auto& timed) {
+                return timed.second.owner == owner;
+            });
+            if (found != timed_.end()) {
+                removed = timed_.extract(found);
+            }
+        } while (!removed.empty());
+    }
+
+    void addLast(Task task) {
+        if (isInForkedChild()) {
+            return;
+        }
+        const std::lock_guard lock(mutex_);
+        if (!stopped_) {
+            last_.push_back(std::move(task));
+        }
     }
 
     bool isStopped() const { return stopped_; }
@@ -137,8 +180,6 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
     }
 
  private:
-    using TimedTasks = std::multimap<Time, Task>;
-
     /// Makes the thread unless it is there. The process may have as many threads as it is allowed to. Then
     /// the tasks wait, and the next one that is added tries again.
     void makeThread() {
@@ -153,7 +194,6 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
                 const internal::BlockedSignals blocked;
                 thread_ = std::thread([self = shared_from_this()] { self->run(); });
                 threadId_ = thread_.get_id();
-                process_ = ::getpid();
                 // The kernel limits the name to fifteen characters.
                 pthread_setname_np(thread_.native_handle(), name_.substr(0, 15).c_str());
                 failures = std::exchange(failures_, 0);
@@ -218,12 +258,17 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
             waitForTask(lock);
             waiting_ = false;
             if (stopped_) {
+                batch.swap(last_);
+                lock.unlock();
+                for (const Task& task : batch) {
+                    runTask(task);
+                }
                 return;
             }
             if (isTimedTaskDue()) {
                 auto due = timed_.extract(timed_.begin());
                 lock.unlock();
-                runTask(due.mapped());
+                runTask(due.mapped().task);
                 due = {};
                 lock.lock();
                 if (queue_.empty()) {
@@ -289,13 +334,14 @@ class SingleThreadAsyncTaskExecutor::Worker : public std::enable_shared_from_thi
     std::condition_variable wakeUp_;
     std::vector<Task> queue_;
     TimedTasks timed_;
+    std::vector<Task> last_;
     bool isStarted_ = false;
     std::atomic<bool> stopped_ = false;  ///< set while mutex_ is held
     bool waiting_ = false;
     int failures_ = 0;  ///< of making the thread
     std::thread::id threadId_;
     StopFunction whenStopped_;        ///< of the running task
-    std::atomic<pid_t> process_ = 0;  ///< the one that has the thread; 0: there is none
+    std::atomic<pid_t> process_ = 0;  ///< the one that has started it; 0: none has
 
     /// Held during the join, which waits for the running task. A stop() that is called by that task does not
     /// lock it.
@@ -326,7 +372,21 @@ void SingleThreadAsyncTaskExecutor::add(std::function<void()> function, const ch
 
 void SingleThreadAsyncTaskExecutor::addAt(std::chrono::steady_clock::time_point at,
                                           std::function<void()> function, const char* name) {
-    worker_->addAt(at, Task(std::move(function), name));
+    addAt(at, std::move(function), name, nullptr);
+}
+
+void SingleThreadAsyncTaskExecutor::addAt(std::chrono::steady_clock::time_point at,
+                                          std::function<void()> function, const char* name,
+                                          const void* owner) {
+    worker_->addAt(at, Task(std::move(function), name), owner);
+}
+
+void SingleThreadAsyncTaskExecutor::removeTasks(const void* owner) noexcept {
+    worker_->removeTasks(owner);
+}
+
+void SingleThreadAsyncTaskExecutor::addLast(std::function<void()> function, const char* name) {
+    worker_->addLast(Task(std::move(function), name));
 }
 
 StopHandler::StopHandler(std::function<void()> whenStopped)

@@ -96,6 +96,23 @@ bool hasDaemon() {
     return dlt_user_check_buffer(&total, &used) >= DLT_RETURN_OK && used == 0;
 }
 
+/// libdlt warns of records that did not reach the daemon. Where no daemon has ever been, the loss is no news,
+/// and the warning reads like a failure of the application. So libdlt may print warnings only while it starts
+/// and from the moment that a daemon has been there. Errors are always printed.
+void allowWarnings() {
+    static std::atomic<bool> allowed = false;
+    if (!allowed.exchange(true)) {
+        dlt_log_set_level(LOG_WARNING);
+    }
+}
+
+/// Called after a registration.
+void allowWarningsIfThereIsADaemon() {
+    if (hasDaemon()) {
+        allowWarnings();
+    }
+}
+
 /// The contexts whose registration the daemon has not answered yet. Its answer contains the level that is in
 /// force.
 class UnansweredContexts {
@@ -144,6 +161,7 @@ extern "C" void onLevelChanged(char* contextId, std::uint8_t level, std::uint8_t
     const char* const end = std::find(contextId, contextId + DLT_ID_SIZE, '\0');
     const std::string_view id(contextId, static_cast<std::size_t>(end - contextId));
     UnansweredContexts::instance().remove(id);
+    allowWarnings();  // this is the daemon's answer, or its order
     if (isLevel(level)) {
         listener.load()(id, static_cast<LogLevel>(level));
     }
@@ -157,13 +175,14 @@ void start() {
     // libdlt's exit handler, which writes too, runs between this one and the one below.
     std::atexit([] { sparedAtExit().reset(); });
     // By default libdlt writes its own messages to standard output, where they would mix with the output of
-    // the application. Only warnings and errors are kept, because a daemon that is not there yet is not worth
-    // a line.
+    // the application. Messages below warnings are dropped, because a daemon that is not there yet is not
+    // worth a line.
     dlt_log_init(DLT_LOG_TO_STDERR);
     dlt_log_set_level(LOG_WARNING);
     if (dlt_init() < DLT_RETURN_OK) {
         complain("libdlt cannot be started; records will not reach DLT");
     }
+    dlt_log_set_level(LOG_ERR);
     std::atexit([] { sparedAtExit().emplace(); });
 }
 
@@ -178,7 +197,9 @@ void registerApplication(const std::string& name, const std::string& description
     }
     if (dlt_register_app(id.c_str(), dltDescription(name, id, description).c_str()) < DLT_RETURN_OK) {
         complain("the application cannot be registered with DLT; its records may be lost");
+        return;
     }
+    allowWarningsIfThereIsADaemon();
 }
 
 void registerContext(Logger::State& state, LevelChanged levelChanged) {
@@ -194,6 +215,7 @@ void registerContext(Logger::State& state, LevelChanged levelChanged) {
         UnansweredContexts::instance().remove(state.dltId);
         return;
     }
+    allowWarningsIfThereIsADaemon();
     // libdlt accepts this callback only for a registered context. An answer that arrives before this call is
     // therefore missed, and process exit waits in vain if it comes within the second.
     dlt_register_log_level_changed_callback(&state.dltContext, &onLevelChanged);
@@ -213,9 +235,11 @@ void unregisterContext(Logger::State& state) {
 
 void waitForAnswers() noexcept {
     UnansweredContexts& unanswered = UnansweredContexts::instance();
-    if (!unanswered.empty() && hasDaemon()) {
-        unanswered.waitUntilEmpty();
+    if (unanswered.empty() || !hasDaemon()) {
+        return;
     }
+    allowWarnings();  // the daemon may have come after the last registration
+    unanswered.waitUntilEmpty();
 }
 
 std::size_t longestText() noexcept {

@@ -9,8 +9,8 @@
 namespace ara::log {
 
 /// The calls of libdlt. None of them blocks, except waitForAnswers(). Without a daemon, or if the daemon is
-/// slow, records wait in libdlt's own ring buffer (its size is set with DLT_USER_BUFFER_MAX), and libdlt
-/// reports how many did not fit.
+/// slow, records wait in libdlt's own ring buffer (its size is set with DLT_USER_BUFFER_MAX). libdlt reports
+/// on standard error that records did not fit or were not sent, but only if there has been a daemon.
 ///
 /// Thread safety: one thread at a time. libdlt has its own lock, but does not hold it everywhere it should.
 namespace dlt_output {

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <utility>
 
 namespace zebutil {
 
@@ -16,6 +17,17 @@ class ZEBUTIL_EXPORT ITimedTaskExecutor : public ITaskExecutor {
     /// @param name appears in the log if the task throws; copied
     virtual void addAt(std::chrono::steady_clock::time_point at, std::function<void()> function,
                        const char* name) = 0;
+
+    /// As above, until removeTasks() is called with this owner. An executor that cannot remove tasks runs it
+    /// nevertheless.
+    virtual void addAt(std::chrono::steady_clock::time_point at, std::function<void()> function,
+                       const char* name, const void* owner) {
+        static_cast<void>(owner);
+        addAt(at, std::move(function), name);
+    }
+
+    /// Drops the tasks of this owner whose time has not come. Does not wait for one that is running.
+    virtual void removeTasks(const void* owner) noexcept { static_cast<void>(owner); }
 };
 
 }  // namespace zebutil

@@ -40,6 +40,14 @@ class ZEBUTIL_EXPORT SingleThreadAsyncTaskExecutor : public ITimedTaskExecutor {
     void add(std::function<void()> function, const char* name) override;
     void addAt(std::chrono::steady_clock::time_point at, std::function<void()> function,
                const char* name) override;
+    void addAt(std::chrono::steady_clock::time_point at, std::function<void()> function, const char* name,
+               const void* owner) override;
+    void removeTasks(const void* owner) noexcept override;
+
+    /// Keeps `function` and runs it when the executor is stopped: after the running task, in place of the
+    /// queued ones, and before stop() returns on another thread. Dropped if the executor never had a thread.
+    /// @param name appears in the log if the task throws; copied
+    void addLast(std::function<void()> function, const char* name);
 
  private:
     friend class StopHandler;

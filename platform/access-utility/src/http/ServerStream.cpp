@@ -83,8 +83,11 @@ void ServerStream::shakeHands(Deadline deadline) {
 }
 
 void ServerStream::close() {
-    if (connection_ && !failure_ && socket_.isOpen() && SSL_is_init_finished(connection_.get()) == 1) {
-        // Says goodbye, but does not wait for an answer.
+    const bool isOfThisProcess = process_ == ::getpid();
+    if (connection_ && isOfThisProcess && !failure_ && socket_.isOpen() &&
+        SSL_is_init_finished(connection_.get()) == 1) {
+        // Says goodbye, but does not wait for an answer. In a forked child it would end the parent's
+        // connection.
         static_cast<void>(SSL_shutdown(connection_.get()));
         ERR_clear_error();
     }

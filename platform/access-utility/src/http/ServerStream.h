@@ -1,6 +1,8 @@
 #pragma once
 
 #include <openssl/ssl.h>
+#include <sys/types.h>
+#include <unistd.h>
 #include <zebutil/BaseUri.h>
 #include <zebutil/TlsClientContext.h>
 
@@ -68,6 +70,7 @@ class ServerStream {
     static int writeForTls(bio_st* bio, const char* data, int size);
     static long controlForTls(bio_st* bio, int command, long number, void* pointer);
 
+    const pid_t process_ = ::getpid();
     const BaseUri server_;
     const std::string service_;
     TimedSocket socket_;

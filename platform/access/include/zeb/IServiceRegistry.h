@@ -2,10 +2,12 @@
 
 #include <zeb/Export.h>
 #include <zeb/ServiceListener.h>
+#include <zeb/ServiceStatus.h>
 #include <zeb/UntypedServiceListener.h>
 
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace zeb {
 
@@ -32,10 +34,20 @@ class ZEB_EXPORT IServiceRegistry {
         untyped.disconnected = listener.disconnected;
         untyped.error = listener.error;
         untyped.owner = listener.owner;
+        untyped.unavailable = listener.unavailable;
         registerServiceListener(std::move(untyped));
     }
 
     virtual void registerServiceListener(UntypedServiceListener listener) = 0;
+
+    /// Takes back every listener of this owner, which must not be empty. When it returns, no new call of
+    /// their handlers begins; one that has begun on the executor thread may still be running. A registry that
+    /// cannot take listeners back does nothing.
+    virtual void removeServiceListeners(const std::weak_ptr<const void>& /*owner*/) {}
+
+    /// What the registry knows about each service that has, or has had, a listener. Empty if the registry
+    /// cannot tell.
+    virtual std::vector<ServiceStatus> getServiceStatuses() const { return {}; }
 
     /// Ends all element subscriptions on all services; see Subscription::unsubscribe().
     virtual void unsubscribeFromAllElements() = 0;

@@ -19,8 +19,9 @@ class ZEB_EXPORT IWebsocketManager {
     /// call.
     using DataHandler = std::function<void(std::string_view data)>;
 
-    /// Receives the reason why the server has refused or ended the subscription. Called on the executor
-    /// thread, after the last data. Not called if the user ends the subscription or the connection ends.
+    /// Receives the reason why the server has refused or ended the subscription, as text for people; see
+    /// SubscriptionEvents::ended. Called on the executor thread, after the last data, at most once. Not
+    /// called if the user ends the subscription or the connection ends.
     using EndedHandler = std::function<void(const std::string& reason)>;
 
     virtual ~IWebsocketManager() = default;

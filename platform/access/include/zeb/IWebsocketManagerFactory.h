@@ -1,5 +1,6 @@
 #pragma once
 
+#include <zeb/ConnectStep.h>
 #include <zeb/Export.h>
 #include <zeb/IWebsocketManager.h>
 
@@ -17,6 +18,7 @@ class ITaskExecutor;
 namespace zeb {
 
 class FaultLog;
+struct ServiceCounters;
 
 /// Where a WebSocket connects to, and how it is monitored.
 struct WebsocketSettings {
@@ -29,12 +31,16 @@ struct WebsocketSettings {
     std::vector<std::weak_ptr<IWebsocketManager>> predecessors = {};
     /// Which faults of the service were logged already. For the bundled WebSockets only; null starts afresh.
     std::shared_ptr<FaultLog> faults = {};
+    /// What is counted of the service. Likewise.
+    std::shared_ptr<ServiceCounters> counters = {};
 };
 
 /// Why a WebSocket has ended or could not be established.
 struct WebsocketEnd {
     std::string reason;        ///< for the log
     bool isUntrusted = false;  ///< the server's certificate was refused
+    /// Which step of connecting has failed; meaningless if there was a connection.
+    ConnectStep step = ConnectStep::WebSocket;
 };
 
 /// Receives the events of one WebSocket on the executor thread: `opened` at most once, then `closed` exactly

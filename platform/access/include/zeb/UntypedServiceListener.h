@@ -21,6 +21,7 @@ struct UntypedServiceListener {
     std::function<void()> disconnected;
     std::function<void(const std::exception&)> error;
     std::weak_ptr<const void> owner = {};  ///< see ServiceListener
+    std::function<void(const std::string& reason)> unavailable = {};
 };
 
 }  // namespace zeb

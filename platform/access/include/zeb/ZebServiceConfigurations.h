@@ -13,6 +13,10 @@ namespace zeb {
 /// values; copy them freely.
 class ZebServiceConfigurations {
  public:
+    /// The longest time of a watchdog, a year. The service registry uses it in place of a longer one, which
+    /// would overflow the clock.
+    static constexpr std::chrono::milliseconds kLongestWatchdogTime = std::chrono::hours(24 * 365);
+
     /// How to talk to one service, as given in the registry's own section of the configuration. A value that
     /// is set here takes precedence over the ServiceConfiguration of the same service.
     struct ServiceSetting {

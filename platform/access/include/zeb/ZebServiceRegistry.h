@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace zebutil {
 class ITaskExecutor;
@@ -51,6 +52,8 @@ class ZEB_EXPORT ZebServiceRegistry : public IServiceRegistry {
 
     using IServiceRegistry::registerServiceListener;
     void registerServiceListener(UntypedServiceListener listener) override;
+    void removeServiceListeners(const std::weak_ptr<const void>& owner) override;
+    std::vector<ServiceStatus> getServiceStatuses() const override;
     void unsubscribeFromAllElements() override;
     void stop() override;
 

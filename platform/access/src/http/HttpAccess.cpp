@@ -13,7 +13,7 @@ namespace zeb {
 
 namespace {
 
-// One element is asked for, and a notification with one element is no larger either.
+// No notification is larger, whether of one element or of a collection.
 constexpr std::size_t kLargestAnswer = std::size_t{1} * 1024 * 1024;
 
 std::string segment(const std::string& name) {

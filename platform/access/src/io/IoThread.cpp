@@ -8,13 +8,13 @@
 #include <zebutil/LoggerFactory.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <string>
-#include <type_traits>
 
 #include "ReservedPost.h"
 
@@ -25,18 +25,35 @@ namespace {
 // Memory may come back at any time, and nobody says so.
 constexpr std::chrono::milliseconds kPauseBeforeTellingAgain{5};
 
+/// The thread that a process shares. Never destroyed: at exit the executors' threads may still use it, and in
+/// a forked child another thread may have held the mutex.
+struct Shared {
+    const pid_t process = ::getpid();
+    std::mutex mutex;
+    std::weak_ptr<IoThread> thread;
+
+    static Shared& ofThisProcess() {
+        static std::atomic<Shared*> instance = nullptr;
+        Shared* present = instance.load();
+        if (present == nullptr || present->process != ::getpid()) {
+            auto made = std::make_unique<Shared>();
+            if (instance.compare_exchange_strong(present, made.get())) {
+                present = made.release();
+            }
+        }
+        return *present;
+    }
+};
+
 }  // namespace
 
 std::shared_ptr<IoThread> IoThread::shared() {
-    // Never destroyed: at exit the executors' threads may still call this function.
-    static std::mutex mutex;
-    static_assert(std::is_trivially_destructible_v<std::mutex>);
-    static auto& instance = *new std::weak_ptr<IoThread>();
-    const std::lock_guard lock(mutex);
-    std::shared_ptr<IoThread> thread = instance.lock();
-    if (!thread || thread->isInForkedChild()) {
+    Shared& present = Shared::ofThisProcess();
+    const std::lock_guard lock(present.mutex);
+    std::shared_ptr<IoThread> thread = present.thread.lock();
+    if (!thread) {
         thread = std::make_shared<IoThread>();
-        instance = thread;
+        present.thread = thread;
     }
     return thread;
 }

@@ -5,7 +5,8 @@
 #include <zebutil/TlsContextQuestion.h>
 
 #include <algorithm>
-#include <chrono>
+#include <exception>
+#include <new>
 #include <utility>
 
 #include "ServiceDirectory.h"
@@ -19,8 +20,7 @@ using Mode = ZebServiceRegistry::Mode;
 // Of addresses, for messages.
 constexpr const char* kConfiguration = "configuration:";
 
-// A longer interval would overflow the clock. Nobody can tell it from this one.
-constexpr std::chrono::milliseconds kLongestInterval = std::chrono::hours(24 * 365);
+constexpr auto kLongestInterval = ZebServiceConfigurations::kLongestWatchdogTime;
 
 // An address that is missing or cannot be used allows nothing.
 bool namesPlainHttp(const ZebServiceConfigurations::ServiceConfiguration& configuration) {
@@ -44,7 +44,18 @@ EndpointLookup::EndpointLookup(ZebServiceRegistry::Settings settings,
 bool EndpointLookup::needsDirectory(const std::string& service) const {
     return settings_.mode == Mode::DynamicOnly ||
            (settings_.mode == Mode::StaticBeforeDynamic && service != ServiceDirectory::kServiceName &&
-            !configManager_->isServiceConfigurationKnown(service));
+            !isConfigured(service));
+}
+
+// A getter that throws says nothing. find() asks it again, and there it is reported.
+bool EndpointLookup::isConfigured(const std::string& service) const {
+    try {
+        return configManager_->isServiceConfigurationKnown(service);
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {
+        return false;
+    }
 }
 
 std::optional<ServiceEndpoint> EndpointLookup::find(const std::string& service,

@@ -22,8 +22,8 @@ class EndpointLookup {
     EndpointLookup(ZebServiceRegistry::Settings settings, std::shared_ptr<IConfigManager> configManager,
                    std::shared_ptr<ZebServiceConfigurations::ServiceSettings> serviceSettings);
 
-    /// Whether only the service directory can say where `service` is. Then the registry has to follow the
-    /// directory's own service, too.
+    /// Whether only the service directory can say where `service` is, as far as the configuration can be
+    /// read. Then the registry has to follow the directory's own service, too.
     bool needsDirectory(const std::string& service) const;
 
     /// The endpoint of `service`, or none as long as the directory does not know it.
@@ -34,6 +34,7 @@ class EndpointLookup {
  private:
     using Configuration = ZebServiceConfigurations::ServiceConfiguration;
 
+    bool isConfigured(const std::string& service) const;
     std::optional<ServiceEndpoint> address(const std::string& service, const Configuration& configuration,
                                            const ServiceDirectory* directory) const;
     void refuseDowngrade(const std::string& service, const Configuration& configuration,

@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "UntilThereIsMemory.h"
+#include "tasks/UntilThereIsMemory.h"
 
 namespace zeb {
 
@@ -72,28 +72,39 @@ UntypedServiceListener ServiceDirectory::listener() {
 
 void ServiceDirectory::subscribe(RegistryService& registry) {
     isListMissing_ = true;
-    awaitList(registry.reconnect(), ++connection_, 2);
+    reconnect_ = registry.reconnect();
+    awaitList(++connection_, 2);
     subscription_ = registry.subscribeServices([weak = weak_from_this()](std::string_view services) {
         if (const auto self = weak.lock()) {
-            untilThereIsMemory([&] { self->receive(services); }, kTriesOfList);
+            self->handleList([&] { self->receive(services); });
         }
     });
 }
 
+// The registry service sends a list when it has changed, and a new connection brings the present one.
+template <typename Step>
+void ServiceDirectory::handleList(const Step& step) {
+    try {
+        untilThereIsMemory(step, kTriesOfList);
+    } catch (const std::bad_alloc&) {
+        std::string().swap(unread_);
+        untilThereIsMemory([this] { reconnect_("there is no memory for the list of services"); });
+    }
+}
+
 // Looks twice, because the thread may have been busy: between the two it takes what has come meanwhile.
-void ServiceDirectory::awaitList(const std::function<void(const std::string& reason)>& reconnect,
-                                 std::uint64_t connection, int checks) {
+void ServiceDirectory::awaitList(std::uint64_t connection, int checks) {
     const auto at = Clock::now() + listLimit_ / 2;
-    later_(at, [weak = weak_from_this(), reconnect, connection, checks, at] {
+    later_(at, [weak = weak_from_this(), connection, checks, at] {
         const auto self = weak.lock();
         // Without an executor that keeps time, there is no limit.
         if (!self || !self->isListMissing_ || self->connection_ != connection || Clock::now() < at) {
             return;
         }
         if (checks > 1) {
-            self->awaitList(reconnect, connection, checks - 1);
+            self->awaitList(connection, checks - 1);
         } else {
-            reconnect("the service registry sends no list");
+            self->reconnect_("the service registry sends no list");
         }
     });
 }
@@ -118,7 +129,7 @@ void ServiceDirectory::receive(std::string_view services) {
     if (!isReadPlanned_) {
         later_(nextRead_, [weak = weak_from_this()] {
             if (const auto self = weak.lock()) {
-                untilThereIsMemory([&] { self->readUnread(); }, kTriesOfList);
+                self->handleList([&] { self->readUnread(); });
             }
         });
         isReadPlanned_ = true;
@@ -141,23 +152,33 @@ void ServiceDirectory::update(std::string_view services) {
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& exception) {
-        faults_.error("no list",
-                      std::string("the list of the service registry is ignored: ") + exception.what());
+        refuse(exception.what());
         return;
     }
     if (list.isUnfinished) {
         return;
     }
     logIgnored(list);
+    const bool isFirst = !std::exchange(hasList_, true);
+    const bool isFirstGood = !std::exchange(problem_, {}).empty();
     {
         const std::lock_guard lock(mutex_);
-        if (list.endpoints == endpoints_ && list.refused == refused_) {
+        if (!isFirst && !isFirstGood && list.endpoints == endpoints_ && list.refused == refused_) {
             return;
         }
         endpoints_ = std::move(list.endpoints);
         refused_ = std::move(list.refused);
     }
     changed_();
+}
+
+// Keeps what the last good list has said.
+void ServiceDirectory::refuse(const std::string& why) {
+    faults_.error("no list", "the list of the service registry is ignored: " + why);
+    if (why != problem_) {
+        problem_ = why;
+        changed_();
+    }
 }
 
 // A registry may send the same list again and again, and a list may have any number of bad entries.

@@ -55,6 +55,12 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     /// @throws std::runtime_error if the registry service names an address that cannot be used
     std::optional<ServiceEndpoint> find(const std::string& service) const;
 
+    // On the executor thread:
+    /// Whether there has been a list that could be read.
+    bool hasList() const { return hasList_; }
+    /// Why the newest list cannot be used; empty if it can, or if there is none.
+    const std::string& problem() const { return problem_; }
+
  private:
     class RegistryService;
 
@@ -67,12 +73,17 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     /// The memory for a list may never be there.
     static constexpr int kTriesOfList = 50;
 
+    using Reconnect = std::function<void(const std::string& reason)>;
+
     void subscribe(RegistryService& registry);
-    void awaitList(const std::function<void(const std::string& reason)>& reconnect, std::uint64_t connection,
-                   int checks);
+    void awaitList(std::uint64_t connection, int checks);
+    /// Does a step on the road of a list. Without memory for it, asks for the list again.
+    template <typename Step>
+    void handleList(const Step& step);
     void receive(std::string_view services);
     void readUnread();
     void update(std::string_view services);
+    void refuse(const std::string& why);
     void logIgnored(const ServiceList& list);
 
     const Later later_;
@@ -84,7 +95,10 @@ class ServiceDirectory : public std::enable_shared_from_this<ServiceDirectory> {
     Clock::time_point nextRead_;
     std::shared_ptr<Subscription> subscription_;
     std::uint64_t connection_ = 0;  ///< to the registry service, counted
+    Reconnect reconnect_;           ///< of that connection
     bool isListMissing_ = false;
+    bool hasList_ = false;
+    std::string problem_;
     FaultLog faults_;
 
     mutable std::mutex mutex_;

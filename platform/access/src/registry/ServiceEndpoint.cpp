@@ -1,12 +1,8 @@
 #include "ServiceEndpoint.h"
 
 #include <zeb/ZebException.h>
-#include <zebutil/BaseUri.h>
 
-#include <algorithm>
-#include <optional>
 #include <stdexcept>
-#include <string_view>
 
 #include "http/PercentEncoding.h"
 
@@ -14,106 +10,26 @@ namespace zeb {
 
 namespace {
 
-constexpr std::size_t kLongestPath = 1024;
-// Besides letters and digits, what a segment of a path may contain as it is.
-constexpr std::string_view kInSegments = "-._~!$&'()*+,;=:@";
-
-bool isControl(char character) {
-    const auto byte = static_cast<unsigned char>(character);
-    return byte < 0x20 || byte == 0x7F;
-}
-
-// A segment that is percent-encoded stays what it is; of any other, the characters are encoded that need it.
-std::string segmentOf(std::string_view text) {
-    const std::optional<std::string> decoded = percentDecode(text);
-    if (!decoded) {
-        throw std::invalid_argument("it contains a \"%\" without two hexadecimal digits");
+template <typename Get>
+ServiceEndpoint endpointAt(const std::string& origin, Get get) {
+    ServiceEndpoint endpoint;
+    try {
+        static_cast<ServiceAddress&>(endpoint) = get();
+    } catch (const std::invalid_argument& fault) {
+        throw ZebException(fault.what(), origin);
     }
-    if (decoded->empty()) {
-        throw std::invalid_argument("it contains an empty segment");
-    }
-    if (*decoded == "." || *decoded == "..") {
-        throw std::invalid_argument("it contains a segment \".\" or \"..\"");
-    }
-    if (text.find(' ') != std::string_view::npos || decoded->find_first_of("/\\") != std::string::npos ||
-        std::any_of(decoded->begin(), decoded->end(), isControl)) {
-        throw std::invalid_argument("it contains a character that does not belong into a path");
-    }
-    std::string segment;
-    for (std::size_t position = 0; position < text.size(); ++position) {
-        const char character = text[position];
-        if (character == '%' || kInSegments.find(character) != std::string_view::npos) {
-            segment.push_back(character);
-        } else {
-            segment.append(percentEncode(text.substr(position, 1)));
-        }
-    }
-    return segment;
-}
-
-std::string basePathOf(std::string_view text) {
-    if (text.size() > kLongestPath) {
-        throw std::invalid_argument("it is longer than 1024 bytes");
-    }
-    if (text.find_first_of("?#") != std::string_view::npos) {
-        throw std::invalid_argument("it contains a query or a fragment");
-    }
-    std::string path = "/";
-    if (!text.empty() && text.front() == '/') {
-        text.remove_prefix(1);
-    }
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find('/'), text.size());
-        path.append(segmentOf(text.substr(0, end))).append("/");
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
-    if (path.size() > kLongestPath + 2) {  // with the "/" before and behind it
-        throw std::invalid_argument("it is longer than 1024 bytes when it is percent-encoded");
-    }
-    path.shrink_to_fit();  // a registry may name thousands
-    return path;
+    return endpoint;
 }
 
 }  // namespace
 
 ServiceEndpoint ServiceEndpoint::of(const std::string& serverBaseUri, const std::string& basePath,
                                     const std::string& origin) {
-    ServiceEndpoint endpoint;
-    try {
-        endpoint.serverBaseUri = zebutil::BaseUri::parse(serverBaseUri).text();
-    } catch (const std::invalid_argument& fault) {
-        throw ZebException(fault.what(), origin);
-    }
-    try {
-        endpoint.basePath = basePathOf(basePath);
-    } catch (const std::invalid_argument& fault) {
-        throw ZebException(zebutil::readableAddress(basePath) + " is not a base path: " + fault.what(),
-                           origin);
-    }
-    return endpoint;
+    return endpointAt(origin, [&] { return ServiceAddress::of(serverBaseUri, basePath); });
 }
 
 ServiceEndpoint ServiceEndpoint::ofAddress(const std::string& address, const std::string& origin) {
-    const std::size_t schemeEnd = address.find("://");
-    const std::size_t pathBegin =
-        schemeEnd == std::string::npos ? std::string::npos : address.find('/', schemeEnd + 3);
-    if (pathBegin == std::string::npos) {
-        return of(address, "", origin);
-    }
-    try {
-        return of(address.substr(0, pathBegin), address.substr(pathBegin), origin);
-    } catch (const ZebException&) {
-        if (address.find('@') == std::string::npos) {
-            throw;
-        }
-        // Perhaps the "/" belongs to a password, of which the exception shows the part before. An address
-        // that is refused as a whole shows nothing of it.
-        return of(address, "", origin);
-    }
-}
-
-bool ServiceEndpoint::isSecure() const {
-    return serverBaseUri.rfind("https:", 0) == 0;
+    return endpointAt(origin, [&] { return ServiceAddress::parse(address); });
 }
 
 std::string ServiceEndpoint::websocketUri(const std::string& service) const {

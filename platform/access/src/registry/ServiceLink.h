@@ -1,10 +1,8 @@
 #pragma once
 
-#include <zeb/UntypedServiceListener.h>
-
 #include <algorithm>
 #include <chrono>
-#include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,38 +11,51 @@
 
 #include "ConnectSchedule.h"
 #include "EndReason.h"
+#include "LinkStatus.h"
 #include "ServiceEndpoint.h"
+#include "ServiceListeners.h"
 #include "log/FaultLog.h"
+#include "log/ServiceCounters.h"
 
 namespace zeb {
 
 class ITpAccess;
 class IWebsocketManager;
 class ZebAccessor;
+struct WebsocketEnd;
 
-/// A listener of a service, and the last state that it was given.
-struct FollowingListener {
-    UntypedServiceListener handlers;
-    bool isConnected = false;  ///< for the executor thread only
-    bool isToldOf = false;     ///< whether it was told, or is about to be, that the link is connected
+/// Receives the events of each WebSocket of a link, on the executor thread, with the WebSocket that they
+/// happen to: an earlier one may report its own late.
+struct LinkEvents {
+    using Manager = std::weak_ptr<IWebsocketManager>;
 
-    /// Whether it belongs to somebody who has been destroyed.
-    bool isAbandoned() const {
-        const std::weak_ptr<const void> nobody;
-        const bool hasOwner = handlers.owner.owner_before(nobody) || nobody.owner_before(handlers.owner);
-        return hasOwner && handlers.owner.expired();
-    }
+    std::function<void(const Manager&)> opened;
+    std::function<void(const Manager&, const WebsocketEnd&)> closed;
 };
 
 /// A service that somebody follows: its listeners, and the one connection to it that is open or being made.
+///
+/// Owned by the registry and used under its lock.
 struct ServiceLink {
+    /// @param tasks  queues tasks on the executor thread
     /// @param logger of the registry
-    ServiceLink(std::string serviceName, std::shared_ptr<zebutil::ILogger> logger)
-        : name(std::move(serviceName)), faults(std::move(logger)) {}
+    ServiceLink(std::string serviceName, const ServiceListeners::Execute& tasks, LinkEvents linkEvents,
+                std::shared_ptr<zebutil::ILogger> logger)
+        : name(std::move(serviceName)),
+          execute(tasks),
+          events(std::move(linkEvents)),
+          listeners(tasks),
+          status(name),
+          faults(std::move(logger)) {}
+
+    /// After this time a connection counts as established.
+    static constexpr std::chrono::seconds kStableConnection{5};
 
     const std::string name;
-    std::vector<std::shared_ptr<FollowingListener>> listeners;
-    std::size_t listenersToCheck = 8;  ///< at so many listeners the abandoned ones are dropped
+    const ServiceListeners::Execute execute;
+    const LinkEvents events;
+    ServiceListeners listeners;
+    LinkStatus status;
 
     /// Null while there is no endpoint to connect to, or no thread that could.
     std::shared_ptr<IWebsocketManager> websocketManager;
@@ -64,9 +75,41 @@ struct ServiceLink {
 
     ConnectSchedule schedule;
     std::chrono::steady_clock::time_point connectedSince;
-    bool isSettled = false;                        ///< whether the connection has proved stable
-    FaultLog faults;                               ///< since the last connection that was stable
-    std::shared_ptr<FaultLog> faultsOfWebsockets;  ///< of all connections; null before the first
+    bool isSettled = false;  ///< whether the connection has proved stable
+    FaultLog faults;         ///< since the last connection that was stable
+    // Of all connections; null before the first.
+    std::shared_ptr<FaultLog> faultsOfWebsockets;
+    std::shared_ptr<FaultLog> faultsOfRequests;
+    const std::shared_ptr<ServiceCounters> counters = std::make_shared<ServiceCounters>();
+
+    ServiceStatus fullStatus() const {
+        ServiceStatus full = status.get();
+        full.counts = counters->read();
+        return full;
+    }
+
+    void tellConnected() { listeners.tellConnected(accessor, websocketManager); }
+
+    /// Logs what is wrong, unless that was logged since the last connection that was stable.
+    void warn(const std::string& text) { faults.warning(text, "service \"" + name + "\" " + text); }
+
+    /// Logs it like warn(), but as an error, which the listeners are told, too.
+    void reportError(const std::string& text) {
+        if (faults.error(text, "service \"" + name + "\": " + text)) {
+            listeners.tellError(text);
+        }
+    }
+
+    /// Lets the pauses between attempts start over if the connection has lasted. A server that accepts and
+    /// then closes every connection must not be asked faster and faster, nor fill the log with it.
+    void settleIfStable() {
+        const auto now = std::chrono::steady_clock::now();
+        if (isConnected && !isSettled && now - connectedSince > kStableConnection) {
+            isSettled = true;
+            schedule.settle(endpoint.address());
+            faults.forget();
+        }
+    }
 
     /// The connection has ended.
     void leave() {

@@ -5,12 +5,14 @@
 
 #include <boost/asio/post.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <string>
 #include <typeinfo>
 #include <utility>
 
 #include "log/FaultLog.h"
+#include "log/ServiceCounters.h"
 
 namespace zeb {
 
@@ -24,13 +26,20 @@ std::string taskOf(const SubscriptionRecord& subscription) {
 
 NotificationDelivery::NotificationDelivery(boost::asio::io_context& context,
                                            const std::shared_ptr<zebutil::ITaskExecutor>& executor,
-                                           std::shared_ptr<FaultLog> faults, Owner& owner)
-    : context_(context), executor_(executor), faults_(std::move(faults)), owner_(owner) {}
+                                           std::shared_ptr<FaultLog> faults,
+                                           std::shared_ptr<ServiceCounters> counters, Owner& owner)
+    : context_(context),
+      executor_(executor),
+      faults_(std::move(faults)),
+      counters_(std::move(counters)),
+      owner_(owner) {}
 
 // ------------------------------------------------------------------------------------- on the I/O thread
 
 void NotificationDelivery::announce() {
-    if (queue_.handOver()) {
+    const bool isWakeUpNeeded = queue_.handOver();
+    counters_->longestQueue.raiseTo(queue_.longest());
+    if (isWakeUpNeeded) {
         addTask([this, alive = owner_.keepAlive()] { deliver(); }, "notifications");
     }
 }
@@ -42,6 +51,7 @@ bool NotificationDelivery::hasRoom() {
     isRoomWanted_ = true;
     announce();
     if (!queue_.hasRoom()) {
+        counters_->paused.begin();
         return false;  // the executor thread reports when there is
     }
     isRoomWanted_ = false;
@@ -76,8 +86,10 @@ void NotificationDelivery::deliver() {
 void NotificationDelivery::deliverOne(const SubscriptionRecord& subscription, std::string_view data) {
     // Of all that waits, stop() waits for the running handler only.
     if (!subscription.active || isStopped_ || zebutil::StopHandler::isStopped()) {
+        counters_->tooLate.add();
         return;
     }
+    counters_->delivered.add();
     try {
         subscription.handler(data);
     } catch (const std::exception& exception) {
@@ -90,6 +102,7 @@ void NotificationDelivery::deliverOne(const SubscriptionRecord& subscription, st
 // The text may quote the notification, which can be another each time. The type of the exception cannot.
 void NotificationDelivery::logThrown(const SubscriptionRecord& subscription, const char* type,
                                      const char* separator, const char* what) noexcept {
+    counters_->failed.add();
     try {
         const std::string task = taskOf(subscription) + " threw";
         faults_->error(task + type, task + separator + what);
@@ -106,6 +119,7 @@ void NotificationDelivery::reportRoom() {
         isReported_ = false;
         if (isRoomWanted_ && queue_.hasRoom()) {
             isRoomWanted_ = false;
+            counters_->paused.end();
             owner_.onRoom();
         }
     }));

@@ -19,11 +19,13 @@ class ITaskExecutor;
 namespace zeb {
 
 class FaultLog;
+struct ServiceCounters;
 
 /// The way of one WebSocket's notifications from the I/O thread to the executor thread, where it calls the
 /// handlers of the subscriptions. The only thread hop on that way, with the back pressure that belongs to it.
 /// Owned by a WebsocketManager.
-class NotificationDelivery {
+// There is one for each connection, so the order of the members is for readers.
+class NotificationDelivery {  // NOLINT(clang-analyzer-optin.performance.Padding)
  public:
     class Owner {
      public:
@@ -39,7 +41,8 @@ class NotificationDelivery {
     /// `context` and `owner` outlive this object.
     NotificationDelivery(boost::asio::io_context& context,
                          const std::shared_ptr<zebutil::ITaskExecutor>& executor,
-                         std::shared_ptr<FaultLog> faults, Owner& owner);
+                         std::shared_ptr<FaultLog> faults, std::shared_ptr<ServiceCounters> counters,
+                         Owner& owner);
 
     // On the I/O thread.
 
@@ -81,6 +84,7 @@ class NotificationDelivery {
     // Weak, since tasks of the executor keep this object.
     const std::weak_ptr<zebutil::ITaskExecutor> executor_;
     const std::shared_ptr<FaultLog> faults_;
+    const std::shared_ptr<ServiceCounters> counters_;
     Owner& owner_;
 
     NotificationQueue queue_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <memory>
@@ -44,10 +45,13 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
         } else {
             waiting_.append(incoming_);
         }
-        count_ += count;
+        longest_ = std::max(longest_, count_ += count);
         bytes_ += bytes;
         return nothingWaited;
     }
+
+    /// The most notifications that ever waited.
+    std::size_t longest() const { return longest_; }
 
     bool isFull() {
         if (isTooMuch()) {
@@ -107,6 +111,7 @@ class NotificationQueue {  // NOLINT(clang-analyzer-optin.performance.Padding)
     alignas(kCacheLineSize) NotificationBatch incoming_;
     std::size_t mostCount_ = 0;
     std::size_t mostBytes_ = 0;
+    std::size_t longest_ = 0;
 
     alignas(kCacheLineSize) std::mutex mutex_;
     NotificationBatch waiting_;

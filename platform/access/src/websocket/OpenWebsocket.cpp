@@ -83,15 +83,43 @@ void OpenWebsocket::onRead(const ErrorCode& error) {
         lose(whyLost(error));
         return;
     }
+    watchdog_.noteUse();
     if (stream_.beast().is_message_done() && !takeMessage()) {
         return;
     }
     if (delivery_.hasRoom()) {
         readNext();
     } else {
-        // TCP slows the sender until the executor has caught up.
-        watchdog_.pauseReading();
+        pauseReading();
     }
+}
+
+// TCP slows the sender until the executor has caught up.
+void OpenWebsocket::pauseReading() {
+    isReadingPaused_ = true;
+    watchdog_.pauseReading();
+    if (!isWatched_) {
+        watchPausedConnection();
+    }
+}
+
+// Without a read, nothing else would report that the connection is lost. An end that the server has announced
+// behind what waits to be read is not an error of the socket, so it is found when a ping gets no answer but a
+// reset, or when reading goes on.
+void OpenWebsocket::watchPausedConnection() {
+    isWatched_ = true;
+    auto& transport = stream_.beast().next_layer();
+    transport.socket().async_wait(TransportStream::Socket::wait_error,
+                                  [this, &transport, alive = owner_.keepAlive()](const ErrorCode& error) {
+                                      // While reading goes on, a read reports it. Urgent data ends the wait,
+                                      // too, and is no failure.
+                                      const ErrorCode failure = !error && isReadingPaused_
+                                                                    ? transport.failureOfConnection()
+                                                                    : ErrorCode();
+                                      if (failure) {
+                                          lose(whyLost(failure));
+                                      }
+                                  });
 }
 
 std::string OpenWebsocket::whyLost(const ErrorCode& error) {
@@ -130,6 +158,7 @@ bool OpenWebsocket::takeMessage() {
 
 void OpenWebsocket::resumeReading() {
     if (!isOver_) {
+        isReadingPaused_ = false;
         watchdog_.resumeReading();
         readNext();
     }
@@ -172,6 +201,10 @@ void OpenWebsocket::sendPing() {
             lose("ping: " + error.message());
         }
     });
+}
+
+bool OpenWebsocket::hasUnread() {
+    return stream_.beast().next_layer().isReadable();
 }
 
 void OpenWebsocket::onSilence(std::chrono::milliseconds silence) {

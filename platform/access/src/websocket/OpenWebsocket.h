@@ -62,6 +62,8 @@ class OpenWebsocket : private Watchdog::Owner {
     using ErrorCode = boost::beast::error_code;
 
     void readNext();
+    void pauseReading();
+    void watchPausedConnection();
     void onRead(const ErrorCode& error);
     std::string whyLost(const ErrorCode& error);
     bool takeMessage();
@@ -69,6 +71,7 @@ class OpenWebsocket : private Watchdog::Owner {
 
     void sendPing() override;
     void onSilence(std::chrono::milliseconds silence) override;
+    bool hasUnread() override;
     std::shared_ptr<void> keepAlive() override { return owner_.keepAlive(); }
 
     void lose(const std::string& reason);
@@ -78,6 +81,8 @@ class OpenWebsocket : private Watchdog::Owner {
     Owner& owner_;
     Watchdog watchdog_;
     bool isOver_ = false;
+    bool isReadingPaused_ = false;
+    bool isWatched_ = false;  ///< the end of the connection is waited for, or has come
     boost::beast::flat_buffer readBuffer_;
     std::deque<std::string> outgoing_;  ///< the first is being written
     std::size_t outgoingBytes_ = 0;

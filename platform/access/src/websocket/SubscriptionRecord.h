@@ -63,7 +63,8 @@ struct SubscriptionRecord {  // NOLINT(clang-analyzer-optin.performance.Padding)
     const std::string uuid;
     Disposer disposer;
     std::atomic<bool> isUnsubscribed = false;
-    ReservedPost unsubscribePost;  ///< a subscription is released at the end of the process, too
+    std::atomic<bool> isEndedByServer = false;  ///< received, but perhaps not told yet
+    ReservedPost unsubscribePost;               ///< a subscription is released at the end of the process, too
 };
 
 inline void intrusive_ptr_add_ref(SubscriptionRecord* record) noexcept {

@@ -3,11 +3,12 @@
 #include <zeb/ZebException.h>
 #include <zebutil/JsonObject.h>
 
-#include <exception>
 #include <limits>
 #include <utility>
 
+#include "ServerError.h"
 #include "log/FaultLog.h"
+#include "log/ServiceCounters.h"
 
 namespace zeb {
 
@@ -17,20 +18,16 @@ std::string text(std::string_view view) {
     return std::string(view);
 }
 
-// What tells refusals apart: the texts that come with it may be another each time.
-std::string numberOf(std::string_view error) {
-    try {
-        return std::to_string(zebutil::JsonObject::parse(error)->getInt64("number"));
-    } catch (const std::exception&) {
-        return "none";
-    }
-}
-
 }  // namespace
 
 SubscriptionRouter::SubscriptionRouter(std::string uri, std::shared_ptr<zebutil::ILogger> logger,
-                                       std::shared_ptr<FaultLog> faults, Connection& connection)
-    : uri_(std::move(uri)), logger_(std::move(logger)), faults_(std::move(faults)), connection_(connection) {}
+                                       std::shared_ptr<FaultLog> faults,
+                                       std::shared_ptr<ServiceCounters> counters, Connection& connection)
+    : uri_(std::move(uri)),
+      logger_(std::move(logger)),
+      faults_(std::move(faults)),
+      counters_(std::move(counters)),
+      connection_(connection) {}
 
 // ---------------------------------------------------------------------------------------- of the server
 
@@ -58,14 +55,15 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
     }
     const auto found = subscriptions_.find(*message.subscriptionId);
     if (found == subscriptions_.end()) {
+        counters_->ofNoSubscription.add();
         logger_->debug("notification of unknown subscription " + text(*message.subscriptionId) + " ignored");
         return;
     }
     const Record& record = *found;
     if (message.error) {
-        const std::string ended = "the server ended the subscription of " + record->shownPath() + ": ";
-        faults_->error(ended + numberOf(*message.error), ended + text(*message.error));
-        connection_.tellEnded(record, text(*message.error));
+        counters_->subscriptionsEnded.add();
+        tellEnded(record, "the server ended the subscription of " + record->shownPath() + ": ",
+                  *message.error);
         subscriptions_.erase(found);
         return;
     }
@@ -76,14 +74,18 @@ void SubscriptionRouter::routeNotification(const ServerMessage& message) {
     if (*message.seq != record->nextSeq) {
         logDisorder(*record, *message.seq);
         if (*message.seq < record->nextSeq) {
+            counters_->repeated.add();
             return;  // delivered before
         }
+        counters_->missing.add(static_cast<std::uint64_t>(*message.seq) -
+                               static_cast<std::uint64_t>(record->nextSeq));
     }
     if (*message.seq == std::numeric_limits<std::int64_t>::max()) {
         throw ZebException(
             "a notification of " + record->shownPath() + " has a \"seq\" that no number can follow", uri_);
     }
     record->nextSeq = *message.seq + 1;
+    counters_->received.add();
     connection_.enqueue(record, *message.data);
 }
 
@@ -126,9 +128,8 @@ void SubscriptionRouter::routeSubscribeAnswer(const ServerMessage& message) {
         return;
     }
     if (message.error) {
-        const std::string refused = "subscription of " + record->shownPath() + " refused: ";
-        faults_->error(refused + numberOf(*message.error), refused + text(*message.error));
-        connection_.tellEnded(record, text(*message.error));
+        counters_->subscriptionsRefused.add();
+        tellEnded(record, "subscription of " + record->shownPath() + " refused: ", *message.error);
         return;
     }
     if (!message.subscriptionId) {
@@ -143,6 +144,15 @@ void SubscriptionRouter::routeSubscribeAnswer(const ServerMessage& message) {
     if (!subscriptions_.insert(record).second) {
         throw ZebException("the server gave the subscription id " + record->subscriptionId + " twice", uri_);
     }
+    counters_->subscriptionsMade.add();
+}
+
+void SubscriptionRouter::tellEnded(const Record& record, const std::string& what, std::string_view error) {
+    // First what others can see at once: the rest waits for the executor.
+    record->isEndedByServer = true;
+    const ServerError why = ServerError::read(error);
+    faults_->error(what + why.number, what + why.text);
+    connection_.tellEnded(record, why.text);
 }
 
 // ---------------------------------------------------------------------------------------- of the client
@@ -156,6 +166,7 @@ void SubscriptionRouter::subscribe(const Record& record) {
             "the server has left " + std::to_string(kMostUnanswered) + " subscribe requests unanswered",
             uri_);
     }
+    counters_->subscriptionsAsked.add();
     record->request = ++lastRequestId_;
     const std::string requestId = std::to_string(record->request);
     pending_.emplace(requestId, record);

@@ -18,6 +18,7 @@
 namespace zeb {
 
 class FaultLog;
+struct ServiceCounters;
 
 /// The subscriptions of one WebSocket on the level of messages: writes the client's requests, and passes each
 /// message of the server to the subscription that it belongs to. Knows nothing of sockets and threads. Owned
@@ -35,7 +36,7 @@ class SubscriptionRouter {
         /// Queues a call of the subscription's handler with `data`, behind everything enqueued before.
         virtual void enqueue(const Record& record, std::string_view data) = 0;
         /// Queues a report to the subscription's user that the server has ended it, behind everything
-        /// enqueued before.
+        /// enqueued before. `reason` is text for people.
         virtual void tellEnded(const Record& record, const std::string& reason) = 0;
         /// Releases subscriptions that have ended, on a thread on which objects of the user may be destroyed.
         virtual void release(std::vector<Record> records) = 0;
@@ -46,7 +47,8 @@ class SubscriptionRouter {
 
     /// `uri` appears in messages. `connection` must outlive the router.
     SubscriptionRouter(std::string uri, std::shared_ptr<zebutil::ILogger> logger,
-                       std::shared_ptr<FaultLog> faults, Connection& connection);
+                       std::shared_ptr<FaultLog> faults, std::shared_ptr<ServiceCounters> counters,
+                       Connection& connection);
 
     /// So many requests may wait for their answers: as many as there can be subscriptions on a bus.
     static constexpr std::size_t kMostUnanswered = 262'144;
@@ -99,12 +101,14 @@ class SubscriptionRouter {
     void routeNotification(const ServerMessage& message);
     void logDisorder(const SubscriptionRecord& record, std::int64_t seq);
     void routeSubscribeAnswer(const ServerMessage& message);
+    void tellEnded(const Record& record, const std::string& what, std::string_view error);
     void release(Record record);
     void sendUnsubscribe(const std::string& subscriptionId);
 
     const std::string uri_;
     const std::shared_ptr<zebutil::ILogger> logger_;
     const std::shared_ptr<FaultLog> faults_;
+    const std::shared_ptr<ServiceCounters> counters_;
     Connection& connection_;
     /// Requested and not yet answered, by request id; null for a subscription that has ended since.
     Requests pending_;

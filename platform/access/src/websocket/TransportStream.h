@@ -1,5 +1,8 @@
 #pragma once
 
+#include <poll.h>
+#include <sys/socket.h>
+
 #include <array>
 #include <boost/asio/basic_stream_socket.hpp>
 #include <boost/asio/buffer.hpp>
@@ -77,6 +80,21 @@ class TransportStream {
     void async_write_some(const Buffers& buffers, Handler&& handler) {
         boost::asio::async_compose<Handler, void(boost::beast::error_code, std::size_t)>(
             Write<Buffers>{*this, buffers}, handler, socket_);
+    }
+
+    /// Whether something has arrived that has not been read yet.
+    bool isReadable() { return (pollNow(POLLIN) & POLLIN) != 0; }
+
+    /// Why TCP has given up the connection; no error if it has not. Reads nothing.
+    boost::beast::error_code failureOfConnection() {
+        if ((pollNow(0) & (POLLERR | POLLHUP)) == 0) {
+            return {};
+        }
+        int error = 0;
+        socklen_t size = sizeof(error);
+        ::getsockopt(socket_.native_handle(), SOL_SOCKET, SO_ERROR, &error, &size);
+        return error == 0 ? boost::asio::error::connection_reset
+                          : boost::beast::error_code(error, boost::system::system_category());
     }
 
     /// Why a write has failed; no error if none has.
@@ -164,6 +182,11 @@ class TransportStream {
             upgrade_.reset();
         }
         return size;
+    }
+
+    int pollNow(short events) {
+        pollfd descriptor{socket_.native_handle(), events, 0};
+        return ::poll(&descriptor, 1, 0) > 0 ? descriptor.revents : 0;
     }
 
     void endReads(const boost::beast::error_code& writeFailure) {

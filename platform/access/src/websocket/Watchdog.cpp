@@ -32,8 +32,14 @@ void Watchdog::check() {
     if (isReadingPaused_) {
         lastInbound_ = now;
     }
+    const bool isLimited = pongTimeout_ > std::chrono::milliseconds(0);
+    if (isLimited && now >= lastInbound_ + pongTimeout_ && (isUsing_ || owner_.hasUnread())) {
+        // The server is not silent. This thread had no processor, or has had too much to do.
+        lastInbound_ = now;
+        isUsing_ = false;
+    }
     const auto lostAt = lastInbound_ + pongTimeout_;
-    if (pongTimeout_ > std::chrono::milliseconds(0) && now >= lostAt) {
+    if (isLimited && now >= lostAt) {
         stop();
         owner_.onSilence(pongTimeout_);
         return;

@@ -18,6 +18,8 @@ class Watchdog {
         virtual void sendPing() = 0;
         /// Nothing has arrived for `silence`. The watchdog has stopped.
         virtual void onSilence(std::chrono::milliseconds silence) = 0;
+        /// Whether something has arrived that has not been read yet.
+        virtual bool hasUnread() = 0;
         /// Keeps the watchdog alive while its timer runs.
         virtual std::shared_ptr<void> keepAlive() = 0;
 
@@ -32,8 +34,13 @@ class Watchdog {
     void start();
     void stop();
 
-    /// Something has arrived.
-    void noteInbound() { lastInbound_ = Clock::now(); }
+    /// Everything that has arrived was used.
+    void noteInbound() {
+        lastInbound_ = Clock::now();
+        isUsing_ = false;
+    }
+    /// A part of what has arrived was used. Costs nothing, in contrast to a look at the clock.
+    void noteUse() { isUsing_ = true; }
     void pingSent() { isPinging_ = false; }
 
     /// Between these nobody reads, so silence says nothing about the peer.
@@ -53,6 +60,7 @@ class Watchdog {
     Clock::time_point nextPing_;
     bool isPinging_ = false;
     bool isReadingPaused_ = false;
+    bool isUsing_ = false;  ///< since the last time that everything was used
     bool isStopped_ = false;
 };
 

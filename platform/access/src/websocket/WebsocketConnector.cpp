@@ -69,8 +69,8 @@ void WebsocketConnector::start(std::chrono::milliseconds pause) {
 void WebsocketConnector::connectNow() {
     timeLimit_.expires_after(kTimeLimit);
     timeLimit_.async_wait(next([this](const ErrorCode&) {
-        const std::string& why = failures_.empty() ? awaited_ : failures_;
-        fail("no connection within 5 s" + (why.empty() ? "" : ": " + why));
+        const char* const separator = failures_.empty() || awaited_.empty() ? "" : "; ";
+        fail("no connection within 5 s: " + failures_ + separator + awaited_);
     }));
     if (address_.isSecure) {
         askForTls();
@@ -81,6 +81,7 @@ void WebsocketConnector::connectNow() {
 
 // The file system may take as long as it likes, like a look-up.
 void WebsocketConnector::askForTls() {
+    step_ = ConnectStep::Certificates;
     awaited_ = "TLS: its files could not be read in time";
     try {
         tlsQuestion_ = zebutil::TlsContextQuestion(
@@ -98,7 +99,6 @@ void WebsocketConnector::askForTls() {
 }
 
 void WebsocketConnector::onTlsContext(const zebutil::TlsContextAnswer& answer) {
-    awaited_.clear();
     for (const std::string& file : zebutil::TlsContextQuestion::takeLeftOut()) {
         owner_.onWarning("TLS: " + file);
     }
@@ -111,6 +111,7 @@ void WebsocketConnector::onTlsContext(const zebutil::TlsContextAnswer& answer) {
 }
 
 void WebsocketConnector::resolve() {
+    step_ = ConnectStep::Resolve;
     ErrorCode isNoAddress;
     const auto ipAddress = asio::ip::make_address(address_.host, isNoAddress);
     if (!isNoAddress) {
@@ -118,6 +119,7 @@ void WebsocketConnector::resolve() {
         connectTo({ipAddress});
         return;
     }
+    awaited_ = "no answer to the look-up of the host \"" + address_.host + "\"";
     // The look-up may last as long as the name servers are silent. It does not keep this object, and is
     // forgotten with it.
     question_ = NameResolver::ofProcess().ask(
@@ -144,10 +146,12 @@ void WebsocketConnector::connectTo(std::vector<asio::ip::address> addresses) {
 }
 
 void WebsocketConnector::connectToNext() {
+    step_ = ConnectStep::Tcp;
     while (tried_ < addresses_.size()) {
         const Endpoint endpoint(addresses_[tried_++], static_cast<std::uint16_t>(std::stoul(address_.port)));
         const ErrorCode error = stream_.openSocket(endpoint.protocol());
         if (!error) {
+            awaited_ = endpoint.address().to_string() + " does not answer";
             limitAttempt();
             stream_.socket().async_connect(
                 endpoint, next([this, endpoint](const ErrorCode& failure) {
@@ -205,6 +209,8 @@ void WebsocketConnector::onTcpConnected(const Endpoint& endpoint) {
 }
 
 void WebsocketConnector::shakeHandsForTls() {
+    step_ = ConnectStep::Tls;
+    awaited_ = "TLS handshake: the server does not answer";
     try {
         stream_.addTls(address_.name, tlsContext_);
     } catch (const std::exception& exception) {
@@ -222,7 +228,7 @@ void WebsocketConnector::onTlsHandshake(const ErrorCode& error) {
     }
     const std::string refusal = stream_.takeTlsRefusal();
     if (!refusal.empty()) {
-        fail(WebsocketEnd{"TLS: " + refusal, true});
+        fail(WebsocketEnd{"TLS: " + refusal, true, step_});
     } else if (ERR_GET_REASON(static_cast<unsigned long>(error.value())) == SSL_R_WRONG_VERSION_NUMBER) {
         fail("TLS handshake: the server does not speak TLS (" + error.message() + ")");
     } else {
@@ -231,6 +237,8 @@ void WebsocketConnector::onTlsHandshake(const ErrorCode& error) {
 }
 
 void WebsocketConnector::upgrade() {
+    step_ = ConnectStep::Http;
+    awaited_ = "WebSocket handshake: the server does not answer";
     stream_.beast().set_option(
         websocket::stream_base::timeout{kBeastTimeLimit, websocket::stream_base::none(), false});
     stream_.beast().set_option(websocket::stream_base::decorator([](websocket::request_type& request) {
@@ -242,6 +250,10 @@ void WebsocketConnector::upgrade() {
 }
 
 void WebsocketConnector::onUpgrade(const ErrorCode& error) {
+    const UpgradeAnswer* const answer = stream_.beast().next_layer().upgradeAnswer();
+    if (!error || (answer != nullptr && answer->state() == UpgradeAnswer::State::Declined)) {
+        step_ = ConnectStep::WebSocket;
+    }
     const std::string refusal = error ? whyUpgradeFailed(error) : whyAnswerIsRefused();
     if (refusal.empty()) {
         succeed();
@@ -253,7 +265,11 @@ void WebsocketConnector::onUpgrade(const ErrorCode& error) {
 std::string WebsocketConnector::whyUpgradeFailed(const ErrorCode& error) const {
     const UpgradeAnswer* const answer = stream_.beast().next_layer().upgradeAnswer();
     if (answer != nullptr && answer->state() == UpgradeAnswer::State::Declined) {
-        return "the server declined with HTTP status " + std::to_string(answer->status());
+        constexpr int kNotFound = 404;
+        return "the server declined with HTTP status " + std::to_string(answer->status()) +
+               (answer->status() == kNotFound
+                    ? ": it has no service at \"" + address_.target + "\"; is the base path right?"
+                    : "");
     }
     if (answer != nullptr && answer->state() == UpgradeAnswer::State::Unusable) {
         return "WebSocket handshake: the server's answer is not HTTP/1.1 with a header of at most 8 KiB";

@@ -81,7 +81,7 @@ class WebsocketConnector {
 
     void succeed();
     void fail(const WebsocketEnd& end);
-    void fail(const std::string& reason) { fail(WebsocketEnd{reason}); }
+    void fail(const std::string& reason) { fail(WebsocketEnd{reason, false, step_}); }
 
     // Completes an operation with `step`, unless the attempt is over by then.
     template <typename Step>
@@ -92,10 +92,11 @@ class WebsocketConnector {
     const WebsocketAddress address_;
     Owner& owner_;
     bool isOver_ = false;
+    ConnectStep step_ = ConnectStep::Address;  ///< the one that is under way
     boost::asio::steady_timer pause_;
     boost::asio::steady_timer timeLimit_;     ///< of everything after the pause
     boost::asio::steady_timer attemptLimit_;  ///< of one of several addresses
-    std::string awaited_;                     ///< what the attempt waits for, if its limit ends it
+    std::string awaited_;                     ///< what to say if the limit ends the attempt now
     zebutil::TlsContextQuestion tlsQuestion_;
     std::shared_ptr<ssl_ctx_st> tlsContext_;  ///< null without TLS
     NameResolver::Question question_;

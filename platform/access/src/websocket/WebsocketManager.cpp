@@ -10,6 +10,7 @@
 #include "WebsocketAddress.h"
 #include "WebsocketSubscription.h"
 #include "log/FaultLog.h"
+#include "log/ServiceCounters.h"
 
 namespace zeb {
 
@@ -28,13 +29,14 @@ WebsocketManager::WebsocketManager(std::shared_ptr<IoThread> ioThread, const Web
     : ioThread_(std::move(ioThread)),
       settings_(settings),
       faults_(settings.faults ? settings.faults : std::make_shared<FaultLog>(logger)),
+      counters_(settings.counters ? settings.counters : std::make_shared<ServiceCounters>()),
       executor_(executor),
       logger_(std::move(logger)),
       patience_(ioThread_->context()),
       tellAgain_(ioThread_->context()),
       observer_(std::move(observer)),
-      delivery_(ioThread_->context(), executor, faults_, *this),
-      router_(settings.uri, logger_, faults_, *this),
+      delivery_(ioThread_->context(), executor, faults_, counters_, *this),
+      router_(settings.uri, logger_, faults_, counters_, *this),
       stream_(
           ioThread_->context(), [this] { connection_.onAllReadUsed(); }, [this] { onSocketClosed(); }),
       connector_(ioThread_->context(), stream_, WebsocketAddress::parse(settings.uri), *this),
@@ -77,7 +79,7 @@ void WebsocketManager::start() {
 
 std::shared_ptr<Subscription> WebsocketManager::subscribe(const std::string& path, const std::string& uuid,
                                                           DataHandler handler, EndedHandler ended) {
-    if (!isOpen_) {
+    if (!*isOpen_) {
         throw ZebException("cannot subscribe to " + path + ": the connection is not open", settings_.uri);
     }
     // A handler holds objects of the user. The last to let go of the record may be the I/O thread, which must
@@ -93,7 +95,7 @@ std::shared_ptr<Subscription> WebsocketManager::subscribe(const std::string& pat
             self.router_.subscribe(record);
         }
     });
-    return std::make_shared<WebsocketSubscription>(weak_from_this(), std::move(record));
+    return std::make_shared<WebsocketSubscription>(weak_from_this(), isOpen_, std::move(record));
 }
 
 std::string WebsocketManager::peerAddress() const {
@@ -121,7 +123,7 @@ void WebsocketManager::close(const std::string& reason) {
 
 void WebsocketManager::stop() {
     delivery_.stop();
-    isOpen_ = false;
+    *isOpen_ = false;
     if (!isStopped_.exchange(true)) {
         ioThread_->post(stopPost_.handler(guarded([](WebsocketManager& self) {
             self.endWith(CloseCode::going_away, {"stopped"});
@@ -166,7 +168,7 @@ void WebsocketManager::onConnected() {
         const std::lock_guard lock(peerMutex_);
         peerAddress_ = connector_.peerAddress();
     }
-    isOpen_ = !delivery_.isStopped();
+    *isOpen_ = !delivery_.isStopped();
     delivery_.execute(std::exchange(observer_.opened, nullptr), "websocket opened");
     connection_.start();
 }
@@ -205,8 +207,8 @@ void WebsocketManager::enqueue(const SubscriptionRecord::Hold& record, std::stri
 
 void WebsocketManager::tellEnded(const SubscriptionRecord::Hold& record, const std::string& reason) {
     delivery_.execute(
-        [record, reason] {
-            if (record->active.exchange(false) && record->ended) {
+        [self = shared_from_this(), record, reason] {
+            if (record->active.exchange(false) && record->ended && !self->delivery_.isStopped()) {
                 record->ended(reason);
             }
         },
@@ -229,11 +231,11 @@ void WebsocketManager::onRoom() {
 // one.
 void WebsocketManager::endWith(CloseCode code, const WebsocketEnd& end) {
     if (!hasEnded_) {
+        *isOpen_ = false;
         // First what may fail.
         end_.why = end;
         end_.subscriptions = router_.takeAll();
         hasEnded_ = true;
-        isOpen_ = false;
         connector_.cancel();
         connection_.stop();
         end_.closed = std::exchange(observer_.closed, nullptr);

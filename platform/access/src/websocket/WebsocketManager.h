@@ -107,9 +107,11 @@ class WebsocketManager : public IWebsocketManager,
     const std::shared_ptr<IoThread> ioThread_;
     const WebsocketSettings settings_;
     const std::shared_ptr<FaultLog> faults_;
+    const std::shared_ptr<ServiceCounters> counters_;
     const std::weak_ptr<zebutil::ITaskExecutor> executor_;
     const std::shared_ptr<zebutil::ILogger> logger_;
-    std::atomic<bool> isOpen_ = false;
+    /// Shared with the subscriptions, which may live longer.
+    const std::shared_ptr<std::atomic<bool>> isOpen_ = std::make_shared<std::atomic<bool>>(false);
     std::atomic<bool> isStopped_ = false;
     ReservedPost stopPost_;
 

@@ -2,6 +2,7 @@
 
 #include <zeb/Subscription.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -15,8 +16,12 @@ namespace zeb {
 /// before this object.
 class WebsocketSubscription : public Subscription {
  public:
-    WebsocketSubscription(std::weak_ptr<WebsocketManager> manager, SubscriptionRecord::Hold record)
-        : manager_(std::move(manager)), record_(std::move(record)) {}
+    WebsocketSubscription(std::weak_ptr<WebsocketManager> manager,
+                          std::shared_ptr<const std::atomic<bool>> isConnectionOpen,
+                          SubscriptionRecord::Hold record)
+        : manager_(std::move(manager)),
+          isConnectionOpen_(std::move(isConnectionOpen)),
+          record_(std::move(record)) {}
     ~WebsocketSubscription() override { WebsocketSubscription::unsubscribe(); }
     WebsocketSubscription(const WebsocketSubscription&) = delete;
     WebsocketSubscription& operator=(const WebsocketSubscription&) = delete;
@@ -30,8 +35,13 @@ class WebsocketSubscription : public Subscription {
         }
     }
 
+    bool isActive() const override {
+        return *isConnectionOpen_ && record_->active && !record_->isEndedByServer;
+    }
+
  private:
     const std::weak_ptr<WebsocketManager> manager_;
+    const std::shared_ptr<const std::atomic<bool>> isConnectionOpen_;
     const SubscriptionRecord::Hold record_;
 };
 
