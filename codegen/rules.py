@@ -30,16 +30,16 @@ MACROS = _macros()
 # Unqualified names in the generated code and its base classes. A class or enumeration of the service would hide them.
 NEEDED_NAMES = frozenset(
     """
-    DataObject Desctype EXPAND_LEVEL IXObject Optional Resource ResourceDescriptor Service SortKeys Visit XObject
-    XObjectDescriptor
+    DataObject Desctype EXPAND_LEVEL ElementFactory ElementHandler EnumerationTexts IXObject ListHandler Literals
+    Optional Resource ResourceDescriptor Service SortKeys UntypedList Visit XObject XObjectDescriptor
     """.split()
 )
 
 # The getters and setters of the base classes. Those of a field would hide them.
 OPERATIONS_OF_EVERY_ELEMENT = frozenset(
     """
-    getAsJson getAsReference getAsString getAsZEBBody getDescriptor getFilter getId getName getQueryOptions
-    getReferenceUri getRelativeUri getResourceName getServiceName getSortByFieldsAsStringVector getUri
+    getAsJson getAsReference getAsString getAsZEBBody getDescriptor getFilter getId getIdentityDescriptor getName
+    getQueryOptions getReferenceUri getRelativeUri getResourceName getServiceName getSortByFieldsAsStringVector getUri
     getVectorAsStringVector setId setIdFromUri setName setQueryOptions setQueryOptionsLimit setQueryOptionsOffset setUri
     """.split()
 )

@@ -586,8 +586,8 @@ class Operations(Refusal):
 class AClass(Refusal):
     def test_with_a_name_that_the_generated_code_uses_is_refused(self):
         for name in (
-            "DataObject Desctype IXObject MadeService Optional Resource ResourceDescriptor Service SortKeys Visit "
-            "XObject XObjectDescriptor"
+            "DataObject Desctype EnumerationTexts IXObject Literals MadeService Optional Resource ResourceDescriptor "
+            "Service SortKeys Visit XObject XObjectDescriptor"
         ).split():
             with self.subTest(name):
                 reason = f'the name "{name}" is used by the generated code'

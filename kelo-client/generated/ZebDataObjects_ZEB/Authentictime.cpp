@@ -18,11 +18,6 @@ const std::map<Service::TIME_AVAILABLE, std::string> Service::mapTimeAvailable2S
     });
 const std::map<std::string, Service::TIME_AVAILABLE> Service::mapString2TimeAvailable =
     reversed(mapTimeAvailable2String);
-template <>
-const Tables<Service::TIME_AVAILABLE> kTables<Service::TIME_AVAILABLE>{
-    Service::mapTimeAvailable2String,
-    Service::mapString2TimeAvailable,
-};
 
 const std::map<Service::TIME_TYPE, std::string> Service::mapTimeType2String =
     literals<TIME_TYPE>({
@@ -31,11 +26,6 @@ const std::map<Service::TIME_TYPE, std::string> Service::mapTimeType2String =
     });
 const std::map<std::string, Service::TIME_TYPE> Service::mapString2TimeType =
     reversed(mapTimeType2String);
-template <>
-const Tables<Service::TIME_TYPE> kTables<Service::TIME_TYPE>{
-    Service::mapTimeType2String,
-    Service::mapString2TimeType,
-};
 
 const std::map<Service::TIME_FIELDS, std::string> Service::mapTimeFields2String =
     literals<TIME_FIELDS>({
@@ -55,11 +45,6 @@ const std::map<Service::TIME_FIELDS, std::string> Service::mapTimeFields2String 
     });
 const std::map<std::string, Service::TIME_FIELDS> Service::mapString2TimeFields =
     reversed(mapTimeFields2String);
-template <>
-const Tables<Service::TIME_FIELDS> kTables<Service::TIME_FIELDS>{
-    Service::mapTimeFields2String,
-    Service::mapString2TimeFields,
-};
 
 std::string Service::getServiceName() {
     static const std::string name = "AuthenticTime";

@@ -19,11 +19,6 @@ const std::map<Service::CLAMP_TYPE, std::string> Service::mapClampType2String =
     });
 const std::map<std::string, Service::CLAMP_TYPE> Service::mapString2ClampType =
     reversed(mapClampType2String);
-template <>
-const Tables<Service::CLAMP_TYPE> kTables<Service::CLAMP_TYPE>{
-    Service::mapClampType2String,
-    Service::mapString2ClampType,
-};
 
 const std::map<Service::CLAMP_FIELDS, std::string> Service::mapClampFields2String =
     literals<CLAMP_FIELDS>({
@@ -35,11 +30,6 @@ const std::map<Service::CLAMP_FIELDS, std::string> Service::mapClampFields2Strin
     });
 const std::map<std::string, Service::CLAMP_FIELDS> Service::mapString2ClampFields =
     reversed(mapClampFields2String);
-template <>
-const Tables<Service::CLAMP_FIELDS> kTables<Service::CLAMP_FIELDS>{
-    Service::mapClampFields2String,
-    Service::mapString2ClampFields,
-};
 
 const std::map<Service::NOTIFICATION_TYPE, std::string> Service::mapNotificationType2String =
     literals<NOTIFICATION_TYPE>({
@@ -50,11 +40,6 @@ const std::map<Service::NOTIFICATION_TYPE, std::string> Service::mapNotification
     });
 const std::map<std::string, Service::NOTIFICATION_TYPE> Service::mapString2NotificationType =
     reversed(mapNotificationType2String);
-template <>
-const Tables<Service::NOTIFICATION_TYPE> kTables<Service::NOTIFICATION_TYPE>{
-    Service::mapNotificationType2String,
-    Service::mapString2NotificationType,
-};
 
 const std::map<Service::NOTIFICATION_FIELDS, std::string> Service::mapNotificationFields2String =
     literals<NOTIFICATION_FIELDS>({
@@ -66,11 +51,6 @@ const std::map<Service::NOTIFICATION_FIELDS, std::string> Service::mapNotificati
     });
 const std::map<std::string, Service::NOTIFICATION_FIELDS> Service::mapString2NotificationFields =
     reversed(mapNotificationFields2String);
-template <>
-const Tables<Service::NOTIFICATION_FIELDS> kTables<Service::NOTIFICATION_FIELDS>{
-    Service::mapNotificationFields2String,
-    Service::mapString2NotificationFields,
-};
 
 const std::map<Service::SPECIALSTATE_FUNCTIONSTATUS, std::string> Service::mapSpecialStateFunctionStatus2String =
     literals<SPECIALSTATE_FUNCTIONSTATUS>({
@@ -81,11 +61,6 @@ const std::map<Service::SPECIALSTATE_FUNCTIONSTATUS, std::string> Service::mapSp
     });
 const std::map<std::string, Service::SPECIALSTATE_FUNCTIONSTATUS> Service::mapString2SpecialStateFunctionStatus =
     reversed(mapSpecialStateFunctionStatus2String);
-template <>
-const Tables<Service::SPECIALSTATE_FUNCTIONSTATUS> kTables<Service::SPECIALSTATE_FUNCTIONSTATUS>{
-    Service::mapSpecialStateFunctionStatus2String,
-    Service::mapString2SpecialStateFunctionStatus,
-};
 
 const std::map<Service::SPECIALSTATE_IMMOBILIZERREQUEST, std::string>
     Service::mapSpecialStateImmobilizerRequest2String =
@@ -97,11 +72,6 @@ const std::map<Service::SPECIALSTATE_IMMOBILIZERREQUEST, std::string>
 const std::map<std::string, Service::SPECIALSTATE_IMMOBILIZERREQUEST>
     Service::mapString2SpecialStateImmobilizerRequest =
     reversed(mapSpecialStateImmobilizerRequest2String);
-template <>
-const Tables<Service::SPECIALSTATE_IMMOBILIZERREQUEST> kTables<Service::SPECIALSTATE_IMMOBILIZERREQUEST>{
-    Service::mapSpecialStateImmobilizerRequest2String,
-    Service::mapString2SpecialStateImmobilizerRequest,
-};
 
 const std::map<Service::SPECIALSTATE_REQUESTINGFUNCTION, std::string>
     Service::mapSpecialStateRequestingFunction2String =
@@ -123,11 +93,6 @@ const std::map<Service::SPECIALSTATE_REQUESTINGFUNCTION, std::string>
 const std::map<std::string, Service::SPECIALSTATE_REQUESTINGFUNCTION>
     Service::mapString2SpecialStateRequestingFunction =
     reversed(mapSpecialStateRequestingFunction2String);
-template <>
-const Tables<Service::SPECIALSTATE_REQUESTINGFUNCTION> kTables<Service::SPECIALSTATE_REQUESTINGFUNCTION>{
-    Service::mapSpecialStateRequestingFunction2String,
-    Service::mapString2SpecialStateRequestingFunction,
-};
 
 const std::map<Service::SPECIALSTATE_FIELDS, std::string> Service::mapSpecialStateFields2String =
     literals<SPECIALSTATE_FIELDS>({
@@ -141,11 +106,6 @@ const std::map<Service::SPECIALSTATE_FIELDS, std::string> Service::mapSpecialSta
     });
 const std::map<std::string, Service::SPECIALSTATE_FIELDS> Service::mapString2SpecialStateFields =
     reversed(mapSpecialStateFields2String);
-template <>
-const Tables<Service::SPECIALSTATE_FIELDS> kTables<Service::SPECIALSTATE_FIELDS>{
-    Service::mapSpecialStateFields2String,
-    Service::mapString2SpecialStateFields,
-};
 
 std::string Service::getServiceName() {
     static const std::string name = "ClampControl";

@@ -25,15 +25,6 @@ namespace zebobjects_ZEB {
 template <typename S>
 extern UnitMessages unitMessages;
 
-/// The two tables of an enumeration. Every unit specialises `kTables` for its enumerations.
-template <typename E>
-struct Tables {
-    const std::map<E, std::string>& literals;
-    const std::map<std::string, E>& values;
-};
-template <typename E>
-extern const Tables<E> kTables;
-
 /// The line of the unit that messages about "id", "name" and "uri" of the resource `R` point to. Every unit
 /// specialises it for its resources.
 template <typename R>
@@ -74,9 +65,27 @@ struct Field {
     }
 };
 
+/// The literals of an enumeration as text for a message: "A", "B" or "C".
+template <typename E>
+std::string alternatives(const std::map<E, std::string>& literals) {
+    std::string text;
+    std::size_t left = literals.size();
+    for (const auto& literal : literals) {
+        --left;
+        text.append(1, '"')
+            .append(literal.second)
+            .append(1, '"')
+            .append(left > 1    ? ", "
+                    : left == 1 ? " or "
+                                : "");
+    }
+    return text;
+}
+
 /// Reads and writes the fields of a type and makes filter terms of them. An exception from `read` ends the
 /// fill. A failure that loses only the field is reported by `read` itself. The filter term of a list is its
-/// JSON text. A referenced element appears in a filter term, alone or in a list, as its uri.
+/// JSON text. A referenced element appears in a filter term, alone or in a list, as its uri. `expected`
+/// describes the JSON of a field, for messages.
 template <typename T, typename = void>
 struct Kind;
 
@@ -129,6 +138,7 @@ struct ScalarKind {
 template <>
 struct Kind<bool> : ScalarKind<bool, &zebutil::JsonObject::getBool> {
     static constexpr const char* kName = "bool";
+    static std::string expected() { return "true or false"; }
 
     static void write(zebutil::JsonObject& json, const std::string& key, bool value) {
         json.setBool(key, value);
@@ -138,6 +148,7 @@ struct Kind<bool> : ScalarKind<bool, &zebutil::JsonObject::getBool> {
 template <>
 struct Kind<std::int64_t> : ScalarKind<std::int64_t, &zebutil::JsonObject::getInt64> {
     static constexpr const char* kName = "int64_t";
+    static std::string expected() { return "an integer of 64 bits"; }
 
     static void write(zebutil::JsonObject& json, const std::string& key, std::int64_t value) {
         json.setInt64(key, value);
@@ -147,6 +158,7 @@ struct Kind<std::int64_t> : ScalarKind<std::int64_t, &zebutil::JsonObject::getIn
 template <>
 struct Kind<std::string> : ScalarKind<std::string, &zebutil::JsonObject::getString> {
     static constexpr const char* kName = "std::string";
+    static std::string expected() { return "a string"; }
 
     static void write(zebutil::JsonObject& json, const std::string& key, const std::string& value) {
         json.setString(key, value);
@@ -155,9 +167,11 @@ struct Kind<std::string> : ScalarKind<std::string, &zebutil::JsonObject::getStri
 
 template <typename E>
 struct Kind<E, std::enable_if_t<std::is_enum_v<E>>> {
+    static std::string expected() { return alternatives(literalsOf(E()).toText); }
+
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
-        const auto& values = kTables<E>.values;
+        const auto& values = literalsOf(E()).fromText;
         const auto found = values.find(json.getString(field.key));
         if (found == values.end()) {
             field.unknownLiterals(1);
@@ -167,20 +181,22 @@ struct Kind<E, std::enable_if_t<std::is_enum_v<E>>> {
     }
 
     static void write(zebutil::JsonObject& json, const std::string& key, E value) {
-        const auto& literals = kTables<E>.literals;
+        const auto& literals = literalsOf(E()).toText;
         if (const auto found = literals.find(value); found != literals.end()) {
             json.setString(key, found->second);
         }
     }
 
     static void addTo(zeb::ZebFilter& filter, const std::string& key, E value) {
-        filter.add(key, kTables<E>.literals.at(value));
+        filter.add(key, literalsOf(E()).toText.at(value));
     }
 };
 
 /// Lists of strings. An unreadable string loses the whole list.
 template <>
 struct Kind<std::vector<std::string>> {
+    static std::string expected() { return "an array of strings"; }
+
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
         try {
@@ -213,9 +229,11 @@ struct Kind<std::vector<std::string>> {
 /// ends the fill.
 template <typename E>
 struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
+    static std::string expected() { return "an array of strings"; }
+
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
-        const auto& table = kTables<E>.values;
+        const auto& table = literalsOf(E()).fromText;
         const auto array = json.getArray(field.key);
         std::vector<E> values;
         values.reserve(array->size());
@@ -246,7 +264,7 @@ struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
 
  private:
     static void addLiteral(zebutil::JsonArray& array, E value) {
-        const auto& literals = kTables<E>.literals;
+        const auto& literals = literalsOf(E()).toText;
         if (const auto found = literals.find(value); found != literals.end()) {
             array.addString(found->second);
         }
@@ -257,6 +275,8 @@ struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
 /// and name.
 template <typename R>
 struct Kind<R, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> {
+    static std::string expected() { return "an object"; }
+
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
         if (!json.isNull(field.key)) {
@@ -275,6 +295,8 @@ struct Kind<R, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> {
 
 template <typename R>
 struct Kind<std::vector<R>, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> {
+    static std::string expected() { return "an array of objects"; }
+
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
         const auto array = json.getArray(field.key);
@@ -322,71 +344,10 @@ std::shared_ptr<zebutil::JsonObject> ResourceDescriptor<S, R, F>::getAsZEBBody()
 }
 
 template <typename S, typename R, typename F>
-void ResourceDescriptor<S, R, F>::setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel) {
-    zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel);
-}
-
-template <typename S, typename R, typename F>
-void ResourceDescriptor<S, R, F>::setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
-                                                  const std::vector<F>& expandFields,
-                                                  const SortKeys& sortBy) {
-    zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel,
-                                            getVectorAsStringVector(expandFields),
-                                            getSortByFieldsAsStringVector(sortBy));
-}
-
-template <typename S, typename R, typename F>
-void ResourceDescriptor<S, R, F>::setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
-                                                  const std::vector<F>& expandFields, const SortKeys& sortBy,
-                                                  std::int64_t limit, std::int64_t offset) {
-    zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel,
-                                            getVectorAsStringVector(expandFields),
-                                            getSortByFieldsAsStringVector(sortBy), limit, offset);
-}
-
-template <typename S, typename R, typename F>
-void ResourceDescriptor<S, R, F>::setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
-                                                  const std::vector<F>& expandFields, const SortKeys& sortBy,
-                                                  std::int64_t limit, const std::string& offsetId) {
-    zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel,
-                                            getVectorAsStringVector(expandFields),
-                                            getSortByFieldsAsStringVector(sortBy), limit, offsetId);
-}
-
-template <typename S, typename R, typename F>
-void ResourceDescriptor<S, R, F>::setQueryOptionsLimit(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
-                                                       const std::vector<F>& expandFields,
-                                                       const SortKeys& sortBy, std::int64_t limit) {
-    zeb::XObjectDescriptor::setQueryOptionsLimit(getVectorAsStringVector(fields), expandLevel,
-                                                 getVectorAsStringVector(expandFields),
-                                                 getSortByFieldsAsStringVector(sortBy), limit);
-}
-
-template <typename S, typename R, typename F>
-void ResourceDescriptor<S, R, F>::setQueryOptionsOffset(const std::vector<F>& fields,
-                                                        EXPAND_LEVEL expandLevel,
-                                                        const std::vector<F>& expandFields,
-                                                        const SortKeys& sortBy, std::int64_t offset) {
-    zeb::XObjectDescriptor::setQueryOptionsOffset(getVectorAsStringVector(fields), expandLevel,
-                                                  getVectorAsStringVector(expandFields),
-                                                  getSortByFieldsAsStringVector(sortBy), offset);
-}
-
-template <typename S, typename R, typename F>
-void ResourceDescriptor<S, R, F>::setQueryOptionsOffset(const std::vector<F>& fields,
-                                                        EXPAND_LEVEL expandLevel,
-                                                        const std::vector<F>& expandFields,
-                                                        const SortKeys& sortBy, const std::string& offsetId) {
-    zeb::XObjectDescriptor::setQueryOptionsOffset(getVectorAsStringVector(fields), expandLevel,
-                                                  getVectorAsStringVector(expandFields),
-                                                  getSortByFieldsAsStringVector(sortBy), offsetId);
-}
-
-template <typename S, typename R, typename F>
 std::vector<std::string> ResourceDescriptor<S, R, F>::getVectorAsStringVector(const std::vector<F>& fields) {
     std::vector<std::string> keys;
     for (const F field : fields) {
-        keys.push_back(kTables<F>.literals.at(field));
+        keys.push_back(keysOf(field).at(field));
     }
     return keys;
 }
@@ -396,7 +357,7 @@ std::vector<zeb::QueryOptions::SortKey> ResourceDescriptor<S, R, F>::getSortByFi
     const SortKeys& sortBy) {
     std::vector<zeb::QueryOptions::SortKey> keys;
     for (const auto& [direction, field] : sortBy) {
-        keys.emplace_back(direction, kTables<F>.literals.at(field));
+        keys.emplace_back(direction, keysOf(field).at(field));
     }
     return keys;
 }
@@ -434,10 +395,23 @@ void ResourceDescriptor<S, R, F>::writeFields(zebutil::JsonObject& json) const {
     const auto& self = static_cast<const typename R::Desctype&>(*this);
     R::Desctype::visitFields([&](const char* key, auto member) {
         using T = typename std::decay_t<decltype(self.*member)>::ValueType;
-        if (self.*member) {
+        if ((self.*member).hasValue()) {
             Kind<T>::write(json, key, (self.*member).getValue());
         }
     });
+}
+
+template <typename S, typename R, typename F>
+std::string ResourceDescriptor<S, R, F>::expectedAt(const std::string& key) {
+    using D = typename R::Desctype;
+    std::string text;
+    D::visitFields([&](const char* field, auto member) {
+        using T = typename std::decay_t<decltype(std::declval<D&>().*member)>::ValueType;
+        if (key == field) {
+            text = Kind<T>::expected();
+        }
+    });
+    return text;
 }
 
 template <typename D>
@@ -460,10 +434,44 @@ void DataObject<D>::fillFromJson(std::shared_ptr<zebutil::JsonObject> json) {
 }
 
 template <typename D>
+D DataObject<D>::getIdentityDescriptor() const {
+    D identity;
+    if (const auto& id = this->getId()) {
+        identity.setId(id.getValue());
+        identity.getFilter().add("id", id.getValue());
+    }
+    if (const auto& name = this->getName()) {
+        identity.setName(name.getValue());
+    }
+    if (const auto& uri = this->getUri()) {
+        identity.setUri(uri.getValue());
+    }
+    return identity;
+}
+
+template <typename D>
 std::unique_ptr<typename D::Resource> DataObject<D>::copyWithIdFromUri(const std::string& uri) const {
     D descriptor = this->descriptor();
     descriptor.setIdFromUri(uri);
     return std::make_unique<typename D::Resource>(std::move(descriptor));
+}
+
+template <typename D>
+std::string DataObject<D>::toString() const {
+    try {
+        return this->descriptor().getAsJson()->toString();
+    } catch (const std::exception& reason) {
+        return std::string("cannot be written as JSON: ") + reason.what();
+    }
+}
+
+inline bool isBool(const zebutil::JsonObject& json, const std::string& key) {
+    try {
+        json.getBool(key);
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
 }
 
 /// What the JSON has at `key`, as text for a message. Does not quote the value: messages with the same text
@@ -481,7 +489,10 @@ inline std::string foundAt(const zebutil::JsonObject& json, const std::string& k
     if (json.isNull(key)) {
         return "found null";
     }
-    return json.isString(key) ? "found an unknown string" : "found a number or a boolean";
+    if (json.isString(key)) {
+        return "found a string";
+    }
+    return isBool(json, key) ? "found a boolean" : "found a number";
 }
 
 template <typename D>
@@ -492,7 +503,8 @@ std::string DataObject<D>::whyAbsent(const std::string& key) const {
     }
     try {
         zeb::XObject<D>().fillFromJson(json);
-        return foundAt(*json, key);
+        const std::string expected = D::expectedAt(key);
+        return foundAt(*json, key) + (expected.empty() ? "" : "; expected " + expected);
     } catch (const std::exception& reason) {
         return reason.what();
     }

@@ -25,11 +25,6 @@ const std::map<Service::INFO_FIELDS, std::string> Service::mapInfoFields2String 
     });
 const std::map<std::string, Service::INFO_FIELDS> Service::mapString2InfoFields =
     reversed(mapInfoFields2String);
-template <>
-const Tables<Service::INFO_FIELDS> kTables<Service::INFO_FIELDS>{
-    Service::mapInfoFields2String,
-    Service::mapString2InfoFields,
-};
 
 const std::map<Service::NOTIFICATION_TYPE, std::string> Service::mapNotificationType2String =
     literals<NOTIFICATION_TYPE>({
@@ -37,11 +32,6 @@ const std::map<Service::NOTIFICATION_TYPE, std::string> Service::mapNotification
     });
 const std::map<std::string, Service::NOTIFICATION_TYPE> Service::mapString2NotificationType =
     reversed(mapNotificationType2String);
-template <>
-const Tables<Service::NOTIFICATION_TYPE> kTables<Service::NOTIFICATION_TYPE>{
-    Service::mapNotificationType2String,
-    Service::mapString2NotificationType,
-};
 
 const std::map<Service::NOTIFICATION_FIELDS, std::string> Service::mapNotificationFields2String =
     literals<NOTIFICATION_FIELDS>({
@@ -53,11 +43,6 @@ const std::map<Service::NOTIFICATION_FIELDS, std::string> Service::mapNotificati
     });
 const std::map<std::string, Service::NOTIFICATION_FIELDS> Service::mapString2NotificationFields =
     reversed(mapNotificationFields2String);
-template <>
-const Tables<Service::NOTIFICATION_FIELDS> kTables<Service::NOTIFICATION_FIELDS>{
-    Service::mapNotificationFields2String,
-    Service::mapString2NotificationFields,
-};
 
 std::string Service::getServiceName() {
     static const std::string name = "Immobilizer";

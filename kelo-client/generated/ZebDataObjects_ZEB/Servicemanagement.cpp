@@ -36,12 +36,6 @@ const std::map<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON, std::s
 const std::map<std::string, Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>
     Service::mapString2AllUsersTransactionActivationTypeDisabledReason =
     reversed(mapAllUsersTransactionActivationTypeDisabledReason2String);
-template <>
-const Tables<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>
-    kTables<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>{
-    Service::mapAllUsersTransactionActivationTypeDisabledReason2String,
-    Service::mapString2AllUsersTransactionActivationTypeDisabledReason,
-};
 
 const std::map<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS, std::string>
     Service::mapAllUsersTransactionActivationTypeFields2String =
@@ -55,12 +49,6 @@ const std::map<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS, std::string>
 const std::map<std::string, Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS>
     Service::mapString2AllUsersTransactionActivationTypeFields =
     reversed(mapAllUsersTransactionActivationTypeFields2String);
-template <>
-const Tables<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS>
-    kTables<Service::ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS>{
-    Service::mapAllUsersTransactionActivationTypeFields2String,
-    Service::mapString2AllUsersTransactionActivationTypeFields,
-};
 
 const std::map<Service::BINARYSIGNED_FIELDS, std::string> Service::mapBinarySignedFields2String =
     literals<BINARYSIGNED_FIELDS>({
@@ -72,11 +60,6 @@ const std::map<Service::BINARYSIGNED_FIELDS, std::string> Service::mapBinarySign
     });
 const std::map<std::string, Service::BINARYSIGNED_FIELDS> Service::mapString2BinarySignedFields =
     reversed(mapBinarySignedFields2String);
-template <>
-const Tables<Service::BINARYSIGNED_FIELDS> kTables<Service::BINARYSIGNED_FIELDS>{
-    Service::mapBinarySignedFields2String,
-    Service::mapString2BinarySignedFields,
-};
 
 const std::map<Service::CONNECTIONSTATE_CONNECTIONSTATE, std::string>
     Service::mapConnectionStateConnectionState2String =
@@ -89,11 +72,6 @@ const std::map<Service::CONNECTIONSTATE_CONNECTIONSTATE, std::string>
 const std::map<std::string, Service::CONNECTIONSTATE_CONNECTIONSTATE>
     Service::mapString2ConnectionStateConnectionState =
     reversed(mapConnectionStateConnectionState2String);
-template <>
-const Tables<Service::CONNECTIONSTATE_CONNECTIONSTATE> kTables<Service::CONNECTIONSTATE_CONNECTIONSTATE>{
-    Service::mapConnectionStateConnectionState2String,
-    Service::mapString2ConnectionStateConnectionState,
-};
 
 const std::map<Service::CONNECTIONSTATE_FIELDS, std::string> Service::mapConnectionStateFields2String =
     literals<CONNECTIONSTATE_FIELDS>({
@@ -104,11 +82,6 @@ const std::map<Service::CONNECTIONSTATE_FIELDS, std::string> Service::mapConnect
     });
 const std::map<std::string, Service::CONNECTIONSTATE_FIELDS> Service::mapString2ConnectionStateFields =
     reversed(mapConnectionStateFields2String);
-template <>
-const Tables<Service::CONNECTIONSTATE_FIELDS> kTables<Service::CONNECTIONSTATE_FIELDS>{
-    Service::mapConnectionStateFields2String,
-    Service::mapString2ConnectionStateFields,
-};
 
 const std::map<Service::HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL, std::string>
     Service::mapHttpOperationTypeAuthorizationLevel2String =
@@ -119,11 +92,6 @@ const std::map<Service::HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL, std::string>
 const std::map<std::string, Service::HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL>
     Service::mapString2HttpOperationTypeAuthorizationLevel =
     reversed(mapHttpOperationTypeAuthorizationLevel2String);
-template <>
-const Tables<Service::HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL> kTables<Service::HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL>{
-    Service::mapHttpOperationTypeAuthorizationLevel2String,
-    Service::mapString2HttpOperationTypeAuthorizationLevel,
-};
 
 const std::map<Service::HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE, std::string>
     Service::mapHttpOperationTypeTlsClientKeyIdType2String =
@@ -135,11 +103,6 @@ const std::map<Service::HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE, std::string>
 const std::map<std::string, Service::HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE>
     Service::mapString2HttpOperationTypeTlsClientKeyIdType =
     reversed(mapHttpOperationTypeTlsClientKeyIdType2String);
-template <>
-const Tables<Service::HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE> kTables<Service::HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE>{
-    Service::mapHttpOperationTypeTlsClientKeyIdType2String,
-    Service::mapString2HttpOperationTypeTlsClientKeyIdType,
-};
 
 const std::map<Service::HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL, std::string>
     Service::mapHttpOperationTypeTlsServerTimeTrustLevel2String =
@@ -150,12 +113,6 @@ const std::map<Service::HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL, std::string>
 const std::map<std::string, Service::HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>
     Service::mapString2HttpOperationTypeTlsServerTimeTrustLevel =
     reversed(mapHttpOperationTypeTlsServerTimeTrustLevel2String);
-template <>
-const Tables<Service::HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>
-    kTables<Service::HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>{
-    Service::mapHttpOperationTypeTlsServerTimeTrustLevel2String,
-    Service::mapString2HttpOperationTypeTlsServerTimeTrustLevel,
-};
 
 const std::map<Service::HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE, std::string>
     Service::mapHttpOperationTypeVehicleIntegrationTlsMode2String =
@@ -167,12 +124,6 @@ const std::map<Service::HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE, std::string
 const std::map<std::string, Service::HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE>
     Service::mapString2HttpOperationTypeVehicleIntegrationTlsMode =
     reversed(mapHttpOperationTypeVehicleIntegrationTlsMode2String);
-template <>
-const Tables<Service::HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE>
-    kTables<Service::HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE>{
-    Service::mapHttpOperationTypeVehicleIntegrationTlsMode2String,
-    Service::mapString2HttpOperationTypeVehicleIntegrationTlsMode,
-};
 
 const std::map<Service::HTTPOPERATIONTYPE_FIELDS, std::string> Service::mapHttpOperationTypeFields2String =
     literals<HTTPOPERATIONTYPE_FIELDS>({
@@ -192,11 +143,6 @@ const std::map<Service::HTTPOPERATIONTYPE_FIELDS, std::string> Service::mapHttpO
     });
 const std::map<std::string, Service::HTTPOPERATIONTYPE_FIELDS> Service::mapString2HttpOperationTypeFields =
     reversed(mapHttpOperationTypeFields2String);
-template <>
-const Tables<Service::HTTPOPERATIONTYPE_FIELDS> kTables<Service::HTTPOPERATIONTYPE_FIELDS>{
-    Service::mapHttpOperationTypeFields2String,
-    Service::mapString2HttpOperationTypeFields,
-};
 
 const std::map<Service::MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL, std::string>
     Service::mapMqttOperationTypePayloadSecurityLevel2String =
@@ -208,11 +154,6 @@ const std::map<Service::MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL, std::string>
 const std::map<std::string, Service::MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL>
     Service::mapString2MqttOperationTypePayloadSecurityLevel =
     reversed(mapMqttOperationTypePayloadSecurityLevel2String);
-template <>
-const Tables<Service::MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL> kTables<Service::MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL>{
-    Service::mapMqttOperationTypePayloadSecurityLevel2String,
-    Service::mapString2MqttOperationTypePayloadSecurityLevel,
-};
 
 const std::map<Service::MQTTOPERATIONTYPE_FIELDS, std::string> Service::mapMqttOperationTypeFields2String =
     literals<MQTTOPERATIONTYPE_FIELDS>({
@@ -224,11 +165,6 @@ const std::map<Service::MQTTOPERATIONTYPE_FIELDS, std::string> Service::mapMqttO
     });
 const std::map<std::string, Service::MQTTOPERATIONTYPE_FIELDS> Service::mapString2MqttOperationTypeFields =
     reversed(mapMqttOperationTypeFields2String);
-template <>
-const Tables<Service::MQTTOPERATIONTYPE_FIELDS> kTables<Service::MQTTOPERATIONTYPE_FIELDS>{
-    Service::mapMqttOperationTypeFields2String,
-    Service::mapString2MqttOperationTypeFields,
-};
 
 const std::map<Service::TRANSACTIONACTIVATIONTYPE_DISABLEDREASON, std::string>
     Service::mapTransactionActivationTypeDisabledReason2String =
@@ -255,12 +191,6 @@ const std::map<Service::TRANSACTIONACTIVATIONTYPE_DISABLEDREASON, std::string>
 const std::map<std::string, Service::TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>
     Service::mapString2TransactionActivationTypeDisabledReason =
     reversed(mapTransactionActivationTypeDisabledReason2String);
-template <>
-const Tables<Service::TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>
-    kTables<Service::TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>{
-    Service::mapTransactionActivationTypeDisabledReason2String,
-    Service::mapString2TransactionActivationTypeDisabledReason,
-};
 
 const std::map<Service::TRANSACTIONACTIVATIONTYPE_FIELDS, std::string>
     Service::mapTransactionActivationTypeFields2String =
@@ -274,11 +204,6 @@ const std::map<Service::TRANSACTIONACTIVATIONTYPE_FIELDS, std::string>
 const std::map<std::string, Service::TRANSACTIONACTIVATIONTYPE_FIELDS>
     Service::mapString2TransactionActivationTypeFields =
     reversed(mapTransactionActivationTypeFields2String);
-template <>
-const Tables<Service::TRANSACTIONACTIVATIONTYPE_FIELDS> kTables<Service::TRANSACTIONACTIVATIONTYPE_FIELDS>{
-    Service::mapTransactionActivationTypeFields2String,
-    Service::mapString2TransactionActivationTypeFields,
-};
 
 const std::map<Service::TRANSACTIONTYPE_PRIVACYGROUPS, std::string> Service::mapTransactionTypePrivacyGroups2String =
     literals<TRANSACTIONTYPE_PRIVACYGROUPS>({
@@ -292,11 +217,6 @@ const std::map<Service::TRANSACTIONTYPE_PRIVACYGROUPS, std::string> Service::map
     });
 const std::map<std::string, Service::TRANSACTIONTYPE_PRIVACYGROUPS> Service::mapString2TransactionTypePrivacyGroups =
     reversed(mapTransactionTypePrivacyGroups2String);
-template <>
-const Tables<Service::TRANSACTIONTYPE_PRIVACYGROUPS> kTables<Service::TRANSACTIONTYPE_PRIVACYGROUPS>{
-    Service::mapTransactionTypePrivacyGroups2String,
-    Service::mapString2TransactionTypePrivacyGroups,
-};
 
 const std::map<Service::TRANSACTIONTYPE_FIELDS, std::string> Service::mapTransactionTypeFields2String =
     literals<TRANSACTIONTYPE_FIELDS>({
@@ -310,11 +230,6 @@ const std::map<Service::TRANSACTIONTYPE_FIELDS, std::string> Service::mapTransac
     });
 const std::map<std::string, Service::TRANSACTIONTYPE_FIELDS> Service::mapString2TransactionTypeFields =
     reversed(mapTransactionTypeFields2String);
-template <>
-const Tables<Service::TRANSACTIONTYPE_FIELDS> kTables<Service::TRANSACTIONTYPE_FIELDS>{
-    Service::mapTransactionTypeFields2String,
-    Service::mapString2TransactionTypeFields,
-};
 
 std::string Service::getServiceName() {
     static const std::string name = "servicemanagement";

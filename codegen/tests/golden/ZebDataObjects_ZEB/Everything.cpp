@@ -20,11 +20,6 @@ const std::map<Service::PART_FIELDS, std::string> Service::mapPartFields2String 
     });
 const std::map<std::string, Service::PART_FIELDS> Service::mapString2PartFields =
     reversed(mapPartFields2String);
-template <>
-const Tables<Service::PART_FIELDS> kTables<Service::PART_FIELDS>{
-    Service::mapPartFields2String,
-    Service::mapString2PartFields,
-};
 
 const std::map<Service::WHOLE_KINDS, std::string> Service::mapWholeKinds2String =
     literals<WHOLE_KINDS>({
@@ -32,11 +27,6 @@ const std::map<Service::WHOLE_KINDS, std::string> Service::mapWholeKinds2String 
     });
 const std::map<std::string, Service::WHOLE_KINDS> Service::mapString2WholeKinds =
     reversed(mapWholeKinds2String);
-template <>
-const Tables<Service::WHOLE_KINDS> kTables<Service::WHOLE_KINDS>{
-    Service::mapWholeKinds2String,
-    Service::mapString2WholeKinds,
-};
 
 const std::map<Service::WHOLE_STATE, std::string> Service::mapWholeState2String =
     literals<WHOLE_STATE>({
@@ -45,11 +35,6 @@ const std::map<Service::WHOLE_STATE, std::string> Service::mapWholeState2String 
     });
 const std::map<std::string, Service::WHOLE_STATE> Service::mapString2WholeState =
     reversed(mapWholeState2String);
-template <>
-const Tables<Service::WHOLE_STATE> kTables<Service::WHOLE_STATE>{
-    Service::mapWholeState2String,
-    Service::mapString2WholeState,
-};
 
 const std::map<Service::WHOLE_FIELDS, std::string> Service::mapWholeFields2String =
     literals<WHOLE_FIELDS>({
@@ -67,11 +52,6 @@ const std::map<Service::WHOLE_FIELDS, std::string> Service::mapWholeFields2Strin
     });
 const std::map<std::string, Service::WHOLE_FIELDS> Service::mapString2WholeFields =
     reversed(mapWholeFields2String);
-template <>
-const Tables<Service::WHOLE_FIELDS> kTables<Service::WHOLE_FIELDS>{
-    Service::mapWholeFields2String,
-    Service::mapString2WholeFields,
-};
 
 const std::map<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG, std::string>
     Service::mapResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong2String =
@@ -83,12 +63,6 @@ const std::map<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENA
 const std::map<std::string, Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>
     Service::mapString2ResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong =
     reversed(mapResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong2String);
-template <>
-const Tables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>
-    kTables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>{
-    Service::mapResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong2String,
-    Service::mapString2ResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong,
-};
 
 const std::map<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME, std::string>
     Service::mapResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName2String =
@@ -99,12 +73,6 @@ const std::map<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONG
 const std::map<std::string, Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>
     Service::mapString2ResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName =
     reversed(mapResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName2String);
-template <>
-const Tables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>
-    kTables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>{
-    Service::mapResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName2String,
-    Service::mapString2ResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName,
-};
 
 const std::map<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS, std::string>
     Service::mapResourceWithARatherLongNameOfItsOwnFields2String =
@@ -118,12 +86,6 @@ const std::map<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS, std::string>
 const std::map<std::string, Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS>
     Service::mapString2ResourceWithARatherLongNameOfItsOwnFields =
     reversed(mapResourceWithARatherLongNameOfItsOwnFields2String);
-template <>
-const Tables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS>
-    kTables<Service::RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS>{
-    Service::mapResourceWithARatherLongNameOfItsOwnFields2String,
-    Service::mapString2ResourceWithARatherLongNameOfItsOwnFields,
-};
 
 std::string Service::getServiceName() {
     static const std::string name = "every-thing";

@@ -16,7 +16,7 @@
 namespace zebobjects_ZEB {
 
 /// The authentic-time service, which publishes trusted calendar time.
-class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
+class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service, public EnumerationTexts {
  public:
     using zeb::Service::Service;
 
@@ -29,9 +29,8 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
     };
     static const std::map<TIME_AVAILABLE, std::string> mapTimeAvailable2String;
     static const std::map<std::string, TIME_AVAILABLE> mapString2TimeAvailable;
-    static std::string to_string(TIME_AVAILABLE value) { return literalAndNumber(value, mapTimeAvailable2String); }
-    static std::string to_string(const Optional<TIME_AVAILABLE>& value) {
-        return literalAndNumber(value, mapTimeAvailable2String);
+    friend Literals<TIME_AVAILABLE> literalsOf(TIME_AVAILABLE) {
+        return {mapTimeAvailable2String, mapString2TimeAvailable};
     }
 
     /// The kinds of time.
@@ -41,10 +40,7 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
     };
     static const std::map<TIME_TYPE, std::string> mapTimeType2String;
     static const std::map<std::string, TIME_TYPE> mapString2TimeType;
-    static std::string to_string(TIME_TYPE value) { return literalAndNumber(value, mapTimeType2String); }
-    static std::string to_string(const Optional<TIME_TYPE>& value) {
-        return literalAndNumber(value, mapTimeType2String);
-    }
+    friend Literals<TIME_TYPE> literalsOf(TIME_TYPE) { return {mapTimeType2String, mapString2TimeType}; }
 
     /// The keys of Time, for query options.
     enum class TIME_FIELDS : std::int32_t {
@@ -64,6 +60,7 @@ class CLAMPCONTROL_EXPORT AuthentictimeService : public zeb::Service {
     };
     static const std::map<TIME_FIELDS, std::string> mapTimeFields2String;
     static const std::map<std::string, TIME_FIELDS> mapString2TimeFields;
+    friend const std::map<TIME_FIELDS, std::string>& keysOf(TIME_FIELDS) { return mapTimeFields2String; }
 
     class Time;
 

@@ -17,7 +17,7 @@ namespace zebobjects_ZEB {
 
 /// The clamp-control service, which publishes the states of the vehicle's ignition terminals ("clamps"), notifications
 /// about them, and the special states in which a vehicle function requests a clamp to be switched.
-class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
+class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service, public EnumerationTexts {
  public:
     using zeb::Service::Service;
 
@@ -31,10 +31,7 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
     };
     static const std::map<CLAMP_TYPE, std::string> mapClampType2String;
     static const std::map<std::string, CLAMP_TYPE> mapString2ClampType;
-    static std::string to_string(CLAMP_TYPE value) { return literalAndNumber(value, mapClampType2String); }
-    static std::string to_string(const Optional<CLAMP_TYPE>& value) {
-        return literalAndNumber(value, mapClampType2String);
-    }
+    friend Literals<CLAMP_TYPE> literalsOf(CLAMP_TYPE) { return {mapClampType2String, mapString2ClampType}; }
 
     /// The keys of Clamp, for query options.
     enum class CLAMP_FIELDS : std::int32_t {
@@ -46,6 +43,7 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
     };
     static const std::map<CLAMP_FIELDS, std::string> mapClampFields2String;
     static const std::map<std::string, CLAMP_FIELDS> mapString2ClampFields;
+    friend const std::map<CLAMP_FIELDS, std::string>& keysOf(CLAMP_FIELDS) { return mapClampFields2String; }
 
     class Clamp;
 
@@ -95,11 +93,8 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
     };
     static const std::map<NOTIFICATION_TYPE, std::string> mapNotificationType2String;
     static const std::map<std::string, NOTIFICATION_TYPE> mapString2NotificationType;
-    static std::string to_string(NOTIFICATION_TYPE value) {
-        return literalAndNumber(value, mapNotificationType2String);
-    }
-    static std::string to_string(const Optional<NOTIFICATION_TYPE>& value) {
-        return literalAndNumber(value, mapNotificationType2String);
+    friend Literals<NOTIFICATION_TYPE> literalsOf(NOTIFICATION_TYPE) {
+        return {mapNotificationType2String, mapString2NotificationType};
     }
 
     /// The keys of Notification, for query options.
@@ -112,6 +107,9 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
     };
     static const std::map<NOTIFICATION_FIELDS, std::string> mapNotificationFields2String;
     static const std::map<std::string, NOTIFICATION_FIELDS> mapString2NotificationFields;
+    friend const std::map<NOTIFICATION_FIELDS, std::string>& keysOf(NOTIFICATION_FIELDS) {
+        return mapNotificationFields2String;
+    }
 
     class Notification;
 
@@ -161,11 +159,8 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
     };
     static const std::map<SPECIALSTATE_FUNCTIONSTATUS, std::string> mapSpecialStateFunctionStatus2String;
     static const std::map<std::string, SPECIALSTATE_FUNCTIONSTATUS> mapString2SpecialStateFunctionStatus;
-    static std::string to_string(SPECIALSTATE_FUNCTIONSTATUS value) {
-        return literalAndNumber(value, mapSpecialStateFunctionStatus2String);
-    }
-    static std::string to_string(const Optional<SPECIALSTATE_FUNCTIONSTATUS>& value) {
-        return literalAndNumber(value, mapSpecialStateFunctionStatus2String);
+    friend Literals<SPECIALSTATE_FUNCTIONSTATUS> literalsOf(SPECIALSTATE_FUNCTIONSTATUS) {
+        return {mapSpecialStateFunctionStatus2String, mapString2SpecialStateFunctionStatus};
     }
 
     /// The kinds of immobilizer request.
@@ -176,11 +171,8 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
     };
     static const std::map<SPECIALSTATE_IMMOBILIZERREQUEST, std::string> mapSpecialStateImmobilizerRequest2String;
     static const std::map<std::string, SPECIALSTATE_IMMOBILIZERREQUEST> mapString2SpecialStateImmobilizerRequest;
-    static std::string to_string(SPECIALSTATE_IMMOBILIZERREQUEST value) {
-        return literalAndNumber(value, mapSpecialStateImmobilizerRequest2String);
-    }
-    static std::string to_string(const Optional<SPECIALSTATE_IMMOBILIZERREQUEST>& value) {
-        return literalAndNumber(value, mapSpecialStateImmobilizerRequest2String);
+    friend Literals<SPECIALSTATE_IMMOBILIZERREQUEST> literalsOf(SPECIALSTATE_IMMOBILIZERREQUEST) {
+        return {mapSpecialStateImmobilizerRequest2String, mapString2SpecialStateImmobilizerRequest};
     }
 
     /// The functions that can request a special state.
@@ -201,11 +193,8 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
     };
     static const std::map<SPECIALSTATE_REQUESTINGFUNCTION, std::string> mapSpecialStateRequestingFunction2String;
     static const std::map<std::string, SPECIALSTATE_REQUESTINGFUNCTION> mapString2SpecialStateRequestingFunction;
-    static std::string to_string(SPECIALSTATE_REQUESTINGFUNCTION value) {
-        return literalAndNumber(value, mapSpecialStateRequestingFunction2String);
-    }
-    static std::string to_string(const Optional<SPECIALSTATE_REQUESTINGFUNCTION>& value) {
-        return literalAndNumber(value, mapSpecialStateRequestingFunction2String);
+    friend Literals<SPECIALSTATE_REQUESTINGFUNCTION> literalsOf(SPECIALSTATE_REQUESTINGFUNCTION) {
+        return {mapSpecialStateRequestingFunction2String, mapString2SpecialStateRequestingFunction};
     }
 
     /// The keys of SpecialState, for query options.
@@ -220,6 +209,9 @@ class CLAMPCONTROL_EXPORT ClampcontrolService : public zeb::Service {
     };
     static const std::map<SPECIALSTATE_FIELDS, std::string> mapSpecialStateFields2String;
     static const std::map<std::string, SPECIALSTATE_FIELDS> mapString2SpecialStateFields;
+    friend const std::map<SPECIALSTATE_FIELDS, std::string>& keysOf(SPECIALSTATE_FIELDS) {
+        return mapSpecialStateFields2String;
+    }
 
     class SpecialState;
 

@@ -4,12 +4,15 @@
 #include <zeb/QueryOptions.h>
 #include <zeb/XObject.h>
 #include <zeb/XObjectDescriptor.h>
+#include <zebutil/JsonObject.h>
 #include <zebutil/Optional.h>
 
 #include <cstdint>
+#include <iosfwd>
 #include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -21,10 +24,19 @@ namespace zebobjects_ZEB {
 
 using zebutil::Optional;
 
-/// Returns the text that `to_string` of the units prints, for example "Clamp15(0)". For a value without a
-/// literal it contains the number of literals, as readers of the log expect, and not the value.
+/// The two tables of an enumeration: each value's literal, and each literal's value. `literalsOf(value)` of
+/// every unit returns them for its enumerations. It is found by argument-dependent look-up.
 template <typename E>
-std::string literalAndNumber(E value, const std::map<E, std::string>& literals) {
+struct Literals {
+    const std::map<E, std::string>& toText;
+    const std::map<std::string, E>& fromText;
+};
+
+/// Returns the literal and the number of an enumeration value, for example "Clamp15(0)". For a value without
+/// a literal the text contains the number of literals, as readers of the log expect, and not the value.
+template <typename E>
+auto to_string(E value) -> std::enable_if_t<sizeof(literalsOf(value)) != 0, std::string> {
+    const auto& literals = literalsOf(value).toText;
     const auto found = literals.find(value);
     return found == literals.end()
                ? "unknown value(" + std::to_string(literals.size()) + ")"
@@ -32,9 +44,30 @@ std::string literalAndNumber(E value, const std::map<E, std::string>& literals) 
 }
 
 template <typename E>
-std::string literalAndNumber(const Optional<E>& value, const std::map<E, std::string>& literals) {
-    return value ? literalAndNumber(value.getValue(), literals) : "optional invalid";
+auto to_string(const Optional<E>& value) -> decltype(to_string(value.getValue())) {
+    return value.hasValue() ? to_string(value.getValue()) : "optional invalid";
 }
+
+/// Prints an enumeration value as `to_string` does. The stream is a `std::ostream`.
+template <typename Out, typename E>
+auto operator<<(Out& out, E value)
+    -> std::enable_if_t<std::is_convertible_v<Out*, std::ostream*> && sizeof(literalsOf(value)) != 0, Out&> {
+    out << to_string(value);
+    return out;
+}
+
+/// A base of the service classes. Makes `to_string` a member of them.
+class EnumerationTexts {
+ public:
+    template <typename E>
+    static auto to_string(E value) -> decltype(zebobjects_ZEB::to_string(value)) {
+        return zebobjects_ZEB::to_string(value);
+    }
+    template <typename E>
+    static auto to_string(const Optional<E>& value) -> decltype(zebobjects_ZEB::to_string(value)) {
+        return zebobjects_ZEB::to_string(value);
+    }
+};
 
 /// The common base of all descriptors. `S` is the service, `R` the object class of the resource, `F` the
 /// enumeration of its keys. A descriptor holds the fields of one element. Each field can be absent. When a
@@ -57,25 +90,65 @@ class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
     /// Like `getAsJson()`, but without "id", "name" and "uri".
     std::shared_ptr<zebutil::JsonObject> getAsZEBBody() const override;
 
+    // With the keys as text.
+    using zeb::XObjectDescriptor::setQueryOptions;
+    using zeb::XObjectDescriptor::setQueryOptionsLimit;
+    using zeb::XObjectDescriptor::setQueryOptionsOffset;
+
     /// Like the functions of `zeb::XObjectDescriptor` with the same names, but with the keys of the resource.
-    /// A key that is not a value of the enumeration throws `std::out_of_range`.
-    void setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel);
+    /// A key that is not a value of the enumeration throws `std::out_of_range`. Templates, so that empty
+    /// lists in braces are not ambiguous.
+    template <typename = void>
+    void setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel) {
+        zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel);
+    }
+    template <typename = void>
     void setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
-                         const std::vector<F>& expandFields, const SortKeys& sortBy);
+                         const std::vector<F>& expandFields, const SortKeys& sortBy) {
+        zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel,
+                                                getVectorAsStringVector(expandFields),
+                                                getSortByFieldsAsStringVector(sortBy));
+    }
+    template <typename = void>
     void setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
                          const std::vector<F>& expandFields, const SortKeys& sortBy, std::int64_t limit,
-                         std::int64_t offset);
+                         std::int64_t offset) {
+        zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel,
+                                                getVectorAsStringVector(expandFields),
+                                                getSortByFieldsAsStringVector(sortBy), limit, offset);
+    }
+    template <typename = void>
     void setQueryOptions(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
                          const std::vector<F>& expandFields, const SortKeys& sortBy, std::int64_t limit,
-                         const std::string& offsetId);
+                         const std::string& offsetId) {
+        zeb::XObjectDescriptor::setQueryOptions(getVectorAsStringVector(fields), expandLevel,
+                                                getVectorAsStringVector(expandFields),
+                                                getSortByFieldsAsStringVector(sortBy), limit, offsetId);
+    }
+    template <typename = void>
     void setQueryOptionsLimit(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
-                              const std::vector<F>& expandFields, const SortKeys& sortBy, std::int64_t limit);
+                              const std::vector<F>& expandFields, const SortKeys& sortBy,
+                              std::int64_t limit) {
+        zeb::XObjectDescriptor::setQueryOptionsLimit(getVectorAsStringVector(fields), expandLevel,
+                                                     getVectorAsStringVector(expandFields),
+                                                     getSortByFieldsAsStringVector(sortBy), limit);
+    }
+    template <typename = void>
     void setQueryOptionsOffset(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
                                const std::vector<F>& expandFields, const SortKeys& sortBy,
-                               std::int64_t offset);
+                               std::int64_t offset) {
+        zeb::XObjectDescriptor::setQueryOptionsOffset(getVectorAsStringVector(fields), expandLevel,
+                                                      getVectorAsStringVector(expandFields),
+                                                      getSortByFieldsAsStringVector(sortBy), offset);
+    }
+    template <typename = void>
     void setQueryOptionsOffset(const std::vector<F>& fields, EXPAND_LEVEL expandLevel,
                                const std::vector<F>& expandFields, const SortKeys& sortBy,
-                               const std::string& offsetId);
+                               const std::string& offsetId) {
+        zeb::XObjectDescriptor::setQueryOptionsOffset(getVectorAsStringVector(fields), expandLevel,
+                                                      getVectorAsStringVector(expandFields),
+                                                      getSortByFieldsAsStringVector(sortBy), offsetId);
+    }
 
     /// Returns the texts of the keys, in the same order and with the same directions. A key that is not a
     /// value of the enumeration throws `std::out_of_range`.
@@ -102,6 +175,8 @@ class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
     /// Sets `line` to the line of each field before it reads the field.
     void fillFields(const zebutil::JsonObject& json, int& line);
     void writeFields(zebutil::JsonObject& json) const;
+    /// What the JSON of a field should be, as text for a message; empty for a key that is not a field's.
+    static std::string expectedAt(const std::string& key);
 };
 
 /// The common base of all objects. An object is an element as the service published it. Its descriptor `D`
@@ -125,11 +200,21 @@ class CLAMPCONTROL_EXPORT DataObject : public zeb::XObject<D> {
     /// throws. Does nothing if `json` is null.
     void fillFromJson(std::shared_ptr<zebutil::JsonObject> json) override;
 
-    /// Like the function of `zeb::XObject`.
+    /// Returns a descriptor of this very element, to subscribe to it again, to find it again or to write it.
+    /// It has the id, the name and the uri. Its filter asks for the id, if there is one. It has none of the
+    /// fields and no query options, unlike `getDescriptor()`, which finds the element only while it has the
+    /// same values.
+    D getIdentityDescriptor() const;
+
+    /// Like the function of `zeb::XObject`, on every platform.
     std::unique_ptr<typename D::Resource> copyWithIdFromUri(const std::string& uri) const;
 
-    /// Returns, as text for a message, what the JSON has in the place of a field that is absent: what ended
-    /// the fill at "id", "name" or "uri", or what was found at `key`.
+    /// Returns the element as text for a message: its id, name, uri and fields as JSON, or why they cannot be
+    /// written. Throws only for want of memory.
+    std::string toString() const;
+
+    /// Returns, as text for a message, why a field is absent: what ended the fill at "id", "name" or "uri",
+    /// or what the JSON has at `key` and what was expected there.
     std::string whyAbsent(const std::string& key) const;
 
  protected:
@@ -137,5 +222,13 @@ class CLAMPCONTROL_EXPORT DataObject : public zeb::XObject<D> {
     /// JSON or without the key. Throws the exceptions of the JSON's string getter.
     Optional<std::string> getAsString(const std::string& key) const;
 };
+
+/// Prints the element as `toString()` does. The stream is a `std::ostream`.
+template <typename Out, typename D>
+std::enable_if_t<std::is_convertible_v<Out*, std::ostream*>, Out&> operator<<(Out& out,
+                                                                              const DataObject<D>& element) {
+    out << element.toString();
+    return out;
+}
 
 }  // namespace zebobjects_ZEB

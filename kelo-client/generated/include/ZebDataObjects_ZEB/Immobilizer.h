@@ -17,7 +17,7 @@ namespace zebobjects_ZEB {
 
 /// The immobilizer service, which publishes the lock state of the immobilizer, its key-learning values, its life-cycle
 /// state, the vehicle identification number, and its notifications.
-class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
+class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service, public EnumerationTexts {
  public:
     using zeb::Service::Service;
 
@@ -37,6 +37,7 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
     };
     static const std::map<INFO_FIELDS, std::string> mapInfoFields2String;
     static const std::map<std::string, INFO_FIELDS> mapString2InfoFields;
+    friend const std::map<INFO_FIELDS, std::string>& keysOf(INFO_FIELDS) { return mapInfoFields2String; }
 
     class Info;
 
@@ -116,11 +117,8 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
     };
     static const std::map<NOTIFICATION_TYPE, std::string> mapNotificationType2String;
     static const std::map<std::string, NOTIFICATION_TYPE> mapString2NotificationType;
-    static std::string to_string(NOTIFICATION_TYPE value) {
-        return literalAndNumber(value, mapNotificationType2String);
-    }
-    static std::string to_string(const Optional<NOTIFICATION_TYPE>& value) {
-        return literalAndNumber(value, mapNotificationType2String);
+    friend Literals<NOTIFICATION_TYPE> literalsOf(NOTIFICATION_TYPE) {
+        return {mapNotificationType2String, mapString2NotificationType};
     }
 
     /// The keys of Notification, for query options.
@@ -133,6 +131,9 @@ class CLAMPCONTROL_EXPORT ImmobilizerService : public zeb::Service {
     };
     static const std::map<NOTIFICATION_FIELDS, std::string> mapNotificationFields2String;
     static const std::map<std::string, NOTIFICATION_FIELDS> mapString2NotificationFields;
+    friend const std::map<NOTIFICATION_FIELDS, std::string>& keysOf(NOTIFICATION_FIELDS) {
+        return mapNotificationFields2String;
+    }
 
     class Notification;
 

@@ -18,7 +18,7 @@ namespace zebobjects_ZEB {
 /// The service-management service, which publishes its transactions, their operations, their activation for a user,
 /// connection states and signed payloads. The library passes these settings between service and application without
 /// acting on them.
-class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
+class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service, public EnumerationTexts {
  public:
     using zeb::Service::Service;
 
@@ -49,11 +49,8 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         mapAllUsersTransactionActivationTypeDisabledReason2String;
     static const std::map<std::string, ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>
         mapString2AllUsersTransactionActivationTypeDisabledReason;
-    static std::string to_string(ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON value) {
-        return literalAndNumber(value, mapAllUsersTransactionActivationTypeDisabledReason2String);
-    }
-    static std::string to_string(const Optional<ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON>& value) {
-        return literalAndNumber(value, mapAllUsersTransactionActivationTypeDisabledReason2String);
+    friend Literals<ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON> literalsOf(ALLUSERSTRANSACTIONACTIVATIONTYPE_DISABLEDREASON) {
+        return {mapAllUsersTransactionActivationTypeDisabledReason2String, mapString2AllUsersTransactionActivationTypeDisabledReason};
     }
 
     /// The keys of AllUsersTransactionActivationType, for query options.
@@ -68,6 +65,9 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         mapAllUsersTransactionActivationTypeFields2String;
     static const std::map<std::string, ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS>
         mapString2AllUsersTransactionActivationTypeFields;
+    friend const std::map<ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS, std::string>& keysOf(ALLUSERSTRANSACTIONACTIVATIONTYPE_FIELDS) {
+        return mapAllUsersTransactionActivationTypeFields2String;
+    }
 
     class AllUsersTransactionActivationType;
 
@@ -125,6 +125,9 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
     };
     static const std::map<BINARYSIGNED_FIELDS, std::string> mapBinarySignedFields2String;
     static const std::map<std::string, BINARYSIGNED_FIELDS> mapString2BinarySignedFields;
+    friend const std::map<BINARYSIGNED_FIELDS, std::string>& keysOf(BINARYSIGNED_FIELDS) {
+        return mapBinarySignedFields2String;
+    }
 
     class BinarySigned;
 
@@ -176,11 +179,8 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
     };
     static const std::map<CONNECTIONSTATE_CONNECTIONSTATE, std::string> mapConnectionStateConnectionState2String;
     static const std::map<std::string, CONNECTIONSTATE_CONNECTIONSTATE> mapString2ConnectionStateConnectionState;
-    static std::string to_string(CONNECTIONSTATE_CONNECTIONSTATE value) {
-        return literalAndNumber(value, mapConnectionStateConnectionState2String);
-    }
-    static std::string to_string(const Optional<CONNECTIONSTATE_CONNECTIONSTATE>& value) {
-        return literalAndNumber(value, mapConnectionStateConnectionState2String);
+    friend Literals<CONNECTIONSTATE_CONNECTIONSTATE> literalsOf(CONNECTIONSTATE_CONNECTIONSTATE) {
+        return {mapConnectionStateConnectionState2String, mapString2ConnectionStateConnectionState};
     }
 
     /// The keys of ConnectionState, for query options.
@@ -192,6 +192,9 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
     };
     static const std::map<CONNECTIONSTATE_FIELDS, std::string> mapConnectionStateFields2String;
     static const std::map<std::string, CONNECTIONSTATE_FIELDS> mapString2ConnectionStateFields;
+    friend const std::map<CONNECTIONSTATE_FIELDS, std::string>& keysOf(CONNECTIONSTATE_FIELDS) {
+        return mapConnectionStateFields2String;
+    }
 
     class ConnectionState;
 
@@ -237,11 +240,8 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         mapHttpOperationTypeAuthorizationLevel2String;
     static const std::map<std::string, HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL>
         mapString2HttpOperationTypeAuthorizationLevel;
-    static std::string to_string(HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL value) {
-        return literalAndNumber(value, mapHttpOperationTypeAuthorizationLevel2String);
-    }
-    static std::string to_string(const Optional<HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL>& value) {
-        return literalAndNumber(value, mapHttpOperationTypeAuthorizationLevel2String);
+    friend Literals<HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL> literalsOf(HTTPOPERATIONTYPE_AUTHORIZATIONLEVEL) {
+        return {mapHttpOperationTypeAuthorizationLevel2String, mapString2HttpOperationTypeAuthorizationLevel};
     }
 
     /// The client keys of a TLS connection.
@@ -254,11 +254,8 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         mapHttpOperationTypeTlsClientKeyIdType2String;
     static const std::map<std::string, HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE>
         mapString2HttpOperationTypeTlsClientKeyIdType;
-    static std::string to_string(HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE value) {
-        return literalAndNumber(value, mapHttpOperationTypeTlsClientKeyIdType2String);
-    }
-    static std::string to_string(const Optional<HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE>& value) {
-        return literalAndNumber(value, mapHttpOperationTypeTlsClientKeyIdType2String);
+    friend Literals<HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE> literalsOf(HTTPOPERATIONTYPE_TLSCLIENTKEYIDTYPE) {
+        return {mapHttpOperationTypeTlsClientKeyIdType2String, mapString2HttpOperationTypeTlsClientKeyIdType};
     }
 
     /// The trust levels of a time.
@@ -270,11 +267,8 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         mapHttpOperationTypeTlsServerTimeTrustLevel2String;
     static const std::map<std::string, HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>
         mapString2HttpOperationTypeTlsServerTimeTrustLevel;
-    static std::string to_string(HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL value) {
-        return literalAndNumber(value, mapHttpOperationTypeTlsServerTimeTrustLevel2String);
-    }
-    static std::string to_string(const Optional<HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL>& value) {
-        return literalAndNumber(value, mapHttpOperationTypeTlsServerTimeTrustLevel2String);
+    friend Literals<HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL> literalsOf(HTTPOPERATIONTYPE_TLSSERVERTIMETRUSTLEVEL) {
+        return {mapHttpOperationTypeTlsServerTimeTrustLevel2String, mapString2HttpOperationTypeTlsServerTimeTrustLevel};
     }
 
     /// Which sides of a TLS connection can authenticate.
@@ -287,11 +281,8 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         mapHttpOperationTypeVehicleIntegrationTlsMode2String;
     static const std::map<std::string, HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE>
         mapString2HttpOperationTypeVehicleIntegrationTlsMode;
-    static std::string to_string(HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE value) {
-        return literalAndNumber(value, mapHttpOperationTypeVehicleIntegrationTlsMode2String);
-    }
-    static std::string to_string(const Optional<HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE>& value) {
-        return literalAndNumber(value, mapHttpOperationTypeVehicleIntegrationTlsMode2String);
+    friend Literals<HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE> literalsOf(HTTPOPERATIONTYPE_VEHICLEINTEGRATIONTLSMODE) {
+        return {mapHttpOperationTypeVehicleIntegrationTlsMode2String, mapString2HttpOperationTypeVehicleIntegrationTlsMode};
     }
 
     /// The keys of HttpOperationType, for query options.
@@ -312,6 +303,9 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
     };
     static const std::map<HTTPOPERATIONTYPE_FIELDS, std::string> mapHttpOperationTypeFields2String;
     static const std::map<std::string, HTTPOPERATIONTYPE_FIELDS> mapString2HttpOperationTypeFields;
+    friend const std::map<HTTPOPERATIONTYPE_FIELDS, std::string>& keysOf(HTTPOPERATIONTYPE_FIELDS) {
+        return mapHttpOperationTypeFields2String;
+    }
 
     class HttpOperationType;
 
@@ -460,11 +454,8 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         mapMqttOperationTypePayloadSecurityLevel2String;
     static const std::map<std::string, MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL>
         mapString2MqttOperationTypePayloadSecurityLevel;
-    static std::string to_string(MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL value) {
-        return literalAndNumber(value, mapMqttOperationTypePayloadSecurityLevel2String);
-    }
-    static std::string to_string(const Optional<MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL>& value) {
-        return literalAndNumber(value, mapMqttOperationTypePayloadSecurityLevel2String);
+    friend Literals<MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL> literalsOf(MQTTOPERATIONTYPE_PAYLOADSECURITYLEVEL) {
+        return {mapMqttOperationTypePayloadSecurityLevel2String, mapString2MqttOperationTypePayloadSecurityLevel};
     }
 
     /// The keys of MqttOperationType, for query options.
@@ -477,6 +468,9 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
     };
     static const std::map<MQTTOPERATIONTYPE_FIELDS, std::string> mapMqttOperationTypeFields2String;
     static const std::map<std::string, MQTTOPERATIONTYPE_FIELDS> mapString2MqttOperationTypeFields;
+    friend const std::map<MQTTOPERATIONTYPE_FIELDS, std::string>& keysOf(MQTTOPERATIONTYPE_FIELDS) {
+        return mapMqttOperationTypeFields2String;
+    }
 
     class MqttOperationType;
 
@@ -549,11 +543,8 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
         mapTransactionActivationTypeDisabledReason2String;
     static const std::map<std::string, TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>
         mapString2TransactionActivationTypeDisabledReason;
-    static std::string to_string(TRANSACTIONACTIVATIONTYPE_DISABLEDREASON value) {
-        return literalAndNumber(value, mapTransactionActivationTypeDisabledReason2String);
-    }
-    static std::string to_string(const Optional<TRANSACTIONACTIVATIONTYPE_DISABLEDREASON>& value) {
-        return literalAndNumber(value, mapTransactionActivationTypeDisabledReason2String);
+    friend Literals<TRANSACTIONACTIVATIONTYPE_DISABLEDREASON> literalsOf(TRANSACTIONACTIVATIONTYPE_DISABLEDREASON) {
+        return {mapTransactionActivationTypeDisabledReason2String, mapString2TransactionActivationTypeDisabledReason};
     }
 
     /// The keys of TransactionActivationType, for query options.
@@ -566,6 +557,9 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
     };
     static const std::map<TRANSACTIONACTIVATIONTYPE_FIELDS, std::string> mapTransactionActivationTypeFields2String;
     static const std::map<std::string, TRANSACTIONACTIVATIONTYPE_FIELDS> mapString2TransactionActivationTypeFields;
+    friend const std::map<TRANSACTIONACTIVATIONTYPE_FIELDS, std::string>& keysOf(TRANSACTIONACTIVATIONTYPE_FIELDS) {
+        return mapTransactionActivationTypeFields2String;
+    }
 
     class TransactionActivationType;
 
@@ -625,11 +619,8 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
     };
     static const std::map<TRANSACTIONTYPE_PRIVACYGROUPS, std::string> mapTransactionTypePrivacyGroups2String;
     static const std::map<std::string, TRANSACTIONTYPE_PRIVACYGROUPS> mapString2TransactionTypePrivacyGroups;
-    static std::string to_string(TRANSACTIONTYPE_PRIVACYGROUPS value) {
-        return literalAndNumber(value, mapTransactionTypePrivacyGroups2String);
-    }
-    static std::string to_string(const Optional<TRANSACTIONTYPE_PRIVACYGROUPS>& value) {
-        return literalAndNumber(value, mapTransactionTypePrivacyGroups2String);
+    friend Literals<TRANSACTIONTYPE_PRIVACYGROUPS> literalsOf(TRANSACTIONTYPE_PRIVACYGROUPS) {
+        return {mapTransactionTypePrivacyGroups2String, mapString2TransactionTypePrivacyGroups};
     }
 
     /// The keys of TransactionType, for query options.
@@ -644,6 +635,9 @@ class CLAMPCONTROL_EXPORT ServicemanagementService : public zeb::Service {
     };
     static const std::map<TRANSACTIONTYPE_FIELDS, std::string> mapTransactionTypeFields2String;
     static const std::map<std::string, TRANSACTIONTYPE_FIELDS> mapString2TransactionTypeFields;
+    friend const std::map<TRANSACTIONTYPE_FIELDS, std::string>& keysOf(TRANSACTIONTYPE_FIELDS) {
+        return mapTransactionTypeFields2String;
+    }
 
     class TransactionType;
 

@@ -17,7 +17,7 @@ namespace zebobjects_ZEB {
 
 /// A service that has a field of every kind. This text is long enough to need a second line of the comment that it
 /// becomes.
-class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
+class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service, public EnumerationTexts {
  public:
     using zeb::Service::Service;
 
@@ -32,6 +32,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
     };
     static const std::map<PART_FIELDS, std::string> mapPartFields2String;
     static const std::map<std::string, PART_FIELDS> mapString2PartFields;
+    friend const std::map<PART_FIELDS, std::string>& keysOf(PART_FIELDS) { return mapPartFields2String; }
 
     class Part;
 
@@ -72,10 +73,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
     };
     static const std::map<WHOLE_KINDS, std::string> mapWholeKinds2String;
     static const std::map<std::string, WHOLE_KINDS> mapString2WholeKinds;
-    static std::string to_string(WHOLE_KINDS value) { return literalAndNumber(value, mapWholeKinds2String); }
-    static std::string to_string(const Optional<WHOLE_KINDS>& value) {
-        return literalAndNumber(value, mapWholeKinds2String);
-    }
+    friend Literals<WHOLE_KINDS> literalsOf(WHOLE_KINDS) { return {mapWholeKinds2String, mapString2WholeKinds}; }
 
     /// The values of the enumeration.
     enum class WHOLE_STATE : std::int32_t {
@@ -84,10 +82,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
     };
     static const std::map<WHOLE_STATE, std::string> mapWholeState2String;
     static const std::map<std::string, WHOLE_STATE> mapString2WholeState;
-    static std::string to_string(WHOLE_STATE value) { return literalAndNumber(value, mapWholeState2String); }
-    static std::string to_string(const Optional<WHOLE_STATE>& value) {
-        return literalAndNumber(value, mapWholeState2String);
-    }
+    friend Literals<WHOLE_STATE> literalsOf(WHOLE_STATE) { return {mapWholeState2String, mapString2WholeState}; }
 
     /// The keys of Whole, for query options.
     enum class WHOLE_FIELDS : std::int32_t {
@@ -105,6 +100,7 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
     };
     static const std::map<WHOLE_FIELDS, std::string> mapWholeFields2String;
     static const std::map<std::string, WHOLE_FIELDS> mapString2WholeFields;
+    friend const std::map<WHOLE_FIELDS, std::string>& keysOf(WHOLE_FIELDS) { return mapWholeFields2String; }
 
     class Whole;
 
@@ -195,11 +191,8 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         mapResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong2String;
     static const std::map<std::string, RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>
         mapString2ResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong;
-    static std::string to_string(RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG value) {
-        return literalAndNumber(value, mapResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong2String);
-    }
-    static std::string to_string(const Optional<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG>& value) {
-        return literalAndNumber(value, mapResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong2String);
+    friend Literals<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG> literalsOf(RESOURCEWITHARATHERLONGNAMEOFITSOWN_ANENUMERATIONWHOSENAMEISLONG) {
+        return {mapResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong2String, mapString2ResourceWithARatherLongNameOfItsOwnAnEnumerationWhoseNameIsLong};
     }
 
     /// A list of enumeration values with long names.
@@ -211,11 +204,8 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         mapResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName2String;
     static const std::map<std::string, RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>
         mapString2ResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName;
-    static std::string to_string(RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME value) {
-        return literalAndNumber(value, mapResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName2String);
-    }
-    static std::string to_string(const Optional<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME>& value) {
-        return literalAndNumber(value, mapResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName2String);
+    friend Literals<RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME> literalsOf(RESOURCEWITHARATHERLONGNAMEOFITSOWN_ALISTOFTHEMWITHALONGNAME) {
+        return {mapResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName2String, mapString2ResourceWithARatherLongNameOfItsOwnAListOfThemWithALongName};
     }
 
     /// The keys of ResourceWithARatherLongNameOfItsOwn, for query options.
@@ -230,6 +220,9 @@ class CLAMPCONTROL_EXPORT EverythingService : public zeb::Service {
         mapResourceWithARatherLongNameOfItsOwnFields2String;
     static const std::map<std::string, RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS>
         mapString2ResourceWithARatherLongNameOfItsOwnFields;
+    friend const std::map<RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS, std::string>& keysOf(RESOURCEWITHARATHERLONGNAMEOFITSOWN_FIELDS) {
+        return mapResourceWithARatherLongNameOfItsOwnFields2String;
+    }
 
     class ResourceWithARatherLongNameOfItsOwn;
 
