@@ -9,12 +9,9 @@
 #include <zebutil/LoggerFactory.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
-#include <algorithm>
-#include <utility>
-
 #include "ProcessBase.h"
 #include "ProcessLogging.h"
-#include "WaitingCalls.h"
+#include "StopObservers.h"
 
 namespace kelo_client {
 
@@ -55,7 +52,7 @@ std::shared_ptr<ClientServiceBase> ClientServiceBase::getInstance() {
     return base;
 }
 
-ClientServiceBase::ClientServiceBase() = default;
+ClientServiceBase::ClientServiceBase() : stopObservers_(std::make_shared<StopObservers>()) {}
 
 ClientServiceBase::~ClientServiceBase() {
     stop();
@@ -66,39 +63,39 @@ bool ClientServiceBase::isOfParentProcess() const {
     return process != 0 && process != ::getpid();
 }
 
-void ClientServiceBase::endWhenStopped(const std::shared_ptr<WaitingCalls>& calls) {
-    {
-        const std::lock_guard lock(waitingMutex_);
-        if (!isStopped_) {
-            waitingCalls_.erase(std::remove_if(waitingCalls_.begin(), waitingCalls_.end(),
-                                               [](const auto& other) { return other.expired(); }),
-                                waitingCalls_.end());
-            waitingCalls_.push_back(calls);
-            return;
-        }
-    }
-    calls->close(kStopped);
+void ClientServiceBase::tellWhenStopped(const std::shared_ptr<StopObserver>& observer) {
+    stopObservers_->add(observer);
 }
 
-void ClientServiceBase::endWaitingCalls() {
-    std::vector<std::weak_ptr<WaitingCalls>> waiting;
-    {
-        const std::lock_guard lock(waitingMutex_);
-        isStopped_ = true;
-        waiting.swap(waitingCalls_);
-    }
-    for (const auto& calls : waiting) {
-        if (const auto ended = calls.lock()) {
-            attempt([&ended] { ended->close(kStopped); });
-        }
-    }
+bool ClientServiceBase::isStopped() const {
+    return stopObservers_->areStopped();
+}
+
+std::string ClientServiceBase::getConstructionFailure() const {
+    const std::lock_guard lock(diagnosticsMutex_);
+    return constructionFailure_;
+}
+
+void ClientServiceBase::noteConstructionFailure(const std::string& why) {
+    const std::lock_guard lock(diagnosticsMutex_);
+    constructionFailure_ = why;
+}
+
+std::string ClientServiceBase::getConfigurationFile() const {
+    const std::lock_guard lock(diagnosticsMutex_);
+    return configurationFile_;
+}
+
+void ClientServiceBase::noteConfigurationFile(const std::string& file) {
+    const std::lock_guard lock(diagnosticsMutex_);
+    configurationFile_ = file;
 }
 
 void ClientServiceBase::stop() noexcept {
     if (isOfParentProcess()) {
         return;
     }
-    attempt([this] { endWaitingCalls(); });
+    stopObservers_->tellStopping(kStopped);
     if (elementRegistry_) {
         attempt([this] { elementRegistry_->unsubscribeFromAll(); });
     }

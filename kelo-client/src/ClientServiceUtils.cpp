@@ -15,6 +15,11 @@
 #include <mutex>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
+
+#include "ProcessBase.h"
+#include "RegistryMode.h"
+#include "StopObservers.h"
 
 namespace kelo_client {
 
@@ -29,6 +34,14 @@ std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> startedExecutor(zebutil:
         executorName, loggerFactory.createLogger(loggerName));
     executor->start();
     return executor;
+}
+
+// While the process exits, what the application would be told with may not exist any more.
+void tellStopped(StopObservers& observers) {
+    const auto isExiting = [] { return !ProcessBase::Visit().admitted(); };
+    if (!isExiting()) {
+        observers.tellStopped();
+    }
 }
 
 void refuseIfNull(const std::shared_ptr<ClientServiceBase>& base) {
@@ -64,6 +77,7 @@ std::shared_ptr<ClientServiceBase> ClientServiceUtils::CreateClientServiceBase(
 
 void ClientServiceUtils::fill(ClientServiceBase& base, const std::string& configFile) {
     base.process_ = ::getpid();
+    base.noteConfigurationFile(configFile);
     // What an earlier attempt has made stays: the factories read the environment, which only a thread of the
     // application may do, and this may be another.
     if (!base.tpAccessFactory_) {
@@ -76,22 +90,21 @@ void ClientServiceUtils::fill(ClientServiceBase& base, const std::string& config
     base.configurationManager_->load();
     // Also for a client that cannot be made yet, which is made on this thread later.
     if (!base.zebExecutor_) {
-        base.zebExecutor_ = startedExecutor(*base.loggerFactory_, "***ZebExecutor", "zebExecutor");
+        auto executor = startedExecutor(*base.loggerFactory_, "***ZebExecutor", "zebExecutor");
+        executor->addLast([observers = base.stopObservers_] { tellStopped(*observers); }, "clients stopped");
+        base.zebExecutor_ = std::move(executor);
     }
     if (base.configurationManager_->isToBeLoadedAgain()) {
         // The defaults would lead to an address, and to a protocol, that nobody has configured.
-        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
-                                "the configuration cannot be read for want of descriptors or memory");
+        throw std::system_error(
+            std::make_error_code(std::errc::resource_unavailable_try_again),
+            "the configuration " + configFile + " cannot be read for want of descriptors or memory");
     }
     base.httpExecutor_ = startedExecutor(*base.loggerFactory_, "***httpExecutor", "httpExecutor");
 
     const auto& registrySettings = base.configurationManager_->getServiceRegistrySettings();
-    if (registrySettings.mode == zeb::ZebServiceRegistry::STR_MODE_STATIC_ONLY) {
-        base.registryMode_ = static_cast<int>(Mode::StaticOnly);
-    } else if (registrySettings.mode == zeb::ZebServiceRegistry::STR_MODE_DYNAMIC_ONLY) {
-        base.registryMode_ = static_cast<int>(Mode::DynamicOnly);
-    } else if (registrySettings.mode == zeb::ZebServiceRegistry::STR_MODE_STATIC_BEFORE_DYNAMIC) {
-        base.registryMode_ = static_cast<int>(Mode::StaticBeforeDynamic);
+    if (const auto mode = registryModeOf(registrySettings.mode)) {
+        base.registryMode_ = static_cast<int>(*mode);
     }
 
     zeb::ZebServiceRegistry::Settings settings;

@@ -8,13 +8,13 @@
 #include <sys/stat.h>
 #include <zebutil/JsonException.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
 
 #include "SettingValue.h"
+#include "TextPlaces.h"
 
 namespace kelo_client {
 
@@ -25,11 +25,7 @@ std::string withPlace(const zebutil::JsonException& exception, std::string_view 
     if (!exception.byte()) {
         return exception.what();
     }
-    const std::string_view before = text.substr(0, *exception.byte());
-    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
-    const std::size_t lineBegin = before.rfind('\n') + 1;  // npos + 1 is 0
-    return "line " + std::to_string(line) + ", column " + std::to_string(before.size() - lineBegin + 1) +
-           ": " + std::string(exception.reason());
+    return TextPlaces(text).of(*exception.byte()).text() + ": " + std::string(exception.reason());
 }
 
 /// Throws what Poco throws for a root that is not an object. Returns if the text is not JSON at all.
@@ -48,9 +44,17 @@ void refuseOtherRoot(const std::string& text) {
 }  // namespace
 
 bool isMissing(const std::string& path) noexcept {
+    // The system would take what is before a NUL character for the path.
+    if (path.find('\0') != std::string::npos) {
+        return true;
+    }
     struct stat status {};
     return ::stat(path.c_str(), &status) != 0 &&
            (errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG);
+}
+
+bool mayPass(int error) noexcept {
+    return error == EMFILE || error == ENFILE || error == ENOMEM;
 }
 
 std::string readConfigurationFile(const std::string& path) {

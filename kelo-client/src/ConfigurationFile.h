@@ -15,6 +15,10 @@ constexpr std::size_t kLargestConfiguration = 1'048'576;
 /// returns false: reading the file then tells the reason.
 bool isMissing(const std::string& path) noexcept;
 
+/// Whether a file that could not be read for this error number of the system may be read later. The number
+/// then says nothing about the file.
+bool mayPass(int error) noexcept;
+
 /// Returns the content of a regular file. Never waits: whatever else is at the path is not opened.
 /// @throws Poco::Exception with the path, if it is not a regular file of at most kLargestConfiguration bytes
 ///         that can be read; with the system's error number as code, if opening or reading it failed

@@ -1,5 +1,4 @@
 #include <Poco/Exception.h>
-#include <Poco/Path.h>
 #include <csc_logging/CSCLogging.h>
 #include <internal/EscapedText.h>
 #include <kelo-client/ConfigurationManager.h>
@@ -9,7 +8,6 @@
 #include <zebutil/Optional.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <mutex>
 #include <new>
@@ -18,6 +16,8 @@
 #include <vector>
 
 #include "ConfigurationFile.h"
+#include "ConfigurationKeys.h"
+#include "ServiceEntry.h"
 #include "SettingValue.h"
 
 namespace kelo_client {
@@ -31,11 +31,6 @@ namespace {
 
 constexpr const char* kLoopback = "http://[::1]:80";
 
-/// Whether this error number of the system says nothing about the file.
-bool mayPass(int error) {
-    return error == EMFILE || error == ENFILE || error == ENOMEM;
-}
-
 milliseconds pingInterval(std::int64_t configured) {
     return milliseconds(std::max<std::int64_t>(configured, 0));
 }
@@ -45,43 +40,46 @@ milliseconds pongTimeout(milliseconds interval) {
     return interval > milliseconds::max() / 3 ? milliseconds::max() : 3 * interval;
 }
 
-/// The value that the strict getter returns; empty if the key is missing or has another type. An exception
-/// takes some microseconds, so a missing key is found without one.
-template <typename Value>
-std::optional<Value> find(const JsonObject& object, const std::string& key,
-                          Value (JsonObject::*get)(const std::string&) const) {
-    if (!object.has(key)) {
-        return std::nullopt;
-    }
-    try {
-        return (object.*get)(key);
-    } catch (const zebutil::JsonException&) {
-        return std::nullopt;
-    }
-}
-
-std::optional<std::string> findString(const JsonObject& object, const std::string& key) {
-    if (!object.isString(key)) {
-        return std::nullopt;
-    }
-    return object.getString(key);
-}
-
 zebutil::Optional<milliseconds> wrapped(milliseconds value) {
     return zebutil::Optional<milliseconds>(&value);
 }
 
-/// A document of the "services" section alone, so that the rest of the file takes no memory.
-std::string servicesAlone(const JsonObject& root) {
-    return root.isObject("services") ? R"({"services":)" + root.getObject("services")->toString() + "}"
-                                     : "{}";
+void addEntry(zeb::ZebServiceConfigurations::ServiceSettings& settings, const ServiceEntry& entry) {
+    if (!entry.isComplete()) {
+        return;
+    }
+    const milliseconds interval = pingInterval(*entry.watchdogTimeout);
+    settings.emplace(*entry.service,
+                     zeb::ZebServiceConfigurations::ServiceSetting(*entry.useSeparator, wrapped(interval),
+                                                                   wrapped(pongTimeout(interval))));
 }
 
+/// A document of the "services" section alone, so that the rest of the file takes no memory.
+std::string servicesAlone(const JsonObject& root) {
+    return root.isObject(keys::kServices) ? "{\"" + std::string(keys::kServices) +
+                                                "\":" + root.getObject(keys::kServices)->toString() + "}"
+                                          : "{}";
+}
+
+// Short enough to need no memory.
+constexpr const char* kNoMemory = "no memory";
+constexpr const char* kUnknown = "unknown fault";
+
 /// Without the memory for an error line, there is no way left to report anything.
-void logError(const char* text, const std::string& detail = {}) noexcept {
+void logUnknownFailure() noexcept {
     try {
-        CSCLogging::LogError(CSCLogEntry(text) << internal::escapedText(detail));
+        CSCLogging::LogError("Unknown exception when loading config file ");
     } catch (...) {
+        return;
+    }
+}
+
+void logFailure(const Poco::Exception& exception) noexcept {
+    try {
+        CSCLogging::LogError(CSCLogEntry("Loading config file failed, error: ")
+                             << internal::escapedText(exception.displayText()));
+    } catch (...) {
+        return;
     }
 }
 
@@ -99,13 +97,15 @@ class ConfigurationManager::Services {
 
     std::shared_ptr<const Map> read() {
         const std::lock_guard lock(mutex_);
-        for (const auto& section : std::exchange(unread_, {})) {
+        // What has been read counts already, so a call that runs out of memory loses nothing.
+        for (const auto& section : unread_) {
             for (const std::string& name : section->getKeys()) {
                 if (section->isObject(name)) {
                     map_->emplace(name, settingsOf(*section->getObject(name)));
                 }
             }
         }
+        unread_.clear();
         return map_;
     }
 
@@ -117,10 +117,10 @@ class ConfigurationManager::Services {
                 setting = std::make_shared<std::string>(*text);
             }
         };
-        take("serverBaseUri", settings.serverBaseUri);
-        take("serverBasePathHTTP", settings.serverBasePathHTTP);
-        take("serverBasePathWS", settings.serverBasePathWS);
-        take("separatorAfterRessource", settings.separatorAfterResource);
+        take(keys::kServerBaseUri, settings.serverBaseUri);
+        take(keys::kServerBasePathHttp, settings.serverBasePathHTTP);
+        take(keys::kServerBasePathWs, settings.serverBasePathWS);
+        take(keys::kSeparatorAfterRessource, settings.separatorAfterResource);
         return settings;
     }
 
@@ -148,87 +148,104 @@ ConfigurationManager::~ConfigurationManager() = default;
 
 void ConfigurationManager::load() {
     isToBeLoadedAgain_ = false;
-    if (configFile_.empty()) {
-        CSCLogging::LogError("Config File is not given!");
-        return;
-    }
     try {
-        const Poco::Path path(configFile_);
-        if (path.getFileName().empty()) {
+        loadFailure_.clear();
+        if (configFile_.empty()) {
+            loadFailure_ = "it is not given";
+            CSCLogging::LogError("Config File is not given!");
+        } else if (configFile_.back() == '/') {
+            loadFailure_ = "it is not a file";
             CSCLogging::LogError(CSCLogEntry("Config File is not a file: ") << configFile_);
         } else if (isMissing(configFile_)) {
+            loadFailure_ = "it does not exist";
             CSCLogging::LogError(CSCLogEntry("Config file does not exist: ") << configFile_);
         } else {
             CSCLogging::LogInfo(CSCLogEntry("Found config file: ") << configFile_ << " - try to load it");
-            parseFile();
+            auto root = parseConfiguration(readConfigurationFile(configFile_));
+            take(std::move(root));
         }
     } catch (const Poco::Exception& exception) {
         isToBeLoadedAgain_ = mayPass(exception.code());
-        logError("Loading config file failed, error: ", exception.displayText());
+        noteFailure(exception);
+        logFailure(exception);
     } catch (const std::bad_alloc&) {
         isToBeLoadedAgain_ = true;
-        logError("Unknown exception when loading config file ");
+        loadFailure_ = kNoMemory;
+        logUnknownFailure();
     } catch (...) {
-        logError("Unknown exception when loading config file ");
+        loadFailure_ = kUnknown;
+        logUnknownFailure();
     }
 }
 
-void ConfigurationManager::parseFile() {
-    auto root = parseConfiguration(readConfigurationFile(configFile_));
-    if (root->isObject("serviceRegistrySettings")) {
-        parseServiceRegistrySettings(*root->getObject("serviceRegistrySettings"));
+void ConfigurationManager::noteFailure(const Poco::Exception& exception) noexcept {
+    try {
+        loadFailure_ = exception.displayText();
+    } catch (const std::bad_alloc&) {
+        loadFailure_ = kNoMemory;
     }
+}
+
+void ConfigurationManager::take(std::shared_ptr<const JsonObject> root) {
+    ServiceRegistrySettings registry = withSettingsOf(*root);
     const std::string services = servicesAlone(*root);
     root.reset();
-    root_ = JsonObject::parse(services);
-    parseServices(*root_);
+    keep(std::move(registry), JsonObject::parse(services));
+}
+
+void ConfigurationManager::keep(ServiceRegistrySettings&& registry, std::shared_ptr<const JsonObject> root) {
+    parseServices(*root);
+    // From here on, nothing can fail. A file that is read in part would be worse than none.
+    root_ = std::move(root);
+    replaceRegistrySettings(std::move(registry));
 }
 
 void ConfigurationManager::parseProperties(std::shared_ptr<const JsonObject> root) {
     if (root == nullptr) {
         return;
     }
-    if (root->isObject("serviceRegistrySettings")) {
-        parseServiceRegistrySettings(*root->getObject("serviceRegistrySettings"));
-    }
+    ServiceRegistrySettings registry = withSettingsOf(*root);
     parseServices(*root);
+    replaceRegistrySettings(std::move(registry));
 }
 
-void ConfigurationManager::parseServiceRegistrySettings(const JsonObject& settings) {
-    if (const auto mode = findString(settings, "mode")) {
-        serviceRegistrySettings_.mode = *mode;
+/// The settings in force, with those of the file added. The map is a copy.
+ConfigurationManager::ServiceRegistrySettings ConfigurationManager::withSettingsOf(
+    const JsonObject& root) const {
+    ServiceRegistrySettings result = serviceRegistrySettings_;
+    result.serviceSettings =
+        std::make_shared<zeb::ZebServiceConfigurations::ServiceSettings>(*result.serviceSettings);
+    if (!root.isObject(keys::kServiceRegistrySettings)) {
+        return result;
     }
-    if (const auto httpUri = findString(settings, "httpUri")) {
-        serviceRegistrySettings_.httpUri = *httpUri;
+    const auto settings = root.getObject(keys::kServiceRegistrySettings);
+    if (const auto mode = findString(*settings, keys::kMode)) {
+        result.mode = *mode;
     }
-    if (!settings.isArray("serviceSettings")) {
-        return;
+    if (const auto httpUri = findString(*settings, keys::kHttpUri)) {
+        result.httpUri = *httpUri;
     }
+    if (settings->isArray(keys::kServiceSettings)) {
+        const auto elements = settings->getArray(keys::kServiceSettings);
+        for (std::size_t index = 0; index < elements->size(); ++index) {
+            if (elements->isObject(index)) {
+                addEntry(*result.serviceSettings, ServiceEntry::of(*elements->getObject(index)));
+            }
+        }
+    }
+    return result;
+}
 
-    const auto elements = settings.getArray("serviceSettings");
-    for (std::size_t index = 0; index < elements->size(); ++index) {
-        if (!elements->isObject(index)) {
-            continue;
-        }
-        const auto element = elements->getObject(index);
-        const auto service = findString(*element, "service");
-        const auto useSeparator =
-            service ? find(*element, "useSeparator", &JsonObject::getBool) : std::nullopt;
-        const auto watchdogTimeout =
-            useSeparator ? find(*element, "watchdogTimeout", &JsonObject::getInt64) : std::nullopt;
-        if (!watchdogTimeout) {
-            continue;
-        }
-        const milliseconds interval = pingInterval(*watchdogTimeout);
-        serviceRegistrySettings_.serviceSettings->emplace(
-            *service, zeb::ZebServiceConfigurations::ServiceSetting(*useSeparator, wrapped(interval),
-                                                                    wrapped(pongTimeout(interval))));
-    }
+void ConfigurationManager::replaceRegistrySettings(ServiceRegistrySettings&& settings) noexcept {
+    serviceRegistrySettings_.mode.swap(settings.mode);
+    serviceRegistrySettings_.httpUri.swap(settings.httpUri);
+    // Others share the map.
+    serviceRegistrySettings_.serviceSettings->swap(*settings.serviceSettings);
 }
 
 void ConfigurationManager::parseServices(const JsonObject& root) {
-    if (root.isObject("services")) {
-        services_->add(root.getObject("services"));
+    if (root.isObject(keys::kServices)) {
+        services_->add(root.getObject(keys::kServices));
     }
 }
 
@@ -243,10 +260,10 @@ std::shared_ptr<zeb::ZebServiceConfigurations::ServiceSettings> ConfigurationMan
 }
 
 std::shared_ptr<const JsonObject> ConfigurationManager::sectionOf(const std::string& service) const {
-    if (!root_ || !root_->isObject("services")) {
+    if (!root_ || !root_->isObject(keys::kServices)) {
         return nullptr;
     }
-    const auto services = root_->getObject("services");
+    const auto services = root_->getObject(keys::kServices);
     return services->isObject(service) ? services->getObject(service) : nullptr;
 }
 
@@ -263,15 +280,15 @@ long ConfigurationManager::getIntValueOfService(const std::string& service, cons
 }
 
 std::string ConfigurationManager::getServerBaseUri(const std::string& service) const {
-    return getValueOfService(service, "serverBaseUri", "/");
+    return getValueOfService(service, keys::kServerBaseUri, "/");
 }
 
 std::string ConfigurationManager::getServerBasePath(const std::string& service) const {
-    return getValueOfService(service, "serverBasePathHTTP", "/");
+    return getValueOfService(service, keys::kServerBasePathHttp, "/");
 }
 
 std::string ConfigurationManager::getSeparatorAfterResource(const std::string& service) const {
-    return getValueOfService(service, "separatorAfterRessource", "/");
+    return getValueOfService(service, keys::kSeparatorAfterRessource, "/");
 }
 
 bool ConfigurationManager::isServiceConfigurationKnown(const std::string& service) const {
@@ -279,7 +296,7 @@ bool ConfigurationManager::isServiceConfigurationKnown(const std::string& servic
 }
 
 milliseconds ConfigurationManager::getWatchdogPingInterval(const std::string& service) const {
-    return pingInterval(getIntValueOfService(service, "watchdogTimeout", 0));
+    return pingInterval(getIntValueOfService(service, keys::kWatchdogTimeout, 0));
 }
 
 milliseconds ConfigurationManager::getWatchdogPongTimeout(const std::string& service) const {

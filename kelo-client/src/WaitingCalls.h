@@ -5,6 +5,8 @@
 #include <mutex>
 #include <vector>
 
+#include "StopObservers.h"
+
 namespace kelo_client {
 
 /// The calls of one client that wait for an answer or a notification. Whatever makes the wait useless ends it
@@ -12,7 +14,7 @@ namespace kelo_client {
 ///
 /// Owned by the client; the client-service base refers to it weakly. Thread safety: any thread. No lock is
 /// held while a call is woken up.
-class WaitingCalls {
+class WaitingCalls : public StopObserver {
  public:
     /// One call, registered for as long as this object lives. Register it before looking at what the call
     /// depends on: then either the call sees that this is gone, or it is woken up.
@@ -41,6 +43,8 @@ class WaitingCalls {
 
     /// Also ends every later call at once. The first reason counts.
     void close(const char* reason);
+
+    void onStopping(const char* reason) override { close(reason); }
 
  private:
     std::mutex mutex_;

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
-#include <vector>
+#include <string>
 
 namespace zeb {
 class DefaultWebsocketManagerFactory;
@@ -23,7 +23,8 @@ class SingleThreadAsyncTaskExecutor;
 namespace kelo_client {
 
 class ConfigurationManager;
-class WaitingCalls;
+class StopObserver;
+class StopObservers;
 
 /// The platform objects that all service clients of a process share. Empty until
 /// ClientServiceUtils::CreateClientServiceBase has filled it. When that has failed, some getters return
@@ -54,9 +55,19 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
     /// is everything but the log lines and the farewells to the server.
     void stop() noexcept;
 
-    /// Registers a client's waiting calls. stop() ends them first, because they would wait in vain, and it
-    /// ends every later call as well. If the base has been stopped, that happens at once.
-    void endWhenStopped(const std::shared_ptr<WaitingCalls>& calls);
+    /// Registers a part of a client, held weakly, that stop() tells first: a call that waits would wait in
+    /// vain from then on. If the base has been stopped, that happens at once.
+    void tellWhenStopped(const std::shared_ptr<StopObserver>& observer);
+
+    /// Whether stop() was called.
+    bool isStopped() const;
+
+    /// Why the last client that was to be made could not be; empty if it could.
+    std::string getConstructionFailure() const;
+    void noteConstructionFailure(const std::string& why);
+
+    /// The configuration file that was read, or tried last; empty before that.
+    std::string getConfigurationFile() const;
 
     const std::shared_ptr<zeb::DefaultWebsocketManagerFactory>& getWebsocketManagerFactory() const {
         return websocketManagerFactory_;
@@ -90,7 +101,7 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
 
     ClientServiceBase();
 
-    void endWaitingCalls();
+    void noteConfigurationFile(const std::string& file);
 
     // Destroyed in reverse order, because each may use those above it.
     std::shared_ptr<zeb::DefaultWebsocketManagerFactory> websocketManagerFactory_;
@@ -107,9 +118,11 @@ class CLAMPCONTROL_EXPORT ClientServiceBase {
 
     std::atomic<pid_t> process_ = 0;  ///< that has filled the base; 0: none
 
-    std::mutex waitingMutex_;
-    std::vector<std::weak_ptr<WaitingCalls>> waitingCalls_;
-    bool isStopped_ = false;
+    const std::shared_ptr<StopObservers> stopObservers_;
+
+    mutable std::mutex diagnosticsMutex_;
+    std::string configurationFile_;
+    std::string constructionFailure_;
 };
 
 }  // namespace kelo_client

@@ -24,6 +24,13 @@ class CLAMPCONTROL_EXPORT ClientServiceUtils {
 
     /// Returns the base of the process. The first call reads the configuration, builds the platform objects
     /// and starts the executors. Later calls change nothing, whatever path they are given.
+    ///
+    /// A client or a follower calls this itself when it is constructed, with the path of the vehicle's
+    /// configuration. To use another file, call this before the first of them is constructed:
+    ///
+    ///     kelo_client::ClientServiceUtils::CreateClientServiceBase("my.json");
+    ///     clampcontrolclient::ClampControlClient client;
+    ///
     /// @param configFile path of the client configuration; if it cannot be used, the defaults apply and the
     ///        log says so
     /// @throws std::system_error if the configuration cannot be read for want of descriptors or memory, and

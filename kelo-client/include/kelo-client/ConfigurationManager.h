@@ -17,8 +17,9 @@ class JsonObject;
 namespace kelo_client {
 
 /// The client's configuration: a JSON file that is read once, at start-up, with the settings of each remote
-/// service. The README describes the file, which may have 1 MiB. A missing or broken file is logged, and the
-/// defaults stay in force.
+/// service. docs/configuration.md describes the file, which may have 1 MiB. A missing or broken file is
+/// logged, and the defaults stay in force. checkConfiguration() in ConfigurationCheck.h says what is wrong
+/// with a file.
 ///
 /// Shared by the client-service base and the service registry. Thread safety: call load and parseProperties
 /// first, on one thread; after that, every function may be called from any thread.
@@ -50,12 +51,20 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
     explicit ConfigurationManager(const std::string& configFile);
     ~ConfigurationManager() override;
 
-    /// Reads the file. Never throws; every failure is logged at error level.
+    /// Reads the file. The path is used as it is: "~" is a name like any other. Never throws; every failure
+    /// is logged at error level, and leaves the defaults in force. Without memory even the log line may be
+    /// missing; see isToBeLoadedAgain.
     void load();
 
     /// Whether load failed for want of descriptors or memory, which may pass. The defaults in force then say
     /// nothing about the file.
     bool isToBeLoadedAgain() const { return isToBeLoadedAgain_; }
+
+    /// The path that was given to the constructor.
+    const std::string& getConfigurationFile() const { return configFile_; }
+
+    /// Why load has not read the file; empty if it has. For people.
+    const std::string& getLoadFailure() const { return loadFailure_; }
 
     /// Applies the settings of a parsed file; a null root changes nothing. A key of the wrong JSON type
     /// counts as absent. If there are two entries for the same service, the first one counts.
@@ -95,15 +104,22 @@ class CLAMPCONTROL_EXPORT ConfigurationManager : public zeb::IConfigManager {
         const std::string& service) const override;
 
  private:
+    friend class ReadConfiguration;
     class Services;
 
-    void parseFile();
-    void parseServiceRegistrySettings(const zebutil::JsonObject& settings);
+    /// Takes over the settings of a file: all of them, or none if it throws.
+    void take(std::shared_ptr<const zebutil::JsonObject> root);
+    /// @param root a document with the services alone
+    void keep(ServiceRegistrySettings&& registry, std::shared_ptr<const zebutil::JsonObject> root);
+    ServiceRegistrySettings withSettingsOf(const zebutil::JsonObject& root) const;
+    void replaceRegistrySettings(ServiceRegistrySettings&& settings) noexcept;
+    void noteFailure(const Poco::Exception& exception) noexcept;
     void parseServices(const zebutil::JsonObject& root);
     std::shared_ptr<const zebutil::JsonObject> sectionOf(const std::string& service) const;
 
     const std::string configFile_;
     bool isToBeLoadedAgain_ = false;
+    std::string loadFailure_{"it was not read"};
     ServiceRegistrySettings serviceRegistrySettings_;
     /// Never copied, because a copy would share its values.
     const ServiceSettings defaultServiceSettings_;

@@ -13,8 +13,10 @@ struct SubscribeSync {
     static constexpr CallbackFuture::FutureValue kSucceeded{2};
     /// The value that the handler sets, on every notification.
     static constexpr CallbackFuture::FutureValue kNotified{1};
-    /// The value that ends the subscriber's wait without a notification.
+    /// The values that end the subscriber's wait without a notification: it has become useless, or another
+    /// subscription has replaced this one.
     static constexpr CallbackFuture::FutureValue kEnded{2};
+    static constexpr CallbackFuture::FutureValue kReplaced{3};
 
     CallbackFuture outcome;   ///< set by the subscriber
     CallbackFuture notified;  ///< set by the handler, or by what makes the wait useless; the first one counts
