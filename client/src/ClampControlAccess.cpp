@@ -32,19 +32,6 @@ using zebobjects_ZEB::ClampcontrolService;
 
 namespace {
 
-/// Sets the outcome of a subscribe call that ends without one, whatever the reason. A notification handler
-/// that waits for the outcome blocks the executor.
-class OutcomeGuard {
- public:
-    explicit OutcomeGuard(SubscribeSync& sync) : sync_(sync) {}
-    ~OutcomeGuard() { sync_.outcome.Set(SubscribeSync::kTimedOut); }
-    OutcomeGuard(const OutcomeGuard&) = delete;
-    OutcomeGuard& operator=(const OutcomeGuard&) = delete;
-
- private:
-    SubscribeSync& sync_;
-};
-
 /// What a look-up waits for: the uuid, which is empty if none was found. Nothing if the wait was ended. Kept
 /// by everyone who may give it; the first one counts.
 using FoundUuid = std::promise<std::optional<std::string>>;
@@ -78,7 +65,7 @@ void logFailure(const zeb::ZebResponse& response) {
 /// for what the service can cause.
 template <typename T>
 T valueOf(const zebutil::Optional<T>& field, const char* key, const ClampcontrolService::Clamp& clamp) {
-    if (!field) {
+    if (!field.hasValue()) {
         kelo_client::KeloLogger("Clamp Control Client")
             .warning(std::string("notification without a usable \"") + key + "\": " + clamp.whyAbsent(key));
     }
@@ -97,25 +84,67 @@ void attempt(Step step) {
 
 }  // namespace
 
-/// A platform subscription with a flag, shared with its handler, that says that it has ended. A handler that
-/// was already running at that time checks the flag before it calls the application.
+/// One subscribe call. Shared by its caller, the handler of its subscription, and a call of another thread
+/// whose subscription is replaced by this one.
+struct ClampControlAccess::Attempt {
+    explicit Attempt(std::uint64_t attempt) : number(attempt) {}
+
+    const std::uint64_t number;  ///< in the order in which the calls have found the element
+    SubscribeSync sync;
+    /// The subscription has ended. A handler that was already running then checks this before it calls the
+    /// application.
+    std::atomic<bool> hasEnded = false;
+    std::promise<std::string> answerOfCall;
+    const std::shared_future<std::string> answer{answerOfCall.get_future().share()};
+    std::shared_ptr<Attempt> replacedBy;  ///< accessed atomically
+
+    /// Ends the call, whatever the reason, for those who wait for it. A notification handler that waits for
+    /// the outcome blocks the executor.
+    class End {
+     public:
+        explicit End(Attempt& attempt) : attempt_(attempt) {}
+        ~End() {
+            attempt_.sync.outcome.Set(SubscribeSync::kTimedOut);
+            attempt_.answerOfCall.set_value(std::move(answer));
+        }
+        End(const End&) = delete;
+        End& operator=(const End&) = delete;
+
+        std::string answer;
+
+     private:
+        Attempt& attempt_;
+    };
+};
+
+/// A platform subscription, and the subscribe call that has made it.
 class ClampControlAccess::ElementSubscription : public zeb::Subscription {
  public:
-    ElementSubscription(std::shared_ptr<zeb::Subscription> subscription,
-                        std::shared_ptr<std::atomic<bool>> ended)
-        : subscription_(std::move(subscription)), ended_(std::move(ended)) {}
-    ~ElementSubscription() override { *ended_ = true; }
+    ElementSubscription(std::shared_ptr<zeb::Subscription> subscription, std::shared_ptr<Attempt> attempt)
+        : subscription_(std::move(subscription)), attempt_(std::move(attempt)) {}
+    ~ElementSubscription() override { attempt_->hasEnded = true; }
 
     std::string getUuidOfElement() const override { return subscription_->getUuidOfElement(); }
+    bool isActive() const override { return !attempt_->hasEnded && subscription_->isActive(); }
 
     void unsubscribe() override {
-        *ended_ = true;
+        attempt_->hasEnded = true;
         subscription_->unsubscribe();
+    }
+
+    bool isLaterThan(const ElementSubscription& other) const {
+        return attempt_->number > other.attempt_->number;
+    }
+
+    /// The caller that may still wait for this one gets the answer of that one.
+    void replaceBy(const ElementSubscription& other) {
+        std::atomic_store(&attempt_->replacedBy, other.attempt_);
+        attempt_->sync.notified.Set(SubscribeSync::kReplaced);
     }
 
  private:
     const std::shared_ptr<zeb::Subscription> subscription_;
-    const std::shared_ptr<std::atomic<bool>> ended_;
+    const std::shared_ptr<Attempt> attempt_;
 };
 
 ClampControlAccess::ClampControlAccess(std::shared_ptr<zeb::ZebClientServices> clientServices)
@@ -184,7 +213,7 @@ void ClampControlAccess::ServiceDisconnected() {
     attempt([] { CSCLogging::LogInfo("Clamp Control Client: Service disconnected"); });
     isServiceReleased_ = false;
     std::atomic_store(&service_, std::shared_ptr<ClampcontrolService>());
-    std::atomic_store(&subscription_, std::shared_ptr<zeb::Subscription>());
+    std::atomic_store(&subscription_, std::shared_ptr<ElementSubscription>());
     attempt([this] { waitingCalls_->end("the service disconnected"); });
     gate_.pass([this] {
         if (auto* const callback = callback_.load()) {
@@ -262,11 +291,12 @@ std::string ClampControlAccess::SubscribeClampControl() {
         return {};
     }
 
-    const auto sync = std::make_shared<SubscribeSync>();
-    const OutcomeGuard outcomeGuard(*sync);
-    const WaitingCalls::Call call(*waitingCalls_, [sync] { sync->notified.Set(SubscribeSync::kEnded); });
+    const auto attempt = std::make_shared<Attempt>(++attempts_);
+    Attempt::End end(*attempt);
+    const WaitingCalls::Call call(*waitingCalls_,
+                                  [attempt] { attempt->sync.notified.Set(SubscribeSync::kEnded); });
     const auto service = connectedService();
-    std::weak_ptr<zeb::Subscription> thisSubscription;
+    std::weak_ptr<ElementSubscription> thisSubscription;
     try {
         const kelo_client::ProcessBase::Visit visit;
         if (!visit.admitted()) {
@@ -278,52 +308,70 @@ std::string ClampControlAccess::SubscribeClampControl() {
         }
         ClampcontrolService::ClampDescriptor descriptor;
         descriptor.setId(uuid);
-        const auto ended = std::make_shared<std::atomic<bool>>(false);
         auto element = service->subscribeElement<ClampcontrolService::Clamp>(
             descriptor,
-            [sync, ended, weak = weak_from_this()](std::shared_ptr<const ClampcontrolService::Clamp> clamp) {
+            [attempt, weak = weak_from_this()](std::shared_ptr<const ClampcontrolService::Clamp> clamp) {
                 if (const auto access = weak.lock()) {
-                    access->clampNotified(clamp, *sync, *ended);
+                    access->clampNotified(clamp, *attempt);
                 }
             });
-        std::shared_ptr<zeb::Subscription> subscription =
-            std::make_shared<ElementSubscription>(std::move(element), ended);
+        const auto subscription = std::make_shared<ElementSubscription>(std::move(element), attempt);
         thisSubscription = subscription;
-        std::atomic_store(&subscription_, std::move(subscription));
+        store(subscription);
     } catch (...) {
         CSCLogging::LogError("Clamp Control Client: Failed to Subscribe. Exception");
         return {};
     }
 
-    if (!sync->notified.WaitFor(timeLimits_.firstNotification)) {
+    SubscribeSync& sync = attempt->sync;
+    if (!sync.notified.WaitFor(timeLimits_.firstNotification)) {
         CSCLogging::LogError("Clamp Control Client: Subscription timed out");
         dropSubscription(thisSubscription.lock());
-        sync->outcome.Set(SubscribeSync::kTimedOut);
         return {};
     }
-    if (sync->notified.Get() == SubscribeSync::kEnded) {
+    if (sync.notified.Get() == SubscribeSync::kEnded) {
         logEnd("SubscribeClampControl()", call);
         dropSubscription(thisSubscription.lock());
-        sync->outcome.Set(SubscribeSync::kTimedOut);
         return {};
     }
-    sync->outcome.Set(SubscribeSync::kSucceeded);
+    if (sync.notified.Get() == SubscribeSync::kReplaced) {
+        // The handler may have begun meanwhile, and what the other call waits for runs behind it.
+        sync.outcome.Set(SubscribeSync::kTimedOut);
+        end.answer = std::atomic_load(&attempt->replacedBy)->answer.get();
+        return end.answer;
+    }
+    end.answer = uuid;
+    sync.outcome.Set(SubscribeSync::kSucceeded);
     return uuid;
 }
 
-void ClampControlAccess::dropSubscription(std::shared_ptr<zeb::Subscription> subscription) {
+// Of two threads that subscribe at once, the one that began first may be the last to come here.
+void ClampControlAccess::store(const std::shared_ptr<ElementSubscription>& subscription) {
+    auto stored = std::atomic_load(&subscription_);
+    do {
+        if (stored && stored->isLaterThan(*subscription)) {
+            subscription->replaceBy(*stored);
+            return;
+        }
+    } while (!std::atomic_compare_exchange_strong(&subscription_, &stored, subscription));
+    if (stored) {
+        stored->replaceBy(*subscription);
+    }
+}
+
+void ClampControlAccess::dropSubscription(std::shared_ptr<ElementSubscription> subscription) {
     // Leaves the subscription of another thread alone, which may have subscribed since.
     if (subscription) {
         std::atomic_compare_exchange_strong(&subscription_, &subscription,
-                                            std::shared_ptr<zeb::Subscription>());
+                                            std::shared_ptr<ElementSubscription>());
     }
 }
 
 void ClampControlAccess::clampNotified(const std::shared_ptr<const ClampcontrolService::Clamp>& clamp,
-                                       SubscribeSync& sync, const std::atomic<bool>& ended) {
+                                       Attempt& attempt) {
     CSCLogging::LogInfo(notifiedLine_);
-    sync.notified.Set(SubscribeSync::kNotified);
-    const auto outcome = sync.outcome.Get();
+    attempt.sync.notified.Set(SubscribeSync::kNotified);
+    const auto outcome = attempt.sync.outcome.Get();
     if (!clamp || outcome == SubscribeSync::kTimedOut) {
         return;
     }
@@ -333,12 +381,12 @@ void ClampControlAccess::clampNotified(const std::shared_ptr<const ClampcontrolS
         return;
     }
     const auto type = valueOf(clamp->getType(), "type", *clamp);
-    tellUnlessEnded(ended, [callback] { callback->OnClampNotification(); });
+    tellUnlessEnded(attempt.hasEnded, [callback] { callback->OnClampNotification(); });
     if (type != ClampcontrolService::CLAMP_TYPE::Clamp15) {
         return;
     }
     const auto switchedOn = valueOf(clamp->getIsSwitchedOn(), "isSwitchedOn", *clamp);
-    tellUnlessEnded(ended, [callback, switchedOn] { callback->OnClampStateChanged(switchedOn); });
+    tellUnlessEnded(attempt.hasEnded, [callback, switchedOn] { callback->OnClampStateChanged(switchedOn); });
 }
 
 template <typename Call>

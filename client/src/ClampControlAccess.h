@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -30,7 +31,9 @@ namespace clampcontrolclient {
 /// hold the object weakly, so nothing is called once the client is destroyed.
 ///
 /// Thread safety: any thread may call the ClampControlClientIf operations. The handlers run on the platform's
-/// executor thread. Service and subscription are read and written atomically; no lock is taken.
+/// executor thread. Service and subscription are read and written atomically; no lock is held while anything
+/// is called. Of two threads that subscribe at once, the later subscription replaces the earlier one. A
+/// caller that still waits for the earlier one gets the answer of the later.
 class ClampControlAccess : public zeb::ZebClient,
                            public ClampControlClientIf,
                            public std::enable_shared_from_this<ClampControlAccess> {
@@ -77,13 +80,15 @@ class ClampControlAccess : public zeb::ZebClient,
     const std::shared_ptr<kelo_client::WaitingCalls>& waitingCalls() const { return waitingCalls_; }
 
  private:
+    struct Attempt;
     class ElementSubscription;
 
     /// Null once ReleaseService() has released it.
     std::shared_ptr<zebobjects_ZEB::ClampcontrolService> connectedService() const;
-    void dropSubscription(std::shared_ptr<zeb::Subscription> subscription);
+    void store(const std::shared_ptr<ElementSubscription>& subscription);
+    void dropSubscription(std::shared_ptr<ElementSubscription> subscription);
     void clampNotified(const std::shared_ptr<const zebobjects_ZEB::ClampcontrolService::Clamp>& clamp,
-                       kelo_client::SubscribeSync& sync, const std::atomic<bool>& ended);
+                       Attempt& attempt);
     template <typename Call>
     void tellUnlessEnded(const std::atomic<bool>& ended, Call call);
 
@@ -91,7 +96,8 @@ class ClampControlAccess : public zeb::ZebClient,
     std::shared_ptr<zebobjects_ZEB::ClampcontrolService> service_;
     /// A client that was stopped while the service was connected still counts as connected.
     std::atomic<bool> isServiceReleased_ = false;
-    std::shared_ptr<zeb::Subscription> subscription_;
+    std::shared_ptr<ElementSubscription> subscription_;
+    std::atomic<std::uint64_t> attempts_ = 0;
     CallbackGate gate_;
     const std::shared_ptr<kelo_client::WaitingCalls> waitingCalls_;
     const TimeLimits timeLimits_;

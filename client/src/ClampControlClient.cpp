@@ -8,6 +8,18 @@
 
 namespace clampcontrolclient {
 
+namespace {
+
+/// Without the memory for the line, there is no way left to report anything.
+void logNotReady() noexcept {
+    try {
+        csc_logging::CSCLogging::LogError("Clamp Control Client: Not ready");
+    } catch (...) {
+    }
+}
+
+}  // namespace
+
 ClampControlClient::ClampControlClient() {
     // Only the memory for the object itself can be missing.
     try {
@@ -34,6 +46,8 @@ void ClampControlClient::Stop() {
 void ClampControlClient::AssignCallback(ClampControlCallbackIf* callback) {
     if (impl_) {
         impl_->AssignCallback(callback);
+    } else {
+        logNotReady();
     }
 }
 
@@ -41,8 +55,8 @@ std::string ClampControlClient::SubscribeClampControl() {
     if (impl_) {
         return impl_->SubscribeClampControl();
     }
+    logNotReady();
     try {
-        csc_logging::CSCLogging::LogError("Clamp Control Client: Not ready");
         throw std::runtime_error("ClampControl client not ready");
     } catch (const std::bad_alloc&) {
         return {};  // not even for the text of the exception
@@ -52,6 +66,8 @@ std::string ClampControlClient::SubscribeClampControl() {
 void ClampControlClient::UnsubscribeClampControl(const std::string& uuid) {
     if (impl_) {
         impl_->UnsubscribeClampControl(uuid);
+    } else {
+        logNotReady();
     }
 }
 

@@ -6,35 +6,30 @@
 #include <internal/EscapedText.h>
 #include <kelo-client/ClientServiceBase.h>
 #include <kelo-client/ClientServiceUtils.h>
-#include <unistd.h>
 #include <zeb/DefaultWebsocketManagerFactory.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
-#include <algorithm>
 #include <cassert>
 #include <exception>
 #include <new>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 #include "ClampControlAccess.h"
+#include "ClientConfiguration.h"
 #include "ProcessBase.h"
+#include "WaitingCalls.h"
 
 namespace clampcontrolclient {
 
 using csc_logging::CSCLogEntry;
 using csc_logging::CSCLogging;
-using kelo_client::ClientServiceBase;
 using kelo_client::ClientServiceUtils;
 using zebobjects_ZEB::ClampcontrolService;
 
 namespace {
 
-constexpr auto kConfigurationPath = "/var/run/csc/config/kelo-client/ClientConfig.json";
-
-constexpr std::chrono::milliseconds kFirstPause(100);
-constexpr std::chrono::milliseconds kLongestPause(10000);
+constexpr const char* kNotReady = "Clamp Control Client: Not ready";
 
 /// Without the memory for an error line, there is no way left to report anything.
 void logError(const char* text, const char* detail = "") noexcept {
@@ -46,88 +41,29 @@ void logError(const char* text, const char* detail = "") noexcept {
 
 }  // namespace
 
-ClampControlClientImpl::ClampControlClientImpl() : process_(::getpid()), setUp_(std::make_shared<SetUp>()) {
-    setUp_->client = this;
-    setUp_->pause = kFirstPause;
-    make();
+ClampControlClientImpl::ClampControlClientImpl()
+    : setUp_(std::make_shared<SetUp>(SetUp::Steps{[this] { make(); }, [this] { startAccess(); }})) {
+    setUp_->make();
 }
 
 void ClampControlClientImpl::make() {
-    try {
-        auto base = ClientServiceUtils::CreateClientServiceBase(kConfigurationPath);
-        assert(base);
-        const auto clientServices = ClientServiceUtils::CreateClientServices(
-            *base, ClampcontrolService::getServiceName(), "ClampControl client");
-        auto isTaskWaiting = std::make_shared<std::atomic<bool>>(false);
-        auto access = ClientServiceUtils::CreateClient<ClampControlAccess>(clientServices);
-        base->endWhenStopped(access->waitingCalls());
-        access->AssignCallback(callback_);
-        clientServiceBase_ = std::move(base);
-        isTaskWaiting_ = std::move(isTaskWaiting);
-        access_ = std::move(access);
-        isMade_ = true;
-    } catch (const std::system_error& error) {
-        // Each attempt says what the system lacks; this says it once.
-        if (!mayBeMadeLater_.exchange(true)) {
-            logError(" Exception: ", error.what());
-        }
-    } catch (const std::bad_alloc& exception) {
-        mayBeMadeLater_ = true;
-        logError(" Exception: ", exception.what());
-    } catch (const std::exception& exception) {
-        logError(" Exception: ", exception.what());
-    } catch (...) {
-        logError("Unknown exception ");
-    }
-}
-
-void ClampControlClientImpl::makeLater() {
-    if (isMade_ || !mayBeMadeLater_) {
-        return;
-    }
-    try {
-        const auto base = ClientServiceBase::getInstance();
-        if (!base || !base->getZebExecutor()) {
-            return;
-        }
-        if (setUp_->isPending) {
-            base->getZebExecutor()->start();  // in case it still has no thread
-            return;
-        }
-        base->getZebExecutor()->addAt(
-            std::chrono::steady_clock::now() + setUp_->pause, [setUp = setUp_] { makeOnExecutor(*setUp); },
-            "set-up of the client");
-        setUp_->isPending = true;
-        setUp_->pause = std::min(2 * setUp_->pause, kLongestPause);
-    } catch (const std::bad_alloc&) {
-        logError("Clamp Control Client: Start failed: ", "no memory");
-    }
-}
-
-void ClampControlClientImpl::makeOnExecutor(SetUp& setUp) {
-    // The end of the process waits for this, and afterwards what it needs does not exist any more.
-    const kelo_client::ProcessBase::Visit visit;
-    if (!visit.admitted()) {
-        return;
-    }
-    const std::lock_guard lock(setUp.mutex);
-    setUp.isPending = false;
-    ClampControlClientImpl* const client = setUp.client;
-    if (client == nullptr || client->isMade_ || !client->mayBeMadeLater_) {
-        return;
-    }
-    client->make();
-    client->makeLater();
-    client->startAccess();
+    auto base = ClientServiceUtils::CreateClientServiceBase(kConfigurationPath);
+    assert(base);
+    const auto clientServices = ClientServiceUtils::CreateClientServices(
+        *base, ClampcontrolService::getServiceName(), "ClampControl client");
+    auto isTaskWaiting = std::make_shared<std::atomic<bool>>(false);
+    auto access = ClientServiceUtils::CreateClient<ClampControlAccess>(clientServices);
+    complainIfStopped(*base);
+    base->tellWhenStopped(access->waitingCalls());
+    access->AssignCallback(callback_);
+    clientServiceBase_ = std::move(base);
+    isTaskWaiting_ = std::move(isTaskWaiting);
+    access_ = std::move(access);
 }
 
 ClampControlClientImpl::~ClampControlClientImpl() {
-    // In a forked child, nobody may ever unlock the mutex, and there is no task.
-    if (!isOfParentProcess()) {
-        const std::lock_guard lock(setUp_->mutex);
-        setUp_->client = nullptr;
-    }
-    if (isUsable()) {
+    setUp_->forget();
+    if (setUp_->isUsable()) {
         access_->DetachCallback();
     } else if (access_) {
         // Releasing it would lock what a thread of the parent process may have locked. So it is never
@@ -136,29 +72,14 @@ ClampControlClientImpl::~ClampControlClientImpl() {
     }
 }
 
-bool ClampControlClientImpl::isUsable() const {
-    return isMade_ && !isOfParentProcess();
-}
-
-bool ClampControlClientImpl::isOfParentProcess() const {
-    return process_ != ::getpid();
-}
-
 void ClampControlClientImpl::Start() {
-    if (!isMade_ && mayBeMadeLater_ && !isOfParentProcess()) {
-        const std::lock_guard lock(setUp_->mutex);
-        // Stop() may have come first.
-        if (!isMade_ && mayBeMadeLater_) {
-            make();
-            makeLater();
-        }
-    }
+    setUp_->makeAgain();
     startAccess();
 }
 
 void ClampControlClientImpl::startAccess() {
     // An application that was told "not ready" may call Start() again.
-    if (!isUsable() || isStarted_.exchange(true)) {
+    if (!setUp_->isUsable() || isStarted_.exchange(true)) {
         return;
     }
     try {
@@ -170,12 +91,8 @@ void ClampControlClientImpl::startAccess() {
 }
 
 void ClampControlClientImpl::Stop() {
-    if (!isMade_ && !isOfParentProcess()) {
-        // A set-up that has begun on another thread ends first, and is stopped then.
-        const std::lock_guard lock(setUp_->mutex);
-        mayBeMadeLater_ = false;
-    }
-    if (!isUsable()) {
+    setUp_->end();
+    if (!setUp_->isUsable()) {
         return;
     }
     clientServiceBase_->stop();
@@ -192,20 +109,19 @@ void ClampControlClientImpl::Stop() {
 }
 
 void ClampControlClientImpl::AssignCallback(ClampControlCallbackIf* callback) {
-    if (!isMade_ && !isOfParentProcess()) {
-        const std::lock_guard lock(setUp_->mutex);
-        callback_ = callback;
-    }
-    if (isMade_) {
+    setUp_->changeUnlessMade([&] { callback_ = callback; });
+    if (setUp_->isMade()) {
         access_->AssignCallback(callback);
+    } else {
+        logError(kNotReady);
     }
 }
 
 std::string ClampControlClientImpl::SubscribeClampControl() {
     try {
-        if (!isUsable()) {
-            makeSetUpThread();
-            logError("Clamp Control Client: Not ready");
+        if (!setUp_->isUsable()) {
+            setUp_->askForThread();
+            logError(kNotReady);
             throw std::runtime_error("ClampControl client not ready");
         }
         return subscribe();
@@ -215,42 +131,36 @@ std::string ClampControlClientImpl::SubscribeClampControl() {
     }
 }
 
+// The application may destroy the client in a callback meanwhile. So everything is at hand that is needed
+// afterwards.
 std::string ClampControlClientImpl::subscribe() {
+    const auto access = access_;
+    const auto executor = clientServiceBase_->getZebExecutor();
+    const auto isTaskWaiting = isTaskWaiting_;
     try {
-        return access_->SubscribeClampControl();
+        return access->SubscribeClampControl();
     } catch (const std::runtime_error&) {
-        makeExecutorThread();
+        // The client may be not ready because the executor still has no thread. What makes it try again is a
+        // task, and nobody else adds one: that takes a connection.
+        if (isTaskWaiting->exchange(true)) {
+            executor->start();  // tries again as well, and queues nothing
+        } else {
+            executor->add([isTaskWaiting] { *isTaskWaiting = false; }, "executor thread");
+        }
         throw;
     }
 }
 
-// The client may be not ready because the executor still has no thread. What makes it try again is a task,
-// and nobody else adds one: that takes a connection.
-void ClampControlClientImpl::makeExecutorThread() {
-    const auto& executor = clientServiceBase_->getZebExecutor();
-    if (isTaskWaiting_->exchange(true)) {
-        executor->start();  // tries again as well, and queues nothing
-    } else {
-        executor->add([isWaiting = isTaskWaiting_] { *isWaiting = false; }, "executor thread");
-    }
-}
-
-// The same for a client that is made later.
-void ClampControlClientImpl::makeSetUpThread() {
-    if (!isMade_ && mayBeMadeLater_ && !isOfParentProcess()) {
-        const std::lock_guard lock(setUp_->mutex);
-        if (setUp_->isPending) {
-            makeLater();
-        }
-    }
-}
-
 void ClampControlClientImpl::UnsubscribeClampControl(const std::string& uuid) {
-    if (!isUsable()) {
+    if (!setUp_->isMade()) {
+        logError(kNotReady);
+    }
+    if (!setUp_->isUsable()) {
         return;
     }
+    const auto access = access_;
     try {
-        access_->UnsubscribeClampControl(uuid);
+        access->UnsubscribeClampControl(uuid);
     } catch (const std::bad_alloc&) {
         logError("Clamp Control Client: Failed to Unsubscribe. No memory");
     }

@@ -48,7 +48,8 @@ class ClampControlClientImpl;
 /// destroys anything that they use.
 class CLAMPCONTROL_EXPORT ClampControlClient : public ClampControlClientIf {
  public:
-    /// Reads the configuration if this is the first client of the process. Does not connect yet.
+    /// Reads the vehicle's configuration if this is the first client of the process. To use another file,
+    /// call ClientServiceUtils::CreateClientServiceBase() with its path first. Does not connect yet.
     ClampControlClient();
 
     /// When it returns, the callback is not called any more. Waits for a callback that is running on the
@@ -80,7 +81,9 @@ class CLAMPCONTROL_EXPORT ClampControlClient : public ClampControlClientIf {
     /// reaches the callback just before or just after this function returns. Blocks for up to 10 s: 5 s for
     /// the look-up and 5 s for the notification. Returns at once when the service is lost, when a client of
     /// this process is stopped, and when this client is destroyed. Replaces an earlier subscription of this
-    /// client. Must not be called inside a callback, where it fails at once.
+    /// client. If another thread does so while this call waits for its notification, this call returns the
+    /// answer of that one, for which it may wait another 5 s. Must not be called inside a callback, where it
+    /// fails at once.
     /// @return the uuid of the element, for UnsubscribeClampControl(); empty if subscribing failed, with the
     ///        reason in the log
     /// @throws std::runtime_error "ClampControl client not ready" while the service is not connected. Stop()
