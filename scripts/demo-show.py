@@ -170,16 +170,23 @@ class Monitor(Program):
             return None
         try:
             event = json.loads(line)
-            name, value, time = event["event"], event["value"], event["ts"]
+            name, time = event["event"], event["ts"]
+            value = event["reason" if name == "unknown" else "value"]
         except (ValueError, KeyError, TypeError):
-            raise Failure(f'clamp-monitor wrote "{line}"; expected an object with "ts", "event", "value"') from None
-        meaning = ("36", f"subscribed to element {value}") if name == "subscribed" else None
+            raise Failure(
+                f'clamp-monitor wrote "{line}"; expected an object with "ts", "event", and "value" or "reason"'
+            ) from None
+        meaning = {
+            "subscribed": ("36", f"subscribed to element {value}"),
+            "unknown": ("31", f"terminal 15 is unknown: {value}"),
+        }.get(name)
         colour, text = meaning or self.MEANING.get((name, value), ("31", f"value {json.dumps(value)}"))
         say(f"{clock(time)}  {name:<12}  {paint(colour, text)}")
         return name, value
 
-    def see(self, *expected, beside=()):
-        """Expects these events in this order. Those in `beside` may come at any point, in their own order."""
+    def see(self, *expected, beside=(), also=None):
+        """Expects these events in this order. Those in `beside` may come at any point, in their own order, and those
+        with the name `also` at any point and any number of times."""
         expected, beside = list(expected), list(beside)
         while expected or beside:
             what = " or ".join(describe(event) for event in expected[:1] + beside)
@@ -190,8 +197,16 @@ class Monitor(Program):
                 expected.pop(0)
             elif beside and matches(event, beside[0]):
                 beside.pop(0)
-            else:
+            elif event[0] != also:
                 raise Failure(f"clamp-monitor reported {describe(event)}; expected {what}")
+
+    def see_loss(self):
+        """The state is not known any more, and then the service is gone."""
+        self.see(("unknown", ANY), ("connection", False))
+
+    def see_return(self):
+        """Meanwhile each new reason why there is no connection is reported."""
+        self.see(("connection", True), also="unknown")
 
     def see_subscription(self, switched_on):
         """A subscription brings the present state at once. Another thread reports the subscription itself."""
@@ -256,7 +271,7 @@ def show(build, logs, monitor_command):
         say("subscribes, and receives the present state at once:")
         write_configuration(logs / "ClientConfig.json", vehicle)
         with Monitor(monitor_command, logs) as monitor:
-            monitor.see(("connection", True))
+            monitor.see_return()
             monitor.see_subscription(switched_on)
 
             heading("3. The driver turns the key")
@@ -277,17 +292,18 @@ def show(build, logs, monitor_command):
                 monitor.see_change(change)
 
             heading("5. The service disappears")
-            say("The simulator is stopped. The client reports it to the application:")
+            say("The simulator is stopped. The state of the terminal is not known any more, and the application")
+            say("learns why:")
             if vehicle.stop() != 0:
                 raise Failure(f"zeb-bus-sim ended with status {vehicle.process.returncode}; expected 0")
-            monitor.see(("connection", False))
+            monitor.see_loss()
 
             heading("6. The service returns")
-            say("The simulator starts again at the same address. The client reports it. The application subscribes")
-            say("again and follows the clamp as before:")
+            say("The simulator starts again at the same address. The library subscribes again by itself, and the")
+            say("application follows the clamp as before:")
             with Vehicle(build, logs, vehicle.port) as vehicle_again:
                 path, switched_on = vehicle_again.clamp15()
-                monitor.see(("connection", True))
+                monitor.see_return()
                 monitor.see_subscription(switched_on)
                 switched_on = not switched_on
                 vehicle_again.switch(path, switched_on)

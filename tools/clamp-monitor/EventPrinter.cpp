@@ -20,6 +20,8 @@ constexpr const char* kBoldYellow = "1;33";
 
 constexpr std::size_t kEventWidth = 12;
 constexpr std::size_t kLongestText = 1'000;
+// The follower has cut the reason already. In JSON, quotes and backslashes need two bytes.
+constexpr std::size_t kLongestReason = 4'000;
 constexpr std::uint32_t kReplacementCharacter = 0xFFFD;
 
 std::string formatted(const std::tm& time, const char* format) {
@@ -66,10 +68,10 @@ void appendJsonEscape(std::string& text, std::uint32_t code) {
 
 /// The content of a JSON string, without the quotes. Escapes all characters that control a terminal or cannot
 /// be seen. What is not UTF-8 becomes U+FFFD. A long text is cut and says by how much.
-std::string escaped(std::string_view text) {
+std::string escaped(std::string_view text, std::size_t longest = kLongestText) {
     std::string result;
     while (!text.empty()) {
-        if (result.size() >= kLongestText) {
+        if (result.size() >= longest) {
             return result + "... (" + std::to_string(text.size()) + " bytes cut)";
         }
         const internal::TextPiece piece = internal::firstPiece(text);
@@ -93,6 +95,10 @@ std::string quoted(const std::string& text) {
     return '"' + text + '"';
 }
 
+std::string value(const std::string& json) {
+    return R"("value":)" + json;
+}
+
 }  // namespace
 
 EventPrinter::EventPrinter(std::ostream& stream, Format format, std::function<Time()> clock,
@@ -100,36 +106,43 @@ EventPrinter::EventPrinter(std::ostream& stream, Format format, std::function<Ti
     : stream_(stream), format_(format), clock_(std::move(clock)), outputLost_(std::move(outputLost)) {}
 
 void EventPrinter::connection(bool connected) {
-    print("connection", connected ? "true" : "false", connected ? "connected" : "disconnected",
+    print("connection", value(connected ? "true" : "false"), connected ? "connected" : "disconnected",
           connected ? kGreen : kRed);
 }
 
 void EventPrinter::subscribed(const std::string& uuid) {
     const std::string text = escaped(uuid);  // the server sends it, so it may contain anything
-    print("subscribed", quoted(text), text, kCyan);
+    print("subscribed", value(quoted(text)), text, kCyan);
 }
 
 void EventPrinter::notification() {
-    print("notification", "null", "", kDim);
+    print("notification", value("null"), "", kDim);
 }
 
 void EventPrinter::clamp15(bool switchedOn) {
-    print("clamp15", switchedOn ? "true" : "false", switchedOn ? "on" : "off",
+    print("clamp15", value(switchedOn ? "true" : "false"), switchedOn ? "on" : "off",
           switchedOn ? kBoldGreen : kBoldYellow);
 }
 
-void EventPrinter::stopped() {
-    print("stopped", "null", "", kCyan);
+void EventPrinter::unknown(const std::string& reason) {
+    // The follower has escaped what comes from outside. In text that stays readable: escaping it again, but
+    // not as JSON, changes nothing.
+    print("unknown", R"("reason":)" + quoted(escaped(reason, kLongestReason)),
+          internal::escapedText(reason, kLongestReason), kRed);
 }
 
-void EventPrinter::print(const std::string& event, const std::string& jsonValue, const std::string& text,
+void EventPrinter::stopped() {
+    print("stopped", value("null"), "", kCyan);
+}
+
+void EventPrinter::print(const std::string& event, const std::string& jsonMember, const std::string& text,
                          const char* colour) {
     // The time is taken under the lock, so the times of the lines never go backwards.
     const std::lock_guard lock(mutex_);
     const Time now = clock_();
     if (format_ == Format::Json) {
-        stream_ << "{\"ts\":\"" << utcTime(now) << "\",\"event\":" << quoted(event)
-                << ",\"value\":" << jsonValue << "}\n";
+        stream_ << "{\"ts\":\"" << utcTime(now) << "\",\"event\":" << quoted(event) << "," << jsonMember
+                << "}\n";
     } else {
         std::string words = event;
         if (!text.empty()) {

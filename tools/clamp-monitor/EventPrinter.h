@@ -7,7 +7,8 @@
 #include <string>
 
 /// Prints one line per event and flushes it: as text for people, or as a JSON object
-/// `{"ts":...,"event":...,"value":...}`. Any thread may call it.
+/// `{"ts":...,"event":...,"value":...}`, in which an unknown state has a "reason" in place of the value. Any
+/// thread may call it.
 class EventPrinter {
  public:
     enum class Format { Text, ColouredText, Json };
@@ -22,10 +23,11 @@ class EventPrinter {
     void subscribed(const std::string& uuid);
     void notification();
     void clamp15(bool switchedOn);
+    void unknown(const std::string& reason);
     void stopped();
 
  private:
-    void print(const std::string& event, const std::string& jsonValue, const std::string& text,
+    void print(const std::string& event, const std::string& jsonMember, const std::string& text,
                const char* colour);
 
     std::mutex mutex_;

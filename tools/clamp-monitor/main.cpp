@@ -1,42 +1,36 @@
-#include <clampcontrolclient/ClampControlClient.h>
-#include <csc_logging/CSCLogging.h>
 #include <internal/StandardStreams.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iostream>
 #include <string>
-#include <system_error>
-#include <thread>
 
-#include "EventPrinter.h"
-#include "Follower.h"
+#include "Check.h"
+#include "Complaint.h"
+#include "ExitCode.h"
+#include "Monitor.h"
+#include "Signals.h"
 
 namespace {
 
-constexpr int kUsage = 1;
-constexpr int kCannotRun = 2;
-constexpr int kOutputLost = 3;
-
-constexpr const char* kOutputLostText = "the output could not be written";
-
-/// Wakes the main thread. Always blocked, so it never ends the program by itself.
-constexpr int kOutputLostSignal = SIGUSR1;
-
 constexpr const char* kHelp =
-    R"(Usage: clamp-monitor [--json]
+    R"(Usage: clamp-monitor [--json] [--stats]
+       clamp-monitor --check
 
 Follows ignition terminal 15 of the vehicle and prints every event until SIGINT
 (Ctrl-C) or SIGTERM.
 
   --json   print one JSON object per line:
            {"ts":"...","event":"...","value":...}
+  --stats  at the end, print on standard error what the library knows of itself:
+           states, addresses, failures, counts. SIGUSR1 prints it at any time
+  --check  print what the library makes of the configuration file, then try each
+           step to the state of terminal 15, and say which one fails
   --help   print this text
+  --version
+           print the version
 
 event         value (in JSON)
 connection    connected (true) or disconnected (false): the clamp-control
@@ -44,11 +38,14 @@ connection    connected (true) or disconnected (false): the clamp-control
 subscribed    the id of the clamp (a string)
 notification  no value (null): the vehicle has sent the state of the clamp
 clamp15       on (true) or off (false): the state of terminal 15
+unknown       the state of terminal 15 is not known, or not any more; JSON has
+              a "reason" in place of the value
 stopped       no value (null): the client has stopped; the last event
 
 Times are local in text, and UTC in JSON. Output to a terminal is coloured
-unless NO_COLOR is set in the environment. Errors go to standard error. The log
-contains their reasons; the application's log context is MON.
+unless NO_COLOR is set in the environment. Errors and warnings go to standard
+error, also what is wrong with the configuration file, and why nothing works.
+The application's log context is MON.
 
 A failed subscription is repeated after 500 ms, then after twice the pause each
 time, up to 10 s. A second signal, at least half a second after the first, ends
@@ -58,10 +55,10 @@ The file /var/run/csc/config/kelo-client/ClientConfig.json contains the address
 of the service.
 
 Exit codes:
-  0  stopped by a signal
-  1  wrong usage
-  2  the client could not run
-  3  the output could not be written
+  0  stopped by a signal; with --check: the state of terminal 15 was found
+  1  a failure: the output could not be written, a step of --check has failed,
+     or an internal error
+  2  wrong usage
 )";
 
 bool wantsColour() {
@@ -71,61 +68,13 @@ bool wantsColour() {
     return isatty(STDOUT_FILENO) == 1 && (noColour == nullptr || *noColour == '\0') && !isDumb;
 }
 
-void complain(const std::string& text) {
-    std::cerr << "clamp-monitor: " + text + "\n";
-}
-
 /// Returns the exit code.
-int printHelp() {
-    if (!(std::cout << kHelp << std::flush)) {
-        complain(kOutputLostText);
-        return kOutputLost;
+int print(const char* text) {
+    if (!(std::cout << text << std::flush)) {
+        complain("the output could not be written");
+        return kFailure;
     }
-    return 0;
-}
-
-/// Restores the default action of the signals, so a second one ends the program. Waits half a second first,
-/// because timeout(1), for instance, signals both the program and its process group.
-void heedASecondSignal(const sigset_t& endingSignals) {
-    const auto awaitAnother = [endingSignals] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
-        const timespec noWait{};
-        while (sigtimedwait(&endingSignals, nullptr, &noWait) > 0) {
-        }
-        pthread_sigmask(SIG_UNBLOCK, &endingSignals, nullptr);
-        while (true) {
-            pause();
-        }
-    };
-    try {
-        std::thread(awaitAnother).detach();
-    } catch (const std::system_error&) {
-        // Without a thread to wait for it, the second signal ends the program right away.
-        pthread_sigmask(SIG_UNBLOCK, &endingSignals, nullptr);
-    }
-}
-
-int monitor(EventPrinter::Format format, const sigset_t& awaitedSignals, const sigset_t& endingSignals) {
-    std::atomic<bool> outputLost = false;
-    EventPrinter printer(std::cout, format, std::chrono::system_clock::now, [&] {
-        outputLost = true;
-        kill(getpid(), kOutputLostSignal);
-    });
-    csc_logging::CSCLogging::InitLogging("MON");
-    clampcontrolclient::ClampControlClient client;
-    Follower follower(client, printer, complain, Follower::Pauses{});
-    follower.start();
-
-    int received = 0;
-    sigwait(&awaitedSignals, &received);
-    heedASecondSignal(endingSignals);
-    follower.stop();
-    printer.stopped();
-    if (outputLost) {
-        complain(kOutputLostText);
-        return kOutputLost;
-    }
-    return 0;
+    return kSuccess;
 }
 
 }  // namespace
@@ -134,32 +83,37 @@ int main(int argumentCount, char** argumentValues) {
     internal::openClosedStandardStreams();
     EventPrinter::Format format =
         wantsColour() ? EventPrinter::Format::ColouredText : EventPrinter::Format::Text;
+    bool printsStats = false;
+    bool isCheck = false;
     for (int index = 1; index < argumentCount; ++index) {
         const std::string word = argumentValues[index];
         if (word == "--json") {
             format = EventPrinter::Format::Json;
+        } else if (word == "--stats") {
+            printsStats = true;
+        } else if (word == "--check") {
+            isCheck = true;
         } else if (word == "--help" || word == "-h") {
-            return printHelp();
+            return print(kHelp);
+        } else if (word == "--version") {
+            return print("clamp-monitor " CLAMP_MONITOR_VERSION "\n");
         } else {
             complain("unknown argument \"" + word + "\"; try clamp-monitor --help");
             return kUsage;
         }
     }
-
-    // Blocked before any thread starts: every thread inherits the mask, and the signals wait for sigwait.
-    sigset_t endingSignals;
-    sigemptyset(&endingSignals);
-    sigaddset(&endingSignals, SIGINT);
-    sigaddset(&endingSignals, SIGTERM);
-    sigset_t awaitedSignals = endingSignals;
-    sigaddset(&awaitedSignals, kOutputLostSignal);
-    pthread_sigmask(SIG_BLOCK, &awaitedSignals, nullptr);
-    // If the reader of the output disappears, a write fails and the program reports it.
-    std::signal(SIGPIPE, SIG_IGN);
+    if (isCheck && argumentCount > 2) {
+        complain("--check takes no other argument");
+        return kUsage;
+    }
     try {
-        return monitor(format, awaitedSignals, endingSignals);
+        if (isCheck) {
+            return check();
+        }
+        const Signals signals;
+        return monitor(format, printsStats, signals);
     } catch (const std::exception& exception) {
         complain(exception.what());
-        return kCannotRun;
+        return kFailure;
     }
 }

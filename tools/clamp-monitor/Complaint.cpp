@@ -1,0 +1,7 @@
+#include "Complaint.h"
+
+#include <iostream>
+
+void complain(const std::string& text) {
+    std::cerr << "clamp-monitor: " + text + "\n";
+}
