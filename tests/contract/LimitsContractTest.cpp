@@ -104,7 +104,18 @@ TEST_F(LimitsContract, LimitsTheTimeOfALookUp) {
     configuration->known.serverBaseUri = uriOf("silent.test");
     createRegistry();
     listen();
-    EXPECT_TRUE(log->waitFor("no connection within 5 s"));
+    EXPECT_TRUE(
+        log->waitFor("no connection within 5 s: no answer to the look-up of the host \"silent.test\""));
+}
+
+// P50
+TEST_F(LimitsContract, LimitsTheTimeOfALookUpForARequest) {
+    ScriptedNames::nameIsSilent("silent.test");
+    zeb::HttpAccessFactory factory(std::make_shared<zebutil::PocoHttpSessionFactory>());
+    const auto access = factory.createAccess({"Lighting", uriOf("silent.test"), "/", ""});
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_THROW(access->get("lamps", "", {}, begin + 50ms), std::exception);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kAtOnce);
 }
 
 // P15

@@ -133,6 +133,14 @@ TEST_F(ServiceRegistryContract, OpensOneConnectionForAllListenersOfAService) {
     EXPECT_EQ(bus.handshakeCount("Lighting"), 1U);
 }
 
+// P18
+TEST_F(ServiceRegistryContract, ReportsAConfigurationThatThrowsInEveryMode) {
+    configuration->isUnreadable = true;
+    createRegistry(Mode::StaticBeforeDynamic);
+    listen();
+    EXPECT_EQ(states.next(), "error");
+}
+
 // P14
 TEST_F(ServiceRegistryContract, TellsTheErrorWhenTheConfigurationDoesNotKnowTheService) {
     configuration->isKnown = false;

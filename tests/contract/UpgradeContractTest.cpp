@@ -170,4 +170,19 @@ TEST_F(UpgradeContract, RefusesWhatIsNoHttp) {
     expectRefusal("SSH-2.0-server\r\n", "is not HTTP/1.1");
 }
 
+// P14
+TEST_F(UpgradeContract, SaysThatNoAnswerHasArrivedWithinTheLimit) {
+    receiveRequest();
+    EXPECT_TRUE(
+        log->waitFor("no connection within 5 s: WebSocket handshake: the server does not answer", kLimit));
+}
+
+// P14
+TEST_F(UpgradeContract, SaysThatNoAnswerToTheTlsHandshakeHasArrivedWithinTheLimit) {
+    configuration->known.serverBaseUri = "https" + server.baseUri().substr(4);
+    createRegistry();
+    listen();
+    EXPECT_TRUE(log->waitFor("no connection within 5 s: TLS handshake: the server does not answer", kLimit));
+}
+
 }  // namespace

@@ -15,6 +15,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ResourcesOfModels.h"
@@ -88,6 +89,27 @@ class DataObjectsOnTheBus : public test_support::PlatformFixture {
         return answers.next().value_or(nullptr);
     }
 
+    // Empty when there is no answer.
+    std::vector<std::shared_ptr<const R>> findAll() {
+        test_support::Received<std::vector<std::shared_ptr<const R>>> answers;
+        service()->getAccessor()->template findAll<R>(
+            {},
+            [&](std::vector<std::shared_ptr<const R>> found, const auto&) { answers.push(std::move(found)); },
+            [&](const std::shared_ptr<const zeb::ZebResponse>& response) {
+                ADD_FAILURE() << "status " << response->getStatusCode() << ": " << response->getBody();
+                answers.push({});
+            });
+        return answers.next().value_or(std::vector<std::shared_ptr<const R>>());
+    }
+
+    // Whether the server has taken it.
+    bool write(const R& element) {
+        test_support::Received<bool> answers;
+        service()->getAccessor()->write(
+            element, [&](const auto&) { answers.push(true); }, [&](const auto&) { answers.push(false); });
+        return answers.next().value_or(false);
+    }
+
  private:
     bool isConnected_ = false;
 };
@@ -123,6 +145,31 @@ TYPED_TEST(DataObjectsOnTheBus, AreFoundByAllThatTheyHold) {
         ASSERT_TRUE(sut) << element->toString();
         EXPECT_EQ(sut->getId().getValue(), element->getString("id"));
     }
+}
+
+TYPED_TEST(DataObjectsOnTheBus, AreFoundByTheirIdentity) {
+    for (const auto& element : this->elementsOfTheFile()) {
+        const auto sut = this->find(TypeParam(element).getIdentityDescriptor());
+        ASSERT_TRUE(sut) << element->toString();
+        EXPECT_EQ(sut->getId(), element->getString("id"));
+    }
+}
+
+TYPED_TEST(DataObjectsOnTheBus, AreReadAllAtOnce) {
+    const auto expected = this->elementsOfTheFile();
+    const auto sut = this->findAll();
+    ASSERT_EQ(sut.size(), expected.size());
+    for (std::size_t position = 0; position < expected.size(); ++position) {
+        EXPECT_EQ(sut[position]->getDescriptor().getAsJson()->toString(), withoutNulls(*expected[position]));
+    }
+}
+
+TYPED_TEST(DataObjectsOnTheBus, StayAsTheyAreWhenTheyAreWrittenAsTheyWereRead) {
+    const auto before = this->findAll();
+    ASSERT_FALSE(before.empty());
+    ASSERT_TRUE(this->write(*before.front()));
+    EXPECT_EQ(this->findAll().front()->getDescriptor().getAsJson()->toString(),
+              before.front()->getDescriptor().getAsJson()->toString());
 }
 
 class BusOfTheVehicle : public testing::Test {

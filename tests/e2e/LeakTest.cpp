@@ -2,6 +2,7 @@
 //   LEAK_ROUNDS   number of rounds (default 30,000; fewer with sanitizers)
 
 #include <LiveMemory.h>
+#include <clampcontrolclient/ClampFollower.h>
 
 #include <cstdlib>
 #include <iostream>
@@ -62,6 +63,14 @@ TEST_F(Leaks, NoneWhenClientsAreCreatedAndDestroyedAgainAndAgain) {
         shortLived.AssignCallback(&other);
         shortLived.Start();
         ASSERT_EQ(other.next(), "connected");
+    });
+}
+
+TEST_F(Leaks, NoneWhenFollowersAreCreatedAndDestroyedAgainAndAgain) {
+    connectClient();
+    expectNothingLeft([] {
+        const clampcontrolclient::ClampFollower follower([](const clampcontrolclient::ClampStatus&) {});
+        ASSERT_TRUE(follower.waitFor(clampcontrolclient::ClampState::Off, e2e::kLimit));
     });
 }
 

@@ -8,6 +8,7 @@
 #include <TemporaryDirectory.h>
 #include <clampcontrolclient/ClampControlCallbackIf.h>
 #include <clampcontrolclient/ClampControlClient.h>
+#include <clampcontrolclient/ClampFollower.h>
 #include <csc_logging/CSCLogging.h>
 #include <gtest/gtest.h>
 #include <kelo-client/ClientServiceUtils.h>
@@ -15,10 +16,12 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <future>
+#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -28,6 +31,9 @@
 namespace {
 
 using clampcontrolclient::ClampControlClient;
+using clampcontrolclient::ClampFollower;
+using clampcontrolclient::ClampState;
+using clampcontrolclient::ClampStatus;
 using test_data_objects::allocationHasFailed;
 using test_data_objects::allocationsLeft;
 using test_support::ChildResult;
@@ -35,6 +41,9 @@ using test_support::TemporaryDirectory;
 
 constexpr int kMemoryWasMissing = 7;
 constexpr int kWrong = 1;
+constexpr std::chrono::seconds kLimit{30};
+// A follower that lacked memory tries again after half a second.
+constexpr long kStepOfSlowTests = 11;
 
 class Callback : public clampcontrolclient::ClampControlCallbackIf {
  public:
@@ -97,15 +106,18 @@ class ClientWithoutMemory : public testing::Test {
 
     /// Repeats that with more and more memory, until there was enough. Every process must end with 0 or, if
     /// memory was missing, with kMemoryWasMissing.
-    void runWithMoreAndMoreMemory(const std::function<void(ClampControlClient&, long)>& work) {
+    /// @param step by how many allocations one process has more than the one before
+    void runWithMoreAndMoreMemory(const std::function<void(ClampControlClient&, long)>& work, long step = 1) {
         ChildResult result;
         result.exitCode = kMemoryWasMissing;
-        for (long allocations = 0; result.exitCode == kMemoryWasMissing; ++allocations) {
+        long tried = 0;
+        for (long allocations = 0; result.exitCode == kMemoryWasMissing; allocations += step) {
+            tried = allocations;
             result = runSubscribed(
                 [&work, allocations](ClampControlClient& client) { work(client, allocations); });
             ASSERT_EQ(result.signal, 0) << allocations << " allocations: " << result.errors;
         }
-        EXPECT_EQ(result.exitCode, 0) << result.errors;
+        EXPECT_EQ(result.exitCode, 0) << tried << " allocations: " << result.errors;
     }
 
  private:
@@ -159,6 +171,46 @@ TEST_F(ClientWithoutMemory, FindsTheServiceAgainAfterItsConnectionWasLost) {
         }
         std::_Exit(codeOfMemory());
     });
+}
+
+TEST_F(ClientWithoutMemory, DoesNotKeepAFollowerFromFindingTheStateAgain) {
+    runWithMoreAndMoreMemory(
+        [](ClampControlClient&, long allocations) {
+            static const ClampFollower follower;
+            if (!follower.waitFor(ClampState::On, kLimit)) {
+                std::_Exit(kWrong);
+            }
+            const Connections connections;
+            allocationsLeft = allocations;
+            connections.end();
+            while (!allocationHasFailed &&
+                   !(callback.changes >= 3 && follower.status().state == ClampState::On)) {
+                std::this_thread::yield();
+            }
+            allocationsLeft = -1;
+            if (!follower.waitFor(ClampState::On, kLimit)) {
+                std::cerr << follower.status().reason << std::endl;
+                std::_Exit(kWrong);
+            }
+            std::_Exit(codeOfMemory());
+        },
+        kStepOfSlowTests);
+}
+
+TEST_F(ClientWithoutMemory, DoesNotKeepAFollowerFromFollowing) {
+    runWithMoreAndMoreMemory(
+        [](ClampControlClient&, long allocations) {
+            allocationsLeft = allocations;
+            const ClampFollower follower;
+            const ClampFollower withHandler([](const ClampStatus&) {});
+            while (!allocationHasFailed && follower.status().state != ClampState::On) {
+                std::this_thread::yield();
+            }
+            allocationsLeft = -1;
+            const bool isMade = follower.status().reason.find("no memory") == std::string::npos;
+            std::_Exit(!isMade || follower.waitFor(ClampState::On, kLimit) ? codeOfMemory() : kWrong);
+        },
+        kStepOfSlowTests);
 }
 
 // Without memory on the other threads, the call may have to wait for its time limit.

@@ -11,10 +11,8 @@
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
 #include <gtest/gtest.h>
-#include <kelo-client/ClientServiceUtils.h>
 #include <openssl/ssl.h>
 #include <unistd.h>
-#include <zeb-bus-sim/BusSimulator.h>
 
 #include <atomic>
 #include <chrono>
@@ -27,6 +25,8 @@
 #include <string>
 #include <thread>
 #include <tuple>
+
+#include "ChangingBus.h"
 
 namespace {
 
@@ -86,26 +86,6 @@ void PrintTo(Callback::Exit exit, std::ostream* stream) {
     }
 }
 
-constexpr const char* kBus =
-    R"({"services":{"ClampControl":{"clamps":[{"id":"c15","type":"Clamp15","isSwitchedOn":true}]}}})";
-
-/// Starts a bus in this process, whose terminal 15 changes endlessly, and returns its base URI. Like a real
-/// bus, it does not end with the process's statics.
-std::string startBus() {
-    static auto& bus = *new zebbussim::BusSimulator();
-    bus.loadText(kBus);
-    bus.start();
-    std::thread([] {
-        for (bool isSwitchedOn = false;; isSwitchedOn = !isSwitchedOn) {
-            bus.set("/ClampControl/clamps/c15",
-                    isSwitchedOn ? R"({"isSwitchedOn":true})" : R"({"isSwitchedOn":false})");
-            std::this_thread::sleep_for(
-                std::chrono::milliseconds(1));  // without a pause no other thread gets the bus
-        }
-    }).detach();
-    return bus.baseUri();
-}
-
 /// A bus over TLS, whose terminal 15 changes for longer than a test takes. It runs in a child process, and
 /// another child process issues its certificate: the process under test must be the first to use OpenSSL.
 class TlsBus {
@@ -118,7 +98,7 @@ class TlsBus {
             std::filesystem::copy_file(certificate.certificateFile, file("certificate"));
             std::filesystem::copy_file(certificate.keyFile, file("key"));
         });
-        directory_.write("bus.json", kBus);
+        directory_.write("bus.json", e2e::kChangingBus);
         directory_.write("changes.json", changes());
         program_ = std::make_unique<test_support::BusProgram>(
             test_support::commandOf(ZEB_BUS_SIM, {"--tls-cert", file("certificate"), "--tls-key", file("key"),
@@ -145,14 +125,6 @@ class TlsBus {
     TemporaryDirectory directory_;
     std::unique_ptr<test_support::BusProgram> program_;
 };
-
-/// The configuration of the first base applies to all clients of the process.
-void configureClients(const TemporaryDirectory& directory, const std::string& baseUri) {
-    kelo_client::ClientServiceUtils::CreateClientServiceBase(directory.write(
-        "config.json",
-        R"({"serviceRegistrySettings":{"mode":"staticOnly"},"services":{"ClampControl":{"serverBaseUri":")" +
-            baseUri + R"("}}})"));
-}
 
 void subscribe(ClampControlClient& client, Callback& callback) {
     const auto connected = callback.connected();  // taken before an exit inside the callback can destroy it
@@ -190,7 +162,7 @@ void expectCleanExit(Transport transport, const std::function<void()>& work) {
         if (tlsBus) {
             ::setenv("SSL_CERT_FILE", tlsBus->trusted().c_str(), 1);
         }
-        configureClients(directory, tlsBus ? tlsBus->baseUri() : startBus());
+        e2e::configureClients(directory, tlsBus ? tlsBus->baseUri() : e2e::startChangingBus());
         work();
     });
     EXPECT_EQ(result.signal, 0) << result.errors;

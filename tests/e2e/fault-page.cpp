@@ -54,6 +54,11 @@ moment of the fault, and how soon. Every cell is a test (`Faults/FaultMatrix` in
 connections and the library as it ships. Except during `Stop`, each test ends by checking that the client is usable again
 once the fault is gone: a subscribe call succeeds, and a change arrives.
 
+The table shows the callbacks of `ClampControlClient`. With `ClampFollower`, each loss, refusal and end of the table is
+the state `Unknown` with its reason. Once the fault is gone, the follower knows the state again by itself.
+`Faults/FollowerFaults` checks this for the same faults and moments, except unsubscribe, which a follower does not have: a
+follower never claims a state that it cannot know.
+
 The times are the promised limits. The tests add a tolerance for a busy machine.
 
 How soon the library detects a silent peer depends on the configuration and on the cause:
@@ -66,7 +71,7 @@ How soon the library detects a silent peer depends on the configuration and on t
   Sent data that is not acknowledged for 30 s also ends it.
 - Without a watchdog, a process that hangs or is stopped (SIGSTOP) is not detected at all. The kernel of its machine keeps
   answering the keep-alive probes, and the connection stays open as long as the process exists. Subscribe calls in the
-  meantime fail within their own time limits.
+  meantime fail within their own time limits. A follower keeps the last state.
 
 After a loss, the library pauses before each new attempt to connect. The pause is random, up to a limit that grows from
 0.1 s to )"

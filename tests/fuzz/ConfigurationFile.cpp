@@ -2,6 +2,7 @@
 #include <Poco/Exception.h>
 #include <RecordingAraLog.h>
 #include <csc_logging/CSCLogging.h>
+#include <kelo-client/ConfigurationCheck.h>
 #include <kelo-client/ConfigurationManager.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -45,6 +46,32 @@ void readEverything(const ConfigurationManager& sut, const std::string& service)
     });
 }
 
+/// A finding or a setting stays on its line, whatever the file contains.
+void requireLines(const std::string& text, std::size_t atMost) {
+    std::size_t lines = 0;
+    for (const char character : text) {
+        require(static_cast<unsigned char>(character) >= ' ' || character == '\n',
+                "no control character is printed");
+        lines += character == '\n' ? 1 : 0;
+    }
+    require(lines <= atMost, "there is a line for each finding, or setting, and one for those left out");
+}
+
+/// What the check says must fit what loading the same file has done.
+void check(const std::string& path, const std::string& text) {
+    const auto records = test_support::RecordingAraLog::records();
+    const bool isLoaded = records.size() == 1;
+    const kelo_client::ConfigurationReport report = kelo_client::checkConfiguration(path);
+    require(test_support::RecordingAraLog::records().size() == records.size(), "a check logs nothing");
+    require(report.isUsable == isLoaded, "a file is usable if it was loaded");
+    require(report.isUsable || report.has(kelo_client::ConfigurationFinding::Severity::Error),
+            "a file that is not usable has an error");
+    requireLines(report.findingsText(), report.findings.size() + 1);
+    requireLines(report.settingsText(), report.settings.size() + 1);
+    require(kelo_client::checkConfigurationText(text, path).findings.size() == report.findings.size(),
+            "the content alone leads to the same findings");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -56,8 +83,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             "the file can be written");
     test_support::RecordingAraLog::reset();
 
-    ConfigurationManager sut("/proc/self/fd/" + std::to_string(file));
+    const std::string path = "/proc/self/fd/" + std::to_string(file);
+    ConfigurationManager sut(path);
     sut.load();
+    check(path, std::string(reinterpret_cast<const char*>(data), size));
     require(sut.getServices() && sut.getServiceSettings(), "the sections are never null");
     readEverything(sut, "ClampControl");
     for (const auto& [name, settings] : *sut.getServices()) {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "FindFirst.h"
+#include "ClampRequests.h"
 #include "http/HttpAnswer.h"
 
 namespace {
@@ -77,6 +77,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                           atOnce->behind == inPieces->behind,
                       "how the bytes arrive makes no difference");
     }
-    fuzz::findFirstClamp(std::make_shared<AnswerOfBytes>(atOnce));
+    fuzz::findClamps(std::make_shared<AnswerOfBytes>(atOnce));
     return 0;
 }

@@ -1,4 +1,4 @@
-// HTTP responses as find-first reads them: the first byte selects the status, the rest is the body.
+// HTTP responses as requests for elements read them: the first byte selects the status, the rest is the body.
 #include <zeb/ITpAccess.h>
 
 #include <array>
@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "FindFirst.h"
+#include "ClampRequests.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     constexpr std::array statuses{200, 0, 100, 204, 301, 404, 500, 503};
     // Most bytes mean 200, since with any other status the body is not read.
     const std::size_t pick = data[0] < statuses.size() ? data[0] : 0;
-    fuzz::findFirstClamp(std::make_shared<FixedAnswer>(
+    fuzz::findClamps(std::make_shared<FixedAnswer>(
         zeb::ZebResponse(statuses.at(pick), std::string(reinterpret_cast<const char*>(data) + 1, size - 1))));
     return 0;
 }

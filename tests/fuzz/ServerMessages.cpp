@@ -18,6 +18,7 @@
 #include "Require.h"
 #include "SilentLog.h"
 #include "log/FaultLog.h"
+#include "log/ServiceCounters.h"
 #include "websocket/ServerMessage.h"
 #include "websocket/SubscriptionRouter.h"
 
@@ -136,7 +137,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const auto logger = fuzz::silentLogger();
     CheckingConnection connection;
     zeb::SubscriptionRouter sut("ws://127.0.0.1/ClampControl", logger,
-                                std::make_shared<zeb::FaultLog>(logger), connection);
+                                std::make_shared<zeb::FaultLog>(logger),
+                                std::make_shared<zeb::ServiceCounters>(), connection);
     std::vector<Record> records;
     const auto subscribe = [&] {
         records.push_back(new zeb::SubscriptionRecord(

@@ -30,6 +30,10 @@ quietly cmake --install "$build" --prefix "$place/runtime" --component runtime
 others=$(find "$place/runtime" ! -type d ! -name 'lib*.so.*' ! -name 'libZebAccess*.so')
 [ -z "$others" ] || fail "It has also: $others"
 
+step 'The schema of the configuration file is there'
+/usr/bin/python3 -m json.tool "$prefix/share/clampcontrolclient/ClientConfig.schema.json" >/dev/null ||
+    fail 'The schema is missing or is not JSON.'
+
 step 'The package answers to its own minor version alone'
 for wanted in 0.1 0.2; do
     mkdir "$place/version-$wanted"

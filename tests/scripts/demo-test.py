@@ -13,12 +13,13 @@ import subprocess
 import sys
 import tempfile
 
-# (the edit, a text in the line, which of the lines with it; 0 for all)
+# (the edit, a text in the line, which of the lines with it; 0 for none)
 EDITS = [
     ("nothing", "", 0),
     ("lose", '"clamp15"', 4),
     ("lose", '"notification"', 6),
     ("lose", '"connection"', 2),
+    ("lose", '"unknown"', 1),
     ("lose", '"stopped"', 1),
     ("double", '"clamp15"', 3),
     ("negate", '"clamp15"', 5),

@@ -5,7 +5,7 @@
 
 "$1" --help >/dev/full
 status=$?
-if [ "$status" -ne 3 ]; then
-    echo "expected exit code 3; got $status"
+if [ "$status" -ne 1 ]; then
+    echo "expected exit code 1; got $status"
     exit 1
 fi

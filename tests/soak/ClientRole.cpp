@@ -24,6 +24,7 @@
 #include <thread>
 #include <utility>
 
+#include "FollowingApplication.h"
 #include "Invariants.h"
 #include "Link.h"
 
@@ -32,6 +33,7 @@ namespace soak {
 namespace {
 
 using clampcontrolclient::ClampControlClient;
+using clampcontrolclient::ClampState;
 using std::chrono::milliseconds;
 using zebobjects_ZEB::ClampcontrolService;
 using Clock = std::chrono::steady_clock;
@@ -353,7 +355,8 @@ class Endurance {
         : link_(Child::kLinkDescriptor),
           application_(link_, seed),
           counter_(std::make_shared<Counter>(
-              [this](const std::string& text) { application_.complain("data object: " + text); })) {}
+              [this](const std::string& text) { application_.complain("data object: " + text); })),
+          following_([this](const std::string& text) { application_.complain("follower: " + text); }) {}
 
     int run() {
         application_.start();
@@ -365,22 +368,31 @@ class Endurance {
                 isCalm_ = true;
             } else if (line && line->rfind("expect ", 0) == 0) {
                 expect(std::stoull(line->substr(7)));
+            } else if (line == "gone") {
+                following_.checkThatItLearnsOfTheRemoval(kStandstill);
+                link_.send("noticed");
+            } else if (line && line->rfind("back ", 0) == 0) {
+                awaitTheFollower(std::stoull(line->substr(5)));
+                link_.send("followed");
                 isCalm_ = false;
             } else if (line == "end" || link_.isOver()) {
                 break;
             } else if (!line && !isCalm_) {
                 application_.act();
                 actOfCounter();
+                checkTheFollower();
             }
         }
         application_.stop();
+        following_.checkThatItIsUnknown();
         std::this_thread::sleep_for(milliseconds(300));  // for callbacks that must not come
+        following_.destroy();
         const CallbackInvariants& told = application_.invariants();
         link_.send("total " + std::to_string(told.connections()) + " " + std::to_string(told.states()) + " " +
                    std::to_string(counter_->told()) + " " + std::to_string(application_.subscribes()) + " " +
                    std::to_string(application_.refusedSubscribes()) + " " +
                    std::to_string(application_.longestSubscribe().count()) + " " +
-                   std::to_string(told.callsInTheGap()));
+                   std::to_string(told.callsInTheGap()) + " " + std::to_string(following_.timesKnown()));
         return 0;
     }
 
@@ -392,6 +404,18 @@ class Endurance {
             counter_->unsubscribed();
         } else if (turn_ % 5 == 2) {
             counter_->subscribe();
+        }
+    }
+
+    void checkTheFollower() {
+        const CallbackInvariants& told = application_.invariants();
+        const auto connections = told.connections();
+        if (!told.isConnected()) {
+            const auto status = following_.status();
+            // Otherwise it may have connected meanwhile.
+            if (!told.isConnected() && told.connections() == connections) {
+                following_.checkWhileLost(status);
+            }
         }
     }
 
@@ -416,10 +440,19 @@ class Endurance {
         link_.send("ready");
     }
 
+    /// The last value of the element is this one.
+    void awaitTheFollower(std::uint64_t value) {
+        const auto state = value % 2 != 0 ? ClampState::On : ClampState::Off;
+        if (!waitUntil(kStandstill, [this, state] { return following_.has(state); })) {
+            application_.complain("follower: never has the state of value " + std::to_string(value));
+        }
+    }
+
     void expect(std::uint64_t value) {
         const auto isTold = [this, value] {
             return counter_->last() == value && application_.invariants().lastState() == (value % 2 != 0);
         };
+
         waitUntil(kStandstill, [&] { return isTold() || !isSubscribed(); });
         if (!isSubscribed()) {
             link_.send("disturbed callback " + std::to_string(application_.invariants().isSubscribed()) +
@@ -432,14 +465,16 @@ class Endurance {
             application_.complain("value " + std::to_string(value) + " never reported; the last one is " +
                                   std::to_string(counter_->last()));
         }
+        awaitTheFollower(value);
         link_.send("figures " + ownFigures());
     }
 
     Link link_;
     Application application_;
     const std::shared_ptr<Counter> counter_;
+    FollowingApplication following_;
     unsigned turn_ = 0;
-    bool isCalm_ = false;  ///< no actions of the application between "calm" and "expect"
+    bool isCalm_ = false;  ///< no actions of the application between "calm" and "back"
 };
 
 }  // namespace
@@ -448,10 +483,22 @@ int runEndurance(std::uint64_t seed) {
     return Endurance(seed).run();
 }
 
+// Destroys the follower now, in its next report, or, after the client, at the end of the process.
+static void endTheFollower(Dice& dice, FollowingApplication& following) {
+    const int way = dice.below(3);
+    if (way == 0) {
+        following.destroy();
+    } else if (way == 1) {
+        following.destroyInNextReport(milliseconds(1500));
+    }
+}
+
 int runGeneration(std::uint64_t seed) {
     Link link(Child::kLinkDescriptor);
     Dice dice(seed);
     Application application(link, seed);
+    FollowingApplication following(
+        [&application](const std::string& text) { application.complain("follower: " + text); });
     application.start();
     std::atomic<bool> isOver = false;
     std::thread acting([&] {
@@ -461,6 +508,7 @@ int runGeneration(std::uint64_t seed) {
     });
     std::this_thread::sleep_for(milliseconds(100 + dice.below(4000)));
 
+    endTheFollower(dice, following);
     const int way = dice.below(3);
     if (way == 0) {
         isOver = true;

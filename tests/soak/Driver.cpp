@@ -362,14 +362,26 @@ class Soak {
             const std::uint64_t last = sender_.send(1500);
             child.link().send("expect " + std::to_string(last));
             const bool isTold = await(child, "figures", "disturbed") == "figures";
-            sender_.pause(false);
             if (isTold) {
+                removeTheElement(child);
                 ++rounds_;
                 return;
             }
+            sender_.pause(false);
             ++disturbed_;
         }
         complain("the connection does not stay although nothing fails any more");
+    }
+
+    /// The element disappears, and comes back with another value.
+    void removeTheElement(Child& child) {
+        sender_.removeElement();
+        child.link().send("gone");
+        await(child, "noticed");
+        sender_.addElement();
+        child.link().send("back " + std::to_string(sender_.send(1)));
+        await(child, "followed");
+        sender_.pause(false);
     }
 
     std::string await(Child& child, const std::string& word, const std::string& other = "") {
@@ -516,7 +528,7 @@ class Soak {
 
     void report() {
         std::istringstream totals(totals_);
-        std::array<long long, 7> total{};
+        std::array<long long, 8> total{};
         for (long long& number : total) {
             totals >> number;
         }
@@ -531,13 +543,14 @@ class Soak {
             std::printf("  %-48s  %8d\n", name.c_str(), count);
         }
         std::printf("\nThe client that stayed\n");
-        const std::array<const char*, 7> names{"connections",
+        const std::array<const char*, 8> names{"connections",
                                                "states told to the callback",
                                                "values told to the data-object subscriber",
                                                "subscribe calls",
                                                "of these refused, as told to the caller",
                                                "longest subscribe call, ms",
-                                               "calls that had begun when unsubscribe returned"};
+                                               "calls that had begun when unsubscribe returned",
+                                               "times that the follower's state became known"};
         for (std::size_t index = 0; index < names.size(); ++index) {
             std::printf("  %-48s  %8lld\n", names[index], total[index]);
         }

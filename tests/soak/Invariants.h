@@ -2,15 +2,12 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <mutex>
 #include <optional>
-#include <string>
+
+#include "Violation.h"
 
 namespace soak {
-
-/// Reports a broken promise. May be called by any thread.
-using Violation = std::function<void(const std::string&)>;
 
 /// Checks the calls of one client to one application by their order alone. The element's states are known to
 /// alternate between on and off.

@@ -158,6 +158,10 @@ void ZebServiceRegistry::registerServiceListener(UntypedServiceListener listener
 
 void ZebServiceRegistry::unsubscribeFromAllElements() {}
 
+std::vector<ServiceStatus> ZebServiceRegistry::getServiceStatuses() const {
+    return {};
+}
+
 void ZebServiceRegistry::stop() {
     say("service registry: stop");
 }
@@ -210,5 +214,7 @@ void SingleThreadAsyncTaskExecutor::stop() {
 }
 
 void SingleThreadAsyncTaskExecutor::add(std::function<void()> /*function*/, const char* /*name*/) {}
+
+void SingleThreadAsyncTaskExecutor::addLast(std::function<void()> /*function*/, const char* /*name*/) {}
 
 }  // namespace zebutil

@@ -23,6 +23,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -95,6 +96,9 @@ class TestConfiguration : public zeb::IConfigManager {
         return known.separatorAfterResource;
     }
     bool isServiceConfigurationKnown(const std::string& service) const override {
+        if (isUnreadable) {
+            throw std::runtime_error("the configuration cannot be read");
+        }
         return isKnown && service == "Lighting";
     }
     std::chrono::milliseconds getWatchdogPingInterval(const std::string&) const override {
@@ -116,6 +120,7 @@ class TestConfiguration : public zeb::IConfigManager {
     }
 
     bool isKnown = true;
+    bool isUnreadable = false;
     zeb::ZebServiceConfigurations::ServiceConfiguration known;
 
  private:

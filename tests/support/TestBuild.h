@@ -18,4 +18,12 @@ constexpr bool kIsNative = false;
 constexpr bool kIsNative = true;
 #endif
 
+/// Whether a child that was forked by a process with threads may start threads itself. The thread sanitizer
+/// ends it, and the emulator is not made for it.
+#if defined(__SANITIZE_THREAD__) || defined(CLAMPCONTROL_TESTS_EMULATED)
+constexpr bool kForkedChildMayStartThreads = false;
+#else
+constexpr bool kForkedChildMayStartThreads = true;
+#endif
+
 }  // namespace test_support

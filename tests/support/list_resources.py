@@ -1,4 +1,4 @@
-"""Writes a header with the resources of every model and their enumerated fields, for tests that cover all of them.
+"""Writes a header with the resources and services of every model and their enumerated fields, for tests that cover all.
 
 usage: list_resources.py OUTPUT MODEL...
 """
@@ -26,6 +26,9 @@ def main():
         "/// A list of types: all resources of all models.",
         "template <template <typename...> class List>",
         "using All = List<" + ", ".join(name for name, _ in resources) + ">;",
+        "",
+        "/// The names of the services of all models.",
+        "constexpr const char* kServices[] = {" + ", ".join(f'"{model["service"]}"' for model in models) + "};",
         "",
         "/// Each calls `visit` with all enumerated fields of the element, lists included.",
     ]

@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <functional>
 #include <future>
+#include <iostream>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -166,6 +167,53 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, DropsATimedTaskWhenItIsStopped) {
         std::chrono::steady_clock::now() + std::chrono::hours(1), [] {}, "later");
     sut->stop();
     EXPECT_TRUE(log->contains("queued tasks dropped: 1"));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, DropsTheTimedTasksOfAnOwnerThatRemovesThem) {
+    const auto later = std::chrono::steady_clock::now() + std::chrono::hours(1);
+    const int owner = 0;
+    const auto held = std::make_shared<int>();
+    sut->addAt(
+        later, [held] {}, "later", &owner);
+    sut->addAt(
+        later, [held] {}, "much later", &owner);
+    sut->removeTasks(&owner);
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, KeepsTheTimedTasksOfOthersWhenAnOwnerRemovesItsOwn) {
+    const auto later = std::chrono::steady_clock::now() + std::chrono::hours(1);
+    const int owner = 0;
+    const int other = 0;
+    sut->start();
+    sut->addAt(
+        later, [] {}, "of the owner", &owner);
+    sut->addAt(
+        later, [] {}, "of another", &other);
+    sut->addAt(
+        later, [] {}, "of nobody");
+    sut->removeTasks(&owner);
+    sut->stop();
+    EXPECT_TRUE(log->contains("queued tasks dropped: 2"));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, ATimedTaskMayRemoveThoseOfItsOwner) {
+    const auto now = std::chrono::steady_clock::now();
+    const int owner = 0;
+    std::promise<void> ran;
+    sut->start();
+    sut->addAt(
+        now + std::chrono::hours(1), [] {}, "later", &owner);
+    sut->addAt(
+        now,
+        [&] {
+            sut->removeTasks(&owner);
+            ran.set_value();
+        },
+        "now", &owner);
+    ran.get_future().wait();
+    sut->stop();
+    EXPECT_FALSE(log->contains("dropped"));
 }
 
 TEST_F(SingleThreadAsyncTaskExecutorTest, LetsTheRunningTaskEndWhenItIsStopped) {
@@ -508,6 +556,82 @@ TEST_F(SingleThreadAsyncTaskExecutorTest, CanBeStoppedInAChildThatWasForkedWhile
         sut.reset();
     });
     EXPECT_EQ(result.signal, 0);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, DropsEveryTaskThatIsAddedInAForkedChild) {
+    sut->start();
+    drain(*sut);
+    const auto result = test_support::runInChild([this] {
+        ::alarm(20);
+        const auto held = std::make_shared<int>();
+        sut->start();
+        sut->add([held] {}, "task");
+        sut->addAt(
+            std::chrono::steady_clock::now(), [held] {}, "timed task");
+        sut->addLast([held] {}, "last task");
+        std::cout << "held by " << held.use_count() << std::endl;
+        sut.reset();
+    });
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_EQ(result.output, "held by 1\n");
+}
+
+// ------------------------------------------------------------------------------------------- last tasks
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, RunsItsLastTasksBeforeStopReturns) {
+    sut->start();
+    std::vector<std::string> order;
+    sut->addLast([&order] { order.emplace_back("first"); }, "first");
+    sut->addLast([&order] { order.emplace_back("second"); }, "second");
+    drain(*sut);
+    EXPECT_THAT(order, testing::IsEmpty());
+    sut->stop();
+    EXPECT_THAT(order, testing::ElementsAre("first", "second"));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, RunsItsLastTaskOnItsThreadInPlaceOfTheQueuedOnes) {
+    sut->start();
+    std::promise<std::thread::id> thread;
+    std::promise<void> goOn;
+    std::atomic<bool> wasQueuedTaskRun = false;
+    std::thread::id last;
+    sut->addLast([&last] { last = std::this_thread::get_id(); }, "last");
+    sut->add(
+        [&] {
+            const zebutil::StopHandler handler([&goOn] { goOn.set_value(); });
+            thread.set_value(std::this_thread::get_id());
+            goOn.get_future().wait();
+        },
+        "running");
+    sut->add([&wasQueuedTaskRun] { wasQueuedTaskRun = true; }, "queued");
+    const auto executorThread = thread.get_future().get();
+    sut->stop();
+    EXPECT_EQ(last, executorThread);
+    EXPECT_FALSE(wasQueuedTaskRun);
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, RunsItsLastTaskAfterTheTaskThatStopsIt) {
+    sut->start();
+    std::vector<std::string> order;
+    sut->addLast([&order] { order.emplace_back("last"); }, "last");
+    std::promise<void> stopping;
+    sut->add(
+        [&] {
+            sut->stop();
+            order.emplace_back("stopped");
+            stopping.set_value();
+        },
+        "stop");
+    stopping.get_future().wait();
+    sut->stop();
+    EXPECT_THAT(order, testing::ElementsAre("stopped", "last"));
+}
+
+TEST_F(SingleThreadAsyncTaskExecutorTest, DropsItsLastTaskIfItWasNeverStarted) {
+    bool wasRun = false;
+    sut->addLast([&wasRun] { wasRun = true; }, "last");
+    sut->stop();
+    EXPECT_FALSE(wasRun);
 }
 
 }  // namespace

@@ -426,12 +426,32 @@ TEST(RemoteMode, PrintsNoRecordsUnlessToldTo) {
                 Not(HasSubstr("[text]")));
 }
 
-TEST(RemoteMode, SaysAtTheEndThatRecordsWereNotSent) {
+TEST(RemoteMode, PrintsNothingWithoutADaemon) {
+    EXPECT_EQ(runWithoutDaemon([] {
+                  InitLogging("CSC", "", LogLevel::kInfo, LogMode::kRemote, "");
+                  CreateLogger("Ctx", "").LogInfo() << "text";
+              }).errors,
+              "");
+}
+
+TEST(RemoteMode, PrintsNothingWithoutADaemonWhenTheBufferIsFull) {
+    EXPECT_EQ(runWithoutDaemon([] {
+                  InitLogging("CSC", "", LogLevel::kInfo, LogMode::kRemote, "");
+                  const Logger& logger = CreateLogger("Ctx", "");
+                  for (int i = 0; i < 2000; ++i) {
+                      logger.LogInfo() << std::string(1000, 'x');
+                  }
+              }).errors,
+              "");
+}
+
+TEST(RemoteMode, PrintsTheErrorsOfDltWithoutADaemon) {
     EXPECT_THAT(runWithoutDaemon([] {
+                    ::setenv("DLT_USER_BUFFER_MAX", "99999999999999999999", 1);
                     InitLogging("CSC", "", LogLevel::kInfo, LogMode::kRemote, "");
                     CreateLogger("Ctx", "").LogInfo() << "text";
                 }).errors,
-                HasSubstr("Lost log messages in user buffer when exiting: "));
+                HasSubstr("DLT_USER_BUFFER_MAX"));
 }
 
 TEST(RemoteMode, DoesNotBlockWithoutADaemonHoweverMuchIsLogged) {
@@ -669,6 +689,17 @@ ChildResult runWithSilentDaemon(const std::function<void(int)>& work) {
         std::signal(SIGPIPE, SIG_DFL);
         work(reader);
     });
+}
+
+TEST(RemoteMode, SaysAtTheEndThatRecordsDidNotReachTheDaemon) {
+    const ChildResult result = runWithSilentDaemon([](int reader) {
+        InitLogging("App", "", LogLevel::kInfo, LogMode::kRemote, "");
+        Logger& logger = CreateLogger("Ctx", "");
+        ::close(reader);
+        logger.LogInfo() << "nobody reads this";
+        std::exit(0);
+    });
+    EXPECT_THAT(result.errors, HasSubstr("Lost log messages in user buffer when exiting: "));
 }
 
 TEST(RemoteMode, SparesTheApplicationTheSignalWhenTheDaemonEnds) {

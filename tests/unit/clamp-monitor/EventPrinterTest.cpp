@@ -130,6 +130,34 @@ TEST_F(EventPrinterTest, EscapesTheUuidInColouredTextToo) {
     EXPECT_EQ(stream.str(), "14:34:56.123  \033[36msubscribed    \\u001b[0m\033[0m\n");
 }
 
+TEST_F(EventPrinterTest, WritesTheReasonOfAnUnknownState) {
+    makeSut(EventPrinter::Format::Text).unknown("service \"ClampControl\" disconnected");
+    EXPECT_EQ(stream.str(), "14:34:56.123  unknown       service \"ClampControl\" disconnected\n");
+}
+
+TEST_F(EventPrinterTest, WritesTheReasonOfAnUnknownStateInPlaceOfTheValueAsJson) {
+    makeSut(EventPrinter::Format::Json).unknown("service \"ClampControl\" disconnected");
+    EXPECT_EQ(stream.str(),
+              "{\"ts\":\"2026-01-31T12:34:56.123456Z\",\"event\":\"unknown\","
+              "\"reason\":\"service \\\"ClampControl\\\" disconnected\"}\n");
+}
+
+TEST_F(EventPrinterTest, KeepsToOneLineWhateverTheReason) {
+    makeSut(EventPrinter::Format::Text).unknown("a\nb\033[2J");
+    EXPECT_EQ(stream.str(), "14:34:56.123  unknown       a\\nb\\x1b[2J\n");
+}
+
+TEST_F(EventPrinterTest, LeavesAReasonThatIsEscapedAsItIs) {
+    makeSut(EventPrinter::Format::Text).unknown(R"(the key "\u000a" of C:\x)");
+    EXPECT_EQ(stream.str(), "14:34:56.123  unknown       the key \"\\u000a\" of C:\\x\n");
+}
+
+TEST_F(EventPrinterTest, WritesAllOfTheLongestReason) {
+    const std::string longest = std::string(1'000, '"') + "... (5 bytes cut)";
+    makeSut(EventPrinter::Format::Json).unknown(longest);
+    EXPECT_NE(stream.str().find("... (5 bytes cut)\"}"), std::string::npos) << stream.str();
+}
+
 TEST_F(EventPrinterTest, TellsOnceThatTheOutputIsLost) {
     EventPrinter sut = makeSut(EventPrinter::Format::Text);
     stream.setstate(std::ios::badbit);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <future>
 #include <memory>
 #include <ostream>
@@ -689,6 +690,51 @@ TEST_F(ClampControlAccessTest, ASecondSubscribeThatTimesOutKeepsNeitherSubscript
     EXPECT_TRUE(bus.subscriptions().back()->released);
 }
 
+/// Subscribes on two threads at once. The first subscription is not notified before the second replaces it.
+class TwoThreads : public ClampControlAccessTest {
+ protected:
+    void subscribe(const std::function<void(const std::shared_ptr<FakeBus::Subscribed>&)>& onSecond) {
+        std::promise<void> firstMade;
+        bus.onSubscribe = [&, isFirst = true](const std::shared_ptr<FakeBus::Subscribed>& made) mutable {
+            if (std::exchange(isFirst, false)) {
+                firstMade.set_value();
+            } else {
+                onSecond(made);
+            }
+        };
+        auto other = std::async(std::launch::async, [this] { return sut->SubscribeClampControl(); });
+        firstMade.get_future().wait();
+        second = sut->SubscribeClampControl();
+        first = other.get();
+    }
+
+    std::string first;
+    std::string second;
+};
+
+TEST_F(TwoThreads, ThatSubscribeAtOnceBothGetTheAnswerOfTheSubscriptionThatStays) {
+    createConnected({std::chrono::seconds(60), std::chrono::seconds(60)});
+    const auto begin = std::chrono::steady_clock::now();
+    subscribe([this](const auto& made) { bus.notify(made, clampJson("Clamp15", true)); });
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+    EXPECT_THAT(std::vector({first, second}), ElementsAre("c15", "c15"));
+    EXPECT_FALSE(bus.subscriptions().back()->released);
+}
+
+TEST_F(TwoThreads, ThatSubscribeAtOnceAreBothRefusedIfTheSubscriptionThatStayedIs) {
+    createConnected({std::chrono::seconds(5), std::chrono::seconds(1)});
+    subscribe([](const auto&) {});
+    EXPECT_THAT(std::vector({first, second}), ElementsAre("", ""));
+    EXPECT_TRUE(bus.subscriptions().back()->released);
+}
+
+TEST_F(TwoThreads, ThatSubscribeAtOnceAreToldEachNotificationOnce) {
+    createConnected();
+    subscribe([this](const auto& made) { bus.notify(made, clampJson("Clamp15", true)); });
+    bus.settle();
+    EXPECT_THAT(callback.take(), ElementsAre("notification", "clamp15 true"));
+}
+
 // ---------------------------------------------------------------------------------------- notifications
 
 TEST_F(ClampControlAccessTest, TellsEachNotificationOfClamp15AndItsState) {
@@ -755,7 +801,8 @@ TEST_F(ClampControlAccessTest, SaysWhatANotificationHasInPlaceOfAUsableType) {
     bus.notify(subscribed, R"({"id":"c15","isSwitchedOn":true,"type":{}})");
     bus.settle();
     EXPECT_THAT(logged(),
-                Contains(kWarning + std::string(R"(notification without a usable "type": found an object)")));
+                Contains(kWarning + std::string(R"(notification without a usable "type": found an object; )"
+                                                R"(expected "Clamp15", "ClampS" or "Clamp75_X")")));
 }
 
 TEST_F(ClampControlAccessTest, SaysWhatInANotificationHidesTheType) {
@@ -773,7 +820,7 @@ TEST_F(ClampControlAccessTest, SaysThatANotificationHasNoState) {
     bus.notify(subscribed, R"({"id":"c15","type":"Clamp15"})");
     bus.settle();
     EXPECT_THAT(logged(), Contains(kWarning + std::string("notification without a usable \"isSwitchedOn\": "
-                                                          "found nothing")));
+                                                          "found nothing; expected true or false")));
 }
 
 TEST_F(ClampControlAccessTest, SaysOfAFloodOfUnusableNotificationsLittle) {

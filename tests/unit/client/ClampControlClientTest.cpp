@@ -203,15 +203,38 @@ TEST(ClampControlClient, IsNotReadyAfterItsConstructionFailed) {
               "log: 2 Clamp Control Client: Not ready\n");
 }
 
-TEST(ClampControlClient, TakesEveryOtherOperationAfterItsConstructionFailed) {
+TEST(ClampControlClient, IsNotReadyForACallbackWhenItsConstructionFailed) {
     EXPECT_EQ(saidBy([] {
                   failConstruction();
                   ClampControlClient sut;
                   mark();
                   sut.AssignCallback(nullptr);
-                  sut.UnsubscribeClampControl("c15");
+                  sayLog();
               }),
-              "");
+              "log: 2 Clamp Control Client: Not ready\n");
+}
+
+TEST(ClampControlClient, IsNotReadyToUnsubscribeWhenItsConstructionFailed) {
+    EXPECT_EQ(saidBy([] {
+                  failConstruction();
+                  ClampControlClient sut;
+                  mark();
+                  sut.UnsubscribeClampControl("c15");
+                  sayLog();
+              }),
+              "log: 2 Clamp Control Client: Not ready\n");
+}
+
+TEST(ClampControlClient, SaysAtOnceThatTheClientsOfTheProcessWereStopped) {
+    EXPECT_THAT(
+        saidBy([] {
+            ClampControlClient().Stop();
+            mark();
+            const ClampControlClient sut;
+            sayLog();
+        }),
+        HasSubstr("log: 2 Clamp Control Client: this process has stopped its clients, so a new one does "
+                  "nothing; start the process again\n"));
 }
 
 // ---------------------------------------------------------------------------------------- forked processes

@@ -6,11 +6,13 @@
 #include <ChildProcess.h>
 #include <FakePlatform.h>
 #include <RecordingAraLog.h>
+#include <TemporaryDirectory.h>
 #include <TestBuild.h>
 #include <clampcontrolclient/ClampControlClient.h>
 #include <csc_logging/CSCLogging.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <kelo-client/ClientServiceUtils.h>
 #include <linux/capability.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -115,6 +117,19 @@ TEST(ClientConfiguration, IsReadFromItsFixedPath) {
                            sayRegistry();
                        }),
                 HasSubstr("\nregistry: mode 0 at http://registry:8080\n"));
+}
+
+TEST(ClientConfiguration, IsThatOfTheBaseIfTheApplicationHasMadeOneBeforeTheFirstClient) {
+    const test_support::TemporaryDirectory directory;
+    const std::string file = directory.write(
+        "my.json", R"({"serviceRegistrySettings":{"mode":"staticBeforeDynamic","httpUri":"http://mine:1"}})");
+    EXPECT_THAT(saidBy([] { writeConfiguration(kStaticElsewhere + "}"); },
+                       [&file] {
+                           kelo_client::ClientServiceUtils::CreateClientServiceBase(file);
+                           const ClampControlClient sut;
+                           sayRegistry();
+                       }),
+                HasSubstr("\nregistry: mode 2 at http://mine:1\n"));
 }
 
 TEST(ClientConfiguration, IsReadWhenTheClientIsStartedIfThereWasNoDescriptorBefore) {

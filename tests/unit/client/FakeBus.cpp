@@ -84,11 +84,12 @@ class FakeBus::Websocket : public zeb::IWebsocketManager {
     explicit Websocket(FakeBus& bus) : bus_(bus) {}
 
     std::shared_ptr<zeb::Subscription> subscribe(const std::string& path, const std::string& uuid,
-                                                 DataHandler handler, EndedHandler /*ended*/) override {
+                                                 DataHandler handler, EndedHandler ended) override {
         auto subscribed = std::make_shared<Subscribed>();
         subscribed->path = path;
         subscribed->uuid = uuid;
         subscribed->handler = std::move(handler);
+        subscribed->ended = std::move(ended);
         {
             const std::lock_guard lock(mutex);
             subscriptions.push_back(subscribed);
@@ -149,12 +150,20 @@ void FakeBus::disconnectService() {
     runOnExecutor(registry_->listener.disconnected);
 }
 
+void FakeBus::tellUnavailable(const std::string& reason) {
+    runOnExecutor([this, &reason] { registry_->listener.unavailable(reason); });
+}
+
 void FakeBus::queueDisconnect() {
     zebExecutor_->add(registry_->listener.disconnected, "service listener");
 }
 
 void FakeBus::tellError(const std::exception& error) {
     runOnExecutor([this, &error] { registry_->listener.error(error); });
+}
+
+void FakeBus::end(const std::shared_ptr<Subscribed>& subscription, const std::string& reason) {
+    zebExecutor_->add([subscription, reason] { subscription->ended(reason); }, "subscription ended");
 }
 
 void FakeBus::notify(const std::shared_ptr<Subscribed>& subscription, const std::string& json) {

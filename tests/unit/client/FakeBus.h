@@ -32,6 +32,7 @@ class FakeBus {
         std::string path;
         std::string uuid;
         zeb::IWebsocketManager::DataHandler handler;
+        zeb::IWebsocketManager::EndedHandler ended;
         std::atomic<int> unsubscribes = 0;
         std::atomic<bool> released = false;
         /// Called on the thread that releases the subscription. Set it inside `onSubscribe`.
@@ -52,13 +53,19 @@ class FakeBus {
     std::function<void(const std::shared_ptr<Subscribed>&)> onSubscribe;
 
     std::shared_ptr<zeb::ZebClientServices> clientServices() const { return clientServices_; }
+    std::shared_ptr<zebutil::SingleThreadAsyncTaskExecutor> zebExecutor() const { return zebExecutor_; }
 
     /// The service appears or disappears. Returns when the client has been notified.
     void connectService();
     void disconnectService();
+    /// Says why the service is not connected, or is about to be lost.
+    void tellUnavailable(const std::string& reason);
     /// Queues the disconnect and returns at once.
     void queueDisconnect();
     void tellError(const std::exception& error);
+
+    /// The server ends the subscription. Returns at once.
+    void end(const std::shared_ptr<Subscribed>& subscription, const std::string& reason);
 
     /// Sends a notification with the JSON text of an element. Returns at once.
     void notify(const std::shared_ptr<Subscribed>& subscription, const std::string& json);

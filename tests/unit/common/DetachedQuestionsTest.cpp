@@ -1,8 +1,12 @@
+#include <ChildProcess.h>
+#include <TestBuild.h>
 #include <gtest/gtest.h>
 #include <internal/DetachedQuestions.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <future>
+#include <iostream>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -58,6 +62,30 @@ TEST_P(DetachedQuestionsWithoutMemory, AnswerTheSameQuestionWhenThereIsMemoryAga
     const auto question = sut.ask({}, [&reply](const std::string& answer) { reply.set_value(answer); });
     ASSERT_EQ(answered.wait_for(kLimit), std::future_status::ready);
     EXPECT_EQ(answered.get(), "answer");
+}
+
+using WordQuestions = internal::DetachedQuestions<std::string, std::string>;
+
+// The thread that answers holds a lock meanwhile, and does not come along.
+TEST(DetachedQuestionsInAForkedChild, AreAnsweredAlthoughTheParentWasAtWork) {
+    if (!test_support::kForkedChildMayStartThreads) {
+        GTEST_SKIP() << "the child starts a thread";
+    }
+    WordQuestions sut(
+        {"questions", "test"}, [](const std::string& word) { return "answer to " + word; },
+        [](const std::string& reason) { return reason; });
+    std::promise<test_support::ChildResult> result;
+    const auto question = sut.ask("parent", [&](const std::string&) {
+        result.set_value(test_support::runInChild([&sut] {
+            test_support::ignoreLeaks();
+            ::alarm(20);  // ends a child that hangs
+            std::promise<std::string> reply;
+            const auto ofChild =
+                sut.ask("child", [&reply](const std::string& answer) { reply.set_value(answer); });
+            std::cout << reply.get_future().get() << std::endl;
+        }));
+    });
+    EXPECT_EQ(result.get_future().get().output, "answer to child\n");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -82,7 +83,7 @@ TEST_F(Clampcontrol, FillsAClamp) {
 TEST_F(Clampcontrol, LeavesEveryFieldEmptyWhenThereIsOnlyAnId) {
     const auto sut = objectOf<Clamp>(R"({"id":"1"})");
     EXPECT_EQ(sut.getId().getValue(), "1");
-    EXPECT_FALSE(sut.getIsSwitchedOn() || sut.getType());
+    EXPECT_FALSE(sut.getIsSwitchedOn().hasValue() || sut.getType());
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
@@ -91,7 +92,7 @@ TEST_F(Clampcontrol, SaysWhyABooleanCouldNotBeRead) {
     EXPECT_THAT(messages(),
                 ElementsAre("could not get isSwitchedOn as bool, exception=\"isSwitchedOn\": expected a "
                             "boolean, found the string \"banana\""));
-    EXPECT_FALSE(sut.getIsSwitchedOn());
+    EXPECT_FALSE(sut.getIsSwitchedOn().hasValue());
     EXPECT_EQ(sut.getType().getValue(), CLAMP_TYPE::Clamp15);
 }
 
@@ -142,7 +143,7 @@ TEST_F(Clampcontrol, EndsTheFillSilentlyWhenTheIdentityIsNoText) {
     const auto sut = objectOf<Clamp>(R"({"id":"1","name":[],"uri":"/x/1","isSwitchedOn":true})");
     EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_TRUE(sut.getId());
-    EXPECT_FALSE(sut.getName() || sut.getUri() || sut.getIsSwitchedOn());
+    EXPECT_FALSE(sut.getName() || sut.getUri() || sut.getIsSwitchedOn().hasValue());
 }
 
 TEST_F(Clampcontrol, ChangesNothingWhenThereIsNoJson) {
@@ -153,13 +154,22 @@ TEST_F(Clampcontrol, ChangesNothingWhenThereIsNoJson) {
 }
 
 TEST_F(Clampcontrol, SaysWhatTheJsonHasInPlaceOfAnAbsentField) {
-    EXPECT_EQ(objectOf<Clamp>("{}").whyAbsent("type"), "found nothing");
-    EXPECT_EQ(objectOf<Clamp>(R"({"type":{}})").whyAbsent("type"), "found an object");
-    EXPECT_EQ(objectOf<Clamp>(R"({"type":[]})").whyAbsent("type"), "found an array");
-    EXPECT_EQ(objectOf<Clamp>(R"({"type":null})").whyAbsent("type"), "found null");
-    EXPECT_EQ(objectOf<Clamp>(R"({"type":"clamp15"})").whyAbsent("type"), "found an unknown string");
+    const std::string expected = R"(; expected "Clamp15", "ClampS" or "Clamp75_X")";
+    EXPECT_EQ(objectOf<Clamp>("{}").whyAbsent("type"), "found nothing" + expected);
+    EXPECT_EQ(objectOf<Clamp>(R"({"type":{}})").whyAbsent("type"), "found an object" + expected);
+    EXPECT_EQ(objectOf<Clamp>(R"({"type":[]})").whyAbsent("type"), "found an array" + expected);
+    EXPECT_EQ(objectOf<Clamp>(R"({"type":null})").whyAbsent("type"), "found null" + expected);
+    EXPECT_EQ(objectOf<Clamp>(R"({"type":true})").whyAbsent("type"), "found a boolean" + expected);
+    EXPECT_EQ(objectOf<Clamp>(R"({"type":"clamp15"})").whyAbsent("type"), "found a string" + expected);
+}
+
+TEST_F(Clampcontrol, SaysWhatWasExpectedInPlaceOfAnAbsentField) {
+    EXPECT_EQ(objectOf<Clamp>(R"({"isSwitchedOn":"yes"})").whyAbsent("isSwitchedOn"),
+              "found a string; expected true or false");
     EXPECT_EQ(objectOf<Clamp>(R"({"isSwitchedOn":1.5})").whyAbsent("isSwitchedOn"),
-              "found a number or a boolean");
+              "found a number; expected true or false");
+    EXPECT_EQ(objectOf<Notification>(R"({"value":1.5})").whyAbsent("value"),
+              "found a number; expected an integer of 64 bits");
 }
 
 TEST_F(Clampcontrol, SaysWhatHasEndedTheFillBeforeAnAbsentField) {
@@ -281,7 +291,7 @@ TEST_F(Clampcontrol, ThrowsWhenTheTextOfANullIsAskedFor) {
 
 TEST_F(Clampcontrol, HasADescriptorThatIsEmptyAtFirst) {
     const ClampDescriptor sut;
-    EXPECT_FALSE(sut.getIsSwitchedOn() || sut.getType());
+    EXPECT_FALSE(sut.getIsSwitchedOn().hasValue() || sut.getType());
     EXPECT_EQ(sut.getServiceName(), "ClampControl");
     EXPECT_EQ(sut.getResourceName(), "clamps");
     EXPECT_TRUE(sut.getFilter().isEmpty());
@@ -376,6 +386,45 @@ TEST_F(Clampcontrol, IsCopiedWithItsQueryOptions) {
                 ElementsAre(Pair("$fields", "type")));
 }
 
+TEST_F(Clampcontrol, IsCopiedAsAClampThroughItsBase) {
+    const auto sut = objectOf<Clamp>(R"({"id":"1","isSwitchedOn":true})");
+    const zeb::XObject<ClampDescriptor>& base = sut;
+    const std::unique_ptr<zeb::IXObject> copy = base.copyWithIdFromUri("/ClampControl/clamps/2");
+    const auto* const clamp = dynamic_cast<const Clamp*>(copy.get());
+    ASSERT_NE(clamp, nullptr);
+    EXPECT_EQ(clamp->getId(), "2");
+    EXPECT_EQ(clamp->getIsSwitchedOn(), true);
+}
+
+TEST_F(Clampcontrol, IsFilledAsAClampAfterACopyThroughItsBase) {
+    const zeb::XObject<ClampDescriptor>& base = Clamp();
+    const auto copy = base.copyWithIdFromUri("/ClampControl/clamps/2");
+    static_cast<zeb::IXObject&>(*copy).fillFromJson(JsonObject::parse(R"({"isSwitchedOn":false})"));
+    EXPECT_EQ(copy->getIsSwitchedOn(), false);
+}
+
+TEST_F(Clampcontrol, HasAnIdentityWithoutItsValues) {
+    const auto sut =
+        objectOf<Clamp>(R"({"id":"1","name":"x","uri":"/ClampControl/clamps/1","isSwitchedOn":true})");
+    EXPECT_EQ(sut.getIdentityDescriptor().getAsJson()->toString(),
+              R"({"id":"1","name":"x","uri":"/ClampControl/clamps/1"})");
+}
+
+TEST_F(Clampcontrol, HasAnIdentityThatIsFoundByItsIdAlone) {
+    const auto sut = objectOf<Clamp>(R"({"id":"1","isSwitchedOn":true,"type":"ClampS"})");
+    EXPECT_THAT(termsOf(sut.getIdentityDescriptor()), ElementsAre(Pair("id", "1")));
+}
+
+TEST_F(Clampcontrol, HasAnIdentityWithoutItsQueryOptions) {
+    ClampDescriptor descriptor;
+    descriptor.setQueryOptions({CLAMP_FIELDS::type}, zeb::QueryOptions::EXPAND_LEVEL::NONE);
+    EXPECT_THAT(optionsOf(Clamp(descriptor).getIdentityDescriptor()), IsEmpty());
+}
+
+TEST_F(Clampcontrol, HasAnIdentityWithoutAFilterWhenItHasNoId) {
+    EXPECT_THAT(termsOf(objectOf<Clamp>(R"({"name":"x"})").getIdentityDescriptor()), IsEmpty());
+}
+
 // Query options
 
 TEST_F(Clampcontrol, GivesItsFieldsAsText) {
@@ -407,6 +456,10 @@ class ClampcontrolQueryOptions : public testing::Test {
     const std::vector<CLAMP_FIELDS> expanded{CLAMP_FIELDS::type};
     const ClampDescriptor::SortKeys sortBy{
         {zeb::QueryOptions::SORTBY_OPERATOR::DESCENDING, CLAMP_FIELDS::name}};
+    const std::vector<std::string> fieldTexts{"isSwitchedOn", "id"};
+    const std::vector<std::string> expandedTexts{"type"};
+    const std::vector<zeb::QueryOptions::SortKey> sortByTexts{
+        {zeb::QueryOptions::SORTBY_OPERATOR::DESCENDING, "name"}};
     ClampDescriptor sut;
 };
 
@@ -445,7 +498,82 @@ TEST_F(ClampcontrolQueryOptions, TakeAnOffsetIdAlone) {
     EXPECT_EQ(optionsOf(sut), optionsWith({{"$offset", "id:x"}}));
 }
 
+TEST_F(ClampcontrolQueryOptions, TakeTextsAsFields) {
+    sut.setQueryOptions(fieldTexts, Level::ONE);
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$fields", "isSwitchedOn,id"), Pair("$expand", "1")));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeTextsAsExpandedFieldsAndSortKeys) {
+    sut.setQueryOptions(fieldTexts, Level::ALL, expandedTexts, sortByTexts);
+    EXPECT_EQ(optionsOf(sut), optionsWith({}));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeTextsWithLimitAndOffset) {
+    sut.setQueryOptions(fieldTexts, Level::ALL, expandedTexts, sortByTexts, 10, 20);
+    EXPECT_EQ(optionsOf(sut), optionsWith({{"$limit", "10"}, {"$offset", "20"}}));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeTextsWithLimitAndOffsetId) {
+    sut.setQueryOptions(fieldTexts, Level::ALL, expandedTexts, sortByTexts, 10, "x");
+    EXPECT_EQ(optionsOf(sut), optionsWith({{"$limit", "10"}, {"$offset", "id:x"}}));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeTextsWithALimitAlone) {
+    sut.setQueryOptionsLimit(fieldTexts, Level::ALL, expandedTexts, sortByTexts, 10);
+    EXPECT_EQ(optionsOf(sut), optionsWith({{"$limit", "10"}}));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeTextsWithAnOffsetAlone) {
+    sut.setQueryOptionsOffset(fieldTexts, Level::ALL, expandedTexts, sortByTexts, 20);
+    EXPECT_EQ(optionsOf(sut), optionsWith({{"$offset", "20"}}));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeTextsWithAnOffsetIdAlone) {
+    sut.setQueryOptionsOffset(fieldTexts, Level::ALL, expandedTexts, sortByTexts, "x");
+    EXPECT_EQ(optionsOf(sut), optionsWith({{"$offset", "id:x"}}));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeOptionsThatWereMadeElsewhere) {
+    zeb::QueryOptions options;
+    options.setLimit(3);
+    sut.setQueryOptions(options);
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$limit", "3")));
+}
+
+TEST_F(ClampcontrolQueryOptions, TakeListsInBraces) {
+    sut.setQueryOptionsLimit({}, Level::NONE, {}, {}, 3);
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$limit", "3")));
+    sut.setQueryOptions({CLAMP_FIELDS::type, CLAMP_FIELDS::id}, Level::NONE);
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$fields", "type,id")));
+    sut.setQueryOptions({"type", "id"}, Level::NONE);
+    EXPECT_THAT(optionsOf(sut), ElementsAre(Pair("$fields", "type,id")));
+}
+
 // Enumerations as text
+
+TEST_F(Clampcontrol, FindsToStringByTheTypeOfItsArgument) {
+    EXPECT_EQ(to_string(CLAMP_TYPE::Clamp15), "Clamp15(0)");
+    EXPECT_EQ(to_string(objectOf<Clamp>(R"({"type":"ClampS"})").getType()), "ClampS(1)");
+}
+
+TEST_F(Clampcontrol, HasAFunctionThatPrintsEachEnumeration) {
+    std::string (*const sut)(ClampcontrolService::NOTIFICATION_TYPE) = &ClampcontrolService::to_string;
+    EXPECT_EQ(sut(ClampcontrolService::NOTIFICATION_TYPE::DriverInfo), "DriverInfo(2)");
+}
+
+TEST_F(Clampcontrol, PrintsItsValuesToAStream) {
+    const auto sut = objectOf<Clamp>(R"({"isSwitchedOn":true,"type":"ClampS"})");
+    std::ostringstream stream;
+    stream << sut.getType().getValue() << ' ' << sut.getType() << ' ' << sut.getIsSwitchedOn() << ' '
+           << sut.getName();
+    EXPECT_EQ(stream.str(), "ClampS(1) ClampS(1) true optional invalid");
+}
+
+TEST_F(Clampcontrol, PrintsItselfAsJson) {
+    std::ostringstream stream;
+    stream << objectOf<Clamp>(R"({"type":"ClampS","id":"1"})");
+    EXPECT_EQ(stream.str(), R"({"id":"1","type":"ClampS"})");
+}
 
 TEST_F(Clampcontrol, PrintsAValueWithItsNumber) {
     EXPECT_EQ(ClampcontrolService::to_string(CLAMP_TYPE::Clamp15), "Clamp15(0)");

@@ -52,6 +52,11 @@ void* operator new(std::size_t size) {
     return memory;
 }
 
+// std::stable_sort() asks for memory in this way, and does without it.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return isAllowed() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+}
+
 // Asio takes the memory of its operations from here.
 extern "C" __attribute__((visibility("default"))) void* aligned_alloc(std::size_t alignment,
                                                                       std::size_t size) noexcept {
@@ -63,5 +68,9 @@ void operator delete(void* memory) noexcept {
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
     std::free(memory);
 }

@@ -241,6 +241,30 @@ class RoundTrip : public DataObjectTest {
         }
     }
 
+    void expectACopyThroughTheBaseIsOfTheSameResource() const {
+        const R original = objectOf(document());
+        const zeb::XObject<typename R::Desctype>& base = original;
+        const std::unique_ptr<zeb::IXObject> copy = base.copyWithIdFromUri("/a/b/18");
+        const auto* const sut = dynamic_cast<const R*>(copy.get());
+        ASSERT_NE(sut, nullptr);
+        EXPECT_EQ(sut->getId().getValue() + sut->getUri().getValue(), "18/a/b/18");
+        EXPECT_EQ(sut->getDescriptor().getAsZEBBody()->toString(),
+                  original.getDescriptor().getAsZEBBody()->toString());
+    }
+
+    void expectTheIdentityHasNoFields() const {
+        const auto sut = objectOf(document()).getIdentityDescriptor();
+        EXPECT_EQ(sut.getRelativeUri(), "/" + R::getServiceName() + "/" + R::getResourceName() + "/17");
+        EXPECT_EQ(sut.getAsJson()->toString(), R"({"id":"17","name":"seventeen","uri":"/a/b/17"})");
+        const std::vector<zeb::ZebFilter::Term> expected{{"id", "17"}};
+        EXPECT_EQ(std::vector<zeb::ZebFilter::Term>(sut.getFilter().begin(), sut.getFilter().end()),
+                  expected);
+    }
+
+    void expectItIsPrintedAsJson() const {
+        EXPECT_EQ(testing::PrintToString(objectOf(document())), sorted(document()));
+    }
+
     void expectWhatSettersMadeIsReadBack() const {
         typename R::Desctype written;
         for (const auto& field : fields_) {
@@ -316,6 +340,10 @@ void expectPrinted(const std::vector<std::string>& literals) {
         const auto value = static_cast<E>(i);
         EXPECT_EQ(S::to_string(value), expected);
         EXPECT_EQ(S::to_string(zebutil::Optional<E>(&value)), expected);
+        EXPECT_EQ(to_string(value), expected);
+        EXPECT_EQ(to_string(zebutil::Optional<E>(&value)), expected);
+        EXPECT_EQ(testing::PrintToString(value), expected);
+        EXPECT_EQ(testing::PrintToString(zebutil::Optional<E>(&value)), expected);
     }
     const std::string unknown = "unknown value(" + std::to_string(literals.size()) + ")";
     EXPECT_EQ(S::to_string(static_cast<E>(literals.size())), unknown);

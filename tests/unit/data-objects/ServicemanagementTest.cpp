@@ -269,7 +269,7 @@ TEST_F(Servicemanagement, GivesTheTextOfABoolean) {
 
 TEST_F(Servicemanagement, GivesNoTextWithoutJsonOrKey) {
     const auto sut = objectOf<MqttOperationType>("{}");
-    EXPECT_FALSE(sut.getIsAlwaysOnOperation());
+    EXPECT_FALSE(sut.getIsAlwaysOnOperation().hasValue());
     EXPECT_FALSE(sut.getIsAlwaysOnOperationAsString());
     EXPECT_FALSE(BinarySigned(nullptr).getUseridAsString());
     EXPECT_FALSE(objectOf<BinarySigned>("{}").getUseridAsString());
@@ -424,6 +424,11 @@ TEST_F(Servicemanagement, DoesNotWriteAnAttachedOperationWithoutId) {
 
 TEST_F(Servicemanagement, DoesNotWriteAnAttachedOperationWithoutName) {
     EXPECT_EQ(errorOfWriting(attaching(R"({"id":"2","uri":"/a/2"})")), kUnsetOptional);
+}
+
+TEST_F(Servicemanagement, PrintsWhyItCannotBeWritten) {
+    const TransactionType sut(attaching(R"({"id":"2","uri":"/a/2"})"));
+    EXPECT_EQ(sut.toString(), std::string("cannot be written as JSON: ") + kUnsetOptional);
 }
 
 TEST_F(Servicemanagement, CopiesReferencesDeeply) {

@@ -109,6 +109,8 @@ def literals_test(resource, enumeration, table, literals, is_printed):
             f"TEST({name}, IsNotPrinted) {{",
             f"    EXPECT_FALSE(canBeCalledWith<Service::{enumeration}>(",
             "        [](auto value) -> decltype(Service::to_string(value)) { return Service::to_string(value); }));",
+            f"    EXPECT_FALSE(canBeCalledWith<Service::{enumeration}>(",
+            "        [](auto value) -> decltype(to_string(value)) { return to_string(value); }));",
             "}",
         ]
     return lines
@@ -196,6 +198,9 @@ def resource_tests(model, resource):
         ("KeepsItsValuesWhenLaterOnesCannotBeRead", "expectLaterValuesThatCannotBeReadChangeNothing"),
         ("MakesAFilterTermPerSetter", "expectEachSetterMakesItsFilterTerm"),
         ("ReadsWhatItsSettersMade", "expectWhatSettersMadeIsReadBack"),
+        ("IsCopiedThroughItsBaseAsItsOwnClass", "expectACopyThroughTheBaseIsOfTheSameResource"),
+        ("HasAnIdentityWithoutItsFields", "expectTheIdentityHasNoFields"),
+        ("IsPrintedAsJson", "expectItIsPrintedAsJson"),
     ):
         lines += [f"TEST_F({suite}, {test}) {{ {call}(); }}"]
 

@@ -285,7 +285,7 @@ TEST(ClientServiceBase, EndsTheCallsThatWaitBeforeItStopsAnything) {
                   const auto sut = filledBase();
                   const auto calls = std::make_shared<WaitingCalls>();
                   const WaitingCalls::Call call(*calls, [] { say("ended"); });
-                  sut->endWhenStopped(calls);
+                  sut->tellWhenStopped(calls);
                   mark();
                   sut->stop();
                   std::_Exit(std::fflush(stdout));
@@ -300,8 +300,8 @@ TEST(ClientServiceBase, EndsTheCallsOfEveryClient) {
                   const auto second = std::make_shared<WaitingCalls>();
                   const WaitingCalls::Call firstCall(*first, [] { say("first"); });
                   const WaitingCalls::Call secondCall(*second, [] { say("second"); });
-                  sut->endWhenStopped(first);
-                  sut->endWhenStopped(second);
+                  sut->tellWhenStopped(first);
+                  sut->tellWhenStopped(second);
                   sut->stop();
               }),
               "first\nsecond\n");
@@ -312,7 +312,7 @@ TEST(ClientServiceBase, EndsTheCallsOfAClientThatComesAfterItsStop) {
                   const auto sut = ClientServiceBase::getInstance();
                   sut->stop();
                   const auto calls = std::make_shared<WaitingCalls>();
-                  sut->endWhenStopped(calls);
+                  sut->tellWhenStopped(calls);
                   const WaitingCalls::Call call(*calls, [] { say("ended"); });
               }),
               "ended\n");

@@ -142,6 +142,44 @@ TEST_F(ConfigurationManagerTest, SaysThatAFileBelowAnotherFileDoesNotExist) {
                 ElementsAre(isRecord(LogLevel::kError, "Config file does not exist: " + path)));
 }
 
+/// Relative paths begin in that directory while this object exists.
+class WorkingDirectory {
+ public:
+    explicit WorkingDirectory(const std::filesystem::path& path) { std::filesystem::current_path(path); }
+    ~WorkingDirectory() { std::filesystem::current_path(before_); }
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+
+ private:
+    const std::filesystem::path before_ = std::filesystem::current_path();
+};
+
+TEST_F(ConfigurationManagerTest, TakesATildeForTheNameOfAFile) {
+    directory.write("~", R"({"services": {"ClampControl": {}}})");
+    const WorkingDirectory here(directory.path());
+    ConfigurationManager sut("~");
+    sut.load();
+    EXPECT_TRUE(sut.isServiceConfigurationKnown("ClampControl"));
+}
+
+TEST_F(ConfigurationManagerTest, TakesATildeForTheNameOfADirectory) {
+    std::filesystem::create_directory(directory.path() / "~");
+    directory.write("~/config.json", R"({"services": {"ClampControl": {}}})");
+    const WorkingDirectory here(directory.path());
+    ConfigurationManager sut("~/config.json");
+    sut.load();
+    EXPECT_TRUE(sut.isServiceConfigurationKnown("ClampControl"));
+}
+
+TEST_F(ConfigurationManagerTest, SaysThatAPathWithANulCharacterDoesNotExist) {
+    const std::string path = directory.write("config.json", R"({"services": {"ClampControl": {}}})");
+    ConfigurationManager sut(path + std::string("\0.bak", 5));
+    sut.load();
+    EXPECT_THAT(RecordingAraLog::records().back(),
+                isRecord(LogLevel::kError, "Config file does not exist: " + path));
+    expectDefaults(sut);
+}
+
 TEST_F(ConfigurationManagerTest, SaysWhyItCannotReadALoopOfSymbolicLinks) {
     const std::filesystem::path path = directory.path() / "config.json";
     std::filesystem::create_symlink(path, path);

@@ -4,6 +4,7 @@
 #include <TemporaryDirectory.h>
 #include <csc_logging/CSCLogging.h>
 #include <gtest/gtest.h>
+#include <kelo-client/ConfigurationCheck.h>
 #include <kelo-client/ConfigurationManager.h>
 
 #include <cstddef>
@@ -61,22 +62,39 @@ std::string asKey(int number) {
 
 INSTANTIATE_TEST_SUITE_P(
     Of, ConfigurationMemory,
-    testing::Values(Configuration{"Junk", R"({"junk":[)", [](int) { return "{}"; }, "]}"},
-                    Configuration{"JunkKeys", "{", [](int number) { return asKey(number) + "0"; }, "}"},
-                    Configuration{"EmptyServices", R"({"services":{)",
-                                  [](int number) { return asKey(number) + "{}"; }, "}}"},
-                    Configuration{"JunkInAService", R"({"services":{"ClampControl":{"a":[)",
-                                  [](int) { return "[]"; }, "]}}}"},
-                    Configuration{"JunkSettings", R"({"serviceRegistrySettings":{"serviceSettings":[)",
-                                  [](int) { return "{}"; }, "]}}"},
-                    Configuration{"Settings", R"({"serviceRegistrySettings":{"serviceSettings":[)",
-                                  [](int number) {
-                                      return R"({"service":")" + std::to_string(number) +
-                                             R"(","useSeparator":true,"watchdogTimeout":1})";
-                                  },
-                                  "]}}"},
-                    Configuration{"AnotherRoot", "[", [](int) { return "{}"; }, "]"},
-                    Configuration{"BrokenJson", R"({"junk":[)", [](int) { return "{}"; }, "]"}),
+    testing::Values(
+        Configuration{"Junk", R"({"junk":[)", [](int) { return "{}"; }, "]}"},
+        Configuration{"JunkKeys", "{", [](int number) { return asKey(number) + "0"; }, "}"},
+        Configuration{"EmptyServices", R"({"services":{)", [](int number) { return asKey(number) + "{}"; },
+                      "}}"},
+        Configuration{"JunkInAService", R"({"services":{"ClampControl":{"a":[)", [](int) { return "[]"; },
+                      "]}}}"},
+        Configuration{"JunkSettings", R"({"serviceRegistrySettings":{"serviceSettings":[)",
+                      [](int) { return "{}"; }, "]}}"},
+        Configuration{"Settings", R"({"serviceRegistrySettings":{"serviceSettings":[)",
+                      [](int number) {
+                          return R"({"service":")" + std::to_string(number) +
+                                 R"(","useSeparator":true,"watchdogTimeout":1})";
+                      },
+                      "]}}"},
+        Configuration{"EscapedServices", R"({"services":{)",
+                      [](int number) { return "\"\\n" + asKey(number).substr(1) + "{}"; }, "}}"},
+        Configuration{"FaultyServices", R"({"services":{)",
+                      [](int number) { return asKey(number) + R"({"watchdogTimeout":""})"; }, "}}"},
+        Configuration{"AKeyAgainAndAgain", R"({"services":{"ClampControl":{)",
+                      [](int) { return R"("serverBaseUri":"")"; }, "}}}"},
+        Configuration{"MistypedKeys", R"({"services":{"ClampControl":{)",
+                      [](int number) { return "\"serverBaseU" + asKey(number).substr(1) + "0"; }, "}}}"},
+        Configuration{
+            "LongNames", R"({"services":{)",
+            [](int number) { return "\"" + std::string(1000, 'x') + asKey(number).substr(1) + "{}"; }, "}}"},
+        Configuration{
+            "FaultyEntries", R"({"serviceRegistrySettings":{"serviceSettings":[)",
+            [](int number) { return R"({"service":")" + std::to_string(number) + R"(","useSeparator":1})"; },
+            "]}}"},
+        Configuration{"AnotherRoot", "[", [](int) { return "{}"; }, "]"},
+        Configuration{"Lines", R"({"junk":[)", [](int) { return "\n0\n"; }, "]}"},
+        Configuration{"BrokenJson", R"({"junk":[)", [](int) { return "{}"; }, "]"}),
     [](const auto& instance) { return instance.param.name; });
 
 TEST_P(ConfigurationMemory, IsAtMostEightTimesTheFileWhileItIsRead) {
@@ -86,6 +104,21 @@ TEST_P(ConfigurationMemory, IsAtMostEightTimesTheFileWhileItIsRead) {
     sut.load();
     static_cast<void>(sut.isServiceConfigurationKnown("ClampControl"));
     EXPECT_LE(memory.peak(), 8 * kLargest + kRounding);
+}
+
+TEST_P(ConfigurationMemory, IsAtMostEightTimesTheFileWhileItIsChecked) {
+    const std::string path = directory_.write("config.json", GetParam().text()).string();
+    const CountedMemory memory;
+    static_cast<void>(kelo_client::checkConfiguration(path));
+    EXPECT_LE(memory.peak(), 8 * kLargest + kRounding);
+}
+
+TEST_P(ConfigurationMemory, IsLittleInAReport) {
+    const std::string path = directory_.write("config.json", GetParam().text()).string();
+    const CountedMemory memory;
+    const auto report = kelo_client::checkConfiguration(path);
+    EXPECT_LE(report.findings.size(), 300U);
+    EXPECT_LE(memory.inUse(), static_cast<std::ptrdiff_t>(kLargest / 2));
 }
 
 TEST_P(ConfigurationMemory, IsAllGivenBack) {

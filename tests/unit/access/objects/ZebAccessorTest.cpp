@@ -1,13 +1,9 @@
 #include <RecordingLogger.h>
 #include <gtest/gtest.h>
 #include <zeb/ITpAccess.h>
-#include <zeb/XObject.h>
 #include <zeb/ZebAccessor.h>
-#include <zebutil/ITaskExecutor.h>
-#include <zebutil/JsonObject.h>
 #include <zebutil/SingleThreadAsyncTaskExecutor.h>
 
-#include <functional>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -15,81 +11,13 @@
 #include <utility>
 #include <vector>
 
+#include "AccessorFixture.h"
+
 namespace {
 
-/// Keeps tasks, with their names, until the test runs them.
-class HandDrivenExecutor : public zebutil::ITaskExecutor {
- public:
-    void add(std::function<void()> function, const char* name) override {
-        names.emplace_back(name);
-        tasks_.push_back(std::move(function));
-    }
-
-    void runAll() {
-        for (const auto& task : std::exchange(tasks_, {})) {
-            task();
-        }
-    }
-
-    void drop() { tasks_.clear(); }
-
-    std::vector<std::string> names;
-
- private:
-    std::vector<std::function<void()>> tasks_;
-};
-
-class ScriptedAccess : public zeb::ITpAccess {
- public:
-    zeb::ZebResponse get(const std::string&, const std::string&, const Query& query,
-                         Deadline deadline) override {
-        queries.push_back(query);
-        deadlines.push_back(deadline);
-        return answer();
-    }
-    zeb::ZebResponse post(const std::string&, const std::string&, const std::string&, Deadline) override {
-        return answer();
-    }
-
-    void cancel() override { ++cancellations; }
-
-    int cancellations = 0;
-    std::function<zeb::ZebResponse()> answer = [] {
-        return zeb::ZebResponse(200, R"({"data":[{"id":"1"}]})");
-    };
-    std::vector<Query> queries;
-    std::vector<Deadline> deadlines;
-};
-
-class LampDescriptor : public zeb::XObjectDescriptor {
- public:
-    LampDescriptor() : XObjectDescriptor("Lighting", "lamps") {}
-};
-using Lamp = zeb::XObject<LampDescriptor>;
-
-class ZebAccessorTest : public testing::Test {
- public:
-    // A task that never ran keeps its executor alive. A real executor drops such tasks when it is stopped.
-    ~ZebAccessorTest() override { callbacks->drop(); }
-
- protected:
-    using Response = std::shared_ptr<const zeb::ZebResponse>;
-
-    void findFirst() {
-        sut.findFirst<Lamp>(
-            LampDescriptor(), [this](const std::shared_ptr<const Lamp>&, const Response&) { ++successes; },
-            [this](const Response& response) { errors.push_back(response); });
-    }
-
-    const std::shared_ptr<test_support::RecordedLog> log = std::make_shared<test_support::RecordedLog>();
-    const std::shared_ptr<ScriptedAccess> access = std::make_shared<ScriptedAccess>();
-    const std::shared_ptr<HandDrivenExecutor> requests = std::make_shared<HandDrivenExecutor>();
-    const std::shared_ptr<HandDrivenExecutor> callbacks = std::make_shared<HandDrivenExecutor>();
-    zeb::ZebAccessor sut{access, requests, callbacks,
-                         std::make_shared<test_support::RecordingLogger>(log, "Accessor")};
-    int successes = 0;
-    std::vector<Response> errors;
-};
+using test_access::Lamp;
+using test_access::LampDescriptor;
+using test_access::ZebAccessorTest;
 
 TEST_F(ZebAccessorTest, NamesTheRequestAfterServiceAndResource) {
     findFirst();
@@ -107,6 +35,43 @@ TEST_F(ZebAccessorTest, AsksForOneElement) {
     findFirst();
     requests->runAll();
     EXPECT_EQ(access->queries.front(), (zeb::ITpAccess::Query{{"$limit", "1"}}));
+}
+
+TEST_F(ZebAccessorTest, FiltersByTheIdOfTheDescriptorToo) {
+    LampDescriptor descriptor;
+    descriptor.getFilter().add("kind", std::string("brake"));
+    descriptor.setId("7");
+    findFirst(descriptor);
+    requests->runAll();
+    EXPECT_EQ(access->targets.front(), "lamps/");
+    EXPECT_EQ(access->queries.front(),
+              (zeb::ITpAccess::Query{{"kind", "brake"}, {"id", "7"}, {"$limit", "1"}}));
+}
+
+TEST_F(ZebAccessorTest, AsksForAnIdOnlyOnce) {
+    LampDescriptor descriptor;
+    descriptor.getFilter().add("id", std::string("7"));
+    descriptor.setId("7");
+    findFirst(descriptor);
+    requests->runAll();
+    EXPECT_EQ(access->queries.front(), (zeb::ITpAccess::Query{{"id", "7"}, {"$limit", "1"}}));
+}
+
+TEST_F(ZebAccessorTest, FiltersByAnEmptyIdRatherThanFindAnyElement) {
+    LampDescriptor descriptor;
+    descriptor.setId("");
+    findFirst(descriptor);
+    requests->runAll();
+    EXPECT_EQ(access->queries.front(), (zeb::ITpAccess::Query{{"id", ""}, {"$limit", "1"}}));
+}
+
+TEST_F(ZebAccessorTest, NamesTheIdInTheLogWhenNoElementMatched) {
+    answerWith(200, R"({"data":[]})");
+    LampDescriptor descriptor;
+    descriptor.setId("7");
+    findFirst(descriptor);
+    requests->runAll();
+    EXPECT_TRUE(log->contains("/Lighting/lamps?id=7 matched no element"));
 }
 
 TEST_F(ZebAccessorTest, GivesEveryRequestTheTimeThatIsLeftSinceItWasAskedFor) {
@@ -333,6 +298,48 @@ TEST_F(ZebAccessorTest, CancelsTheRequestUnderWayWhenItsExecutorIsStopped) {
     executor->stop();  // does not return before the request has ended
     callbacks->runAll();
     EXPECT_EQ(errors.size(), 1U);
+}
+
+TEST_F(ZebAccessorTest, LogsARefusalThatIsRepeatedOnce) {
+    for (const char* time : {"12:00", "12:01", "12:02"}) {
+        answerWith(500, R"({"error":{"number":500},"ts":")" + std::string(time) + "\"}");
+        findFirst();
+        runAll();
+    }
+    EXPECT_EQ(log->count("warning "), 1U);
+    EXPECT_EQ(errors.size(), 3U);
+}
+
+TEST_F(ZebAccessorTest, LogsOnceThatNoElementMatches) {
+    answerWith(200, R"({"data":[]})");
+    for (int request = 0; request < 3; ++request) {
+        findFirst();
+        runAll();
+    }
+    EXPECT_EQ(log->count("warning "), 1U);
+}
+
+TEST_F(ZebAccessorTest, CallsTheSuccessHandlerOnceThereIsMemoryForTheCall) {
+    findFirst();
+    callbacks->lacksMemoryOnce = true;
+    runAll();
+    EXPECT_EQ(successes, 1);
+}
+
+TEST_F(ZebAccessorTest, CallsTheErrorHandlerOnceThereIsMemoryForTheCall) {
+    answerWith(404, "");
+    findFirst();
+    callbacks->lacksMemoryOnce = true;
+    runAll();
+    EXPECT_EQ(errors.size(), 1U);
+}
+
+TEST_F(ZebAccessorTest, EndsARequestInItsTurnForWhoseCancellationThereWasNoMemory) {
+    findFirst();
+    callbacks->lacksMemoryOnce = true;
+    sut.cancel();
+    runAll();
+    EXPECT_EQ(successes + static_cast<int>(errors.size()), 1);
 }
 
 }  // namespace

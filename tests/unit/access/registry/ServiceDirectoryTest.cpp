@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,8 +21,10 @@ using Clock = zeb::ServiceDirectory::Clock;
 class FakeConnection : public zeb::IWebsocketManager {
  public:
     std::shared_ptr<zeb::Subscription> subscribe(const std::string&, const std::string&,
-                                                 DataHandler dataHandler, EndedHandler) override {
+                                                 DataHandler dataHandler,
+                                                 EndedHandler endedHandler) override {
         handler = std::move(dataHandler);
+        ended = std::move(endedHandler);
         return nullptr;
     }
     void unsubscribeFromAll() override {}
@@ -29,6 +32,7 @@ class FakeConnection : public zeb::IWebsocketManager {
     void stop() override {}
 
     DataHandler handler;
+    EndedHandler ended;
     std::string whyClosed;
 };
 
@@ -71,10 +75,14 @@ class ServiceDirectory : public testing::Test {
     std::vector<Planned> planned;
     std::vector<Planned> waits;  ///< for the first list
     int changes = 0;
+    bool isOutOfMemory = false;
     const std::shared_ptr<zeb::ServiceDirectory> sut = std::make_shared<zeb::ServiceDirectory>(
         std::make_shared<test_support::RecordingLogger>(std::make_shared<test_support::RecordedLog>(),
                                                         "registry"),
         [this](Clock::time_point at, std::function<void()> function) {
+            if (isOutOfMemory) {
+                throw std::bad_alloc();
+            }
             planned.emplace_back(at, std::move(function));
         },
         [this] { ++changes; }, std::chrono::milliseconds(0));
@@ -116,6 +124,13 @@ TEST_F(ServiceDirectory, LeavesARegistryThatSendsNoList) {
     EXPECT_EQ(connection->whyClosed, "the service registry sends no list");
 }
 
+TEST_F(ServiceDirectory, LeavesARegistryThatEndsTheSubscriptionToItsServices) {
+    connection->ended("404 invalid_path: there is no such resource");
+    EXPECT_EQ(connection->whyClosed,
+              "the subscription to the services was refused or ended: "
+              "404 invalid_path: there is no such resource");
+}
+
 TEST_F(ServiceDirectory, KeepsARegistryWhoseListWaitedBehindOtherTasks) {
     endWait();
     tell(listOf("A"));
@@ -153,6 +168,46 @@ TEST_F(ServiceDirectory, PlansTheNextListAfterOneThatIsNone) {
     tell(listOf("A"));
     runPlanned();
     EXPECT_TRUE(sut->find("A"));
+}
+
+TEST_F(ServiceDirectory, SaysWhyAListCannotBeUsed) {
+    tell("{}");
+    runPlanned();
+    EXPECT_NE(sut->problem(), "");
+    EXPECT_EQ(changes, 1);
+}
+
+TEST_F(ServiceDirectory, SaysOnlyOnceWhyAListCannotBeUsed) {
+    for (int list = 0; list < 3; ++list) {
+        tell("{}");
+        runPlanned();
+    }
+    EXPECT_EQ(changes, 1);
+}
+
+TEST_F(ServiceDirectory, ForgetsThatAListCouldNotBeUsedOnceOneCan) {
+    tell(listOf("A"));
+    runPlanned();
+    tell("{}");
+    runPlanned();
+    tell(listOf("A"));
+    runPlanned();
+    EXPECT_EQ(sut->problem(), "");
+    EXPECT_EQ(changes, 3);
+}
+
+TEST_F(ServiceDirectory, KeepsTheLastGoodListWhenOneCannotBeUsed) {
+    tell(listOf("A"));
+    runPlanned();
+    tell("{}");
+    runPlanned();
+    EXPECT_TRUE(sut->find("A"));
+}
+
+TEST_F(ServiceDirectory, AsksAgainForAListForWhichThereWasNoMemory) {
+    isOutOfMemory = true;
+    tell(listOf("A"));
+    EXPECT_EQ(connection->whyClosed, "there is no memory for the list of services");
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 
 #include "Notifications.h"
 #include "log/FaultLog.h"
+#include "log/ServiceCounters.h"
 #include "websocket/NotificationDelivery.h"
 
 namespace {
@@ -39,8 +40,9 @@ TEST(NotificationDelivery, CallsEveryHandlerThoughThereIsNoMemoryToLogWhatOneThr
                         std::make_shared<test_support::RecordedLog>(), "executor"));
     boost::asio::io_context context;
     Owner owner;
-    zeb::NotificationDelivery sut(
-        context, executor, std::make_shared<zeb::FaultLog>(std::make_shared<LoggerWithoutMemory>()), owner);
+    zeb::NotificationDelivery sut(context, executor,
+                                  std::make_shared<zeb::FaultLog>(std::make_shared<LoggerWithoutMemory>()),
+                                  std::make_shared<zeb::ServiceCounters>(), owner);
     const auto throwing = test_access::subscription(
         "/Doors/doors/1", [](std::string_view) { throw std::runtime_error("handler"); });
     std::promise<void> isCalled;
@@ -63,7 +65,7 @@ TEST(NotificationDelivery, CallsNoFurtherHandlerOnceItsExecutorIsStopped) {
     zeb::NotificationDelivery sut(
         context, executor,
         std::make_shared<zeb::FaultLog>(std::make_shared<test_support::RecordingLogger>(log, "delivery")),
-        owner);
+        std::make_shared<zeb::ServiceCounters>(), owner);
     int calls = 0;
     std::promise<void> hasBegun;
     const auto subscription = test_access::subscription("/Doors/doors/1", [&](std::string_view) {

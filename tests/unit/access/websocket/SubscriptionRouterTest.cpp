@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "log/FaultLog.h"
+#include "log/ServiceCounters.h"
 #include "websocket/SubscriptionRouter.h"
 
 namespace {
@@ -49,7 +50,9 @@ class SubscriptionRouter : public testing::Test {
     const std::shared_ptr<test_support::RecordedLog> log = std::make_shared<test_support::RecordedLog>();
     const std::shared_ptr<test_support::RecordingLogger> logger =
         std::make_shared<test_support::RecordingLogger>(log, "test");
-    zeb::SubscriptionRouter sut{"ws://bus", logger, std::make_shared<zeb::FaultLog>(logger), connection};
+    const std::shared_ptr<zeb::ServiceCounters> counters = std::make_shared<zeb::ServiceCounters>();
+    zeb::SubscriptionRouter sut{"ws://bus", logger, std::make_shared<zeb::FaultLog>(logger), counters,
+                                connection};
     const Record record = new zeb::SubscriptionRecord(
         "/a/b/1", "1", [](std::string_view) {}, nullptr);
 };
@@ -71,14 +74,29 @@ TEST_F(SubscriptionRouter, RefusesTheLargestSeqSinceNoneCanFollow) {
 }
 
 TEST_F(SubscriptionRouter, TellsTheUserWhenTheServerEndsTheSubscription) {
+    sut.route(R"({"action":"subscription","subscriptionId":"12","error":{"number":404,"reason":"gone"}})");
+    EXPECT_EQ(connection.ended, std::vector<std::string>{"404 gone"});
+}
+
+// What was queued before is still for its handler.
+TEST_F(SubscriptionRouter, MarksASubscriptionThatTheServerEndsBeforeItsUserIsTold) {
     sut.route(R"({"action":"subscription","subscriptionId":"12","error":{"number":404}})");
-    EXPECT_EQ(connection.ended, std::vector<std::string>{R"({"number":404})"});
+    EXPECT_TRUE(record->isEndedByServer);
+    EXPECT_TRUE(record->active);
 }
 
 TEST_F(SubscriptionRouter, TellsTheUserWhenTheServerRefusesTheSubscription) {
     sut.subscribe(record);
+    sut.route(R"({"action":"subscribe","requestId":"2","error":{"number":503,"reason":"busy"}})");
+    EXPECT_EQ(connection.ended, std::vector<std::string>{"503 busy"});
+}
+
+TEST_F(SubscriptionRouter, MarksASubscriptionThatTheServerRefuses) {
+    const Record refused = new zeb::SubscriptionRecord(
+        "/a/b/2", "2", [](std::string_view) {}, nullptr);
+    sut.subscribe(refused);
     sut.route(R"({"action":"subscribe","requestId":"2","error":{"number":503}})");
-    EXPECT_EQ(connection.ended, std::vector<std::string>{R"({"number":503})"});
+    EXPECT_TRUE(refused->isEndedByServer);
 }
 
 TEST_F(SubscriptionRouter, ReleasesAnEndedSubscriptionOnce) {

@@ -1,0 +1,47 @@
+#!/usr/bin/python3
+"""The example all-clamps shows every clamp, reads one and switches it, and says when the service is gone.
+
+    all-clamps-test.py SOURCE-DIRECTORY ALL-CLAMPS ZEB-BUS-SIM
+"""
+
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+
+def main():
+    source, program, simulator = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
+    bus = subprocess.Popen([simulator, source / "examples/bus/vehicle.json"], stdout=subprocess.PIPE, text=True)
+    lines = []
+    try:
+        address = bus.stdout.readline().split()[-1].rstrip("/")
+        with tempfile.NamedTemporaryFile("w", suffix=".json") as configuration:
+            json.dump(
+                {
+                    "serviceRegistrySettings": {"mode": "staticOnly"},
+                    "services": {"ClampControl": {"serverBaseUri": address}},
+                },
+                configuration,
+            )
+            configuration.flush()
+            client = subprocess.Popen(
+                [program, configuration.name, "1"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
+            )
+            lines += [client.stdout.readline().rstrip() for _ in range(6)]
+            bus.terminate()
+            lines.append(client.stdout.readline().rstrip())
+            client.communicate("\n")
+    finally:
+        bus.terminate()
+        bus.wait()
+    others = ["ClampS(1): on", "Clamp75_X(2): off"]
+    expected = ["Clamp15(0): off", *others, "Clamp15(0): on", *others, "unknown: the service is gone"]
+    if lines != expected or client.returncode != 0:
+        print(f"expected {expected} and status 0; got {lines}, status {client.returncode}")
+        return 1
+    return 0
+
+
+sys.exit(main())
