@@ -12,6 +12,7 @@
 #include <exception>
 #include <map>
 #include <memory>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -55,8 +56,10 @@ struct Field {
     std::string key;
     int line;
     UnitMessages& messages;
+    bool& lacksMemory;
 
     void unreadable(const char* type, const std::exception& reason) const {
+        lacksMemory = lacksMemory || dynamic_cast<const std::bad_alloc*>(&reason) != nullptr;
         messages.warning(line, {"could not get ", key, " as ", type, ", exception=", reason.what()});
     }
     /// One message for each of them.
@@ -271,6 +274,25 @@ struct Kind<std::vector<E>, std::enable_if_t<std::is_enum_v<E>>> {
     }
 };
 
+template <typename D>
+bool lacksMemory(const DataObject<D>& element) {
+    return element.lacksMemory();
+}
+// The constructor of an element of an unknown resource throws.
+inline bool lacksMemory(const zeb::IXObject& /*element*/) {
+    return false;
+}
+
+/// Builds the element that a field refers to.
+template <typename R>
+R referencedElement(std::shared_ptr<zebutil::JsonObject> json) {
+    R element(std::move(json));
+    if (lacksMemory(element)) {
+        throw std::bad_alloc();
+    }
+    return element;
+}
+
 /// References to elements. Reading keeps all data of the element that is present; writing outputs its uri, id
 /// and name.
 template <typename R>
@@ -280,7 +302,7 @@ struct Kind<R, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>>> {
     template <typename Store>
     static void read(const zebutil::JsonObject& json, const Field& field, const Store& store) {
         if (!json.isNull(field.key)) {
-            store(R(json.getObject(field.key)));
+            store(referencedElement<R>(json.getObject(field.key)));
         }
     }
 
@@ -303,7 +325,7 @@ struct Kind<std::vector<R>, std::enable_if_t<std::is_base_of_v<zeb::IXObject, R>
         std::vector<R> elements;
         elements.reserve(array->size());
         for (std::size_t i = 0; i < array->size(); ++i) {
-            elements.emplace_back(array->getObject(i));
+            elements.push_back(referencedElement<R>(array->getObject(i)));
         }
         store(std::move(elements));
     }
@@ -374,13 +396,13 @@ void ResourceDescriptor<S, R, F>::addFilterTerm(const void* field) {
 }
 
 template <typename S, typename R, typename F>
-void ResourceDescriptor<S, R, F>::fillFields(const zebutil::JsonObject& json, int& line) {
+void ResourceDescriptor<S, R, F>::fillFields(const zebutil::JsonObject& json, Progress& progress) {
     using D = typename R::Desctype;
     auto& self = static_cast<D&>(*this);
     D::visitFields([&](const char* key, auto member, int listedAt = __builtin_LINE()) {
         using T = typename std::decay_t<decltype(self.*member)>::ValueType;
-        line = listedAt;
-        const Field field{key, listedAt, unitMessages<S>};
+        progress.line = listedAt;
+        const Field field{key, listedAt, unitMessages<S>, progress.lacksMemory};
         if (json.has(field.key)) {
             Kind<T>::read(json, field, [&](auto&& value) {
                 (self.*member).setValue(std::forward<decltype(value)>(value));
@@ -424,13 +446,17 @@ void DataObject<D>::fillFromJson(std::shared_ptr<zebutil::JsonObject> json) {
     if (!json) {
         return;
     }
-    int line = kBaseFillLine<typename D::Resource>;
+    typename D::Progress progress{kBaseFillLine<typename D::Resource>};
     try {
         zeb::XObject<D>::fillFromJson(json);
-        this->descriptor().fillFields(*json, line);
+        this->descriptor().fillFields(*json, progress);
+    } catch (const std::bad_alloc&) {
+        progress.lacksMemory = true;
+        unitMessages<typename D::Service>.reportEndOfFill(progress.line);
     } catch (...) {
-        unitMessages<typename D::Service>.reportEndOfFill(line);
+        unitMessages<typename D::Service>.reportEndOfFill(progress.line);
     }
+    lacksMemory_ = progress.lacksMemory;
 }
 
 template <typename D>

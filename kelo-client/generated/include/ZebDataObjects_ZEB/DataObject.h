@@ -171,9 +171,15 @@ class CLAMPCONTROL_EXPORT ResourceDescriptor : public zeb::XObjectDescriptor {
     template <typename D>
     friend class DataObject;
 
+    /// How far a fill has come.
+    struct Progress {
+        int line;                  ///< of the unit: where messages about the present field point to
+        bool lacksMemory = false;  ///< whether a value was lost only for want of memory
+    };
+
     void addFilterTerm(const void* field);
-    /// Sets `line` to the line of each field before it reads the field.
-    void fillFields(const zebutil::JsonObject& json, int& line);
+    /// Sets the line to that of each field before it reads the field.
+    void fillFields(const zebutil::JsonObject& json, Progress& progress);
     void writeFields(zebutil::JsonObject& json) const;
     /// What the JSON of a field should be, as text for a message; empty for a key that is not a field's.
     static std::string expectedAt(const std::string& key);
@@ -200,6 +206,11 @@ class CLAMPCONTROL_EXPORT DataObject : public zeb::XObject<D> {
     /// throws. Does nothing if `json` is null.
     void fillFromJson(std::shared_ptr<zebutil::JsonObject> json) override;
 
+    /// Whether the last fill has lost a value only for want of memory. Such an element looks like one whose
+    /// JSON lacks the value. The bundled platform never delivers it: it builds the element again, or the
+    /// request fails.
+    bool lacksMemory() const { return lacksMemory_; }
+
     /// Returns a descriptor of this very element, to subscribe to it again, to find it again or to write it.
     /// It has the id, the name and the uri. Its filter asks for the id, if there is one. It has none of the
     /// fields and no query options, unlike `getDescriptor()`, which finds the element only while it has the
@@ -221,6 +232,9 @@ class CLAMPCONTROL_EXPORT DataObject : public zeb::XObject<D> {
     /// Returns the text of the key's value in the JSON that the object was last filled from. Absent without
     /// JSON or without the key. Throws the exceptions of the JSON's string getter.
     Optional<std::string> getAsString(const std::string& key) const;
+
+ private:
+    bool lacksMemory_ = false;
 };
 
 /// Prints the element as `toString()` does. The stream is a `std::ostream`.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <zeb/CompleteElement.h>
 #include <zeb/Export.h>
 #include <zeb/IWebsocketManager.h>
 #include <zeb/Subscription.h>
@@ -99,7 +100,7 @@ class ZEB_EXPORT Service {
 
     template <typename T>
     static std::shared_ptr<const void> makeElement(std::shared_ptr<zebutil::JsonObject> json) {
-        return std::make_shared<const T>(std::move(json));
+        return detail::completeElement<T>(std::move(json));
     }
 
     std::shared_ptr<Subscription> subscribeUntyped(const XObjectDescriptor& descriptor,

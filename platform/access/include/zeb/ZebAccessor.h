@@ -1,5 +1,6 @@
 #pragma once
 
+#include <zeb/CompleteElement.h>
 #include <zeb/Export.h>
 #include <zeb/IXObject.h>
 #include <zeb/XObjectDescriptor.h>
@@ -148,7 +149,7 @@ class ZEB_EXPORT ZebAccessor {
 
     template <typename T>
     static std::shared_ptr<const IXObject> makeElement(std::shared_ptr<zebutil::JsonObject> json) {
-        return std::make_shared<const T>(std::move(json));
+        return detail::completeElement<T>(std::move(json));
     }
 
     template <typename T>
