@@ -251,10 +251,13 @@ void ClampTracker::tryAgain(const std::string& reason) {
         pause_.startOver();
     }
     executor_->removeTasks(this);
-    // What is left of this attempt ends only when the next one is certain: for want of memory it is repeated.
-    executor_->addAt(Clock::now() + pause_.next(),
+    // What is left of this attempt ends only when the next one is certain: for want of memory this is
+    // repeated.
+    RetryPause pause = pause_;
+    executor_->addAt(Clock::now() + pause.next(),
                      ofAttempt(attempt_ + 1, [](ClampTracker& self) { self.lookUp(); }),
                      "look-up of terminal 15", this);
+    pause_ = pause;
     ++attempt_;
     subscription_.reset();
 }
