@@ -14,22 +14,23 @@
 
 namespace {
 
-constexpr std::size_t kMaximumBytes = std::size_t{64} * 1024 * 1024;
+constexpr std::ptrdiff_t kMaximumBytes = std::ptrdiff_t{64} * 1024 * 1024;
 constexpr double kMaximumSeconds = 1;
 
-std::atomic<std::size_t> live = 0;
-std::atomic<std::size_t> highest = 0;
+// Signed, because what was allocated before the counting began may be freed during it.
+std::atomic<std::ptrdiff_t> live = 0;
+std::atomic<std::ptrdiff_t> highest = 0;
 
 void allocated(const volatile void* /*memory*/, std::size_t size) {
-    const std::size_t now = live += size;
-    std::size_t before = highest;
+    const std::ptrdiff_t now = live += static_cast<std::ptrdiff_t>(size);
+    std::ptrdiff_t before = highest;
     while (now > before && !highest.compare_exchange_weak(before, now)) {
     }
 }
 
 void freed(const volatile void* memory) {
     if (memory != nullptr) {
-        live -= __sanitizer_get_allocated_size(memory);
+        live -= static_cast<std::ptrdiff_t>(__sanitizer_get_allocated_size(memory));
     }
 }
 
@@ -50,7 +51,7 @@ extern "C" int __real_LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size
 extern "C" int __wrap_LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const bool isCounting = __sanitizer_install_malloc_and_free_hooks(&allocated, &freed) != 0;
     fuzz::require(isCounting, "the sanitizer counts the memory");
-    const std::size_t liveBefore = live;
+    const std::ptrdiff_t liveBefore = live;
     highest = liveBefore;
     const double begin = processorSeconds();
     const int result = __real_LLVMFuzzerTestOneInput(data, size);
