@@ -73,7 +73,8 @@ TEST_F(DataObjectWithoutMemory, EndsAReportedFillQuietly) {
 template <typename R, typename IsWhole>
 void expectToTellWhatIsLost(const char* text, const IsWhole& isWhole) {
     const std::shared_ptr<zebutil::JsonObject> json = zebutil::JsonObject::parse(text);
-    R().fillFromJson(json);  // whatever is made once
+    R().fillFromJson(json);
+    R().fillFromJson(zebutil::JsonObject::parse(R"({"id":{}})"));  // makes the logger, as above
     long allocations = 0;
     do {
         R sut;
@@ -113,14 +114,14 @@ TEST_F(DataObjectWithoutMemory, IsCompleteAfterAFillWithMemory) {
 /// Gives the memory back as soon as an allocation has failed, however long that takes.
 class MemoryThatComesBack {
  public:
-    explicit MemoryThatComesBack(long allocations)
-        : thread_([this] {
-              while (!isOver_ && !allocationHasFailed) {
-                  std::this_thread::yield();
-              }
-              allocationsLeft = -1;
-          }) {
-        allocationHasFailed = false;
+    explicit MemoryThatComesBack(long allocations) {
+        allocationHasFailed = false;  // first: the thread looks at it
+        thread_ = std::thread([this] {
+            while (!isOver_ && !allocationHasFailed) {
+                std::this_thread::yield();
+            }
+            allocationsLeft = -1;
+        });
         allocationsLeft = allocations;
     }
     ~MemoryThatComesBack() {
