@@ -2,7 +2,6 @@
 #include <CountedMemory.h>
 #include <ZebDataObjects_ZEB/Clampcontrol.h>
 #include <gtest/gtest.h>
-#include <zeb/IWebsocketManager.h>
 #include <zeb/Service.h>
 
 #include <cstddef>
@@ -11,24 +10,13 @@
 #include <string_view>
 #include <utility>
 
+#include "OneSubscription.h"
+
 namespace {
 
+using test_data_objects::OneSubscription;
 using test_support::CountedMemory;
 using Clamp = zebobjects_ZEB::ClampcontrolService::Clamp;
-
-class OneSubscription : public zeb::IWebsocketManager {
- public:
-    std::shared_ptr<zeb::Subscription> subscribe(const std::string&, const std::string&, DataHandler handler,
-                                                 EndedHandler) override {
-        notify = std::move(handler);
-        return nullptr;
-    }
-    void unsubscribeFromAll() override {}
-    void close(const std::string&) override {}
-    void stop() override {}
-
-    DataHandler notify;
-};
 
 class NotificationMemory : public testing::Test {
  protected:

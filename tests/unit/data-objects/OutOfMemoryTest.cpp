@@ -4,7 +4,6 @@
 #include <ZebDataObjects_ZEB/Servicemanagement.h>
 #include <gtest/gtest.h>
 #include <zeb/ITpAccess.h>
-#include <zeb/IWebsocketManager.h>
 #include <zeb/Service.h>
 #include <zeb/ZebAccessor.h>
 #include <zebutil/ITaskExecutor.h>
@@ -20,11 +19,13 @@
 
 #include "DataObjectTest.h"
 #include "FailingMemory.h"
+#include "OneSubscription.h"
 
 namespace {
 
 using test_data_objects::allocationHasFailed;
 using test_data_objects::allocationsLeft;
+using test_data_objects::OneSubscription;
 using DataObjectWithoutMemory = test_data_objects::DataObjectTest;
 using Clamp = zebobjects_ZEB::ClampcontrolService::Clamp;
 using Transaction = zebobjects_ZEB::ServicemanagementService::TransactionType;
@@ -134,20 +135,6 @@ class MemoryThatComesBack {
  private:
     std::atomic<bool> isOver_ = false;
     std::thread thread_;
-};
-
-class OneSubscription : public zeb::IWebsocketManager {
- public:
-    std::shared_ptr<zeb::Subscription> subscribe(const std::string&, const std::string&, DataHandler handler,
-                                                 EndedHandler) override {
-        notify = std::move(handler);
-        return nullptr;
-    }
-    void unsubscribeFromAll() override {}
-    void close(const std::string&) override {}
-    void stop() override {}
-
-    DataHandler notify;
 };
 
 // A state that was lost for a moment's want of memory would be missing until it changes.
