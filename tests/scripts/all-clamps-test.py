@@ -4,38 +4,24 @@
     all-clamps-test.py SOURCE-DIRECTORY ALL-CLAMPS ZEB-BUS-SIM
 """
 
-import json
 import pathlib
 import subprocess
 import sys
-import tempfile
+
+from vehicle import vehicle
 
 
 def main():
     source, program, simulator = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
-    bus = subprocess.Popen([simulator, source / "examples/bus/vehicle.json"], stdout=subprocess.PIPE, text=True)
     lines = []
-    try:
-        address = bus.stdout.readline().split()[-1].rstrip("/")
-        with tempfile.NamedTemporaryFile("w", suffix=".json") as configuration:
-            json.dump(
-                {
-                    "serviceRegistrySettings": {"mode": "staticOnly"},
-                    "services": {"ClampControl": {"serverBaseUri": address}},
-                },
-                configuration,
-            )
-            configuration.flush()
-            client = subprocess.Popen(
-                [program, configuration.name, "1"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
-            )
-            lines += [client.stdout.readline().rstrip() for _ in range(6)]
-            bus.terminate()
-            lines.append(client.stdout.readline().rstrip())
-            client.communicate("\n")
-    finally:
+    with vehicle(source, simulator) as (bus, _, configuration):
+        client = subprocess.Popen(
+            [program, configuration, "1"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
+        )
+        lines += [client.stdout.readline().rstrip() for _ in range(6)]
         bus.terminate()
-        bus.wait()
+        lines.append(client.stdout.readline().rstrip())
+        client.communicate("\n")
     others = ["ClampS(1): on", "Clamp75_X(2): off"]
     expected = ["Clamp15(0): off", *others, "Clamp15(0): on", *others, "unknown: the service is gone"]
     if lines != expected or client.returncode != 0:
