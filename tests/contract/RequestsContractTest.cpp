@@ -13,12 +13,7 @@ namespace {
 using test_support::kLimit;
 using test_support::Lamp;
 using test_support::LampDescriptor;
-
-LampDescriptor lampOf(const std::string& id) {
-    LampDescriptor descriptor;
-    descriptor.setId(id);
-    return descriptor;
-}
+using test_support::lampOf;
 
 /// A lamp's level, to be written.
 class LevelDescriptor : public LampDescriptor {

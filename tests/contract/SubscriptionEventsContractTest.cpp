@@ -12,13 +12,7 @@ namespace {
 
 using test_support::kLimit;
 using test_support::Lamp;
-using test_support::LampDescriptor;
-
-LampDescriptor lampOf(const std::string& id) {
-    LampDescriptor descriptor;
-    descriptor.setId(id);
-    return descriptor;
-}
+using test_support::lampOf;
 
 /// A lamp that can be built only from an element that has a level.
 class StrictLamp : public Lamp {

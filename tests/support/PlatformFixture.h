@@ -74,6 +74,12 @@ class LampDescriptor : public zeb::XObjectDescriptor {
     LampDescriptor() : XObjectDescriptor("Lighting", "lamps") {}
 };
 
+inline LampDescriptor lampOf(const std::string& id) {
+    LampDescriptor descriptor;
+    descriptor.setId(id);
+    return descriptor;
+}
+
 /// An element of a resource that only the tests know, so that they do not depend on generated data objects.
 class Lamp : public zeb::XObject<LampDescriptor> {
  public:
