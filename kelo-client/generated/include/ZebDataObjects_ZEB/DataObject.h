@@ -207,8 +207,8 @@ class CLAMPCONTROL_EXPORT DataObject : public zeb::XObject<D> {
     void fillFromJson(std::shared_ptr<zebutil::JsonObject> json) override;
 
     /// Whether the last fill has lost a value only for want of memory. Such an element looks like one whose
-    /// JSON lacks the value. The bundled platform never delivers it: it builds the element again, or the
-    /// request fails.
+    /// JSON lacks the value. The bundled platform never delivers it: it builds the element again, or reports
+    /// that there was no memory.
     bool lacksMemory() const { return lacksMemory_; }
 
     /// Returns a descriptor of this very element, to subscribe to it again, to find it again or to write it.
