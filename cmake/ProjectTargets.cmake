@@ -4,7 +4,8 @@
 option(CLAMPCONTROL_WARNINGS_AS_ERRORS "Treat compiler warnings as errors; the presets do" OFF)
 set(CLAMPCONTROL_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize: address,undefined or thread")
 
-# project_target(<target>): sets language level, warnings, hidden symbols, sanitizers.
+# project_target(<target>): sets language level, warnings, hidden symbols, sanitizers, and how Asio finds what belongs to
+# a thread.
 function(project_target target)
   target_compile_features(${target} PUBLIC cxx_std_17)
   set_target_properties(${target} PROPERTIES
@@ -12,6 +13,8 @@ function(project_target target)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
+  # Off x86, Asio keeps a thread's own data under a key that exit deletes. A thread that still runs then would crash.
+  target_compile_definitions(${target} PRIVATE BOOST_ASIO_HAS_THREAD_KEYWORD_EXTENSION=1)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor)
   if(CLAMPCONTROL_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)

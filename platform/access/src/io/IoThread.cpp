@@ -18,6 +18,10 @@
 
 #include "ReservedPost.h"
 
+#ifndef BOOST_ASIO_HAS_THREAD_KEYWORD_EXTENSION
+#error "At exit, Asio would delete the key of its thread-local data while this thread still runs."
+#endif
+
 namespace zeb {
 
 namespace {
