@@ -22,7 +22,7 @@ using clampcontrolclient::ClampStatus;
 using Clock = std::chrono::steady_clock;
 
 // So long the state may be unknown before that is said on standard error.
-constexpr std::chrono::milliseconds kPatience{1500};
+constexpr std::chrono::milliseconds kPatience{1000};
 
 void printWarnings() {
     const auto report = kelo_client::checkConfiguration(kConfigurationPath);
