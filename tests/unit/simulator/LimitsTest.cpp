@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
-#include "Room.h"
-#include "Scenario.h"
 #include "SimulatorTest.h"
+#include "scenario/Scenario.h"
+#include "server/Room.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <vector>
 
-#include "Scenario.h"
 #include "SimulatorTest.h"
+#include "scenario/Scenario.h"
 
 namespace {
 

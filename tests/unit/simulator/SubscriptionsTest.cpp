@@ -3,10 +3,10 @@
 #include <array>
 #include <string>
 
-#include "BusModel.h"
-#include "Json.h"
-#include "Observations.h"
-#include "Subscriptions.h"
+#include "json/Json.h"
+#include "model/BusModel.h"
+#include "server/Observations.h"
+#include "websocket/Subscriptions.h"
 
 namespace {
 
