@@ -9,6 +9,9 @@
 
 namespace zebbussim {
 
+class Scenario;
+class Simulation;
+
 /// A simulated service bus on this machine. It serves services, resources and elements, and a registry of the
 /// services, over HTTP and WebSocket on one port. docs/wire-protocol.md describes the protocol.
 ///
@@ -118,6 +121,17 @@ class BusSimulator {
     /// Returns when all changes are made; the last ones may still be queued.
     void flood(const std::string& path, const std::vector<std::string>& states, std::size_t changes);
 
+    // --- steps ---
+
+    /// Does a step, for instance `{"drop":{"service":"ClampControl"}}`. docs/simulator.md lists them all; they
+    /// cover every function below and more.
+    void perform(const std::string& step);
+    /// Plays a scenario, a JSON list of steps, waits and expectations. Returns when its last step is done.
+    /// Throws `std::runtime_error` if the text is no scenario, if a step fails, an expectation does not hold,
+    /// or the simulator stops.
+    void play(const std::string& scenario);
+    void playFile(const std::string& fileName);
+
     // --- faults, for the tests of clients ---
 
     /// Delays the first notification of later subscriptions by this time after the answer to the subscribe
@@ -152,8 +166,9 @@ class BusSimulator {
     void freezeConnections(const std::string& service);
 
  private:
-    class Impl;
-    std::unique_ptr<Impl> impl_;
+    void playFrom(Scenario scenario);
+
+    std::unique_ptr<Simulation> simulation_;
 };
 
 }  // namespace zebbussim

@@ -1,6 +1,7 @@
 #include "HttpConnection.h"
 
 #include <algorithm>
+#include <array>
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/read.hpp>
@@ -11,9 +12,11 @@
 #include <cctype>
 #include <chrono>
 #include <iterator>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
+#include "control/ControlInterface.h"
 #include "json/Json.h"
 #include "websocket/WebSocketPeer.h"
 
@@ -25,6 +28,7 @@ namespace http = boost::beast::http;
 
 namespace {
 
+constexpr int kOk = 200;
 constexpr std::size_t kMaximumBody = 1024 * 1024;
 constexpr std::uint32_t kMaximumHeader = 8 * 1024;
 /// Holds a head or the line of a chunk, which the parser wants in one piece, and whatever came along.
@@ -223,6 +227,10 @@ void HttpConnection::received(const ErrorCode& error) {
     closeTimer_.cancel();
     request_ = parser_->release();
     parseTarget();
+    if (isControl()) {
+        handleControl();
+        return;
+    }
     const std::string path = busPath();
     if (!beast::websocket::is_upgrade(request_)) {
         context_.observations.countRequest(path);
@@ -230,6 +238,7 @@ void HttpConnection::received(const ErrorCode& error) {
 
     const std::optional<HttpFault> fault = context_.faults.find(path);
     if (fault && fault->silent) {
+        noteRequest(0);
         return;
     }
     if (fault && fault->delay.count() > 0) {
@@ -260,26 +269,103 @@ void HttpConnection::handleInTurn(const std::optional<HttpFault>& fault) {
 }
 
 void HttpConnection::handle(const std::optional<HttpFault>& fault) {
+    const bool isUpgrade = beast::websocket::is_upgrade(request_);
     if (fault && fault->bytes) {
+        noteRequest(0);
         writeBytes(*fault->bytes);
     } else if (fault && fault->status) {
-        answer({*fault->status, fault->body, ""}, false);
+        answer({*fault->status, fault->body}, false);
+    } else if (fault && fault->isCut && isUpgrade) {
+        noteRequest(0);
+        writeBytes("HTTP/1.1 101 Switching Protocols\r\nUpgra");
     } else if (const auto* const unreadable = std::get_if<BusError>(&target_)) {
         answer(errorAnswer(*unreadable), false);
-    } else if (beast::websocket::is_upgrade(request_)) {
+    } else if (isUpgrade) {
         try {
             handshake(std::get<RequestTarget>(target_));
         } catch (const BusError& error) {
             answer(errorAnswer(error), false);
         }
     } else {
-        answer(answerHttpRequest(context_.model, std::string(request_.method_string()),
-                                 std::get<RequestTarget>(target_), request_.body()),
-               false);
+        HttpAnswer right = answerHttpRequest(context_.model, std::string(request_.method_string()),
+                                             std::get<RequestTarget>(target_), request_.body());
+        if (request_.method() == http::verb::post && right.status == kOk) {
+            noteChange();
+        }
+        answer(std::move(right), false, fault);
     }
 }
 
+bool HttpConnection::isControl() const {
+    const auto* const target = std::get_if<RequestTarget>(&target_);
+    return target != nullptr && !beast::websocket::is_upgrade(request_) && ControlInterface::isFor(*target);
+}
+
+void HttpConnection::handleControl() {
+    ofControl_ = true;
+    stream_.useOwnLine();
+    HttpAnswer controlAnswer = context_.control.answer(std::string(request_.method_string()),
+                                                       std::get<RequestTarget>(target_), request_.body());
+    if (controlAnswer.isLive) {
+        over_ = true;
+        events_.ended(shared_from_this());
+        events_.live(std::move(stream_));
+    } else {
+        answer(std::move(controlAnswer), false);
+    }
+}
+
+// So that a recording has what clients change.
+void HttpConnection::noteChange() {
+    if (!context_.journal.isHeard()) {
+        return;
+    }
+    BusEvent event;
+    event.kind = BusEvent::Kind::StepDone;
+    event.name = "set";
+    event.path = busPath();
+    event.source = "client";
+    event.data = std::make_shared<const std::string>("{\"set\":{\"path\":" + quoted(event.path) + ",\"data\":" +
+                                                     readJsonObject(request_.body(), "The body") + "}}");
+    event.text = "a client sets " + event.path;
+    context_.journal.note(std::move(event));
+}
+
+void HttpConnection::note(const HttpAnswer& httpAnswer) {
+    constexpr std::array<int, 4> kViolations{400, 405, 413, 431};
+    if (isControl() || !context_.journal.isHeard()) {
+        return;
+    }
+    noteRequest(httpAnswer.status);
+    const bool isViolation =
+        std::find(kViolations.begin(), kViolations.end(), httpAnswer.status) != kViolations.end();
+    if (isViolation && !httpAnswer.problem.empty()) {
+        BusEvent event;
+        event.kind = BusEvent::Kind::Violation;
+        const auto agent = request_[http::field::user_agent];
+        event.program = shortened({agent.data(), agent.size()});
+        event.path = busPath();
+        event.text = std::string(request_.method_string()) + " " + event.path + ": " + httpAnswer.problem;
+        context_.journal.note(std::move(event));
+    }
+}
+
+void HttpConnection::noteRequest(int status) {
+    BusEvent event;
+    event.kind = BusEvent::Kind::Request;
+    event.name = std::string(request_.method_string());
+    event.path = busPath();
+    event.status = status;
+    const auto agent = request_[http::field::user_agent];
+    event.program = shortened({agent.data(), agent.size()});
+    context_.journal.note(std::move(event));
+}
+
 void HttpConnection::parseTarget() {
+    if (request_.target() == "/") {
+        target_.emplace<RequestTarget>();  // the panel, wherever the services are
+        return;
+    }
     try {
         target_.emplace<RequestTarget>(parseRequestTarget(std::string(request_.target()), context_.basePath));
     } catch (const BusError& error) {
@@ -327,7 +413,14 @@ void HttpConnection::handshake(const RequestTarget& target) {
     events_.upgraded(std::move(stream_), service, std::move(request_));
 }
 
-void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
+void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter, const std::optional<HttpFault>& fault) {
+    note(httpAnswer);
+    if (fault && fault->contentType) {
+        httpAnswer.contentType = *fault->contentType;
+    }
+    if (fault && fault->paddedTo > httpAnswer.body.size()) {
+        httpAnswer.body.resize(fault->paddedTo, ' ');
+    }
     waitingSince_ = std::chrono::steady_clock::now();
     std::string().swap(request_.body());  // the connection may stay open for long
     const std::size_t size = httpAnswer.body.size();
@@ -342,7 +435,10 @@ void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
     response->version(request_.version());
     response->result(static_cast<unsigned int>(httpAnswer.status));
     response->set(http::field::server, "zeb-bus-sim");
-    response->set(http::field::content_type, "application/json");
+    response->set(http::field::content_type, httpAnswer.contentType);
+    for (const auto& [name, value] : httpAnswer.headers) {
+        response->set(name, value);
+    }
     if (!httpAnswer.allow.empty()) {
         response->set(http::field::allow, httpAnswer.allow);
     }
@@ -355,6 +451,12 @@ void HttpConnection::answer(HttpAnswer httpAnswer, bool closeAfter) {
     response->prepare_payload();
     if (request_.method() == http::verb::head) {
         response->body().clear();  // the length of the omitted body stays
+    }
+    if (fault && fault->isCut) {
+        std::ostringstream text;
+        text << *response;
+        writeBytes(text.str().substr(0, text.str().size() / 2));
+        return;
     }
     closeIn(context_.patience);
     http::async_write(stream_, *response,
@@ -408,8 +510,7 @@ void HttpConnection::close() {
     unfinished_.finish();
     delayTimer_.cancel();
     closeTimer_.cancel();
-    ErrorCode ignored;
-    stream_.socket().close(ignored);
+    stream_.close();
     events_.ended(shared_from_this());
 }
 

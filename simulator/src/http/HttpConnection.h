@@ -37,6 +37,8 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
         /// Throws `BusError` if no other WebSocket of the service can be taken.
         std::function<void(const std::string& service)> upgrading;
         std::function<void(BusStream&&, const std::string& service, Request&&)> upgraded;
+        /// The client is to get the events of the bus.
+        std::function<void(BusStream&&)> live;
         std::function<void(const std::shared_ptr<HttpConnection>&)> ended;
     };
 
@@ -44,6 +46,9 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
 
     void start();
     void close();
+
+    /// Whether its last request was for the control interface.
+    bool isOfControl() const { return ofControl_; }
 
     /// Since when the connection waits for its client, which has a request to send or an answer to read;
     /// nothing while an answer is made.
@@ -70,12 +75,19 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
     /// Handles a large request when it is its turn.
     void handleInTurn(const std::optional<HttpFault>& fault);
     void parseTarget();
+    /// Whether the request is for the control interface, for which no fault counts.
+    bool isControl() const;
+    void handleControl();
     /// The path of the request on the bus; empty if its target cannot be parsed.
     std::string busPath() const;
     /// Throws `BusError` if the handshake cannot be accepted.
     void checkHandshake() const;
     void handshake(const RequestTarget& target);
-    void answer(HttpAnswer httpAnswer, bool closeAfter);
+    /// @param fault what is wrong with the answer, if anything
+    void answer(HttpAnswer httpAnswer, bool closeAfter, const std::optional<HttpFault>& fault = std::nullopt);
+    void note(const HttpAnswer& httpAnswer);
+    void noteRequest(int status);
+    void noteChange();
     void writeBytes(const std::string& bytes);
     /// Closes the connection when the client has closed it, or after a second.
     void finish();
@@ -96,6 +108,7 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
     UnfinishedInput::Part unfinished_;
     std::array<char, 4096> leftOver_;
     std::optional<std::chrono::steady_clock::time_point> waitingSince_;
+    bool ofControl_ = false;
     bool over_ = false;
 };
 

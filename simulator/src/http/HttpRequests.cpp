@@ -18,7 +18,7 @@ HttpAnswer methodNotAllowed(const std::string& method, const std::string& allow)
 }
 
 HttpAnswer dataAnswer(const std::string& data) {
-    return {200, "{\"data\":" + data + timestampTail(), ""};
+    return {200, "{\"data\":" + data + timestampTail()};
 }
 
 HttpAnswer answerForService(BusModel& model, const std::string& name, const std::string& method) {
@@ -54,7 +54,7 @@ HttpAnswer answerForElement(BusModel& model, const BusPath& path, const std::str
             throw BusError(413, "payload_too_large", "The element would be larger than 1 MiB");
         }
         model.replace(path, changed);
-        return {200, "{" + timestampTail().substr(1), ""};
+        return {200, "{" + timestampTail().substr(1)};
     }
     return methodNotAllowed(method, readOnly ? "GET" : "GET, POST");
 }
@@ -62,7 +62,7 @@ HttpAnswer answerForElement(BusModel& model, const BusPath& path, const std::str
 }  // namespace
 
 HttpAnswer errorAnswer(const BusError& error) {
-    return {error.number, "{" + errorMember(error) + timestampTail(), ""};
+    return {error.number, "{" + errorMember(error) + timestampTail(), "", error.what()};
 }
 
 HttpAnswer answerHttpRequest(BusModel& model, const std::string& method, const RequestTarget& target,

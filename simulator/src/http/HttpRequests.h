@@ -1,6 +1,8 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "RequestTarget.h"
 #include "model/BusError.h"
@@ -11,7 +13,11 @@ namespace zebbussim {
 struct HttpAnswer {
     int status;
     std::string body;
-    std::string allow;  ///< with 405: the methods that are allowed
+    std::string allow;    ///< with 405: the methods that are allowed
+    std::string problem;  ///< why the request was refused, in words
+    std::string contentType = "application/json";
+    std::vector<std::pair<std::string, std::string>> headers;  ///< others
+    bool isLive = false;  ///< the connection stays open and gets the events of the bus
 };
 
 /// An answer with an error object.

@@ -161,6 +161,7 @@ void BusModel::addService(const std::string& name, std::string_view json, bool r
     services_[name] = std::move(added);
     if (listener_ != nullptr) {
         listener_->servicesChanged();
+        listener_->serviceChanged(name);
     }
 }
 
@@ -175,15 +176,22 @@ void BusModel::setServicePresent(const std::string& name, bool present) {
             listener_->serviceClosed(name);
         }
         listener_->servicesChanged();
+        listener_->serviceChanged(name);
     }
 }
 
 void BusModel::setServiceAvailable(const std::string& name, bool available) {
     Service& changed = service(name);
-    if (changed.available && !available && listener_ != nullptr) {
+    if (changed.available == available) {
+        return;
+    }
+    if (!available && listener_ != nullptr) {
         listener_->serviceClosed(name);
     }
     changed.available = available;
+    if (listener_ != nullptr) {
+        listener_->serviceChanged(name);
+    }
 }
 
 void BusModel::addElement(const BusPath& path, std::string_view json) {

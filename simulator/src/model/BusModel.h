@@ -60,6 +60,8 @@ class BusListener {
     virtual void elementRemoved(const BusPath& path) = 0;
     /// A service was added, replaced, removed or brought back.
     virtual void servicesChanged() = 0;
+    /// A service was added or replaced, or it is now present or not, available or not.
+    virtual void serviceChanged(const std::string& service) = 0;
     /// A service can no longer be reached, or is about to be replaced.
     virtual void serviceClosed(const std::string& service) = 0;
 };
@@ -98,10 +100,12 @@ class BusModel {
 
     /// The names of the present services, in the order in which they were added.
     std::vector<std::string> presentServices() const;
-
- private:
+    /// The names of all services, also of those that were removed.
+    const std::vector<std::string>& allServices() const { return order_; }
+    /// A service, also one that was removed. Throws `BusError` 404 if there was none.
     Service& known(const std::string& name);
 
+ private:
     std::map<std::string, Service> services_;
     std::vector<std::string> order_;
     BusListener* listener_ = nullptr;

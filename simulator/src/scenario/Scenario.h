@@ -1,61 +1,50 @@
 #pragma once
 
-#include <atomic>
-#include <condition_variable>
-#include <functional>
-#include <memory>
-#include <mutex>
+#include <chrono>
+#include <optional>
 #include <string>
-#include <utility>
+#include <vector>
 
-#include "zeb-bus-sim/BusSimulator.h"
-
-namespace zebutil {
-class JsonArray;
-class JsonObject;
-}  // namespace zebutil
+#include "Condition.h"
+#include "steps/Step.h"
 
 namespace zebbussim {
 
-/// A list of steps, changes and waits, that are done on a bus one after the other.
+/// A list of steps, waits and expectations, which are done one after the other:
 ///
 ///     [{"wait": {"subscribers": {"path": "/ClampControl/clamps/1", "count": 1}}},
-///      {"set": {"path": "/ClampControl/clamps/1", "data": {"isSwitchedOn": true}}}]
+///      {"set": {"path": "/ClampControl/clamps/1", "data": {"isSwitchedOn": true}}},
+///      {"expect": {"requests": {"path": "/ClampControl/clamps", "count": 1}, "within": 1000}}]
 ///
-/// `run()` may be called once. Any other thread may call `cancel()`, which makes `run()` return soon. A move
-/// must not overlap with either.
+/// An entry may have its time beside the step, in milliseconds since the beginning: `{"at": 500, "drop": {}}`.
+///
+/// A plain value, which has been checked.
 class Scenario {
  public:
-    /// Writes the text of a "print" step.
-    using Print = std::function<void(const std::string&)>;
+    struct Entry {
+        enum class Kind { Do, Print, Pause, Wait, Expect };
 
-    /// Reads and checks the whole file. Throws `std::runtime_error` that says which step is wrong and why.
+        Kind kind = Kind::Do;
+        std::string text;                            ///< what to print
+        std::optional<std::chrono::milliseconds> at;
+        std::optional<std::chrono::milliseconds> time;  ///< of a pause; the limit of a wait or an expectation
+        std::optional<Step> step;
+        std::optional<Condition> condition;
+        std::string place;  ///< for messages: "FILE:LINE:COLUMN"
+    };
+
+    /// Reads and checks everything. Throws `std::runtime_error` with one line for each problem, which begins
+    /// with its place: "FILE:LINE:COLUMN: ".
     static Scenario fromFile(const std::string& fileName);
-    /// `source` names the text in errors.
+    /// `source` names the text in messages.
     static Scenario fromText(const std::string& json, const std::string& source);
 
-    /// Does the steps. Returns when they are done or cancelled. Throws `std::runtime_error` if one fails.
-    void run(BusSimulator& bus, const Print& print);
-    void cancel();
-
-    Scenario(Scenario&& other) noexcept
-        : steps_(std::move(other.steps_)), source_(std::move(other.source_)) {}
+    const std::vector<Entry>& entries() const { return entries_; }
 
  private:
-    Scenario(const std::shared_ptr<zebutil::JsonArray>& scenarioSteps, const std::string& scenarioSource)
-        : steps_(scenarioSteps), source_(scenarioSource) {}
+    explicit Scenario(std::vector<Entry> entries) : entries_(std::move(entries)) {}
 
-    [[noreturn]] void fail(std::size_t index, const std::string& why) const;
-    void check(std::size_t index) const;
-    void doStep(BusSimulator& bus, const std::string& kind, const zebutil::JsonObject& step,
-                const Print& print);
-    void doWait(BusSimulator& bus, const zebutil::JsonObject& wait);
-
-    std::shared_ptr<zebutil::JsonArray> steps_;
-    std::string source_;
-    std::mutex mutex_;
-    std::condition_variable cancelling_;
-    std::atomic<bool> cancelled_ = false;
+    std::vector<Entry> entries_;
 };
 
 }  // namespace zebbussim

@@ -2,17 +2,23 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "HeavyWork.h"
+#include "Line.h"
 #include "Observations.h"
 #include "UnfinishedInput.h"
-#include "http/HttpFaults.h"
+#include "faults/HttpFaults.h"
+#include "faults/MessageFaults.h"
 #include "http/RequestHead.h"
 #include "model/BusModel.h"
+#include "journal/Journal.h"
 #include "websocket/Subscriptions.h"
 
 namespace zebbussim {
+
+class ControlInterface;
 
 /// The parts of the bus that all connections share. Everything but the observations is used on the bus's
 /// thread only.
@@ -21,9 +27,14 @@ struct BusContext {
     Subscriptions& subscriptions;
     Observations& observations;
     HttpFaults& faults;
+    MessageFaults& messageFaults;
+    Journal& journal;
+    ControlInterface& control;
     std::string basePath;
     ServerNames names;
     std::chrono::milliseconds patience;  ///< see `BusSimulator::Options`
+    Line line;
+    std::uint64_t lastClient = 0;  ///< the number of the latest WebSocket
     UnfinishedInput unfinishedInput;
     HeavyWork heavyWork;
     std::size_t queuedBytes = 0;  ///< of all WebSockets

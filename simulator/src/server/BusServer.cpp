@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "bus/Bus.h"
 #include "json/Json.h"
 
 namespace zebbussim {
@@ -45,12 +46,14 @@ tcp::acceptor listen(asio::io_context& ioContext, const std::string& address, st
 
 }  // namespace
 
-BusServer::BusServer(asio::io_context& ioContext, BusContext& busContext, const std::string& address,
-                     std::uint16_t port, std::optional<asio::ssl::context> tlsContext, Events serverEvents)
-    : context_(busContext),
+BusServer::BusServer(asio::io_context& ioContext, Bus& bus, const std::string& address, std::uint16_t port,
+                     std::optional<asio::ssl::context> tlsContext, Events serverEvents)
+    : context_(bus.context()),
       events_(std::move(serverEvents)),
+      liveFeed_(bus),
       tlsContext_(std::move(tlsContext)),
       acceptor_(listen(ioContext, address, port)),
+      endpoint_(acceptor_.local_endpoint()),
       retryTimer_(ioContext),
       room_(roomForConnections()) {
     acceptor_.non_blocking(true);
@@ -59,17 +62,17 @@ BusServer::BusServer(asio::io_context& ioContext, BusContext& busContext, const 
 
 void BusServer::accept() {
     // Waits first: without a free descriptor an attempt to accept fails although nobody is waiting.
-    acceptor_.async_wait(tcp::acceptor::wait_read, [this](const ErrorCode&) {
+    acceptor_.async_wait(tcp::acceptor::wait_read, [this](const ErrorCode& error) {
         accepting_ = false;
-        if (!closing_) {
-            acceptWaiting();
+        if (!closing_ && listening_) {
+            error ? accept() : acceptWaiting();
         }
     });
     accepting_ = true;
 }
 
 void BusServer::acceptWaiting() {
-    const bool isFull = connections_.size() + peers_.size() >= room_.connections;
+    const bool isFull = connections_.size() + peers_.size() + channels_.size() >= room_.connections;
     if (isFull && !makeRoom()) {
         retryLater();
         return;
@@ -95,12 +98,13 @@ void BusServer::accepted(tcp::socket&& socket) {
     socket.set_option(tcp::no_delay(true), ignored);
     socket.set_option(asio::socket_base::keep_alive(true), ignored);
     const auto connection = std::make_shared<HttpConnection>(
-        BusStream(std::move(socket), tlsContext_ ? &*tlsContext_ : nullptr), context_,
+        BusStream(std::move(socket), tlsContext_ ? &*tlsContext_ : nullptr, context_.line), context_,
         HttpConnection::Events{[this](const std::string& service) { admit(service); },
                                [this](BusStream&& upgradedStream, const std::string& service,
                                       HttpConnection::Request&& request) {
                                    upgraded(std::move(upgradedStream), service, std::move(request));
                                },
+                               [this](BusStream&& liveStream) { goLive(std::move(liveStream)); },
                                [this](const std::shared_ptr<HttpConnection>& ended) {
                                    connections_.erase(ended);
                                    checkClosed();
@@ -190,6 +194,18 @@ void BusServer::upgraded(BusStream&& stream, const std::string& service, WebSock
     link.release();
 }
 
+void BusServer::goLive(BusStream&& stream) {
+    const auto channel = std::make_shared<LiveChannel>(std::move(stream), liveFeed_,
+                                                       [this](const std::shared_ptr<LiveChannel>& ended) {
+                                                           channels_.erase(ended);
+                                                           checkClosed();
+                                                       });
+    channels_.insert(channel);
+    Link link(channel, "following the bus live");
+    channel->start();
+    link.release();
+}
+
 void BusServer::close() {
     closing_ = true;
     ErrorCode ignored;
@@ -198,10 +214,45 @@ void BusServer::close() {
     closeAll();
 }
 
+void BusServer::stopListening(bool isOrderly) {
+    listening_ = false;
+    ErrorCode ignored;
+    acceptor_.close(ignored);
+    // Bound and not listening, the socket keeps the port, and the system refuses connections.
+    acceptor_.open(endpoint_.protocol());
+    closeOnExec(acceptor_.native_handle());
+    acceptor_.set_option(tcp::acceptor::reuse_address(true));
+    acceptor_.bind(endpoint_);
+    const auto connections = connections_;
+    for (const auto& connection : connections) {
+        if (!connection->isOfControl()) {
+            connection->close();
+        }
+    }
+    for (const auto& peer : peersOf({})) {
+        isOrderly ? peer->close(boost::beast::websocket::close_code::going_away) : peer->drop();
+    }
+}
+
+void BusServer::listenAgain() {
+    if (listening_ || closing_) {
+        return;
+    }
+    listening_ = true;
+    acceptor_.listen();
+    acceptor_.non_blocking(true);
+    if (!accepting_) {
+        accept();
+    }
+}
+
 void BusServer::closeAll() {
     // A connection leaves its set when it ends.
     while (!connections_.empty()) {
         (*connections_.begin())->close();
+    }
+    while (!channels_.empty()) {
+        (*channels_.begin())->close();
     }
     for (auto next = peers_.begin(); next != peers_.end();) {
         const std::shared_ptr<WebSocketPeer> peer = *next++;
@@ -228,9 +279,16 @@ void BusServer::repair(const char* problem) {
             peer->drop();
         }
     }
+    for (auto next = channels_.begin(); next != channels_.end();) {
+        const std::shared_ptr<LiveChannel> channel = *next++;
+        if (channel->lostWhile() != nullptr) {
+            activity = channel->lostWhile();
+            channel->close();
+        }
+    }
     if (closing_) {
         closeAll();
-    } else if (!accepting_) {
+    } else if (!accepting_ && listening_) {
         activity = activity == nullptr ? "accepting a connection" : activity;
         accept();
     }
@@ -246,7 +304,7 @@ void BusServer::report(const char* problem, const char* activity) {
 }
 
 void BusServer::checkClosed() {
-    if (closing_ && connections_.empty() && peers_.empty()) {
+    if (closing_ && connections_.empty() && peers_.empty() && channels_.empty()) {
         events_.closed();
     }
 }
@@ -254,7 +312,9 @@ void BusServer::checkClosed() {
 std::vector<std::shared_ptr<WebSocketPeer>> BusServer::peersOf(const std::string& service) const {
     std::vector<std::shared_ptr<WebSocketPeer>> found;
     std::copy_if(peers_.begin(), peers_.end(), std::back_inserter(found),
-                 [&](const std::shared_ptr<WebSocketPeer>& peer) { return peer->service() == service; });
+                 [&](const std::shared_ptr<WebSocketPeer>& peer) {
+                     return service.empty() || peer->service() == service;
+                 });
     return found;
 }
 

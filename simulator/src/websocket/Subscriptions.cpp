@@ -4,8 +4,10 @@
 #include <zebutil/JsonObject.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <iterator>
+#include <string_view>
 #include <utility>
 
 #include "json/Json.h"
@@ -21,6 +23,7 @@ constexpr std::size_t kMaximumOfAll = 65536;
 constexpr std::size_t kMaximumMessage = 1024 * 1024;
 /// Of a text of a request that its answer repeats, escaped.
 constexpr std::size_t kMaximumEcho = 64 * 1024;
+constexpr const char* kUnknownSubscription = "invalid_subscriptionId";
 
 std::optional<std::string> stringMember(const zebutil::JsonObject& message, const std::string& key) {
     return message.isString(key) ? std::make_optional(message.getString(key)) : std::nullopt;
@@ -41,14 +44,30 @@ std::shared_ptr<zebutil::JsonObject> readMessage(const std::string& text) {
     }
 }
 
+/// A member that no message of a client has; empty if there is none.
+std::string unknownMember(const zebutil::JsonObject& message) {
+    constexpr std::array<std::string_view, 4> kMembers{"action", "path", "requestId", "subscriptionId"};
+    for (const std::string& key : message.getKeys()) {
+        if (std::find(kMembers.begin(), kMembers.end(), key) == kMembers.end()) {
+            return key;
+        }
+    }
+    return {};
+}
+
 SharedText sharedTimestampTail() {
     return std::make_shared<const std::string>(timestampTail());
 }
 
 }  // namespace
 
-Subscriptions::Subscriptions(BusModel& busModel, Observations& busObservations, RunLater runLaterFunction)
-    : model_(busModel), observations_(busObservations), runLater_(std::move(runLaterFunction)) {}
+Subscriptions::Subscriptions(BusModel& busModel, Observations& busObservations, MessageFaults& messageFaults,
+                             Journal& journal, RunLater runLaterFunction)
+    : model_(busModel),
+      observations_(busObservations),
+      faults_(messageFaults),
+      journal_(journal),
+      runLater_(std::move(runLaterFunction)) {}
 
 void Subscriptions::receive(Subscriber& subscriber, const std::string& text) {
     std::string echo;  // the members of the request that an error repeats
@@ -62,6 +81,9 @@ void Subscriptions::receive(Subscriber& subscriber, const std::string& text) {
                 }
                 echo += member;
             }
+        }
+        if (const std::string unknown = unknownMember(*message); !unknown.empty()) {
+            noteViolation(subscriber, "The message has the unknown member " + excerpt(unknown));
         }
         const std::string action = requiredMember(*message, "action");
         const std::string requestId = requiredMember(*message, "requestId");
@@ -78,6 +100,9 @@ void Subscriptions::receive(Subscriber& subscriber, const std::string& text) {
             throw BusError::badRequest("The action " + excerpt(action) + " is unknown");
         }
     } catch (const BusError& error) {
+        if (error.number == 400 || error.reason == kUnknownSubscription) {
+            noteViolation(subscriber, error.what());
+        }
         subscriber.send("{" + echo + errorMember(error) + timestampTail(), nullptr, nullptr);
     }
 }
@@ -91,6 +116,9 @@ void Subscriptions::subscribe(Subscriber& subscriber, const std::string& request
     }
     path.isCollection() ? static_cast<void>(model_.collection(path))
                         : static_cast<void>(model_.element(path));
+    if (const auto refusal = faults_.refusalOf(path.text())) {
+        throw BusError(refusal->number, "refused", refusal->message);
+    }
     if (bySubscriber_[&subscriber].size() >= kMaximumSubscriptions) {
         throw BusError(429, "too_many_requests",
                        "A WebSocket has at most " + std::to_string(kMaximumSubscriptions) + " subscriptions");
@@ -101,7 +129,7 @@ void Subscriptions::subscribe(Subscriber& subscriber, const std::string& request
     }
 
     const Number number = ++lastNumber_;
-    const std::string id = std::to_string(number);
+    const std::string id = idFor(subscriber, number);
     // Whatever throws, `leave()` finds everything that refers to the subscriber.
     bySubscriber_[&subscriber].insert(number);
     subscriptions_[number] = Subscription{&subscriber, id, path};
@@ -118,6 +146,12 @@ void Subscriptions::subscribe(Subscriber& subscriber, const std::string& request
     if (const auto found = subscriptions_.find(number); found != subscriptions_.end()) {
         found->second.counted = true;
     }
+    BusEvent event;
+    event.kind = BusEvent::Kind::Subscribed;
+    event.client = subscriber.client();
+    event.subscription = id;
+    event.path = path.text();
+    journal_.note(std::move(event));
 }
 
 void Subscriptions::unsubscribe(Subscriber& subscriber, const std::string& requestId,
@@ -129,9 +163,9 @@ void Subscriptions::unsubscribe(Subscriber& subscriber, const std::string& reque
     const bool isThere =
         found != subscriptions_.end() && found->second.id == id && found->second.subscriber == &subscriber;
     if (!isThere) {
-        throw BusError(404, "invalid_subscriptionId", "This WebSocket has no subscription " + excerpt(id));
+        throw BusError(404, kUnknownSubscription, "This WebSocket has no subscription " + excerpt(id));
     }
-    remove(number);
+    remove(number, "the client has unsubscribed");
     subscriber.send("{\"action\":\"unsubscribe\",\"subscriptionId\":" + quoted(id) +
                         ",\"requestId\":" + quoted(requestId) + timestampTail(),
                     nullptr, nullptr);
@@ -145,7 +179,8 @@ void Subscriptions::leave(Subscriber& subscriber) {
     std::set<Number>& own = found->second;
     while (!own.empty()) {
         const Number number = *own.begin();
-        subscriptions_.count(number) == 0 ? static_cast<void>(own.erase(number)) : remove(number);
+        subscriptions_.count(number) == 0 ? static_cast<void>(own.erase(number))
+                                          : remove(number, "its connection has ended");
     }
     bySubscriber_.erase(found);
 }
@@ -233,6 +268,10 @@ void Subscriptions::notify(Number number, const SharedText& data, const SharedTe
     if (!subscription.started) {
         return;
     }
+    if (faults_.takeSkipped(subscription.path.text())) {
+        ++subscription.nextSequence;
+        return;
+    }
     std::string head = "{\"action\":\"subscription\",\"subscriptionId\":\"" + subscription.id +
                        "\",\"seq\":" + std::to_string(subscription.nextSequence) + ",\"data\":";
     if (!data || head.size() + data->size() + tail->size() > kMaximumMessage) {
@@ -247,13 +286,27 @@ void Subscriptions::notify(Number number, const SharedText& data, const SharedTe
 
 void Subscriptions::endWithError(Number number, const BusError& error) {
     const Subscription ended = subscriptions_.at(number);
-    remove(number);
+    remove(number, error.what());
     ended.subscriber->send("{\"action\":\"subscription\",\"subscriptionId\":\"" + ended.id + "\"," +
                                errorMember(error) + timestampTail(),
                            nullptr, nullptr);
 }
 
-void Subscriptions::remove(Number number) {
+std::string Subscriptions::idFor(const Subscriber& subscriber, Number number) const {
+    const auto own = bySubscriber_.find(&subscriber);
+    const bool isRepeated = faults_.isIdRepeated && own != bySubscriber_.end() && !own->second.empty();
+    return isRepeated ? subscriptions_.at(*own->second.rbegin()).id : std::to_string(number);
+}
+
+void Subscriptions::noteViolation(const Subscriber& subscriber, const std::string& text) {
+    BusEvent event;
+    event.kind = BusEvent::Kind::Violation;
+    event.client = subscriber.client();
+    event.text = text;
+    journal_.note(std::move(event));
+}
+
+void Subscriptions::remove(Number number, const std::string& reason) {
     const auto found = subscriptions_.find(number);
     const std::string path = found->second.path.text();
     const bool isCounted = found->second.counted;
@@ -263,11 +316,18 @@ void Subscriptions::remove(Number number) {
             byPath_.erase(samePath);
         }
     }
+    BusEvent event;
+    event.kind = BusEvent::Kind::Unsubscribed;
+    event.client = found->second.subscriber->client();
+    event.subscription = found->second.id;
+    event.path = path;
+    event.text = reason;
     bySubscriber_.at(found->second.subscriber).erase(number);
     subscriptions_.erase(found);
     if (isCounted) {
         observations_.update([&](Observations::Numbers& numbers) { --numbers.subscribers[path]; });
     }
+    journal_.note(std::move(event));
 }
 
 }  // namespace zebbussim

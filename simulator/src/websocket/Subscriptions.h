@@ -11,6 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "faults/MessageFaults.h"
+#include "journal/Journal.h"
 #include "model/BusModel.h"
 #include "server/Observations.h"
 
@@ -29,6 +31,8 @@ class Subscriber {
     /// Writes bytes unchanged to the connection, between two messages.
     virtual void sendBytes(std::string bytes) = 0;
     virtual const std::string& service() const = 0;
+    /// Its number among all WebSockets of the bus.
+    virtual std::uint64_t client() const = 0;
 };
 
 /// Answers the WebSocket messages of clients and turns changes of the model into notifications. Used on one
@@ -38,7 +42,8 @@ class Subscriptions {
     /// Runs a function on the bus's thread after a delay.
     using RunLater = std::function<void(std::chrono::milliseconds, std::function<void()>)>;
 
-    Subscriptions(BusModel& busModel, Observations& busObservations, RunLater runLaterFunction);
+    Subscriptions(BusModel& busModel, Observations& busObservations, MessageFaults& messageFaults,
+                  Journal& journal, RunLater runLaterFunction);
 
     /// Answers one text message of a client.
     void receive(Subscriber& subscriber, const std::string& text);
@@ -82,10 +87,15 @@ class Subscriptions {
     void notify(Number number, const SharedText& data, const SharedText& tail);
     void notifyAll(const std::string& path, const SharedText& data);
     void endWithError(Number number, const class BusError& error);
-    void remove(Number number);
+    void remove(Number number, const std::string& reason);
+    /// The id that a new subscription gets.
+    std::string idFor(const Subscriber& subscriber, Number number) const;
+    void noteViolation(const Subscriber& subscriber, const std::string& text);
 
     BusModel& model_;
     Observations& observations_;
+    MessageFaults& faults_;
+    Journal& journal_;
     RunLater runLater_;
     Number lastNumber_ = 0;
     std::map<Number, Subscription> subscriptions_;

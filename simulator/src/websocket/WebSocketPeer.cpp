@@ -2,12 +2,16 @@
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <array>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/websocket/error.hpp>
 #include <chrono>
+#include <string_view>
+
+#include "json/Json.h"
 
 namespace zebbussim {
 
@@ -24,6 +28,25 @@ constexpr std::size_t kPiece = 64 * 1024;
 constexpr std::chrono::seconds kCloseTime{2};
 constexpr std::size_t kLargeQueue = 16 * 1024 * 1024;
 
+/// The frames of a text message in pieces, with a ping between two of them.
+std::string fragmented(const std::string& text, std::size_t size) {
+    constexpr std::size_t kLongestShortFrame = 125;
+    constexpr char kText = 0x01;
+    constexpr char kContinuation = 0x00;
+    constexpr char kLast = static_cast<char>(0x80);
+    constexpr std::string_view kPing("\x89\x00", 2);
+    const std::size_t pieceSize = std::min(size, kLongestShortFrame);
+    std::string frames;
+    for (std::size_t begin = 0; begin == 0 || begin < text.size(); begin += pieceSize) {
+        const std::string_view piece = std::string_view(text).substr(begin, pieceSize);
+        const bool isLast = begin + pieceSize >= text.size();
+        frames += static_cast<char>((begin == 0 ? kText : kContinuation) | (isLast ? kLast : 0));
+        frames += static_cast<char>(piece.size());
+        frames.append(piece).append(isLast ? std::string_view() : kPing);
+    }
+    return frames;
+}
+
 }  // namespace
 
 WebSocketPeer::WebSocketPeer(BusStream&& stream, BusContext& busContext, const std::string& service,
@@ -32,18 +55,31 @@ WebSocketPeer::WebSocketPeer(BusStream&& stream, BusContext& busContext, const s
       closeTimer_(webSocket_.get_executor()),
       messageTimer_(webSocket_.get_executor()),
       context_(busContext),
+      number_(++busContext.lastClient),
       serviceName_(service),
       events_(std::move(peerEvents)),
       unfinished_(context_.unfinishedInput, [this] { drop(); }) {}
 
 void WebSocketPeer::accept(Request request) {
     handshake_ = std::move(request);
+    const auto agent = handshake_[beast::http::field::user_agent];
+    program_ = shortened({agent.data(), agent.size()});
+    ErrorCode isGone;
+    const auto endpoint = webSocket_.next_layer().socket().remote_endpoint(isGone);
+    address_ = isGone ? "" : endpoint.address().to_string() + ":" + std::to_string(endpoint.port());
+    std::string padding;
+    if (const auto fault = context_.faults.find("/" + serviceName_)) {
+        padding.assign(fault->paddedTo, 'x');
+    }
     // The time limit also applies to a client's answer to a close. There is no idle limit: it would need a
     // timer per message, and a silent client is not an error.
     webSocket_.set_option(websocket::stream_base::timeout{kCloseTime, websocket::stream_base::none(), false});
-    webSocket_.set_option(websocket::stream_base::decorator([](websocket::response_type& response) {
+    webSocket_.set_option(websocket::stream_base::decorator([padding](websocket::response_type& response) {
         response.set(beast::http::field::sec_websocket_protocol, kSubProtocol);
         response.set(beast::http::field::server, "zeb-bus-sim");
+        if (!padding.empty()) {
+            response.set("X-Padding", padding);
+        }
     }));
     webSocket_.read_message_max(kMaximumMessage);
     webSocket_.auto_fragment(false);
@@ -52,14 +88,11 @@ void WebSocketPeer::accept(Request request) {
         handshake_, linkedTo("accepting a WebSocket", [self = shared_from_this()](const ErrorCode& error) {
             self->handshake_ = {};
             if (error || self->over_) {  // it may be dropped before the handshake is complete
-                self->ended();
+                self->ended("the handshake was not completed");
                 return;
             }
             self->open_ = true;
-            self->context_.observations.update([&](Observations::Numbers& numbers) {
-                ++numbers.webSockets[self->serviceName_];
-                ++numbers.handshakes[self->serviceName_];
-            });
+            self->noteConnected();
             if (self->closing_) {
                 self->sendClose();
             } else if (!self->frozen_) {  // it may be frozen before the handshake is complete
@@ -68,8 +101,45 @@ void WebSocketPeer::accept(Request request) {
         }));
 }
 
+void WebSocketPeer::noteConnected() {
+    context_.observations.update([this](Observations::Numbers& numbers) {
+        ++numbers.webSockets[serviceName_];
+        ++numbers.handshakes[serviceName_];
+    });
+    BusEvent event;
+    event.kind = BusEvent::Kind::Connected;
+    event.client = number_;
+    event.name = serviceName_;
+    event.address = address_;
+    event.program = program_;
+    context_.journal.note(std::move(event));
+}
+
+void WebSocketPeer::noteViolation(const std::string& text) {
+    BusEvent event;
+    event.kind = BusEvent::Kind::Violation;
+    event.client = number_;
+    event.program = program_;
+    event.text = text;
+    context_.journal.note(std::move(event));
+}
+
 void WebSocketPeer::send(std::string head, SharedText data, SharedText tail) {
-    enqueue({std::move(head), std::move(data), std::move(tail), false});
+    Outgoing message{std::move(head), std::move(data), std::move(tail), false};
+    if (context_.messageFaults.isSentTwice) {
+        enqueueMessage(message);
+    }
+    enqueueMessage(message);
+}
+
+void WebSocketPeer::enqueueMessage(const Outgoing& message) {
+    const std::size_t fragmentSize = context_.messageFaults.fragmentSize;
+    if (fragmentSize == 0) {
+        enqueue(message);
+    } else {
+        const auto textOf = [](const SharedText& text) { return text ? *text : std::string(); };
+        sendBytes(fragmented(message.head + textOf(message.data) + textOf(message.tail), fragmentSize));
+    }
 }
 
 void WebSocketPeer::sendBytes(std::string bytes) {
@@ -123,7 +193,7 @@ void WebSocketPeer::written(const ErrorCode& error) {
     }
     if (error) {
         clearQueue(0);
-        closing_ ? sendClose() : ended();
+        closing_ ? sendClose() : ended("the client has gone: " + error.message());
         return;
     }
     setQueueSize(queueSize_ - queue_.front().size());
@@ -180,13 +250,19 @@ void WebSocketPeer::close(std::uint16_t code) {
 void WebSocketPeer::sendClose() {
     webSocket_.async_close(
         closeCode_,
-        linkedTo("closing a WebSocket", [self = shared_from_this()](const ErrorCode&) { self->ended(); }));
+        linkedTo("closing a WebSocket", [self = shared_from_this()](const ErrorCode&) {
+            self->ended("the bus has closed it with code " + std::to_string(self->closeCode_));
+        }));
 }
 
 void WebSocketPeer::drop() {
     ErrorCode ignored;
     webSocket_.next_layer().socket().set_option(asio::socket_base::linger(true, 0), ignored);
-    ended();
+    ended("the bus has reset it");
+}
+
+void WebSocketPeer::end() {
+    ended("the bus has ended it without a close frame");
 }
 
 void WebSocketPeer::freeze() {
@@ -208,8 +284,14 @@ void WebSocketPeer::received(const ErrorCode& error) {
         return;
     }
     if (error) {
-        if (!closing_) {
-            ended();  // while closing, the close operation ends the peer
+        if (!closing_) {  // while closing, the close operation ends the peer
+            if (error.category() == make_error_code(websocket::error::bad_opcode).category() &&
+                error != websocket::error::closed) {
+                noteViolation("A frame that cannot be read: " + error.message());
+            }
+            ended(error == websocket::error::closed
+                      ? "the client has closed it with code " + std::to_string(webSocket_.reason().code)
+                      : "the client has gone: " + error.message());
         }
         return;
     }
@@ -246,6 +328,7 @@ void WebSocketPeer::messageReceived() {
         messageTimer_.cancel();
     }
     if (webSocket_.got_binary()) {
+        noteViolation("A binary message; the protocol has text only");
         close(websocket::close_code::unknown_data);
     } else {
         context_.subscriptions.receive(*this, beast::buffers_to_string(readBuffer_.data()));
@@ -263,7 +346,7 @@ std::optional<std::chrono::steady_clock::time_point> WebSocketPeer::waitingSince
     return context_.subscriptions.has(*this) ? std::nullopt : std::make_optional(lastRead_);
 }
 
-void WebSocketPeer::ended() {
+void WebSocketPeer::ended(const std::string& reason) {
     if (over_) {
         return;
     }
@@ -278,11 +361,17 @@ void WebSocketPeer::ended() {
     closeTimer_.cancel();
     messageTimer_.cancel();
     unfinished_.finish();
-    ErrorCode ignored;
-    webSocket_.next_layer().socket().close(ignored);
+    webSocket_.next_layer().close();
     if (open_) {
         context_.observations.update(
             [&](Observations::Numbers& numbers) { --numbers.webSockets[serviceName_]; });
+        BusEvent event;
+        event.kind = BusEvent::Kind::Disconnected;
+        event.client = number_;
+        event.name = serviceName_;
+        event.program = program_;
+        event.text = reason;
+        context_.journal.note(std::move(event));
     }
     events_.ended(self);
 }

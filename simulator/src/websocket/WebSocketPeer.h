@@ -45,6 +45,7 @@ class WebSocketPeer : public Subscriber, public Chained, public std::enable_shar
 
     void send(std::string head, SharedText data, SharedText tail) override;
     const std::string& service() const override { return serviceName_; }
+    std::uint64_t client() const override { return number_; }
 
     void sendBytes(std::string bytes) override;
     /// Ends the subscriptions, sends the queued messages, then closes. Resets the connection after two
@@ -52,6 +53,8 @@ class WebSocketPeer : public Subscriber, public Chained, public std::enable_shar
     void close(std::uint16_t code);
     /// Resets the connection.
     void drop();
+    /// Ends the connection without a close frame.
+    void end();
     /// Stops reading and sending.
     void freeze();
 
@@ -78,6 +81,9 @@ class WebSocketPeer : public Subscriber, public Chained, public std::enable_shar
         return linked(shared_from_this(), activity, std::move(handler));
     }
     void enqueue(Outgoing outgoing);
+    void enqueueMessage(const Outgoing& message);
+    void noteConnected();
+    void noteViolation(const std::string& text);
     void writeNext();
     void written(const ErrorCode& error);
     /// Drops all messages but the first `keep`, and gives their memory back.
@@ -88,13 +94,16 @@ class WebSocketPeer : public Subscriber, public Chained, public std::enable_shar
     void received(const ErrorCode& error);
     void messageReceived();
     void messageContinues();
-    void ended();
+    void ended(const std::string& reason);
 
     boost::beast::websocket::stream<BusStream, false> webSocket_;
     boost::asio::steady_timer closeTimer_;
     boost::asio::steady_timer messageTimer_;  ///< runs while a message is incomplete
     BusContext& context_;
+    const std::uint64_t number_;
     std::string serviceName_;
+    std::string address_;  ///< of the client
+    std::string program_;  ///< of the client, as it calls itself
     Events events_;
     Request handshake_;  ///< until it is answered
     boost::beast::flat_buffer readBuffer_;

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace zebbussim {
 
@@ -14,6 +16,10 @@ struct HttpFault {
     std::optional<std::string> bytes;  ///< sent as they are, before the connection is closed
     std::optional<int> status;         ///< answered with it and `body`
     std::string body;
+    // With one of these the answer is right, but for this.
+    std::optional<std::string> contentType;
+    std::size_t paddedTo = 0;  ///< has at least so many bytes: white space behind the JSON, or a header
+    bool isCut = false;        ///< its second half is missing, and the connection is closed
 
     static HttpFault answer(int status, const std::string& body) {
         HttpFault fault;
@@ -36,12 +42,28 @@ struct HttpFault {
         fault.delay = delay;
         return fault;
     }
+    static HttpFault ofType(const std::string& contentType) {
+        HttpFault fault;
+        fault.contentType = contentType;
+        return fault;
+    }
+    static HttpFault padded(std::size_t size) {
+        HttpFault fault;
+        fault.paddedTo = size;
+        return fault;
+    }
+    static HttpFault cut() {
+        HttpFault fault;
+        fault.isCut = true;
+        return fault;
+    }
 };
 
 /// The faults by path. A fault applies to its path and everything below it.
 class HttpFaults {
  public:
     void set(const std::string& path, HttpFault fault) { faults_[path] = std::move(fault); }
+    void remove(const std::string& path) { faults_.erase(path); }
     void clear() { faults_.clear(); }
 
     /// The fault with the longest path.
