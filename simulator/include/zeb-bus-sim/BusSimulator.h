@@ -123,8 +123,8 @@ class BusSimulator {
 
     // --- steps ---
 
-    /// Does a step, for instance `{"drop":{"service":"ClampControl"}}`. docs/simulator.md lists them all; they
-    /// cover every function below and more.
+    /// Does a step, for instance `{"drop":{"service":"ClampControl"}}`. docs/simulator.md lists them all;
+    /// they cover every function below and more.
     void perform(const std::string& step);
     /// Plays a scenario, a JSON list of steps, waits and expectations. Returns when its last step is done.
     /// Throws `std::runtime_error` if the text is no scenario, if a step fails, an expectation does not hold,

@@ -79,7 +79,9 @@ class Bus : private BusListener {
     void clearHttpFaults();
     /// Ends everything that lasts, and brings the services back.
     void clearFaults();
-    void holdFirstNotifications(const Subscriptions::Hold& hold) { subscriptions_.holdFirstNotifications(hold); }
+    void holdFirstNotifications(const Subscriptions::Hold& hold) {
+        subscriptions_.holdFirstNotifications(hold);
+    }
     void releaseFirstNotifications() { subscriptions_.releaseFirstNotifications(); }
     void sendText(const std::string& path, const std::string& text);
     void sendBytes(const std::string& path, const std::string& bytes);

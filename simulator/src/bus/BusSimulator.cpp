@@ -70,12 +70,14 @@ std::string BusSimulator::basePath() const {
 
 void BusSimulator::set(const std::string& path, const std::string& json) {
     const std::string changes = readObject(json, "The state of " + path);
-    simulation_->invoke([&, elementPath = parsedElementPath(path)](Bus& bus) { bus.set(elementPath, changes, true); });
+    simulation_->invoke(
+        [&, elementPath = parsedElementPath(path)](Bus& bus) { bus.set(elementPath, changes, true); });
 }
 
 void BusSimulator::addElement(const std::string& path, const std::string& json) {
     const std::string members = readObject(json, "The element " + path);
-    simulation_->invoke([&, elementPath = parsedElementPath(path)](Bus& bus) { bus.add(elementPath, members, true); });
+    simulation_->invoke(
+        [&, elementPath = parsedElementPath(path)](Bus& bus) { bus.add(elementPath, members, true); });
 }
 
 void BusSimulator::removeElement(const std::string& path) {
@@ -83,8 +85,9 @@ void BusSimulator::removeElement(const std::string& path) {
 }
 
 std::string BusSimulator::element(const std::string& path) {
-    return simulation_->invoke(
-        [elementPath = parsedElementPath(path)](Bus& bus) { return *bus.model().element(elementPath).text(); });
+    return simulation_->invoke([elementPath = parsedElementPath(path)](Bus& bus) {
+        return *bus.model().element(elementPath).text();
+    });
 }
 
 void BusSimulator::addService(const std::string& name, const std::string& json) {
@@ -111,7 +114,8 @@ std::size_t BusSimulator::subscriberCount(const std::string& path) const {
 
 bool BusSimulator::waitForSubscribers(const std::string& path, std::size_t count,
                                       std::chrono::milliseconds timeout) {
-    return simulation_->observations().waitForCount(&Numbers::subscribers, subscribablePath(path), count, timeout);
+    return simulation_->observations().waitForCount(&Numbers::subscribers, subscribablePath(path), count,
+                                                    timeout);
 }
 
 std::size_t BusSimulator::webSocketCount(const std::string& service) const {
@@ -219,15 +223,18 @@ void BusSimulator::sendBytes(const std::string& path, const std::string& bytes) 
 }
 
 void BusSimulator::dropConnections(const std::string& service) {
-    simulation_->invoke([&](Bus& bus) { bus.forEachPeer(service, [](WebSocketPeer& peer) { peer.drop(); }); });
+    simulation_->invoke(
+        [&](Bus& bus) { bus.forEachPeer(service, [](WebSocketPeer& peer) { peer.drop(); }); });
 }
 
 void BusSimulator::closeConnections(const std::string& service, std::uint16_t code) {
-    simulation_->invoke([&](Bus& bus) { bus.forEachPeer(service, [code](WebSocketPeer& peer) { peer.close(code); }); });
+    simulation_->invoke(
+        [&](Bus& bus) { bus.forEachPeer(service, [code](WebSocketPeer& peer) { peer.close(code); }); });
 }
 
 void BusSimulator::freezeConnections(const std::string& service) {
-    simulation_->invoke([&](Bus& bus) { bus.forEachPeer(service, [](WebSocketPeer& peer) { peer.freeze(); }); });
+    simulation_->invoke(
+        [&](Bus& bus) { bus.forEachPeer(service, [](WebSocketPeer& peer) { peer.freeze(); }); });
 }
 
 }  // namespace zebbussim

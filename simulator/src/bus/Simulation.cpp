@@ -39,7 +39,8 @@ Simulation::Running::Running(Bus& bus, const Options& options)
       flood(bus.model(), server, thread) {}
 
 Simulation::Simulation(const Options& options)
-    : options_(options), bus_(options_, [this](std::chrono::milliseconds delay, std::function<void()> function) {
+    : options_(options),
+      bus_(options_, [this](std::chrono::milliseconds delay, std::function<void()> function) {
           running_->thread.runLater(delay, std::move(function));
       }) {}
 
@@ -113,8 +114,7 @@ void Simulation::addService(const std::string& name, const std::string& json) {
     invoke([&](Bus& bus) { bus.addService(name, resources); });
 }
 
-void Simulation::flood(const std::string& path, const std::vector<std::string>& states,
-                               std::size_t changes) {
+void Simulation::flood(const std::string& path, const std::vector<std::string>& states, std::size_t changes) {
     std::vector<std::string> parsedStates;
     for (const std::string& state : states) {
         parsedStates.push_back(readObject(state, "A state of " + path));
@@ -139,11 +139,10 @@ void Simulation::play(Scenario scenario, double speed, Text print, Text ended) {
         }
         running_->player = std::make_shared<ScenarioPlayer>(
             bus, std::move(scenario), speed,
-            ScenarioPlayer::Events{
-                [this](std::chrono::milliseconds delay, std::function<void()> function) {
-                    running_->thread.runLater(delay, std::move(function));
-                },
-                std::move(print), std::move(ended)});
+            ScenarioPlayer::Events{[this](std::chrono::milliseconds delay, std::function<void()> function) {
+                                       running_->thread.runLater(delay, std::move(function));
+                                   },
+                                   std::move(print), std::move(ended)});
         running_->player->start();
     });
 }

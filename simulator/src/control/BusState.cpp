@@ -18,7 +18,9 @@ class JsonWriter {
         return *this;
     }
     JsonWriter& text(std::string_view key, std::string_view value) { return member(key, quoted(value)); }
-    JsonWriter& number(std::string_view key, std::int64_t value) { return member(key, std::to_string(value)); }
+    JsonWriter& number(std::string_view key, std::int64_t value) {
+        return member(key, std::to_string(value));
+    }
     JsonWriter& boolean(std::string_view key, bool value) { return member(key, value ? "true" : "false"); }
     JsonWriter& entry(std::string_view json) {
         comma();
@@ -159,7 +161,9 @@ std::string liveTextOf(const BusEvent& event) {
             text.text("path", event.path);
             break;
         case BusEvent::Kind::ServiceChanged:
-            text.text("name", event.name).boolean("present", event.present).boolean("available", event.available);
+            text.text("name", event.name)
+                .boolean("present", event.present)
+                .boolean("available", event.available);
             break;
         case BusEvent::Kind::Connected:
             text.number("client", signedOf(event.client))
@@ -196,7 +200,9 @@ std::string liveTextOf(const BusEvent& event) {
             }
             break;
         case BusEvent::Kind::Violation:
-            text.number("client", signedOf(event.client)).text("program", event.program).text("text", event.text);
+            text.number("client", signedOf(event.client))
+                .text("program", event.program)
+                .text("text", event.text);
             break;
         case BusEvent::Kind::StepDone:
             text.text("kind", event.name).text("text", event.text).text("source", event.source);

@@ -7,8 +7,8 @@ namespace zebbussim {
 class Bus;
 struct BusEvent;
 
-/// The whole state of the bus as JSON, for the panel and for tools: services with their elements, clients with
-/// their subscriptions, and the faults that last. On the bus's thread.
+/// The whole state of the bus as JSON, for the panel and for tools: services with their elements, clients
+/// with their subscriptions, and the faults that last. On the bus's thread.
 std::string stateOf(Bus& bus);
 
 /// The name that an event has in the live events; null if it has none there.

@@ -28,10 +28,11 @@ const char* contentTypeOf(std::string_view fileName) {
 HttpAnswer fileAnswer(std::string_view name, std::string content) {
     HttpAnswer answer{200, std::move(content)};
     answer.contentType = contentTypeOf(name);
-    answer.headers = {{"Cache-Control", "no-store"},
-                      {"Content-Security-Policy", "default-src 'self'; frame-ancestors 'none'; base-uri 'none'"},
-                      {"Referrer-Policy", "no-referrer"},
-                      {"X-Content-Type-Options", "nosniff"}};
+    answer.headers = {
+        {"Cache-Control", "no-store"},
+        {"Content-Security-Policy", "default-src 'self'; frame-ancestors 'none'; base-uri 'none'"},
+        {"Referrer-Policy", "no-referrer"},
+        {"X-Content-Type-Options", "nosniff"}};
     return answer;
 }
 

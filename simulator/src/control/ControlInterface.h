@@ -9,8 +9,8 @@ namespace zebbussim {
 
 class Bus;
 
-/// Answers the requests that look at the bus and change it from outside: the panel, the state, and every step.
-/// No fault applies to them.
+/// Answers the requests that look at the bus and change it from outside: the panel, the state, and every
+/// step. No fault applies to them.
 ///
 /// Owned by the bus. Used on the bus's thread.
 class ControlInterface {

@@ -69,13 +69,13 @@ void LiveChannel::writeNext() {
 
 // Only the end matters: the client has nothing more to say.
 void LiveChannel::readToEnd() {
-    stream_.async_read_some(asio::buffer(ignored_), linkedTo("reading a live channel", [self = shared_from_this()](
-                                                                                           const ErrorCode& error,
-                                                                                           std::size_t) {
-                                if (!self->isOver_) {
-                                    error ? self->close() : self->readToEnd();
-                                }
-                            }));
+    stream_.async_read_some(
+        asio::buffer(ignored_),
+        linkedTo("reading a live channel", [self = shared_from_this()](const ErrorCode& error, std::size_t) {
+            if (!self->isOver_) {
+                error ? self->close() : self->readToEnd();
+            }
+        }));
 }
 
 void LiveChannel::close() {

@@ -13,8 +13,8 @@
 
 namespace zebbussim {
 
-/// A connection over which a client follows the bus live. Ends when the client closes it, or reads too slowly;
-/// a browser connects again then.
+/// A connection over which a client follows the bus live. Ends when the client closes it, or reads too
+/// slowly; a browser connects again then.
 ///
 /// Owned by the server's set of channels and by its own pending operations. Used on the bus's thread.
 class LiveChannel : public LiveReader, public Chained, public std::enable_shared_from_this<LiveChannel> {

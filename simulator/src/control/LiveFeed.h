@@ -19,8 +19,8 @@ class LiveReader {
     ~LiveReader() = default;
 };
 
-/// Tells those who follow the bus live what happens there, as server-sent events. Each event is put into words
-/// once. Costs nothing while nobody follows.
+/// Tells those who follow the bus live what happens there, as server-sent events. Each event is put into
+/// words once. Costs nothing while nobody follows.
 ///
 /// Owned by the server. Used on the bus's thread.
 class LiveFeed {

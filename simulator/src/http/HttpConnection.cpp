@@ -325,8 +325,9 @@ void HttpConnection::noteChange() {
     event.name = "set";
     event.path = busPath();
     event.source = "client";
-    event.data = std::make_shared<const std::string>("{\"set\":{\"path\":" + quoted(event.path) + ",\"data\":" +
-                                                     readJsonObject(request_.body(), "The body") + "}}");
+    event.data =
+        std::make_shared<const std::string>("{\"set\":{\"path\":" + quoted(event.path) + ",\"data\":" +
+                                            readJsonObject(request_.body(), "The body") + "}}");
     event.text = "a client sets " + event.path;
     context_.journal.note(std::move(event));
 }

@@ -3,8 +3,8 @@
 namespace zebbussim {
 
 ClientTable::ClientTable(Journal& journal)
-    : registration_(journal.listen([this](const BusEvent& event) { take(event); },
-                                   Journal::Interest::Clients)) {}
+    : registration_(
+          journal.listen([this](const BusEvent& event) { take(event); }, Journal::Interest::Clients)) {}
 
 void ClientTable::take(const BusEvent& event) {
     switch (event.kind) {

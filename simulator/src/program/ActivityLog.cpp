@@ -44,7 +44,8 @@ void ActivityLog::say(const BusEvent& event, const char* colour, const std::stri
 void ActivityLog::take(const BusEvent& event) {
     switch (event.kind) {
         case BusEvent::Kind::Connected:
-            names_[event.client] = event.program.empty() ? "client " + std::to_string(event.client) : event.program;
+            names_[event.client] =
+                event.program.empty() ? "client " + std::to_string(event.client) : event.program;
             say(event, kGreen, nameOf(event) + " has connected to " + event.name + " from " + event.address);
             break;
         case BusEvent::Kind::Disconnected:
@@ -60,7 +61,8 @@ void ActivityLog::take(const BusEvent& event) {
             say(event, kGreen, nameOf(event) + " has subscribed to " + event.path);
             break;
         case BusEvent::Kind::Unsubscribed:
-            say(event, kYellow, "the subscription of " + nameOf(event) + " to " + event.path + " has ended: " + event.text);
+            say(event, kYellow,
+                "the subscription of " + nameOf(event) + " to " + event.path + " has ended: " + event.text);
             break;
         case BusEvent::Kind::Violation:
             say(event, kRed, nameOf(event) + " violates the protocol: " + event.text);
@@ -71,7 +73,8 @@ void ActivityLog::take(const BusEvent& event) {
             }
             break;
         case BusEvent::Kind::FaultEnded:
-            say(event, kBlue, "the fault " + event.name + (event.path.empty() ? "" : " of " + event.path) + " has ended");
+            say(event, kBlue,
+                "the fault " + event.name + (event.path.empty() ? "" : " of " + event.path) + " has ended");
             break;
         default:
             break;

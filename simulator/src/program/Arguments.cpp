@@ -31,7 +31,8 @@ std::uint16_t portOf(const std::string& text) {
 double speedOf(const std::string& text) {
     char* end = nullptr;
     const double speed = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0' || !std::isfinite(speed) || speed < kLowestSpeed || speed > kHighestSpeed) {
+    if (text.empty() || *end != '\0' || !std::isfinite(speed) || speed < kLowestSpeed ||
+        speed > kHighestSpeed) {
         throw std::invalid_argument("--speed must be a number from 0.01 to 1000, not \"" + text + "\"");
     }
     return speed;
@@ -61,7 +62,8 @@ class Reader {
             } else if (word.size() > 1 && word.front() == '-') {
                 refuse(name, equals != std::string::npos);
             } else if (!arguments_.busFile.empty()) {
-                throw std::invalid_argument("only one bus file is allowed, but \"" + word + "\" is a second one");
+                throw std::invalid_argument("only one bus file is allowed, but \"" + word +
+                                            "\" is a second one");
             } else {
                 arguments_.busFile = word;
             }
@@ -93,7 +95,8 @@ class Reader {
             return;
         }
         if (all.isDemo && !all.busFile.empty()) {
-            throw std::invalid_argument("--demo has a vehicle of its own; leave \"" + all.busFile + "\" or --demo out");
+            throw std::invalid_argument("--demo has a vehicle of its own; leave \"" + all.busFile +
+                                        "\" or --demo out");
         }
         if (!all.isDemo && all.busFile.empty()) {
             throw std::invalid_argument("the bus file is missing; --demo needs none");
@@ -134,7 +137,8 @@ class Reader {
          }},
         {"--address", [this](Value value) { arguments_.options.address = notEmpty("--address", value); }},
         {"--base-path", [this](Value value) { arguments_.options.basePath = value; }},
-        {"--tls-cert", [this](Value value) { arguments_.options.tlsCertificateFile = notEmpty("--tls-cert", value); }},
+        {"--tls-cert",
+         [this](Value value) { arguments_.options.tlsCertificateFile = notEmpty("--tls-cert", value); }},
         {"--tls-key", [this](Value value) { arguments_.options.tlsKeyFile = notEmpty("--tls-key", value); }},
         {"--host-name", [this](Value value) { arguments_.options.hostNames.push_back(value); }},
         {"--scenario", [this](Value value) { arguments_.scenarioFile = notEmpty("--scenario", value); }},

@@ -71,9 +71,8 @@ class Program {
         const sigset_t signals = blockSignals();
         simulation_.start();
         LinePrinter printer;
-        simulation_.invoke([&](Bus& bus) {
-            listeners_ = std::make_unique<Listeners>(bus.journal(), arguments_, printer);
-        });
+        simulation_.invoke(
+            [&](Bus& bus) { listeners_ = std::make_unique<Listeners>(bus.journal(), arguments_, printer); });
         printer.print("listening on " + simulation_.baseUri() + simulation_.basePath());
         if (scenario_) {
             play(printer);
@@ -88,13 +87,14 @@ class Program {
 
  private:
     void play(LinePrinter& printer) {
-        simulation_.play(*scenario_, arguments_.speed, [&printer](const std::string& text) { printer.print(text); },
-                         [this](const std::string& failure) {
-                             failure_ = failure;
-                             if (!failure.empty() || arguments_.exitAfterScenario) {
-                                 ::kill(::getpid(), SIGTERM);
-                             }
-                         });
+        simulation_.play(
+            *scenario_, arguments_.speed, [&printer](const std::string& text) { printer.print(text); },
+            [this](const std::string& failure) {
+                failure_ = failure;
+                if (!failure.empty() || arguments_.exitAfterScenario) {
+                    ::kill(::getpid(), SIGTERM);
+                }
+            });
     }
 
     // On the main thread. The listeners end on the bus's thread.

@@ -13,10 +13,12 @@ namespace zebbussim {
 namespace {
 
 const std::vector<MemberKind>& membersOfCondition(const std::string& name) {
-    static const std::vector<MemberKind> ofPath{{"path", MemberType::Text, true}, {"count", MemberType::Count, true}};
+    static const std::vector<MemberKind> ofPath{{"path", MemberType::Text, true},
+                                                {"count", MemberType::Count, true}};
     static const std::vector<MemberKind> ofService{{"service", MemberType::Text, true},
                                                    {"count", MemberType::Count, true}};
-    static const std::vector<MemberKind> ofElement{{"path", MemberType::Text, true}, {"data", MemberType::Object, true}};
+    static const std::vector<MemberKind> ofElement{{"path", MemberType::Text, true},
+                                                   {"data", MemberType::Object, true}};
     static const std::vector<MemberKind> ofViolations{{"count", MemberType::Count, true}};
     if (name == "webSockets") {
         return ofService;
@@ -69,8 +71,8 @@ Condition::Condition(const JsonMembers& members, Count count) : countMode_(count
     for (const std::string& name : names()) {
         if (members.find(name)) {
             if (!name_.empty()) {
-                throw BusError::badRequest("only one condition is possible, not both " + inQuotes(name_) + " and " +
-                                           inQuotes(name));
+                throw BusError::badRequest("only one condition is possible, not both " + inQuotes(name_) +
+                                           " and " + inQuotes(name));
             }
             name_ = name;
         }

@@ -14,8 +14,8 @@ namespace zebbussim {
 class Bus;
 class Tally;
 
-/// What a scenario waits for or expects, for instance `"subscribers":{"path":"/ClampControl/clamps/1","count":1}`.
-/// A plain value.
+/// What a scenario waits for or expects, for instance
+/// `"subscribers":{"path":"/ClampControl/clamps/1","count":1}`. A plain value.
 class Condition {
  public:
     /// Whether a count must be exactly the one that is named, or at least (0 is always exact).
@@ -24,7 +24,8 @@ class Condition {
     /// The names of all conditions.
     static const std::vector<std::string>& names();
 
-    /// @param members of a "wait" or an "expect", which must have exactly one condition. Throws `BusError` 400.
+    /// @param members of a "wait" or an "expect", which must have exactly one condition. Throws `BusError`
+    /// 400.
     Condition(const JsonMembers& members, Count count);
 
     /// What is not as it should be, in words; empty if the condition holds. On the bus's thread.

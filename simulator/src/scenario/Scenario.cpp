@@ -31,7 +31,8 @@ std::optional<milliseconds> timeOf(const JsonMembers& members, std::string_view 
     }
     const auto count = countOf(*value);
     if (!count) {
-        throw BusError::badRequest('"' + std::string(key) + "\" must be a number of milliseconds from 0 to 1000000000, not " +
+        throw BusError::badRequest('"' + std::string(key) +
+                                   "\" must be a number of milliseconds from 0 to 1000000000, not " +
                                    shortened(*value));
     }
     return milliseconds(*count);
@@ -110,7 +111,8 @@ Scenario::Entry readEntry(std::string_view text) {
         }
     }
     if (kinds.size() != 1) {
-        throw BusError::badRequest("a step must be an object with one member, the kind of step, and perhaps \"at\"");
+        throw BusError::badRequest(
+            "a step must be an object with one member, the kind of step, and perhaps \"at\"");
     }
     Scenario::Entry entry = entryOf(stringOf(kinds[0].key).value(), kinds[0].value);
     entry.at = timeOf(members, "at");
@@ -144,7 +146,8 @@ class Places {
 
     std::string of(std::size_t byteOfWrapped) const {
         const std::size_t before = kBefore.size();
-        const internal::TextPlace place = lines_.inCharacters(byteOfWrapped < before ? 0 : byteOfWrapped - before);
+        const internal::TextPlace place =
+            lines_.inCharacters(byteOfWrapped < before ? 0 : byteOfWrapped - before);
         return source_ + ":" + std::to_string(place.line) + ":" + std::to_string(place.column);
     }
 
@@ -165,7 +168,8 @@ Scenario Scenario::fromText(const std::string& json, const std::string& source) 
     try {
         zebutil::JsonObject::parse(wrapped);
     } catch (const zebutil::JsonException& exception) {
-        throw std::runtime_error(places.of(exception.byte().value_or(0)) + ": " + std::string(exception.reason()));
+        throw std::runtime_error(places.of(exception.byte().value_or(0)) + ": " +
+                                 std::string(exception.reason()));
     }
     const internal::JsonPlaces values(wrapped);
     std::vector<internal::JsonPlace> members;

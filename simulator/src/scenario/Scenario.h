@@ -16,7 +16,8 @@ namespace zebbussim {
 ///      {"set": {"path": "/ClampControl/clamps/1", "data": {"isSwitchedOn": true}}},
 ///      {"expect": {"requests": {"path": "/ClampControl/clamps", "count": 1}, "within": 1000}}]
 ///
-/// An entry may have its time beside the step, in milliseconds since the beginning: `{"at": 500, "drop": {}}`.
+/// An entry may have its time beside the step, in milliseconds since the beginning: `{"at": 500, "drop":
+/// {}}`.
 ///
 /// A plain value, which has been checked.
 class Scenario {
@@ -25,7 +26,7 @@ class Scenario {
         enum class Kind { Do, Print, Pause, Wait, Expect };
 
         Kind kind = Kind::Do;
-        std::string text;                            ///< what to print
+        std::string text;  ///< what to print
         std::optional<std::chrono::milliseconds> at;
         std::optional<std::chrono::milliseconds> time;  ///< of a pause; the limit of a wait or an expectation
         std::optional<Step> step;

@@ -11,7 +11,11 @@ namespace zebbussim {
 using std::chrono::milliseconds;
 
 ScenarioPlayer::ScenarioPlayer(Bus& bus, Scenario scenario, double speed, Events events)
-    : bus_(bus), scenario_(std::move(scenario)), speed_(speed), events_(std::move(events)), tally_(bus.journal()) {}
+    : bus_(bus),
+      scenario_(std::move(scenario)),
+      speed_(speed),
+      events_(std::move(events)),
+      tally_(bus.journal()) {}
 
 void ScenarioPlayer::start() {
     isPlaying_ = true;
@@ -118,9 +122,10 @@ bool ScenarioPlayer::playCondition(const Scenario::Entry& entry) {
     const auto passed = Clock::now() - entryBegin_;
     const bool isOver = entry.time ? passed >= *entry.time : isExpected;
     if (isOver) {
-        const std::string limit = entry.time ? " within " + std::to_string(entry.time->count()) + " ms" : std::string();
-        end(entry.place + (isExpected ? ": the expectation does not hold" : ": the wait was in vain") + limit + ": " +
-            problem);
+        const std::string limit =
+            entry.time ? " within " + std::to_string(entry.time->count()) + " ms" : std::string();
+        end(entry.place + (isExpected ? ": the expectation does not hold" : ": the wait was in vain") +
+            limit + ": " + problem);
         return false;
     }
     watch_ = bus_.journal().listen([this](const BusEvent&) { checkSoon(); });

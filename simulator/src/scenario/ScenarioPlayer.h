@@ -14,8 +14,8 @@ namespace zebbussim {
 
 class Bus;
 
-/// Does the steps of a scenario on a bus. Owned by shared pointer, because timers refer to it. Used on the bus's
-/// thread.
+/// Does the steps of a scenario on a bus. Owned by shared pointer, because timers refer to it. Used on the
+/// bus's thread.
 class ScenarioPlayer : public std::enable_shared_from_this<ScenarioPlayer> {
  public:
     struct Events {
@@ -59,7 +59,7 @@ class ScenarioPlayer : public std::enable_shared_from_this<ScenarioPlayer> {
     Clock::time_point begin_;
     Clock::time_point entryBegin_;
     std::size_t next_ = 0;
-    bool hasPaused_ = false;   ///< the pause before the next entry, or of it, is over
+    bool hasPaused_ = false;  ///< the pause before the next entry, or of it, is over
     bool isEntryBegun_ = false;
     bool isCheckPlanned_ = false;
     bool isPlaying_ = false;

@@ -12,8 +12,8 @@
 #include "faults/HttpFaults.h"
 #include "faults/MessageFaults.h"
 #include "http/RequestHead.h"
-#include "model/BusModel.h"
 #include "journal/Journal.h"
+#include "model/BusModel.h"
 #include "websocket/Subscriptions.h"
 
 namespace zebbussim {

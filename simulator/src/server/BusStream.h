@@ -123,11 +123,11 @@ class BusStream {
             }
             line->addSleeper(lineTimer);
             lineTimer.expires_at(at);
-            lineTimer.async_wait([this, buffers, handler = std::forward<Handler>(handler)](
-                                     const ErrorCode&) mutable {
-                line->removeSleeper(lineTimer);
-                writeLater(buffers, std::move(handler));
-            });
+            lineTimer.async_wait(
+                [this, buffers, handler = std::forward<Handler>(handler)](const ErrorCode&) mutable {
+                    line->removeSleeper(lineTimer);
+                    writeLater(buffers, std::move(handler));
+                });
         }
 
         Socket socket;

@@ -37,7 +37,8 @@ class Line {
     /// How large it may be.
     std::size_t pieceSize() const {
         constexpr std::size_t kPiecesPerSecond = std::chrono::seconds(1) / kPieceTime;
-        return bytesPerSecond_ == 0 ? kWholeSize : (bytesPerSecond_ + kPiecesPerSecond - 1) / kPiecesPerSecond;
+        return bytesPerSecond_ == 0 ? kWholeSize
+                                    : (bytesPerSecond_ + kPiecesPerSecond - 1) / kPiecesPerSecond;
     }
 
     void addSleeper(boost::asio::steady_timer& timer) { sleepers_.insert(&timer); }

@@ -11,9 +11,9 @@ namespace zebbussim {
 
 class Bus;
 
-/// Something that is done to the bus: a change or a fault, for instance `{"drop":{"service":"ClampControl"}}`.
-/// Steps come from scenarios, from the control interface and from users of the library. A plain value, which
-/// has been checked.
+/// Something that is done to the bus: a change or a fault, for instance
+/// `{"drop":{"service":"ClampControl"}}`. Steps come from scenarios, from the control interface and from
+/// users of the library. A plain value, which has been checked.
 class Step {
  public:
     /// Throws `BusError` 400 if there is no such step or its members are wrong, and says which are right.

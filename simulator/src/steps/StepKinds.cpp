@@ -72,7 +72,8 @@ std::string bytesOf(const Step& step) {
         const int high = hexDigit(digits[position]);
         const int low = position + 1 < digits.size() ? hexDigit(digits[position + 1]) : -1;
         if (high < 0 || low < 0) {
-            throw BusError::badRequest('"' + step.kind() + "\": \"hex\" must have pairs of the digits 0 to 9 and a to f");
+            throw BusError::badRequest('"' + step.kind() +
+                                       "\": \"hex\" must have pairs of the digits 0 to 9 and a to f");
         }
         bytes += static_cast<char>(high * 16 + low);
     }
@@ -83,9 +84,12 @@ std::string bytesOf(const Step& step) {
 
 StepKind setKind() {
     return {"set",
-            {{"path", MemberType::Text, true}, {"data", MemberType::Object, true}, {"unchecked", MemberType::Boolean}},
+            {{"path", MemberType::Text, true},
+             {"data", MemberType::Object, true},
+             {"unchecked", MemberType::Boolean}},
             [](Bus& bus, const Step& step) {
-                bus.set(parseElementPath(step.textOf("path")), step.objectOf("data"), !step.isTrue("unchecked"));
+                bus.set(parseElementPath(step.textOf("path")), step.objectOf("data"),
+                        !step.isTrue("unchecked"));
             },
             [](const Step& step) {
                 return "sets " + step.textOf("path") + " to " + shortened(step.objectOf("data"));
@@ -94,9 +98,12 @@ StepKind setKind() {
 
 StepKind addKind() {
     return {"add",
-            {{"path", MemberType::Text, true}, {"data", MemberType::Object, true}, {"unchecked", MemberType::Boolean}},
+            {{"path", MemberType::Text, true},
+             {"data", MemberType::Object, true},
+             {"unchecked", MemberType::Boolean}},
             [](Bus& bus, const Step& step) {
-                bus.add(parseElementPath(step.textOf("path")), step.objectOf("data"), !step.isTrue("unchecked"));
+                bus.add(parseElementPath(step.textOf("path")), step.objectOf("data"),
+                        !step.isTrue("unchecked"));
             },
             [](const Step& step) { return "adds " + step.textOf("path"); }};
 }
@@ -110,7 +117,9 @@ StepKind removeKind() {
 
 StepKind serviceKind() {
     return {"service",
-            {{"name", MemberType::Text, true}, {"available", MemberType::Boolean}, {"present", MemberType::Boolean}},
+            {{"name", MemberType::Text, true},
+             {"available", MemberType::Boolean},
+             {"present", MemberType::Boolean}},
             [](Bus& bus, const Step& step) {
                 const std::string name = step.textOf("name");
                 step.has("available") ? bus.setServiceAvailable(name, step.isTrue("available"))
@@ -128,8 +137,8 @@ StepKind serviceKind() {
 
 /// A step that begins a fault of HTTP answers.
 StepKind httpKind(const std::string& name, std::vector<MemberKind> members,
-                  std::function<HttpFault(const Step&)> fault, std::function<std::string(const Step&)> inWords,
-                  std::vector<std::string> oneOf = {}) {
+                  std::function<HttpFault(const Step&)> fault,
+                  std::function<std::string(const Step&)> inWords, std::vector<std::string> oneOf = {}) {
     members.insert(members.begin(), {"path", MemberType::Text, false});
     return {name, std::move(members),
             [fault = std::move(fault)](Bus& bus, const Step& step) {
@@ -139,201 +148,217 @@ StepKind httpKind(const std::string& name, std::vector<MemberKind> members,
 }
 
 std::vector<StepKind> httpKinds() {
-    return {
-        httpKind(
-            "delay", {{"ms", MemberType::Count, true}},
-            [](const Step& step) { return HttpFault::late(milliseconds(step.numberOf("ms"))); },
-            [](const Step& step) { return "answers" + whereOf(step) + " after " + inMs(step); }),
-        httpKind(
-            "ignore", {}, [](const Step&) { return HttpFault::silence(); },
-            [](const Step& step) { return "never answers" + whereOf(step); }),
-        httpKind(
-            "status", {{"code", MemberType::Count, true}, {"body", MemberType::Text, false}},
-            [](const Step& step) {
-                return HttpFault::answer(
-                    static_cast<int>(numberBetween(step, "code", kLowestStatus, kHighestStatus, 0)),
-                    step.textOf("body"));
-            },
-            [](const Step& step) {
-                return "answers" + whereOf(step) + " with status " + std::to_string(step.numberOf("code"));
-            }),
-        httpKind(
-            "bytes", {{"text", MemberType::Text, false}, {"hex", MemberType::Text, false}},
-            [](const Step& step) { return HttpFault::rawBytes(bytesOf(step)); },
-            [](const Step& step) { return "answers" + whereOf(step) + " with bytes that are no answer"; },
-            {"text", "hex"}),
-        httpKind(
-            "contentType", {{"type", MemberType::Text, true}},
-            [](const Step& step) { return HttpFault::ofType(step.textOf("type")); },
-            [](const Step& step) { return "answers" + whereOf(step) + " as " + step.textOf("type"); }),
-        httpKind(
-            "pad", {{"size", MemberType::Count, true}},
-            [](const Step& step) {
-                return HttpFault::padded(static_cast<std::size_t>(numberBetween(step, "size", 0, kLargestPadding, 0)));
-            },
-            [](const Step& step) {
-                return "answers" + whereOf(step) + " with at least " + std::to_string(step.numberOf("size")) + " bytes";
-            }),
-        httpKind(
-            "cut", {}, [](const Step&) { return HttpFault::cut(); },
-            [](const Step& step) { return "answers" + whereOf(step) + " by half"; })};
+    return {httpKind(
+                "delay", {{"ms", MemberType::Count, true}},
+                [](const Step& step) { return HttpFault::late(milliseconds(step.numberOf("ms"))); },
+                [](const Step& step) { return "answers" + whereOf(step) + " after " + inMs(step); }),
+            httpKind(
+                "ignore", {}, [](const Step&) { return HttpFault::silence(); },
+                [](const Step& step) { return "never answers" + whereOf(step); }),
+            httpKind(
+                "status", {{"code", MemberType::Count, true}, {"body", MemberType::Text, false}},
+                [](const Step& step) {
+                    return HttpFault::answer(
+                        static_cast<int>(numberBetween(step, "code", kLowestStatus, kHighestStatus, 0)),
+                        step.textOf("body"));
+                },
+                [](const Step& step) {
+                    return "answers" + whereOf(step) + " with status " +
+                           std::to_string(step.numberOf("code"));
+                }),
+            httpKind(
+                "bytes", {{"text", MemberType::Text, false}, {"hex", MemberType::Text, false}},
+                [](const Step& step) { return HttpFault::rawBytes(bytesOf(step)); },
+                [](const Step& step) { return "answers" + whereOf(step) + " with bytes that are no answer"; },
+                {"text", "hex"}),
+            httpKind(
+                "contentType", {{"type", MemberType::Text, true}},
+                [](const Step& step) { return HttpFault::ofType(step.textOf("type")); },
+                [](const Step& step) { return "answers" + whereOf(step) + " as " + step.textOf("type"); }),
+            httpKind(
+                "pad", {{"size", MemberType::Count, true}},
+                [](const Step& step) {
+                    return HttpFault::padded(
+                        static_cast<std::size_t>(numberBetween(step, "size", 0, kLargestPadding, 0)));
+                },
+                [](const Step& step) {
+                    return "answers" + whereOf(step) + " with at least " +
+                           std::to_string(step.numberOf("size")) + " bytes";
+                }),
+            httpKind(
+                "cut", {}, [](const Step&) { return HttpFault::cut(); },
+                [](const Step& step) { return "answers" + whereOf(step) + " by half"; })};
 }
 
 // ------------------------------------------------------------------------------- subscriptions and messages
 
 std::vector<StepKind> messageKinds() {
-    return {
-        {"refuse",
-         {{"path", MemberType::Text, true}, {"number", MemberType::Count, false}, {"message", MemberType::Text, false}},
-         [](Bus& bus, const Step& step) {
-             const std::string path = parseBusPath(step.textOf("path")).text();
-             const auto number = static_cast<int>(numberBetween(step, "number", kLowestStatus, kHighestStatus, kForbidden));
-             bus.messageFaults().refused[path] = {number, step.textOf("message", "The subscription is refused")};
-             bus.beginFault(step, path, [&bus, path] { bus.messageFaults().refused.erase(path); });
-         },
-         [](const Step& step) { return "refuses subscriptions to " + step.textOf("path"); }},
-        {"withhold",
-         {{"ms", MemberType::Count, false}},
-         [](Bus& bus, const Step& step) {
-             bus.holdFirstNotifications(step.has("ms") ? Subscriptions::Hold{milliseconds(step.numberOf("ms"))}
-                                                       : Subscriptions::Hold{});
-             bus.beginFault(step, "", [&bus] { bus.releaseFirstNotifications(); });
-         },
-         [](const Step& step) {
-             return step.has("ms") ? "holds first notifications back for " + inMs(step)
-                                   : "holds first notifications back";
-         }},
-        {"release",
-         {},
-         [](Bus& bus, const Step&) {
-             bus.releaseFirstNotifications();
-             bus.faults().ended("withhold");
-         },
-         [](const Step&) { return "sends the first notifications that were held back"; }},
-        {"skip",
-         {{"path", MemberType::Text, true}, {"count", MemberType::Count, false}},
-         [](Bus& bus, const Step& step) {
-             const std::string path = parseBusPath(step.textOf("path")).text();
-             bus.messageFaults().skipped[path] = static_cast<std::size_t>(numberBetween(step, "count", 1, kMaximumCount, 1));
-         },
-         [](const Step& step) {
-             return "omits " + std::to_string(step.numberOf("count", 1)) + " notification(s) of " + step.textOf("path");
-         }},
-        {"twice",
-         {},
-         [](Bus& bus, const Step& step) {
-             bus.messageFaults().isSentTwice = true;
-             bus.beginFault(step, "", [&bus] { bus.messageFaults().isSentTwice = false; });
-         },
-         [](const Step&) { return "sends every message twice"; }},
-        {"fragment",
-         {{"size", MemberType::Count, false}},
-         [](Bus& bus, const Step& step) {
-             constexpr std::int64_t kSize = 7;
-             constexpr std::int64_t kLargest = 125;
-             bus.messageFaults().fragmentSize = static_cast<std::size_t>(numberBetween(step, "size", 1, kLargest, kSize));
-             bus.beginFault(step, "", [&bus] { bus.messageFaults().fragmentSize = 0; });
-         },
-         [](const Step&) { return "sends every message in fragments, with pings between them"; }},
-        {"sameId",
-         {},
-         [](Bus& bus, const Step& step) {
-             bus.messageFaults().isIdRepeated = true;
-             bus.beginFault(step, "", [&bus] { bus.messageFaults().isIdRepeated = false; });
-         },
-         [](const Step&) { return "gives a new subscription the id of another one"; }},
-        {"send",
-         {{"path", MemberType::Text, true}, {"text", MemberType::Text, false}, {"hex", MemberType::Text, false}},
-         [](Bus& bus, const Step& step) {
-             const std::string path = parseBusPath(step.textOf("path")).text();
-             step.has("text") ? bus.sendText(path, bytesOf(step)) : bus.sendBytes(path, bytesOf(step));
-         },
-         [](const Step& step) {
-             return "sends " + std::string(step.has("text") ? "a text" : "bytes") + " to the subscribers of " +
-                    step.textOf("path");
-         },
-         {"text", "hex"}}};
+    return {{"refuse",
+             {{"path", MemberType::Text, true},
+              {"number", MemberType::Count, false},
+              {"message", MemberType::Text, false}},
+             [](Bus& bus, const Step& step) {
+                 const std::string path = parseBusPath(step.textOf("path")).text();
+                 const auto number = static_cast<int>(
+                     numberBetween(step, "number", kLowestStatus, kHighestStatus, kForbidden));
+                 bus.messageFaults().refused[path] = {number,
+                                                      step.textOf("message", "The subscription is refused")};
+                 bus.beginFault(step, path, [&bus, path] { bus.messageFaults().refused.erase(path); });
+             },
+             [](const Step& step) { return "refuses subscriptions to " + step.textOf("path"); }},
+            {"withhold",
+             {{"ms", MemberType::Count, false}},
+             [](Bus& bus, const Step& step) {
+                 bus.holdFirstNotifications(step.has("ms")
+                                                ? Subscriptions::Hold{milliseconds(step.numberOf("ms"))}
+                                                : Subscriptions::Hold{});
+                 bus.beginFault(step, "", [&bus] { bus.releaseFirstNotifications(); });
+             },
+             [](const Step& step) {
+                 return step.has("ms") ? "holds first notifications back for " + inMs(step)
+                                       : "holds first notifications back";
+             }},
+            {"release",
+             {},
+             [](Bus& bus, const Step&) {
+                 bus.releaseFirstNotifications();
+                 bus.faults().ended("withhold");
+             },
+             [](const Step&) { return "sends the first notifications that were held back"; }},
+            {"skip",
+             {{"path", MemberType::Text, true}, {"count", MemberType::Count, false}},
+             [](Bus& bus, const Step& step) {
+                 const std::string path = parseBusPath(step.textOf("path")).text();
+                 bus.messageFaults().skipped[path] =
+                     static_cast<std::size_t>(numberBetween(step, "count", 1, kMaximumCount, 1));
+             },
+             [](const Step& step) {
+                 return "omits " + std::to_string(step.numberOf("count", 1)) + " notification(s) of " +
+                        step.textOf("path");
+             }},
+            {"twice",
+             {},
+             [](Bus& bus, const Step& step) {
+                 bus.messageFaults().isSentTwice = true;
+                 bus.beginFault(step, "", [&bus] { bus.messageFaults().isSentTwice = false; });
+             },
+             [](const Step&) { return "sends every message twice"; }},
+            {"fragment",
+             {{"size", MemberType::Count, false}},
+             [](Bus& bus, const Step& step) {
+                 constexpr std::int64_t kSize = 7;
+                 constexpr std::int64_t kLargest = 125;
+                 bus.messageFaults().fragmentSize =
+                     static_cast<std::size_t>(numberBetween(step, "size", 1, kLargest, kSize));
+                 bus.beginFault(step, "", [&bus] { bus.messageFaults().fragmentSize = 0; });
+             },
+             [](const Step&) { return "sends every message in fragments, with pings between them"; }},
+            {"sameId",
+             {},
+             [](Bus& bus, const Step& step) {
+                 bus.messageFaults().isIdRepeated = true;
+                 bus.beginFault(step, "", [&bus] { bus.messageFaults().isIdRepeated = false; });
+             },
+             [](const Step&) { return "gives a new subscription the id of another one"; }},
+            {"send",
+             {{"path", MemberType::Text, true},
+              {"text", MemberType::Text, false},
+              {"hex", MemberType::Text, false}},
+             [](Bus& bus, const Step& step) {
+                 const std::string path = parseBusPath(step.textOf("path")).text();
+                 step.has("text") ? bus.sendText(path, bytesOf(step)) : bus.sendBytes(path, bytesOf(step));
+             },
+             [](const Step& step) {
+                 return "sends " + std::string(step.has("text") ? "a text" : "bytes") +
+                        " to the subscribers of " + step.textOf("path");
+             },
+             {"text", "hex"}}};
 }
 
 // ---------------------------------------------------------------------------------------------- connections
 
 std::vector<StepKind> connectionKinds() {
-    return {
-        {"drop",
-         {{"service", MemberType::Text, false}, {"how", MemberType::Text, false}},
-         [](Bus& bus, const Step& step) {
-             const std::string how = step.textOf("how", "reset");
-             if (how != "reset" && how != "end") {
-                 throw BusError::badRequest("\"drop\": \"how\" must be \"reset\" or \"end\", not " + excerpt(how));
-             }
-             bus.forEachPeer(step.textOf("service"), [&how](WebSocketPeer& peer) {
-                 how == "reset" ? peer.drop() : peer.end();
-             });
-         },
-         [](const Step& step) { return "drops the WebSockets" + serviceOf(step); }},
-        {"close",
-         {{"service", MemberType::Text, false}, {"code", MemberType::Count, true}},
-         [](Bus& bus, const Step& step) {
-             const auto code = static_cast<std::uint16_t>(
-                 numberBetween(step, "code", kLowestCloseCode, kHighestCloseCode, 0));
-             bus.forEachPeer(step.textOf("service"), [code](WebSocketPeer& peer) { peer.close(code); });
-         },
-         [](const Step& step) {
-             return "closes the WebSockets" + serviceOf(step) + " with code " + std::to_string(step.numberOf("code"));
-         }},
-        {"freeze",
-         {{"service", MemberType::Text, false}},
-         [](Bus& bus, const Step& step) {
-             bus.forEachPeer(step.textOf("service"), [](WebSocketPeer& peer) { peer.freeze(); });
-         },
-         [](const Step& step) { return "freezes the WebSockets" + serviceOf(step); }},
-        {"stall",
-         {},
-         [](Bus& bus, const Step& step) {
-             bus.line().setStalled(true);
-             bus.beginFault(step, "", [&bus] { bus.line().setStalled(false); });
-         },
-         [](const Step&) { return "sends nothing at all"; }},
-        {"slow",
-         {{"bytesPerSecond", MemberType::Count, true}},
-         [](Bus& bus, const Step& step) {
-             bus.line().setBytesPerSecond(
-                 static_cast<std::size_t>(numberBetween(step, "bytesPerSecond", 1, kMaximumCount, 0)));
-             bus.beginFault(step, "", [&bus] { bus.line().setBytesPerSecond(0); });
-         },
-         [](const Step& step) {
-             return "sends " + std::to_string(step.numberOf("bytesPerSecond")) + " bytes a second";
-         }},
-        {"refuseConnections",
-         {{"ms", MemberType::Count, false}},
-         [](Bus& bus, const Step& step) {
-             bus.stopListening(step.has("ms") ? std::make_optional(milliseconds(step.numberOf("ms"))) : std::nullopt, step);
-         },
-         [](const Step& step) {
-             return "refuses connections" + (step.has("ms") ? " for " + inMs(step) : std::string());
-         }},
-        {"restart",
-         {{"ms", MemberType::Count, false}},
-         [](Bus& bus, const Step& step) { bus.stopListening(milliseconds(step.numberOf("ms", kPause)), step); },
-         [](const Step& step) {
-             return "restarts, and is away for " + std::to_string(step.numberOf("ms", kPause)) + " ms";
-         }},
-        {"clear",
-         {{"path", MemberType::Text, false}, {"fault", MemberType::Text, false}},
-         [](Bus& bus, const Step& step) {
-             if (step.has("fault")) {
-                 stepKind(step.textOf("fault"));
-                 bus.faults().endOfKind(step.textOf("fault"));
-             } else if (step.has("path")) {
-                 bus.faults().endOfPath(step.textOf("path"));
-             } else {
-                 bus.clearFaults();
-             }
-         },
-         [](const Step& step) {
-             return step.has("fault") ? "ends the fault " + step.textOf("fault")
-                                      : "ends the faults" + (step.has("path") ? " of " + step.textOf("path") : "");
-         }}};
+    return {{"drop",
+             {{"service", MemberType::Text, false}, {"how", MemberType::Text, false}},
+             [](Bus& bus, const Step& step) {
+                 const std::string how = step.textOf("how", "reset");
+                 if (how != "reset" && how != "end") {
+                     throw BusError::badRequest("\"drop\": \"how\" must be \"reset\" or \"end\", not " +
+                                                excerpt(how));
+                 }
+                 bus.forEachPeer(step.textOf("service"),
+                                 [&how](WebSocketPeer& peer) { how == "reset" ? peer.drop() : peer.end(); });
+             },
+             [](const Step& step) { return "drops the WebSockets" + serviceOf(step); }},
+            {"close",
+             {{"service", MemberType::Text, false}, {"code", MemberType::Count, true}},
+             [](Bus& bus, const Step& step) {
+                 const auto code = static_cast<std::uint16_t>(
+                     numberBetween(step, "code", kLowestCloseCode, kHighestCloseCode, 0));
+                 bus.forEachPeer(step.textOf("service"), [code](WebSocketPeer& peer) { peer.close(code); });
+             },
+             [](const Step& step) {
+                 return "closes the WebSockets" + serviceOf(step) + " with code " +
+                        std::to_string(step.numberOf("code"));
+             }},
+            {"freeze",
+             {{"service", MemberType::Text, false}},
+             [](Bus& bus, const Step& step) {
+                 bus.forEachPeer(step.textOf("service"), [](WebSocketPeer& peer) { peer.freeze(); });
+             },
+             [](const Step& step) { return "freezes the WebSockets" + serviceOf(step); }},
+            {"stall",
+             {},
+             [](Bus& bus, const Step& step) {
+                 bus.line().setStalled(true);
+                 bus.beginFault(step, "", [&bus] { bus.line().setStalled(false); });
+             },
+             [](const Step&) { return "sends nothing at all"; }},
+            {"slow",
+             {{"bytesPerSecond", MemberType::Count, true}},
+             [](Bus& bus, const Step& step) {
+                 bus.line().setBytesPerSecond(
+                     static_cast<std::size_t>(numberBetween(step, "bytesPerSecond", 1, kMaximumCount, 0)));
+                 bus.beginFault(step, "", [&bus] { bus.line().setBytesPerSecond(0); });
+             },
+             [](const Step& step) {
+                 return "sends " + std::to_string(step.numberOf("bytesPerSecond")) + " bytes a second";
+             }},
+            {"refuseConnections",
+             {{"ms", MemberType::Count, false}},
+             [](Bus& bus, const Step& step) {
+                 bus.stopListening(
+                     step.has("ms") ? std::make_optional(milliseconds(step.numberOf("ms"))) : std::nullopt,
+                     step);
+             },
+             [](const Step& step) {
+                 return "refuses connections" + (step.has("ms") ? " for " + inMs(step) : std::string());
+             }},
+            {"restart",
+             {{"ms", MemberType::Count, false}},
+             [](Bus& bus, const Step& step) {
+                 bus.stopListening(milliseconds(step.numberOf("ms", kPause)), step);
+             },
+             [](const Step& step) {
+                 return "restarts, and is away for " + std::to_string(step.numberOf("ms", kPause)) + " ms";
+             }},
+            {"clear",
+             {{"path", MemberType::Text, false}, {"fault", MemberType::Text, false}},
+             [](Bus& bus, const Step& step) {
+                 if (step.has("fault")) {
+                     stepKind(step.textOf("fault"));
+                     bus.faults().endOfKind(step.textOf("fault"));
+                 } else if (step.has("path")) {
+                     bus.faults().endOfPath(step.textOf("path"));
+                 } else {
+                     bus.clearFaults();
+                 }
+             },
+             [](const Step& step) {
+                 return step.has("fault")
+                            ? "ends the fault " + step.textOf("fault")
+                            : "ends the faults" + (step.has("path") ? " of " + step.textOf("path") : "");
+             }}};
 }
 
 std::vector<StepKind> allKinds() {
@@ -373,8 +398,7 @@ bool hasType(std::string_view value, MemberType type) {
 }
 
 std::string orRather(const std::string& word, const std::vector<std::string>& names) {
-    const std::string_view similar =
-        internal::similarWord(word, internal::Words(names.begin(), names.end()));
+    const std::string_view similar = internal::similarWord(word, internal::Words(names.begin(), names.end()));
     return similar.empty() ? "" : "; did you mean \"" + std::string(similar) + "\"?";
 }
 
@@ -400,7 +424,8 @@ const StepKind& stepKind(const std::string& name) {
         return *found;
     }
     std::vector<std::string> names;
-    std::transform(kinds.begin(), kinds.end(), std::back_inserter(names), [](const StepKind& kind) { return kind.name; });
+    std::transform(kinds.begin(), kinds.end(), std::back_inserter(names),
+                   [](const StepKind& kind) { return kind.name; });
     for (const char* const ofScenarios : {"print", "wait", "expect"}) {
         names.emplace_back(ofScenarios);
     }
@@ -409,13 +434,15 @@ const StepKind& stepKind(const std::string& name) {
 
 void checkMembers(const JsonMembers& members, const std::vector<MemberKind>& kinds, const std::string& what) {
     std::vector<std::string> names;
-    std::transform(kinds.begin(), kinds.end(), std::back_inserter(names), [](const MemberKind& kind) { return kind.key; });
+    std::transform(kinds.begin(), kinds.end(), std::back_inserter(names),
+                   [](const MemberKind& kind) { return kind.key; });
     for (std::size_t index = 0; index < members.size(); ++index) {
         const std::string key = stringOf(members[index].key).value();
         const auto known =
             std::find_if(kinds.begin(), kinds.end(), [&](const MemberKind& kind) { return kind.key == key; });
         if (known == kinds.end()) {
-            throw BusError::badRequest(what + ": " + excerpt(key) + " is unknown here" + orRather(key, names));
+            throw BusError::badRequest(what + ": " + excerpt(key) + " is unknown here" +
+                                       orRather(key, names));
         }
         if (!hasType(members[index].value, known->type)) {
             throw BusError::badRequest(what + ": \"" + key + "\" must be " + nameOf(known->type) + ", not " +

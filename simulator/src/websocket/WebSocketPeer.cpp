@@ -249,8 +249,7 @@ void WebSocketPeer::close(std::uint16_t code) {
 
 void WebSocketPeer::sendClose() {
     webSocket_.async_close(
-        closeCode_,
-        linkedTo("closing a WebSocket", [self = shared_from_this()](const ErrorCode&) {
+        closeCode_, linkedTo("closing a WebSocket", [self = shared_from_this()](const ErrorCode&) {
             self->ended("the bus has closed it with code " + std::to_string(self->closeCode_));
         }));
 }

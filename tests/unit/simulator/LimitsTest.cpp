@@ -501,17 +501,17 @@ TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInABusFile) {
 
 TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInAScenario) {
     const std::string error = errorOf([] { zebbussim::Scenario::fromText("[\n{\"print\" 1}]", "the test"); });
-    EXPECT_EQ(error.rfind("the test, line 2, column 10: ", 0), 0U) << error;
+    EXPECT_EQ(error.rfind("the test:2:10: ", 0), 0U) << error;
 }
 
 TEST(SimulatorFiles, NameTheFirstLineOfAScenarioAsItIs) {
     const std::string error = errorOf([] { zebbussim::Scenario::fromText("[1 2]", "the test"); });
-    EXPECT_EQ(error.rfind("the test, line 1, column 4: ", 0), 0U) << error;
+    EXPECT_EQ(error.rfind("the test:1:4: ", 0), 0U) << error;
 }
 
 TEST(SimulatorFiles, RefuseAScenarioWithSomethingBehindTheList) {
     EXPECT_EQ(errorOf([] { zebbussim::Scenario::fromText("[],\"more\":1", "the test"); }),
-              "the test is not a list of steps");
+              "the test:1:1: a scenario must be one JSON list of steps");
 }
 
 TEST(SimulatorFiles, EscapeTheNameOfAResourceThatIsNoList) {

@@ -21,7 +21,7 @@ class SimulatorProgram : public testing::Test {
 
     std::string start(const std::vector<std::string>& arguments) {
         test_support::ChildProgram program(test_support::commandOf(ZEB_BUS_SIM, arguments), {}, output);
-        EXPECT_EQ(program.wait(), 2);
+        EXPECT_EQ(program.wait(), 1);
         std::ifstream file(output);
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
@@ -77,7 +77,7 @@ TEST_F(SimulatorProgram, SaysThatItsHelpCannotBePrinted) {
         command.push_back(word);
     }
     test_support::ChildProgram program(command, {}, output);
-    EXPECT_EQ(program.wait(), 2);
+    EXPECT_EQ(program.wait(), 1);
     std::string said;
     std::getline(std::ifstream(output) >> std::ws, said);
     EXPECT_EQ(said, "zeb-bus-sim: the output could not be written");
