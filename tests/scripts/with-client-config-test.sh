@@ -49,7 +49,7 @@ check_all() {
         "$("${as[@]}" sh -c 'exec ./with-client-config file.json -- sh -c "[ \$\$ = $$ ] && echo same"')"
     expect 'a file that is not there is an error of the script' 125 "$(status_of run absent.json -- true)"
     expect 'a directory is an error of the script' 125 "$(status_of run . -- true)"
-    expect 'a missing command is a usage error' 125 "$(status_of run file.json --)"
+    expect 'a missing command is a usage error' 2 "$(status_of run file.json --)"
     expect 'a command that does not exist fails as in a shell' 127 "$(status_of run file.json -- ./absent)"
 }
 
