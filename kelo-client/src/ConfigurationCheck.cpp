@@ -18,7 +18,6 @@
 #include "EffectiveSettings.h"
 #include "ReadConfiguration.h"
 #include "RegistryMode.h"
-#include "TextPlaces.h"
 
 namespace kelo_client {
 

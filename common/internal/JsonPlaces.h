@@ -1,13 +1,10 @@
 #pragma once
 
-#include <zebutil/JsonObject.h>
-
 #include <algorithm>
 #include <cstddef>
-#include <string>
 #include <string_view>
 
-namespace kelo_client {
+namespace internal {
 
 /// A value in a JSON text: its first byte, and the byte behind its last.
 struct JsonPlace {
@@ -30,13 +27,13 @@ class JsonPlaces {
         return text_.substr(value.begin, value.end - value.begin);
     }
 
-    /// Calls `visit` with the first byte of each key, the key, and the place of its value.
+    /// Calls `visit` with the places of each key and of its value.
     template <typename Visit>
     void forEachMember(const JsonPlace& object, Visit visit) const {
         for (std::size_t byte = firstIn(object); byte < object.end - 1;) {
             const JsonPlace key = valueAt(byte);
             const JsonPlace value = valueAt(skipWhiteSpace(key.end) + 1);  // behind the colon
-            visit(key.begin, string(key), value);
+            visit(key, value);
             byte = skipComma(value.end);
         }
     }
@@ -49,15 +46,6 @@ class JsonPlaces {
             visit(value);
             byte = skipComma(value.end);
         }
-    }
-
-    /// The text that a string stands for.
-    std::string string(const JsonPlace& place) const {
-        const std::string_view quoted = text(place);
-        if (quoted.find('\\') == std::string_view::npos) {
-            return std::string(quoted.substr(1, quoted.size() - 2));
-        }
-        return zebutil::JsonObject::parse("{\"\":" + std::string(quoted) + "}")->getString("");
     }
 
  private:
@@ -142,4 +130,4 @@ class JsonPlaces {
     const std::string_view text_;
 };
 
-}  // namespace kelo_client
+}  // namespace internal

@@ -1,20 +1,25 @@
-#include "SimilarWord.h"
+#pragma once
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <limits>
 #include <string>
+#include <string_view>
+#include <vector>
 
-namespace kelo_client {
+namespace internal {
 
-namespace {
+using Words = std::vector<std::string_view>;
+
+/// How words are compared.
+namespace words {
 
 constexpr std::size_t kLongestWord = 40;
 constexpr std::size_t kShortestPart = 4;
 
 /// The letters and digits in lower case, at most a few more than the longest word has.
-std::string plain(std::string_view word) {
+inline std::string plain(std::string_view word) {
     std::string result;
     for (const char character : word.substr(0, 2 * kLongestWord)) {
         if (character >= 'A' && character <= 'Z') {
@@ -27,7 +32,7 @@ std::string plain(std::string_view word) {
 }
 
 /// How many characters have to be inserted, removed, replaced, or exchanged with their neighbour.
-std::size_t mistakes(const std::string& word, const std::string& other) {
+inline std::size_t mistakes(const std::string& word, const std::string& other) {
     using Row = std::array<std::size_t, kLongestWord + 1>;
     Row beforeLast{};
     Row last{};
@@ -53,32 +58,36 @@ std::size_t mistakes(const std::string& word, const std::string& other) {
     return row[other.size()];
 }
 
-bool isPart(const std::string& part, const std::string& whole) {
+inline bool isPart(const std::string& part, const std::string& whole) {
     return part.size() >= kShortestPart && part.size() < whole.size() &&
            (whole.compare(0, part.size(), part) == 0 ||
             whole.compare(whole.size() - part.size(), part.size(), part) == 0);
 }
 
-}  // namespace
+}  // namespace words
 
-bool isSameWord(std::string_view word, std::string_view other) {
-    return word.size() <= 2 * kLongestWord && plain(word) == plain(other);
+/// Whether two words differ only in case, or in signs between their parts, as "serverBaseUri" and
+/// "server_base_uri" do.
+inline bool isSameWord(std::string_view word, std::string_view other) {
+    return word.size() <= 2 * words::kLongestWord && words::plain(word) == words::plain(other);
 }
 
-std::string_view mistypedWord(std::string_view word, const Words& candidates, std::size_t most) {
-    const std::string given = plain(word);
+/// Of `candidates`, the one that differs from `word` by the fewest typing mistakes; empty if each has more
+/// than `most`. Time is limited, however long the word is.
+inline std::string_view mistypedWord(std::string_view word, const Words& candidates, std::size_t most = 2) {
+    const std::string given = words::plain(word);
     std::string_view best;
     std::size_t fewest = std::numeric_limits<std::size_t>::max();
     for (const std::string_view candidate : candidates) {
-        const std::string expected = plain(candidate);
+        const std::string expected = words::plain(candidate);
         const std::size_t shorter = std::min(given.size(), expected.size());
         const std::size_t longer = std::max(given.size(), expected.size());
         // In a short word, two mistakes could make any other.
         const std::size_t allowed = std::min(most, expected.size() / 3);
-        if (longer > kLongestWord || longer - shorter > allowed) {
+        if (longer > words::kLongestWord || longer - shorter > allowed) {
             continue;
         }
-        const std::size_t count = mistakes(given, expected);
+        const std::size_t count = words::mistakes(given, expected);
         if (count <= allowed && count < fewest) {
             fewest = count;
             best = candidate;
@@ -87,16 +96,18 @@ std::string_view mistypedWord(std::string_view word, const Words& candidates, st
     return best;
 }
 
-std::string_view similarWord(std::string_view word, const Words& candidates) {
+/// The same, but a word that is the beginning or the end of a candidate, or has one more part, is also meant
+/// to be that candidate.
+inline std::string_view similarWord(std::string_view word, const Words& candidates) {
     // A single mistake is more likely than a part, and a part is more likely than more mistakes.
     if (const std::string_view mistyped = mistypedWord(word, candidates, 1); !mistyped.empty()) {
         return mistyped;
     }
-    const std::string given = plain(word);
-    if (given.size() <= kLongestWord) {
+    const std::string given = words::plain(word);
+    if (given.size() <= words::kLongestWord) {
         for (const std::string_view candidate : candidates) {
-            const std::string expected = plain(candidate);
-            if (isPart(given, expected) || isPart(expected, given)) {
+            const std::string expected = words::plain(candidate);
+            if (words::isPart(given, expected) || words::isPart(expected, given)) {
                 return candidate;
             }
         }
@@ -104,4 +115,4 @@ std::string_view similarWord(std::string_view word, const Words& candidates) {
     return mistypedWord(word, candidates);
 }
 
-}  // namespace kelo_client
+}  // namespace internal
