@@ -58,6 +58,11 @@ inline std::size_t mistakes(const std::string& word, const std::string& other) {
     return row[other.size()];
 }
 
+inline std::size_t commonBeginning(const std::string& word, const std::string& other) {
+    const auto end = std::mismatch(word.begin(), word.end(), other.begin(), other.end()).first;
+    return static_cast<std::size_t>(end - word.begin());
+}
+
 inline bool isPart(const std::string& part, const std::string& whole) {
     return part.size() >= kShortestPart && part.size() < whole.size() &&
            (whole.compare(0, part.size(), part) == 0 ||
@@ -73,11 +78,13 @@ inline bool isSameWord(std::string_view word, std::string_view other) {
 }
 
 /// Of `candidates`, the one that differs from `word` by the fewest typing mistakes; empty if each has more
-/// than `most`. Time is limited, however long the word is.
+/// than `most`. Of several, the one with the longest beginning in common. Time is limited, however long the
+/// word is.
 inline std::string_view mistypedWord(std::string_view word, const Words& candidates, std::size_t most = 2) {
     const std::string given = words::plain(word);
     std::string_view best;
     std::size_t fewest = std::numeric_limits<std::size_t>::max();
+    std::size_t longestBeginning = 0;
     for (const std::string_view candidate : candidates) {
         const std::string expected = words::plain(candidate);
         const std::size_t shorter = std::min(given.size(), expected.size());
@@ -88,8 +95,11 @@ inline std::string_view mistypedWord(std::string_view word, const Words& candida
             continue;
         }
         const std::size_t count = words::mistakes(given, expected);
-        if (count <= allowed && count < fewest) {
+        const std::size_t beginning = words::commonBeginning(given, expected);
+        const bool isBetter = count < fewest || (count == fewest && beginning > longestBeginning);
+        if (count <= allowed && isBetter) {
             fewest = count;
+            longestBeginning = beginning;
             best = candidate;
         }
     }

@@ -190,6 +190,13 @@ std::optional<std::string> stringOf(std::string_view value) {
     return text;
 }
 
+std::string contentOf(std::string_view quotedText) {
+    if (quotedText.find('\\') == std::string_view::npos) {
+        return std::string(quotedText.substr(1, quotedText.size() - 2));
+    }
+    return zebutil::JsonObject::parse("{\"\":" + std::string(quotedText) + "}")->getString("");
+}
+
 std::optional<std::string_view> quotedUriOf(std::string_view object) {
     for (std::size_t position = 1; object[position] != '}';) {
         position += object[position] == ',' ? 1 : 0;

@@ -50,6 +50,8 @@ inline bool isString(std::string_view value) {
 }
 /// The content of a string; nothing for any other value.
 std::optional<std::string> stringOf(std::string_view value);
+/// The content of a string, with its quotes, in any valid JSON text.
+std::string contentOf(std::string_view quotedText);
 /// The string that an object has as "uri", with its quotes; nothing if it has none.
 std::optional<std::string_view> quotedUriOf(std::string_view object);
 std::optional<std::string> uriOf(std::string_view object);

@@ -28,6 +28,10 @@ TEST(SimilarWord, IsFoundForExchangedNeighbours) {
     EXPECT_EQ(mistypedWord("tpye", keys(), 1), "type");
 }
 
+TEST(SimilarWord, IsTheOneWithTheLongestBeginningInCommon) {
+    EXPECT_EQ(similarWord("Clamp75", {"Clamp15", "ClampS", "Clamp75_X"}), "Clamp75_X");
+}
+
 TEST(SimilarWord, IsFoundForAPart) {
     EXPECT_EQ(similarWord("function", keys()), "requestingFunction");
     EXPECT_EQ(similarWord("typeOfClamp", keys()), "type");
