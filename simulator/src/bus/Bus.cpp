@@ -7,6 +7,7 @@
 #include "LibraryErrors.h"
 #include "json/Json.h"
 #include "model/BusError.h"
+#include "model/ModelCheck.h"
 #include "steps/Step.h"
 
 namespace zebbussim {
@@ -50,6 +51,7 @@ Bus::Bus(const BusSimulator::Options& options, RunLater runLater)
                withLibraryErrors([&] { return checkedBasePath(options.basePath); }),
                {!checked(options).tlsCertificateFile.empty(), options.hostNames},
                options.patience} {
+    model_.setStrict(!options.lenient);
     model_.setListener(this);
 }
 
@@ -92,11 +94,17 @@ void Bus::load(std::string_view services) {
     }
 }
 
-void Bus::set(const BusPath& path, std::string_view changes, bool /*isChecked*/) {
+void Bus::set(const BusPath& path, std::string_view changes, bool isChecked) {
+    if (isChecked && model_.isStrict()) {
+        requireModelled(path, changes);
+    }
     model_.set(path, changes);
 }
 
-void Bus::add(const BusPath& path, std::string_view members, bool /*isChecked*/) {
+void Bus::add(const BusPath& path, std::string_view members, bool isChecked) {
+    if (isChecked && model_.isStrict()) {
+        requireModelled(path, members);
+    }
     model_.addElement(path, members);
 }
 

@@ -38,12 +38,12 @@ BusSimulator::BusSimulator() : BusSimulator(Options()) {}
 BusSimulator::BusSimulator(const Options& options) : simulation_(std::make_unique<Simulation>(options)) {}
 BusSimulator::~BusSimulator() = default;
 
-void BusSimulator::loadFile(const std::string& fileName) {
-    simulation_->loadFile(fileName);
+std::vector<std::string> BusSimulator::loadFile(const std::string& fileName) {
+    return simulation_->loadFile(fileName);
 }
 
-void BusSimulator::loadText(const std::string& json) {
-    simulation_->loadText(json);
+std::vector<std::string> BusSimulator::loadText(const std::string& json) {
+    return simulation_->loadText(json);
 }
 
 void BusSimulator::start() {
@@ -68,16 +68,18 @@ std::string BusSimulator::basePath() const {
 
 // ------------------------------------------------------------------------------------- what is on the bus
 
-void BusSimulator::set(const std::string& path, const std::string& json) {
+void BusSimulator::set(const std::string& path, const std::string& json, DataCheck check) {
     const std::string changes = readObject(json, "The state of " + path);
-    simulation_->invoke(
-        [&, elementPath = parsedElementPath(path)](Bus& bus) { bus.set(elementPath, changes, true); });
+    simulation_->invoke([&, elementPath = parsedElementPath(path)](Bus& bus) {
+        bus.set(elementPath, changes, check == DataCheck::ByOptions);
+    });
 }
 
-void BusSimulator::addElement(const std::string& path, const std::string& json) {
+void BusSimulator::addElement(const std::string& path, const std::string& json, DataCheck check) {
     const std::string members = readObject(json, "The element " + path);
-    simulation_->invoke(
-        [&, elementPath = parsedElementPath(path)](Bus& bus) { bus.add(elementPath, members, true); });
+    simulation_->invoke([&, elementPath = parsedElementPath(path)](Bus& bus) {
+        bus.add(elementPath, members, check == DataCheck::ByOptions);
+    });
 }
 
 void BusSimulator::removeElement(const std::string& path) {

@@ -6,6 +6,7 @@
 
 #include "json/Json.h"
 #include "model/BusError.h"
+#include "scenario/BusFile.h"
 #include "scenario/InputFile.h"
 #include "server/TlsServerContext.h"
 
@@ -90,28 +91,33 @@ std::string Simulation::baseUri() const {
     return (hasTls(options_) ? "https://" : "http://") + host + ":" + std::to_string(options_.port);
 }
 
-void Simulation::loadFile(const std::string& fileName) {
-    const std::string text = readInputFile("bus file", fileName);
-    const std::string what = "The bus file " + fileName;
-    load(withLibraryErrors([&] { return readJsonFile(text, what); }), what);
+std::vector<std::string> Simulation::loadFile(const std::string& fileName) {
+    return load(readInputFile("bus file", fileName), "The bus file " + fileName, fileName);
 }
 
-void Simulation::loadText(const std::string& json) {
-    load(readObject(json, "The bus"), "The bus");
+std::vector<std::string> Simulation::loadText(const std::string& json) {
+    return load(json, "The bus", "bus");
 }
 
-void Simulation::load(const std::string& json, const std::string& what) {
-    const JsonMembers root(json);
-    const std::optional<std::string_view> services = root.find("services");
-    if (!services || !isObject(*services)) {
-        throw std::invalid_argument(what + " has no \"services\" that is an object");
-    }
-    invoke([&](Bus& bus) { bus.load(*services); });
+std::vector<std::string> Simulation::load(const std::string& text, const std::string& what,
+                                          const std::string& source) {
+    const Strictness strictness = options_.lenient ? Strictness::Lenient : Strictness::Strict;
+    std::vector<std::string> warnings =
+        withLibraryErrors([&] { return checkBusText(text, what, source, strictness); });
+    const JsonMembers root(readObject(text, what));
+    const std::string_view services = root.find("services").value();
+    invoke([&](Bus& bus) { bus.load(services); });
+    return warnings;
 }
 
 void Simulation::addService(const std::string& name, const std::string& json) {
     const auto resources = readObject(json, "The service " + name);
-    invoke([&](Bus& bus) { bus.addService(name, resources); });
+    invoke([&](Bus& bus) {
+        if (!options_.lenient) {
+            checkServiceText(name, json, Strictness::Strict);
+        }
+        bus.addService(name, resources);
+    });
 }
 
 void Simulation::flood(const std::string& path, const std::vector<std::string>& states, std::size_t changes) {

@@ -38,8 +38,8 @@ class Simulation {
     std::string baseUri() const;
     const std::string& basePath() { return bus_.context().basePath; }
 
-    void loadFile(const std::string& fileName);
-    void loadText(const std::string& json);
+    std::vector<std::string> loadFile(const std::string& fileName);
+    std::vector<std::string> loadText(const std::string& json);
     void addService(const std::string& name, const std::string& json);
     void flood(const std::string& path, const std::vector<std::string>& states, std::size_t changes);
 
@@ -75,8 +75,8 @@ class Simulation {
         std::shared_ptr<ScenarioPlayer> player;
     };
 
-    /// `json` is what a reader has returned; `what` begins the texts of errors.
-    void load(const std::string& json, const std::string& what);
+    /// `what` begins the texts of errors, `source` their lines.
+    std::vector<std::string> load(const std::string& text, const std::string& what, const std::string& source);
 
     Options options_;
     Bus bus_;

@@ -2,6 +2,7 @@
 
 #include "bus/Bus.h"
 #include "json/Json.h"
+#include "model/ServiceModels.h"
 
 namespace zebbussim {
 
@@ -40,14 +41,36 @@ class JsonWriter {
     char close_;
 };
 
-std::string resourceText(const std::string& name, Resource& resource) {
-    return JsonWriter('{').text("name", name).member("elements", *resource.text()).done();
+std::string fieldText(const FieldModel& field) {
+    JsonWriter text('{');
+    text.text("key", field.key).text("kind", kindText(field.kind));
+    if (!field.literals.empty()) {
+        JsonWriter literals('[');
+        for (const std::string_view literal : field.literals) {
+            literals.entry(quoted(literal));
+        }
+        text.member("literals", literals.done());
+    }
+    return text.done();
+}
+
+std::string resourceText(const std::string& service, const std::string& name, Resource& resource) {
+    JsonWriter text('{');
+    text.text("name", name);
+    if (const ResourceModel* const model = findResourceModel(service, name)) {
+        JsonWriter fields('[');
+        for (const FieldModel& field : model->fields) {
+            fields.entry(fieldText(field));
+        }
+        text.member("fields", fields.done());
+    }
+    return text.member("elements", *resource.text()).done();
 }
 
 std::string serviceText(const std::string& name, Service& service) {
     JsonWriter resources('[');
     for (auto& [resourceName, resource] : service.resources) {
-        resources.entry(resourceText(resourceName, resource));
+        resources.entry(resourceText(name, resourceName, resource));
     }
     return JsonWriter('{')
         .text("name", name)

@@ -1,6 +1,7 @@
 #include "HttpRequests.h"
 
 #include "json/Json.h"
+#include "model/ModelCheck.h"
 #include "model/Query.h"
 
 namespace zebbussim {
@@ -49,7 +50,11 @@ HttpAnswer answerForElement(BusModel& model, const BusPath& path, const std::str
         if (!target.terms.empty()) {
             throw BusError::filterInvalid("A POST takes no query");
         }
-        const Element changed = model.merged(path, readJsonObject(body, "The body"));
+        const std::string changes = readJsonObject(body, "The body");
+        if (model.isStrict()) {
+            requireModelled(path, changes);
+        }
+        const Element changed = model.merged(path, changes);
         if (changed.text()->size() > kMaximumElement) {
             throw BusError(413, "payload_too_large", "The element would be larger than 1 MiB");
         }

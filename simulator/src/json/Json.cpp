@@ -104,14 +104,6 @@ std::string readJsonObject(std::string_view text, const std::string& what) {
     }
 }
 
-std::string readJsonFile(std::string_view text, const std::string& what) {
-    try {
-        return zebutil::JsonObject::parse(text)->toString();
-    } catch (const zebutil::JsonException& exception) {
-        throw BusError::badRequest(what + placeInFile(text, exception, 0));
-    }
-}
-
 std::string placeInFile(std::string_view text, const zebutil::JsonException& exception, std::size_t skipped) {
     if (!exception.byte()) {
         return std::string(": ") + exception.what();

@@ -22,9 +22,6 @@ class BusError;
 /// key is repeated. Throws `BusError` 400 with a message that begins with `what` and names the place.
 std::string readJsonObject(std::string_view text, const std::string& what);
 
-/// The same for the content of a file: the message names the line and the column.
-std::string readJsonFile(std::string_view text, const std::string& what);
-
 /// The reader's reason with the place of the mistake, such as ", line 2, column 3: reason". `skipped` bytes
 /// were before the text.
 std::string placeInFile(std::string_view text, const zebutil::JsonException& exception, std::size_t skipped);

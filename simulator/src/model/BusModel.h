@@ -71,6 +71,10 @@ class BusModel {
  public:
     void setListener(BusListener* busListener) { listener_ = busListener; }
 
+    /// Whether data from outside must be what the models of the services allow. Those who take it ask.
+    void setStrict(bool strict) { isStrict_ = strict; }
+    bool isStrict() const { return isStrict_; }
+
     // JSON comes as text that `readJsonObject()` has returned.
 
     /// `json`: `{"<resource>":[element,...],...}`. Replaces a service of that name.
@@ -109,6 +113,7 @@ class BusModel {
     std::map<std::string, Service> services_;
     std::vector<std::string> order_;
     BusListener* listener_ = nullptr;
+    bool isStrict_ = false;
 };
 
 }  // namespace zebbussim

@@ -9,6 +9,8 @@ namespace zebbussim {
 
 /// What the program is to do.
 struct Arguments {
+    Arguments() { options.lenient = false; }  // people make mistakes, which tests do not
+
     BusSimulator::Options options;
     std::string busFile;
     std::string scenarioFile;

@@ -59,7 +59,9 @@ class Program {
         if (arguments.isDemo) {
             simulation_.loadText(std::string(embeddedFile("bus/vehicle.json").value()));
         } else {
-            simulation_.loadFile(arguments.busFile);
+            for (const std::string& warning : simulation_.loadFile(arguments.busFile)) {
+                std::fprintf(stderr, "zeb-bus-sim: %s\n", warning.c_str());
+            }
         }
         if (!arguments.scenarioFile.empty()) {
             scenario_.emplace(Scenario::fromFile(arguments.scenarioFile));

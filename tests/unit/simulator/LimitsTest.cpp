@@ -496,7 +496,8 @@ TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInABusFile) {
     std::ofstream(file) << "{\"services\":\n  {\"A\":\n    nothing}}";
     zebbussim::BusSimulator sut;
     const std::string error = errorOf([&] { sut.loadFile(file); });
-    EXPECT_EQ(error.rfind("The bus file " + file + ", line 3, column 5: ", 0), 0U) << error;
+    EXPECT_EQ(error, "The bus file " + file + " has mistakes:\n" + file +
+                         ":3:5: This is not JSON: expected a value.");
 }
 
 TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInAScenario) {
