@@ -50,7 +50,11 @@ Bus::Bus(const BusSimulator::Options& options, RunLater runLater)
                control_,
                withLibraryErrors([&] { return checkedBasePath(options.basePath); }),
                {!checked(options).tlsCertificateFile.empty(), options.hostNames},
-               options.patience} {
+               options.patience,
+               {},
+               0,
+               {},
+               {}} {
     model_.setStrict(!options.lenient);
     model_.setListener(this);
 }

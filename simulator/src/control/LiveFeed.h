@@ -13,10 +13,8 @@ class Bus;
 /// Receives the texts of the live events. Never calls back.
 class LiveReader {
  public:
+    virtual ~LiveReader() = default;
     virtual void send(const SharedText& text) = 0;
-
- protected:
-    ~LiveReader() = default;
 };
 
 /// Tells those who follow the bus live what happens there, as server-sent events. Each event is put into

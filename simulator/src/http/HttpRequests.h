@@ -13,10 +13,10 @@ namespace zebbussim {
 struct HttpAnswer {
     int status;
     std::string body;
-    std::string allow;    ///< with 405: the methods that are allowed
-    std::string problem;  ///< why the request was refused, in words
+    std::string allow{};    ///< with 405: the methods that are allowed
+    std::string problem{};  ///< why the request was refused, in words
     std::string contentType = "application/json";
-    std::vector<std::pair<std::string, std::string>> headers;  ///< others
+    std::vector<std::pair<std::string, std::string>> headers{};  ///< others
     bool isLive = false;  ///< the connection stays open and gets the events of the bus
 };
 
