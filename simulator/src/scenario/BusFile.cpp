@@ -1,5 +1,6 @@
 #include "BusFile.h"
 
+#include <internal/JsonHint.h>
 #include <internal/JsonPlaces.h>
 #include <zebutil/JsonException.h>
 #include <zebutil/JsonObject.h>
@@ -27,18 +28,11 @@ constexpr const char* kServices = "services";
 /// Names the schema, for editors.
 constexpr const char* kSchema = "$schema";
 
-Words namesOfServices() {
+template <typename Model>
+Words namesOf(const std::vector<Model>& models) {
     Words names;
-    for (const ServiceModel& model : serviceModels()) {
+    for (const Model& model : models) {
         names.push_back(model.name);
-    }
-    return names;
-}
-
-Words namesOfResources(const ServiceModel& model) {
-    Words names;
-    for (const ResourceModel& resource : model.resources) {
-        names.push_back(resource.name);
     }
     return names;
 }
@@ -128,7 +122,7 @@ void BusFileCheck::checkServiceName(const JsonPlace& key, const std::string& nam
     } else if (name == Registry::kService) {
         errors_.add(key.begin, [&] { return "The service " + inQuotes(name) + " is built in."; });
     } else if (findServiceModel(name) == nullptr) {
-        warnOfName(key, name, namesOfServices());
+        warnOfName(key, name, namesOf(serviceModels()));
     }
 }
 
@@ -153,7 +147,7 @@ void BusFileCheck::checkResourceName(const JsonPlace& key, const std::string& se
         errors_.add(key.begin, [&] { return "A resource cannot have the name " + inQuotes(name) + "."; });
     } else if (const ServiceModel* const model = findServiceModel(service);
                model != nullptr && model->find(name) == nullptr) {
-        warnOfName(key, name, namesOfResources(*model));
+        warnOfName(key, name, namesOf(model->resources));
     }
 }
 
@@ -254,8 +248,9 @@ std::vector<std::string> checkBusText(std::string_view text, const std::string& 
         zebutil::JsonObject::check(text);
         check.checkRoot();
     } catch (const zebutil::JsonException& exception) {
-        check.addError(exception.byte().value_or(0),
-                       "This is not JSON: " + std::string(exception.reason()) + ".");
+        const std::size_t byte = exception.byte().value_or(0);
+        check.addError(byte, "This is not a JSON object: " + std::string(exception.reason()) +
+                                 internal::jsonHint(text, byte) + ".");
     }
     return check.finish(what, source);
 }

@@ -151,9 +151,15 @@ TEST(BusFile, NeedsServices) {
 
 TEST(BusFile, IsJson) {
     EXPECT_EQ(errorOf("{\"\xC3\xA4\":\n\n  nothing}"),
-              "The bus has mistakes:\nf:3:3: This is not JSON: expected a value.");
-    EXPECT_EQ(errorOf(""), "The bus has mistakes:\nf:1:1: This is not JSON: expected an object.");
-    EXPECT_EQ(errorOf("[]"), "The bus has mistakes:\nf:1:1: This is not JSON: expected an object.");
+              "The bus has mistakes:\nf:3:3: This is not a JSON object: expected a value.");
+    EXPECT_EQ(
+        errorOf(""),
+        "The bus has mistakes:\nf:1:1: This is not a JSON object: expected an object; the file ends here.");
+    EXPECT_EQ(errorOf("{\"services\":{},\n}"),
+              "The bus has mistakes:\nf:2:1: This is not a JSON object: expected a key in quotes; JSON has "
+              "no comma "
+              "behind the last one.");
+    EXPECT_EQ(errorOf("[]"), "The bus has mistakes:\nf:1:1: This is not a JSON object: expected an object.");
 }
 
 TEST(BusFile, CausesAWarningForANameThatIsNearlyOneOfAModel) {

@@ -497,7 +497,7 @@ TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInABusFile) {
     zebbussim::BusSimulator sut;
     const std::string error = errorOf([&] { sut.loadFile(file); });
     EXPECT_EQ(error, "The bus file " + file + " has mistakes:\n" + file +
-                         ":3:5: This is not JSON: expected a value.");
+                         ":3:5: This is not a JSON object: expected a value.");
 }
 
 TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInAScenario) {
