@@ -1,0 +1,26 @@
+// States and stores for the unit tests.
+
+import {Store} from '../../../simulator/panel/store.js';
+
+export function clamp(id, isSwitchedOn, type = id === '1' ? 'Clamp15' : 'ClampS') {
+    return {id, name: `Clamp ${id}`, uri: `/ClampControl/clamps/${id}`, isSwitchedOn, type};
+}
+
+export function stateWith({clamps = [clamp('1', false), clamp('2', true)], clients = [], faults = [], now = 1000} = {}) {
+    return {
+        name: 'zeb-bus-sim', version: '0.1.0', now, baseUri: 'http://127.0.0.1:8015', basePath: '/', clients, faults,
+        services: [{name: 'ClampControl', present: true, available: true,
+            resources: [{name: 'clamps', elements: clamps}]}],
+    };
+}
+
+export function client(number, subscriptions = [], since = 500) {
+    return {client: number, service: 'ClampControl', address: `127.0.0.1:${40000 + number}`,
+        program: `clamp-monitor/${number}`, since, subscriptions};
+}
+
+export function storeWith(state = stateWith()) {
+    const store = new Store();
+    store.load(state, false);
+    return store;
+}
