@@ -6,7 +6,9 @@ export function clamp(id, isSwitchedOn, type = id === '1' ? 'Clamp15' : 'ClampS'
     return {id, name: `Clamp ${id}`, uri: `/ClampControl/clamps/${id}`, isSwitchedOn, type};
 }
 
-export function stateWith({clamps = [clamp('1', false), clamp('2', true)], clients = [], faults = [], now = 1000} = {}) {
+const kClamps = [clamp('1', false), clamp('2', true)];
+
+export function stateWith({clamps = kClamps, clients = [], faults = [], now = 1000} = {}) {
     return {
         name: 'zeb-bus-sim', version: '0.1.0', now, baseUri: 'http://127.0.0.1:8015', basePath: '/', clients, faults,
         services: [{name: 'ClampControl', present: true, available: true,
@@ -15,8 +17,9 @@ export function stateWith({clamps = [clamp('1', false), clamp('2', true)], clien
 }
 
 export function client(number, subscriptions = [], since = 500) {
-    return {client: number, service: 'ClampControl', address: `127.0.0.1:${40000 + number}`,
-        program: `clamp-monitor/${number}`, since, subscriptions};
+    const address = `127.0.0.1:${40000 + number}`;
+    const program = `clamp-monitor/${number}`;
+    return {client: number, service: 'ClampControl', address, program, since, subscriptions};
 }
 
 export function storeWith(state = stateWith()) {
