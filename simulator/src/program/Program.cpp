@@ -64,7 +64,9 @@ class Program {
             }
         }
         if (!arguments.scenarioFile.empty()) {
-            scenario_.emplace(Scenario::fromFile(arguments.scenarioFile));
+            scenario_.emplace(Scenario::fromFile(arguments.scenarioFile, arguments.options.lenient
+                                                                             ? Strictness::Lenient
+                                                                             : Strictness::Strict));
         }
     }
 

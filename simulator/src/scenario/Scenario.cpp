@@ -1,5 +1,6 @@
 #include "Scenario.h"
 
+#include <internal/JsonHint.h>
 #include <internal/JsonPlaces.h>
 #include <internal/TextPlaces.h>
 #include <zebutil/JsonException.h>
@@ -12,6 +13,8 @@
 #include "InputFile.h"
 #include "json/Json.h"
 #include "model/BusError.h"
+#include "model/DataProblems.h"
+#include "model/ModelCheck.h"
 #include "steps/StepKinds.h"
 
 namespace zebbussim {
@@ -22,7 +25,6 @@ using std::chrono::milliseconds;
 using Kind = Scenario::Entry::Kind;
 
 constexpr std::string_view kBefore = "{\"steps\":";  // the reader takes objects only
-constexpr std::size_t kMostProblems = 20;
 
 std::optional<milliseconds> timeOf(const JsonMembers& members, std::string_view key) {
     const auto value = members.find(key);
@@ -103,6 +105,9 @@ Scenario::Entry entryOf(const std::string& kind, std::string_view value) {
 }
 
 Scenario::Entry readEntry(std::string_view text) {
+    if (text.front() != '{') {
+        throw BusError::badRequest("a step must be an object with one member, the kind of step");
+    }
     const JsonMembers members(readJsonObject(text, "A step"));
     std::vector<JsonMember> kinds;
     for (std::size_t index = 0; index < members.size(); ++index) {
@@ -119,82 +124,102 @@ Scenario::Entry readEntry(std::string_view text) {
     return entry;
 }
 
-/// Collects the lines of the problems.
-class Problems {
- public:
-    void add(const std::string& place, const std::string& problem) {
-        if (++count_ <= kMostProblems) {
-            text_ += (text_.empty() ? "" : "\n") + place + ": " + problem;
+using internal::JsonPlace;
+using internal::JsonPlaces;
+
+/// The only member of a step that is not its time.
+std::optional<JsonPlace> valueOf(const JsonPlaces& places, const JsonPlace& step) {
+    std::optional<JsonPlace> found;
+    places.forEachMember(step, [&](const JsonPlace& key, const JsonPlace& value) {
+        if (places.text(key) != "\"at\"") {
+            found = value;
+        }
+    });
+    return found;
+}
+
+std::optional<JsonPlace> memberOf(const JsonPlaces& places, const JsonPlace& object, std::string_view name) {
+    std::optional<JsonPlace> found;
+    places.forEachMember(object, [&](const JsonPlace& key, const JsonPlace& value) {
+        if (places.text(key) == name) {
+            found = value;
+        }
+    });
+    return found;
+}
+
+/// Adds what is wrong with the data of a step that changes an element.
+void checkData(const JsonPlaces& places, const JsonPlace& place, const Step& step, DataProblems& problems) {
+    const bool isChange = (step.kind() == "set" || step.kind() == "add") && !step.isTrue("unchecked");
+    const auto value = isChange ? valueOf(places, place) : std::nullopt;
+    const auto data = value ? memberOf(places, *value, "\"data\"") : std::nullopt;
+    if (data) {
+        for (const DataProblem& problem :
+             scenarioDataProblems(step.textOf("path"), places.text(*data), data->begin - kBefore.size())) {
+            problems.add(problem.byte, [&problem] { return problem.message; });
         }
     }
-    void throwIfAny() const {
-        if (count_ > 0) {
-            const std::size_t more = count_ - std::min(count_, kMostProblems);
-            throw std::runtime_error(text_ + (more == 0 ? "" : "\nand " + std::to_string(more) + " more"));
-        }
+}
+
+/// The text as a list. Throws `BusError` if it is none.
+JsonPlace listOf(const std::string& wrapped, const JsonPlaces& places) {
+    std::vector<JsonPlace> members;
+    places.forEachMember(places.root(),
+                         [&](const JsonPlace&, const JsonPlace& value) { members.push_back(value); });
+    if (members.size() != 1 || members[0].kind != JsonPlace::Kind::Array ||
+        members[0].begin < kBefore.size() || wrapped.empty()) {
+        throw BusError::badRequest("a scenario must be one JSON list of steps");
     }
+    return members[0];
+}
 
- private:
-    std::string text_;
-    std::size_t count_ = 0;
-};
-
-/// The places in a text that stands behind `kBefore`.
-class Places {
- public:
-    Places(std::string_view json, std::string source) : lines_(json), source_(std::move(source)) {}
-
-    std::string of(std::size_t byteOfWrapped) const {
-        const std::size_t before = kBefore.size();
-        const internal::TextPlace place =
-            lines_.inCharacters(byteOfWrapped < before ? 0 : byteOfWrapped - before);
-        return source_ + ":" + std::to_string(place.line) + ":" + std::to_string(place.column);
+void throwIfAny(const DataProblems& problems, const std::string& source, std::string_view json) {
+    if (problems.empty()) {
+        return;
     }
-
- private:
-    const internal::TextPlaces lines_;
-    const std::string source_;
-};
+    std::string text;
+    for (const std::string& line : problems.lines(source, json)) {
+        text += (text.empty() ? "" : "\n") + line;
+    }
+    throw std::runtime_error(text);
+}
 
 }  // namespace
 
-Scenario Scenario::fromFile(const std::string& fileName) {
-    return fromText(readInputFile("scenario", fileName), fileName);
+Scenario Scenario::fromFile(const std::string& fileName, Strictness strictness) {
+    return fromText(readInputFile("scenario", fileName), fileName, strictness);
 }
 
-Scenario Scenario::fromText(const std::string& json, const std::string& source) {
+Scenario Scenario::fromText(const std::string& json, const std::string& source, Strictness strictness) {
     const std::string wrapped = std::string(kBefore) + json + "}";
-    const Places places(json, source);
+    const internal::TextPlaces lines(json);
+    std::vector<Entry> entries;
+    DataProblems problems;
     try {
         zebutil::JsonObject::parse(wrapped);
-    } catch (const zebutil::JsonException& exception) {
-        throw std::runtime_error(places.of(exception.byte().value_or(0)) + ": " +
-                                 std::string(exception.reason()));
-    }
-    const internal::JsonPlaces values(wrapped);
-    std::vector<internal::JsonPlace> members;
-    values.forEachMember(values.root(), [&](const internal::JsonPlace&, const internal::JsonPlace& value) {
-        members.push_back(value);
-    });
-    if (members.size() != 1 || members[0].kind != internal::JsonPlace::Kind::Array) {
-        throw std::runtime_error(places.of(0) + ": a scenario must be one JSON list of steps");
-    }
-    std::vector<Entry> entries;
-    Problems problems;
-    values.forEachElement(members[0], [&](const internal::JsonPlace& value) {
-        const std::string place = places.of(value.begin);
-        try {
-            if (value.kind != internal::JsonPlace::Kind::Object) {
-                throw BusError::badRequest("a step must be an object with one member, the kind of step");
+        const JsonPlaces places(wrapped);
+        places.forEachElement(listOf(wrapped, places), [&](const JsonPlace& place) {
+            const std::size_t byte = place.begin - kBefore.size();
+            try {
+                Entry entry = readEntry(places.text(place));
+                const internal::TextPlace at = lines.inCharacters(byte);
+                entry.place = source + ":" + std::to_string(at.line) + ":" + std::to_string(at.column);
+                if (entry.step && strictness == Strictness::Strict) {
+                    checkData(places, place, *entry.step, problems);
+                }
+                entries.push_back(std::move(entry));
+            } catch (const BusError& problem) {
+                problems.add(byte, [&problem] { return std::string(problem.what()); });
             }
-            Entry entry = readEntry(values.text(value));
-            entry.place = place;
-            entries.push_back(std::move(entry));
-        } catch (const BusError& problem) {
-            problems.add(place, problem.what());
-        }
-    });
-    problems.throwIfAny();
+        });
+    } catch (const zebutil::JsonException& exception) {
+        const std::size_t wrappedByte = exception.byte().value_or(0);
+        const std::size_t byte = wrappedByte < kBefore.size() ? 0 : wrappedByte - kBefore.size();
+        problems.add(byte, [&] { return std::string(exception.reason()) + internal::jsonHint(json, byte); });
+    } catch (const BusError& problem) {
+        problems.add(0, [&problem] { return std::string(problem.what()); });
+    }
+    throwIfAny(problems, source, json);
     return Scenario(std::move(entries));
 }
 

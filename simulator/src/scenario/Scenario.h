@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "BusFile.h"
 #include "Condition.h"
 #include "steps/Step.h"
 
@@ -36,9 +37,11 @@ class Scenario {
 
     /// Reads and checks everything. Throws `std::runtime_error` with one line for each problem, which begins
     /// with its place: "FILE:LINE:COLUMN: ".
-    static Scenario fromFile(const std::string& fileName);
+    /// @param strictness whether the data of changes must fit the models of the services
+    static Scenario fromFile(const std::string& fileName, Strictness strictness = Strictness::Lenient);
     /// `source` names the text in messages.
-    static Scenario fromText(const std::string& json, const std::string& source);
+    static Scenario fromText(const std::string& json, const std::string& source,
+                             Strictness strictness = Strictness::Lenient);
 
     const std::vector<Entry>& entries() const { return entries_; }
 
