@@ -15,6 +15,7 @@
 #include "journal/Journal.h"
 #include "model/BusModel.h"
 #include "model/Registry.h"
+#include "scenario/RecordedSteps.h"
 #include "server/BusContext.h"
 #include "server/BusServer.h"
 #include "server/Observations.h"
@@ -45,6 +46,7 @@ class Bus : private BusListener {
     const Observations& observations() const { return observations_; }
     Journal& journal() { return journal_; }
     const ClientTable& clients() const { return clients_; }
+    const RecordedSteps& recorded() const { return recorded_; }
     ActiveFaults& faults() { return faults_; }
     MessageFaults& messageFaults() { return messageFaults_; }
     Line& line() { return context_.line; }
@@ -106,6 +108,7 @@ class Bus : private BusListener {
     Observations observations_;
     Journal journal_;
     ClientTable clients_{journal_};
+    RecordedSteps recorded_{journal_};
     ActiveFaults faults_{journal_};
     HttpFaults httpFaults_;
     MessageFaults messageFaults_;

@@ -76,7 +76,8 @@ class Simulation {
     };
 
     /// `what` begins the texts of errors, `source` their lines.
-    std::vector<std::string> load(const std::string& text, const std::string& what, const std::string& source);
+    std::vector<std::string> load(const std::string& text, const std::string& what,
+                                  const std::string& source);
 
     Options options_;
     Bus bus_;

@@ -84,6 +84,9 @@ HttpAnswer ControlInterface::get(const RequestTarget& target) const {
         answer.headers = {{"Cache-Control", "no-store"}};
         return answer;
     }
+    if (segments.size() == 2 && segments[1] == "scenario") {
+        return {200, bus_.recorded().text()};
+    }
     if (segments.size() == 2 && segments[1] == "events") {
         HttpAnswer answer{200, ""};
         answer.isLive = true;

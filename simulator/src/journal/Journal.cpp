@@ -6,9 +6,19 @@ namespace zebbussim {
 
 namespace {
 
-bool isOfClients(BusEvent::Kind kind) {
-    return kind == BusEvent::Kind::Connected || kind == BusEvent::Kind::Disconnected ||
-           kind == BusEvent::Kind::Subscribed || kind == BusEvent::Kind::Unsubscribed;
+/// What those want to hear who do not want to hear everything.
+Journal::Interest interestIn(BusEvent::Kind kind) {
+    switch (kind) {
+        case BusEvent::Kind::Connected:
+        case BusEvent::Kind::Disconnected:
+        case BusEvent::Kind::Subscribed:
+        case BusEvent::Kind::Unsubscribed:
+            return Journal::Interest::Clients;
+        case BusEvent::Kind::StepDone:
+            return Journal::Interest::Steps;
+        default:
+            return Journal::Interest::Everything;
+    }
 }
 
 }  // namespace
@@ -29,10 +39,10 @@ void Journal::Registration::end() {
 
 void Journal::note(BusEvent event) {
     event.time = now();
-    const bool isForAll = isOfClients(event.kind);
+    const Interest interest = interestIn(event.kind);
     std::vector<std::shared_ptr<const Listener>> called;
     for (const auto& [number, entry] : listeners_) {
-        if (isForAll || entry.interest == Interest::Everything) {
+        if (entry.interest == interest || entry.interest == Interest::Everything) {
             called.push_back(entry.listener);
         }
     }

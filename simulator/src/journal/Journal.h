@@ -18,8 +18,8 @@ namespace zebbussim {
 class Journal {
  public:
     using Listener = std::function<void(const BusEvent&)>;
-    /// What a listener wants to hear: everything, or only that clients come, subscribe and leave.
-    enum class Interest { Everything, Clients };
+    /// What a listener wants to hear: everything; that clients come, subscribe and leave; what steps do.
+    enum class Interest { Everything, Clients, Steps };
 
     /// Ends the listening when it is destroyed. Must not outlive the journal.
     class Registration {
@@ -45,7 +45,7 @@ class Journal {
     /// The listener is called on the bus's thread, in the middle of what happens. It must not change the bus.
     [[nodiscard]] Registration listen(Listener listener, Interest interest = Interest::Everything);
 
-    /// Whether anybody listens to more than clients. What nobody hears does not have to be put into words.
+    /// Whether anybody listens to everything. What nobody hears does not have to be put into words.
     bool isHeard() const { return listenersToEverything_ > 0; }
 
     /// Sets the time of the event and passes it on.
