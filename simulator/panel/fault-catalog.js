@@ -22,14 +22,14 @@ export const kGroups = [
                 inputs: [path, integer('ms', 'Milliseconds', 500)]},
             {kind: 'ignore', title: 'Never answer', text: 'Requests are read, but not answered.', inputs: [path]},
             {kind: 'status', title: 'Answer with a status', text: 'Each request fails with this HTTP status.',
-                inputs: [path, integer('code', 'Status', 500, {least: 100, most: 999}),
+                inputs: [path, integer('code', 'Status', 500, {least: 100, most: 599}),
                     text('body', 'Body', '', {optional: true})]},
             {kind: 'bytes', title: 'Answer with bytes', text: 'These bytes come in place of an answer, then the end.',
                 inputs: [path, content('this is not HTTP')]},
             {kind: 'contentType', title: 'Wrong content type', text: 'The right answer, announced as something else.',
                 inputs: [path, text('type', 'Type', 'text/html')]},
             {kind: 'pad', title: 'Pad the answer', text: 'The right answer, made as large as this.',
-                inputs: [path, integer('size', 'Bytes', 1048576, {least: 1})]},
+                inputs: [path, integer('size', 'Bytes', 1048576, {most: 67108864})]},
             {kind: 'cut', title: 'Cut the answer', text: 'The second half of each answer is missing.', inputs: [path]},
         ],
     },
@@ -38,7 +38,7 @@ export const kGroups = [
         text: 'For what goes over WebSockets.',
         steps: [
             {kind: 'refuse', title: 'Refuse subscriptions', text: 'New subscriptions to this path get an error.',
-                inputs: [terminal15, integer('number', 'Number', 403, {least: 100, most: 999}),
+                inputs: [terminal15, integer('number', 'Number', 403, {least: 100, most: 599}),
                     text('message', 'Message', '', {optional: true})]},
             {kind: 'withhold', title: 'Withhold the first state',
                 text: 'The first notifications of later subscriptions wait: for this time, or until they are released.',
@@ -48,7 +48,7 @@ export const kGroups = [
                 inputs: [terminal15, integer('count', 'How many', 1, {least: 1})]},
             {kind: 'twice', title: 'Send twice', text: 'Every message arrives twice.', inputs: []},
             {kind: 'fragment', title: 'Fragment messages', text: 'In pieces of so many bytes, with pings in between.',
-                inputs: [integer('size', 'Bytes', 10, {least: 1})]},
+                inputs: [integer('size', 'Bytes', 7, {least: 1, most: 125})]},
             {kind: 'sameId', title: 'Same id again', text: 'A new subscription gets the id of the latest open one.',
                 inputs: []},
             {kind: 'send', title: 'Send a message', text: 'Once, to each WebSocket with a subscription to this path.',
@@ -59,7 +59,7 @@ export const kGroups = [
         title: 'Connections',
         text: 'What happens to whole connections.',
         steps: [
-            {kind: 'drop', title: 'Drop WebSockets', text: 'They end without a close frame.',
+            {kind: 'drop', title: 'Reset connections', text: 'The WebSockets end without a close frame.',
                 inputs: [service, {name: 'how', type: 'choice', label: 'How', choices: ['reset', 'end'],
                     usual: 'reset'}]},
             {kind: 'close', title: 'Close WebSockets', text: 'The server closes them with this code.',
@@ -68,16 +68,16 @@ export const kGroups = [
                 inputs: [service]},
             {kind: 'slow', title: 'Slow line', text: 'Everything that is sent leaves so slowly.',
                 inputs: [integer('bytesPerSecond', 'Bytes per second', 1000, {least: 1})]},
-            {kind: 'stall', title: 'Stall everything', text: 'All connections and new ones are silent.', inputs: [],
-                cutsOff: true},
+            {kind: 'stall', title: 'Stall everything', text: 'Nothing that the bus sends leaves any more.', inputs: []},
             {kind: 'refuseConnections', title: 'Refuse connections',
-                text: 'All connections are reset and nothing listens any more.', inputs: [], cutsOff: true},
+                text: 'All connections are reset, also that of this page. Nothing listens for this time.',
+                inputs: [integer('ms', 'Milliseconds', 5000)], cutsOff: true},
             {kind: 'restart', title: 'Restart', text: 'All connections close. Nothing listens for this time.',
                 inputs: [integer('ms', 'Milliseconds', 2000)], cutsOff: true},
         ],
     },
     {
-        title: 'Elements and notes',
+        title: 'Elements',
         text: 'Changes that the fields of the elements do not offer.',
         steps: [
             {kind: 'set', title: 'Set members',
@@ -89,8 +89,6 @@ export const kGroups = [
                     {name: 'data', type: 'json', label: 'Data',
                         usual: '{"name": "Clamp 9", "type": "ClampS", "isSwitchedOn": false}'},
                     {name: 'unchecked', type: 'flag', label: 'Unchecked', usual: false}]},
-            {kind: 'print', title: 'Note', text: 'The simulator prints this line and records it.', isText: true,
-                inputs: [text('text', 'Text', 'the driver turns the key')]},
         ],
     },
 ];
@@ -100,6 +98,7 @@ export const kElsewhere = {
     remove: 'each element has a button',
     service: 'each service has a choice',
     clear: 'each fault that lasts has a button',
+    print: 'for scenarios only',
     wait: 'for scenarios only',
     expect: 'for scenarios only',
 };
@@ -122,7 +121,7 @@ export function stepValue(step, texts) {
             value[input.name] = read(input, given);
         }
     }
-    return step.isText ? value.text : value;
+    return value;
 }
 
 function read(input, given) {

@@ -14,7 +14,7 @@ export class FaultsView {
         this.error = document.getElementById('active-error');
         this.endAll = document.getElementById('end-all');
         this.endAll.addEventListener('click', () => {
-            if (this.store.faults.size > 0) {
+            if (this.store.activeFaults().length > 0) {
                 this._clear({}, 'All faults have ended');
             }
         });
@@ -27,7 +27,7 @@ export class FaultsView {
     }
 
     update() {
-        const faults = [...this.store.faults.values()];
+        const faults = this.store.activeFaults();
         this.empty.hidden = faults.length > 0;
         setAttribute(this.endAll, 'aria-disabled', faults.length === 0 ? 'true' : undefined);
         const hadFocus = this.active.parent.contains(document.activeElement);
@@ -89,23 +89,30 @@ export class FaultsView {
         const text = make('span', {class: 'fault-text'});
         const since = make('span', {class: 'note'});
         const end = make('button', {type: 'button', onclick: () => {
-            const faults = [...this.store.faults.values()];
-            const {value} = clearOf(this.store.faults.get(number), faults);
-            this._clear(value, 'The fault has ended');
+            if (present.service) {
+                this._return(present.service);
+            } else {
+                this._clear(clearOf(present, this.store.activeFaults()).value, 'The fault has ended');
+            }
         }});
-        let begin = 0;
+        let present;
         return {
             node: make('li', {class: 'active-fault', 'data-fault': number}, make('div', {}, text, since), end),
             update: (fault) => {
+                present = fault;
                 const where = fault.path && fault.path !== '/' ? ` ${fault.path}` : '';
                 text.replaceChildren(make('strong', {}, `${fault.kind}${where}`), ` ${fault.text ?? ''}`);
-                begin = fault.since;
-                const {ends} = clearOf(fault, [...this.store.faults.values()]);
+                const {ends} = fault.service ? {ends: 1} : clearOf(fault, this.store.activeFaults());
                 setText(end, ends > 1 ? `End all “${fault.kind}”` : 'End');
                 end.setAttribute('aria-label', ends > 1 ? `End all faults ${fault.kind}` : `End ${fault.kind}${where}`);
             },
-            tick: (now) => setText(since, `for ${duration(Math.floor((now - begin) / 1000) * 1000)}`),
+            tick: (now) => setText(since, `for ${duration(Math.floor((now - present.since) / 1000) * 1000)}`),
         };
+    }
+
+    async _return(service) {
+        const message = await this._setService(service, 'available');
+        setText(this.error, message ?? '');
     }
 
     async _clear(value, announcement) {

@@ -1,6 +1,8 @@
 // What the timeline shows: how clamps, connections, subscriptions and faults went on, and single moments.
 // Keeps a limited time and a limited number of entries. Knows no page.
 
+import {awayFault, isAway} from './store.js';
+
 export const kLongestHistory = 30 * 60 * 1000;
 export const kMostEntries = 20000;
 
@@ -68,7 +70,7 @@ export class History {
         const subscriptions = clients.flatMap((client) => [...client.subscriptions.values()]
             .map((one) => ({...one, client: client.client})));
         this._reconcile(this.subscriptions, subscriptions, (one) => `${one.client} ${one.subscription}`, time);
-        this._reconcile(this.faults, [...store.faults.values()], ({fault}) => fault, time);
+        this._reconcile(this.faults, store.activeFaults(), ({fault}) => fault, time);
         this.trim(time);
     }
 
@@ -100,7 +102,16 @@ export class History {
                 this._end(this.subscriptions, (one) => one.client === event.client &&
                     one.subscription === event.subscription, time, event.reason);
                 break;
+            case 'service':
+                this._end(this.faults, ({fault}) => fault === `service ${event.name}`, time);
+                if (isAway(details.service)) {
+                    this.faults.push(span(awayFault(details.service), time));
+                }
+                break;
             case 'fault':
+                if (event.kind === 'service') {
+                    return;
+                }
                 this._end(this.faults, ({fault}) => fault === event.fault, time);
                 this.faults.push(span(event, time));
                 break;

@@ -5,6 +5,7 @@ import {BusClock} from './bus-clock.js';
 import {ClientsView} from './clients-view.js';
 import {Connection} from './connection.js';
 import {setText} from './dom.js';
+import {attachDownload} from './download.js';
 import {FaultsView} from './faults-view.js';
 import {History} from './history.js';
 import {IgnitionView} from './ignition-view.js';
@@ -103,5 +104,6 @@ setInterval(() => {
     }
 }, 1000);
 
+attachDownload(document.getElementById('scenario'), document.getElementById('scenario-error'));
 requestAnimationFrame(frame);
 connection.open();

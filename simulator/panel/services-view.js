@@ -14,7 +14,8 @@ export class ServicesView {
 
     update() {
         this.empty.hidden = this.store.services.length > 0;
-        this.list.update(this.store.services);
+        const isFirst = ({name}) => (name === 'ClampControl' ? 0 : 1);
+        this.list.update([...this.store.services].sort((one, other) => isFirst(one) - isFirst(other)));
     }
 
     _serviceView({name}) {

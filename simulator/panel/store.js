@@ -3,6 +3,16 @@
 /** The fields of an element that say what it is. The others can be changed. */
 export const kIdentity = ['id', 'name', 'uri'];
 
+export function isAway({present, available}) {
+    return !present || !available;
+}
+
+/** A service that is away, as a fault. Its `fault` is a text, that of others is a number. */
+export function awayFault({name, present, awaySince}) {
+    const text = `${name} is ${present ? 'unavailable' : 'not present'}`;
+    return {fault: `service ${name}`, kind: 'service', path: `/${name}`, text, since: awaySince, service: name};
+}
+
 export class Store {
     constructor() {
         this.clear();
@@ -38,7 +48,10 @@ export class Store {
             this.clients.set(client.client, {...client, subscriptions});
         }
         for (const fault of state.faults ?? []) {
-            this.faults.set(fault.fault, {...fault});
+            this._fault({...fault, t: fault.since});
+        }
+        for (const service of this.services.filter(isAway)) {
+            service.awaySince = state.now;
         }
         for (const element of before) {
             this.removed.set(element.uri, element);
@@ -69,6 +82,11 @@ export class Store {
         const service = this.services.find((one) => one.name === serviceName);
         const resource = service?.resources?.find((one) => one.name === resourceName);
         return {service, resource, element: resource?.elements?.find((one) => one.uri === path)};
+    }
+
+    /** The faults that last, and the services that are away, as such. */
+    activeFaults() {
+        return [...this.faults.values(), ...this.services.filter(isAway).map(awayFault)];
     }
 
     /** Every path that a fault can be for: all, services, resources, elements. */
@@ -117,7 +135,7 @@ export class Store {
         return {element};
     }
 
-    _service({name, present, available}) {
+    _service({t, name, present, available}) {
         let service = this.services.find((one) => one.name === name);
         if (!service) {
             service = {name, present: true, available: true, resources: []};
@@ -126,6 +144,7 @@ export class Store {
         const before = {present: service.present, available: service.available};
         service.present = present ?? service.present;
         service.available = available ?? service.available;
+        service.awaySince = isAway(service) ? t : undefined;
         return {service, before};
     }
 
@@ -159,7 +178,10 @@ export class Store {
     }
 
     _fault({t, fault, kind, path, text}) {
-        this.faults.set(fault, {fault, kind, path, text, since: t});
+        // That a service is away is seen at the service.
+        if (kind !== 'service') {
+            this.faults.set(fault, {fault, kind, path, text, since: t});
+        }
     }
 
     _cleared({fault}) {

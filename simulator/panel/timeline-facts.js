@@ -1,7 +1,7 @@
 // What was the case at a moment, in words. Knows no page.
 
 import {clientName} from './timeline-rows.js';
-import {counted, onOff, timeOfDay} from './words.js';
+import {counted, isFailed, onOff, requestText, timeOfDay} from './words.js';
 
 const kMostMarks = 5;
 
@@ -33,7 +33,7 @@ function connectionText(one, {subscriptions}) {
 
 function markLine(mark) {
     if (mark.kind === 'request') {
-        return {tone: mark.status >= 400 ? 'fault' : 'request', text: `${mark.method} ${mark.path}: ${mark.status}`};
+        return {tone: isFailed(mark) ? 'fault' : 'request', text: requestText(mark)};
     }
     return {tone: mark.kind === 'violation' ? 'violation' : 'accent', text: mark.text};
 }

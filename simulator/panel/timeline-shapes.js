@@ -1,6 +1,7 @@
 // The shapes in the rows of the timeline: waveforms, bars and marks.
 
 import {waveform} from './timeline-layout.js';
+import {isFailed} from './words.js';
 
 export function paintRow(context, scene, plot, {row, top, height}) {
     if (row.kind === 'signal') {
@@ -81,7 +82,7 @@ function paintMarks(context, {window, colours}, {width}, {row, top, height}) {
     const drawn = new Set();
     for (const mark of row.marks) {
         const x = Math.round(window.x(mark.t, width)) + 0.5;
-        const shape = mark.kind === 'request' && mark.status >= 400 ? 'failed' : mark.kind;
+        const shape = mark.kind === 'request' && isFailed(mark) ? 'failed' : mark.kind;
         // Thousands of marks may be on one pixel.
         if (!drawn.has(`${shape} ${x}`)) {
             drawn.add(`${shape} ${x}`);

@@ -2,7 +2,7 @@
 
 import {make} from './dom.js';
 import {clientName} from './timeline-rows.js';
-import {duration, onOff, timeOfDay} from './words.js';
+import {duration, onOff, requestText, timeOfDay} from './words.js';
 
 /** A table with more lines would not be read. */
 const kMostLines = 200;
@@ -41,8 +41,8 @@ export class TimelineTable {
                     .map((one) => [one.path, clients.get(one.client) ?? '', ...span(one)])),
             table('Faults', ['Fault', 'What it does', 'From', 'To', 'Duration', 'Reason'],
                 this.history.faults.filter(inWindow).map((one) => [one.kind, one.text ?? '', ...span(one)])),
-            table('Requests', ['Time', 'Request', 'Status'], marks.filter(({kind}) => kind === 'request')
-                .map(({t, method, path, status}) => [this._time(t), `${method} ${path}`, String(status)])),
+            table('Requests', ['Time', 'Request'], marks.filter(({kind}) => kind === 'request')
+                .map((mark) => [this._time(mark.t), requestText(mark)])),
             table('Violations and steps', ['Time', 'What'], marks.filter(({kind}) => kind !== 'request')
                 .map(({t, text}) => [this._time(t), text])),
         ];

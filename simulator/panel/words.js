@@ -54,12 +54,24 @@ export function valueText(value) {
     return value === null ? 'none' : String(value);
 }
 
+/** A request and its status; 0 if it was not answered. */
+export function requestText({method, path, status}) {
+    return `${method} ${path}: ${status === 0 ? 'not answered' : status}`;
+}
+
+export function isFailed({status}) {
+    return status >= 400 || status === 0;
+}
+
 /** "available", or how a service is away. */
 export function serviceText({present, available}) {
     return !present ? 'not present' : available ? 'available' : 'unavailable';
 }
 
-function who(client, number) {
+function who(client, number, program) {
+    if (!client && (number === 0 || program)) {
+        return program || 'A client';
+    }
     return client ? `${client.program || 'A client'} (${client.address})` : `Client ${number}`;
 }
 
@@ -89,8 +101,9 @@ const kSentences = {
     disconnected: ({client, reason}, details) => ({
         text: `${who(details.client, client)} has disconnected${reason ? `: ${reason}` : ''}`,
     }),
-    request: ({method, path, status, program}) => ({
-        text: `${method} ${path}: ${status}${program ? ` (${program})` : ''}`, tone: status >= 400 ? 'fault' : '',
+    request: (request) => ({
+        text: `${requestText(request)}${request.program ? ` (${request.program})` : ''}`,
+        tone: isFailed(request) ? 'fault' : '',
     }),
     subscribed: ({client, path}, details) => ({text: `${who(details.client, client)} has subscribed to ${path}`}),
     unsubscribed: ({client, path, reason}, details) => ({
@@ -99,7 +112,8 @@ const kSentences = {
     }),
     fault: ({kind, path, text}) => ({text: `Fault "${kind}" has begun: ${placed(text, path)}`, tone: 'fault'}),
     cleared: ({kind}, {fault}) => ({text: `Fault "${kind}" has ended${fault?.text ? `: ${fault.text}` : ''}`}),
-    violation: ({client, text}, details) => ({text: `${who(details.client, client)}: ${text}`, tone: 'violation'}),
+    violation: ({client, program, text}, details) =>
+        ({text: `${who(details.client, client, program)}: ${text}`, tone: 'violation'}),
     step: ({kind, text, source}) => ({text: `${source === 'scenario' ? 'Scenario' : 'Step'}: ${text || kind}`}),
 };
 
