@@ -61,7 +61,7 @@ function remarkOn(field, value) {
     if (field.kind === 'enumeration' && !field.literals?.includes(value)) {
         return 'unknown literal';
     }
-    if (field.kind === 'list of enumerations' && Array.isArray(value) && field.literals) {
+    if (Array.isArray(value) && field.literals) {
         const unknown = value.filter((one) => !field.literals.includes(one));
         return unknown.length > 0 ? `unknown literal: ${unknown.map(valueText).join(', ')}` : '';
     }

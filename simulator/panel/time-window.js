@@ -19,14 +19,16 @@ export class TimeWindow {
         return this.to - this.span;
     }
 
-    /** The window moves on if it follows. Returns whether it has moved. */
+    /** How far the window is behind the place where it follows the time. */
+    lag(now) {
+        return now + this.span * kFuture - this.to;
+    }
+
+    /** The window moves on if it follows. */
     advance(now) {
-        const to = now + this.span * kFuture;
-        if (!this.follows || to === this.to) {
-            return false;
+        if (this.follows) {
+            this.to += this.lag(now);
         }
-        this.to = to;
-        return true;
     }
 
     follow(now) {

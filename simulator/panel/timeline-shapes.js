@@ -79,13 +79,13 @@ function paintEnd(context, colours, x, top, height) {
 function paintMarks(context, {window, colours}, {width}, {row, top, height}) {
     const bottom = top + height;
     line(context, colours.line, 1, [[0, bottom - 0.5], [width, bottom - 0.5]]);
-    const drawn = new Set();
+    const drawn = {};
     for (const mark of row.marks) {
         const x = Math.round(window.x(mark.t, width)) + 0.5;
         const shape = mark.kind === 'request' && isFailed(mark) ? 'failed' : mark.kind;
         // Thousands of marks may be on one pixel.
-        if (!drawn.has(`${shape} ${x}`)) {
-            drawn.add(`${shape} ${x}`);
+        if (drawn[shape] !== x) {
+            drawn[shape] = x;
             kMarks[shape](context, colours, {x, top, bottom, middle: (top + bottom) / 2});
         }
     }

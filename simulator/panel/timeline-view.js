@@ -65,7 +65,7 @@ export class TimelineView {
     frame(time) {
         const now = this.now();
         if (!this.isDirty && this.window.follows) {
-            const moved = ((now - this.window.to) / this.window.span + 0.03) * (this.width ?? 0);
+            const moved = (this.window.lag(now) / this.window.span) * (this.width ?? 0);
             this.isDirty = moved > 0.5 && (!this.calm.matches || time - this.painted > kCalmPause);
         }
         if (!this.isDirty) {

@@ -13,9 +13,9 @@ const kTypes = {'.html': 'text/html; charset=utf-8', '.css': 'text/css', '.js': 
     '.svg': 'image/svg+xml'};
 
 export class MockBus {
-    constructor({basePath = '/', age = 0} = {}) {
+    constructor({basePath = '/'} = {}) {
         this.basePath = basePath;
-        this.begin = performance.now() - age;
+        this.begin = performance.now();
         this.clients = new Map();
         this.faults = new Map();
         this.streams = new Set();

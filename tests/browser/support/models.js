@@ -5,7 +5,7 @@ const integer = (key) => ({key, kind: 'integer'});
 const string = (key) => ({key, kind: 'string'});
 const reference = (key) => ({key, kind: 'reference'});
 const enumeration = (key, ...literals) => ({key, kind: 'enumeration', literals});
-const list = (key, of, literals) => ({key, kind: `list of ${of}`, literals});
+const list = (key, of, literals) => ({key, kind: of, literals});
 
 export const kModels = {
     ClampControl: {
@@ -27,7 +27,7 @@ export const kModels = {
     },
     servicemanagement: {
         transactionTypes: [
-            list('attachedOperations', 'untyped references'), reference('connectionState'),
+            list('attachedOperations', 'references'), reference('connectionState'),
             list('privacyGroups', 'enumerations', ['trackingData', 'locationData', 'personalData', 'anonymousData']),
             reference('transactionActivationType'),
         ],

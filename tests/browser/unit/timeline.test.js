@@ -27,10 +27,11 @@ function windowAt(from, to) {
 
 test('a window follows the time until it is paused', () => {
     const sut = new TimeWindow();
-    assert.ok(sut.advance(100000));
+    sut.advance(100000);
     assert.ok(sut.from < 100000 && sut.to > 100000);
     sut.pause();
-    assert.equal(sut.advance(200000), false);
+    sut.advance(200000);
+    assert.ok(sut.to < 200000);
     sut.follow(200000);
     assert.ok(sut.to > 200000);
 });
