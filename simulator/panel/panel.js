@@ -83,18 +83,21 @@ function showConnection(isConnected) {
         [ignition, timeline].forEach((view) => dirty.add(view));
     }
     if (before !== pageState.dataset.state && before !== 'waiting') {
-        announcer.say(isConnected ? 'The simulator answers again' : text);
+        const said = isConnected ? 'The simulator answers again' : 'The simulator does not answer';
+        announcer.say(said);
+        log.add(clock.now(), {text: said, tone: isConnected ? '' : 'fault', topic: 'page'});
+        dirty.add(log);
     }
 }
 
 /** Events may come by the thousand: the page changes once for each of its pictures. */
 function frame(time) {
+    requestAnimationFrame(frame);
     for (const view of dirty) {
         view.update();
     }
     dirty.clear();
     timeline.frame(time);
-    requestAnimationFrame(frame);
 }
 
 setInterval(() => {

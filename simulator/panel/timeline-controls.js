@@ -1,6 +1,8 @@
 // What buttons, keys, the pointer and the wheel do to the timeline.
 
 const kZoom = 1.6;
+/** The height of a line, for wheels that count lines. */
+const kLine = 30;
 /** A pointer that has moved less than this has clicked. */
 const kClick = 4;
 
@@ -110,7 +112,8 @@ function attachWheel(view) {
         } else if (event.ctrlKey || document.activeElement === view.stage) {
             event.preventDefault();
             const x = event.clientX - view.stage.getBoundingClientRect().left;
-            view.zoom(1.0015 ** event.deltaY, view.timeAt(x));
+            const lines = event.deltaMode === WheelEvent.DOM_DELTA_LINE ? kLine : 1;
+            view.zoom(1.0015 ** (event.deltaY * lines), view.timeAt(x));
         }
     }, {passive: false});
 }
