@@ -47,7 +47,7 @@ export function fieldControl(field, send, complain) {
 }
 
 /** What is unusual about a value, or "". */
-function remarkOn(field, value) {
+export function remarkOn(field, value) {
     if (value === undefined) {
         return 'not set';
     }
