@@ -1,8 +1,16 @@
 // The steps that scenarios, the control interface and users of the library do, above all faults.
+#include <Poco/JSON/Object.h>
+#include <Poco/JSON/Parser.h>
+
 #include <chrono>
+#include <fstream>
+#include <iterator>
+#include <set>
 #include <stdexcept>
+#include <string>
 
 #include "SimulatorTest.h"
+#include "steps/StepKinds.h"
 
 namespace {
 
@@ -202,6 +210,45 @@ TEST_F(SimulatorSteps, BringServicesBackWhenEverythingIsCleared) {
     sut.perform(R"({"clear":{}})");
     EXPECT_EQ(RawHttp(sut.port()).get(kClamp).status, 200);
     EXPECT_EQ(RawHttp(sut.port()).get("/Users/groups").status, 200);
+}
+
+std::set<std::string> keysOf(const Poco::JSON::Object::Ptr& object) {
+    const auto names = object->getNames();
+    return {names.begin(), names.end()};
+}
+
+Poco::JSON::Object::Ptr stepsOfTheSchema() {
+    std::ifstream file(SCENARIO_SCHEMA_FILE);
+    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return Poco::JSON::Parser()
+        .parse(text)
+        .extract<Poco::JSON::Object::Ptr>()
+        ->getObject("$defs")
+        ->getObject("step")
+        ->getObject("properties");
+}
+
+TEST(SimulatorStepKinds, AreThoseOfTheSchemaOfScenarios) {
+    std::set<std::string> kinds{"at", "print", "wait", "expect"};
+    for (const zebbussim::StepKind& kind : zebbussim::stepKinds()) {
+        kinds.insert(kind.name);
+    }
+    EXPECT_EQ(kinds, keysOf(stepsOfTheSchema()));
+}
+
+TEST(SimulatorStepKinds, HaveTheMembersThatTheSchemaOfScenariosNames) {
+    const auto steps = stepsOfTheSchema();
+    for (const zebbussim::StepKind& kind : zebbussim::stepKinds()) {
+        const auto step = steps->getObject(kind.name);
+        if (!step->has("properties")) {
+            continue;  // shared with another step
+        }
+        std::set<std::string> members;
+        for (const zebbussim::MemberKind& member : kind.members) {
+            members.insert(member.key);
+        }
+        EXPECT_EQ(members, keysOf(step->getObject("properties"))) << kind.name;
+    }
 }
 
 }  // namespace
