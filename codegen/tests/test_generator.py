@@ -365,12 +365,19 @@ class FilesWithoutAModel(InDirectory):
         (self.directory / "other.yaml").write_text(MODEL.replace("Made", "Other").replace("made", "other"))
         self.generate()
         (self.directory / "other.yaml").unlink()
+        # The files of the simulator stay. Only their content changes.
+        self.check_before = self.generate("--check")
+        self.generate()
         self.abandoned = [self.header("Other"), self.source("Other")]
 
     def test_fail_the_check_and_are_listed(self):
         result = self.generate("--check")
         expected = "".join(f"{path}: no model generates this file any more\n" for path in self.abandoned)
         self.assertEqual((result.returncode, result.stdout, result.stderr), (1, expected, ""))
+
+    def test_leave_the_files_of_the_simulator(self):
+        self.assertIn('-        {"other", {', self.check_before.stdout)
+        self.assertNotIn('"other"', self.table().read_text() + self.schema().read_text())
 
     def test_are_listed_and_kept_when_the_others_are_written(self):
         self.header("Made").unlink()
