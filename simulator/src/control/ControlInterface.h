@@ -20,9 +20,9 @@ class ControlInterface {
 
     explicit ControlInterface(Bus& bus) : bus_(bus) {}
 
-    /// Whether a request is for this interface.
+    /// Whether a request is for this interface. One without segments is for the page.
     static bool isFor(const RequestTarget& target) {
-        return target.segments.empty() || target.segments[0] == kName;
+        return !target.segments.empty() && target.segments[0] == kName;
     }
 
     /// Never throws for anything that a request can contain.

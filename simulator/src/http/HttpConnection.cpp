@@ -298,7 +298,11 @@ void HttpConnection::handle(const std::optional<HttpFault>& fault) {
 
 bool HttpConnection::isControl() const {
     const auto* const target = std::get_if<RequestTarget>(&target_);
-    return target != nullptr && !beast::websocket::is_upgrade(request_) && ControlInterface::isFor(*target);
+    if (target == nullptr || beast::websocket::is_upgrade(request_)) {
+        return false;
+    }
+    const bool isPage = request_.target() == "/" || request_.target() == context_.basePath;
+    return target->segments.empty() ? isPage : ControlInterface::isFor(*target);
 }
 
 void HttpConnection::handleControl() {

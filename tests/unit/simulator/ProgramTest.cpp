@@ -138,7 +138,7 @@ TEST_F(SimulatorProgram, NamesTheFieldThatWasProbablyMeantWithItsPlace) {
                                  .string();
     const std::string said = start({file});
     EXPECT_NE(said.find(file + ":2:15: "), std::string::npos) << said;
-    EXPECT_NE(said.find("did you mean \"isSwitchedOn\"?"), std::string::npos) << said;
+    EXPECT_NE(said.find("Did you mean \"isSwitchedOn\"?"), std::string::npos) << said;
 }
 
 TEST_F(SimulatorProgram, HasAVehicleWithTerminal15ForTheDemo) {
