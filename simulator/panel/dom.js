@@ -10,7 +10,7 @@ export function make(tag, attributes = {}, ...children) {
             node.setAttribute(name, value === true ? '' : value);
         }
     }
-    node.append(...children.filter((child) => child !== undefined && child !== null && child !== ''));
+    node.append(...children.filter((child) => child !== undefined && child !== false && child !== ''));
     return node;
 }
 
@@ -21,9 +21,9 @@ export function setText(node, text) {
     }
 }
 
-/** Sets or removes an attribute, if it is another. */
+/** Sets an attribute, if it is another; removes it if the value is undefined. */
 export function setAttribute(node, name, value) {
-    if (value === undefined || value === null || value === false) {
+    if (value === undefined) {
         node.removeAttribute(name);
     } else if (node.getAttribute(name) !== String(value)) {
         node.setAttribute(name, value);

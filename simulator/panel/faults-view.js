@@ -53,7 +53,8 @@ export class FaultsView {
     _groupView({title, text, steps}) {
         const id = newId('group');
         return make('section', {'aria-labelledby': id, class: 'group'}, make('h3', {id}, title),
-            make('p', {class: 'note'}, text), ...steps.map((step) => this._stepView(step)));
+            make('p', {class: 'note'}, text),
+            make('div', {class: 'steps'}, ...steps.map((step) => this._stepView(step))));
     }
 
     _stepView(step) {
@@ -79,10 +80,12 @@ export class FaultsView {
                 this.announcer.say(`Done: ${step.title}`);
             }
         };
+        const inputs = controls.length > 0 &&
+            make('div', {class: 'step-inputs'}, ...controls.map(([, {node}]) => node));
         return make('form', {class: 'step', 'data-kind': step.kind, novalidate: true, onsubmit: (event) => {
             event.preventDefault();
             perform();
-        }}, button, make('div', {class: 'step-inputs'}, ...controls.map(([, {node}]) => node)), about, error);
+        }}, button, about, inputs, error);
     }
 
     _activeView({fault: number}) {
@@ -129,8 +132,11 @@ export class FaultsView {
         const error = make('p', {class: 'error', role: 'status'});
         const buttons = ['available', 'unavailable', 'not present'].map((state) => make('input', {
             type: 'radio', name: group, value: state, onchange: async () => {
-                setText(error, await this._setService(name, state) ?? '');
-                this.update();
+                const message = await this._setService(name, state);
+                setText(error, message ?? '');
+                if (message) {
+                    this.update();  // otherwise an event brings the new state
+                }
             },
         }));
         const labels = {available: 'available', unavailable: 'unavailable (503)', 'not present': 'not present (404)'};

@@ -113,7 +113,7 @@ panelTest('the pointer shows the values at a time, and drags the picture', async
     await closeUp(page);
     await page.locator('#terminal15').click();
     bus.connect('clamp-monitor/1');
-    await untilColoured(page, 'connection', (count) => count > 300);
+    await untilColoured(page, 'connection', (count) => count > 3000);
     const box = await page.locator('#timeline-stage').boundingBox();
     await page.locator('#timeline-pause').click();
     await page.mouse.move(box.x + box.width * 0.96, box.y + 40);

@@ -74,17 +74,15 @@ const kSteps = {
         Object.assign(service, change);
         const {present, available} = service;
         bus.emit('service', {name, present, available});
-        bus.endFaults(({kind, path}) => kind === 'service' && path === `/${name}`);
         if (!present || !available) {
-            bus.beginFault('service', `/${name}`, present ? `${name} is unavailable` : `${name} is not present`);
             bus.disconnectAll(name, 'closed with 1001');
         }
     },
     clear(bus, {path, fault}) {
-        const ended = bus.endFaults((one) => (path === undefined && fault === undefined) || one.path === path ||
-            one.kind === fault);
-        for (const {path: where} of ended.filter(({kind}) => kind === 'service')) {
-            kSteps.service(bus, {name: where.slice(1), present: true, available: true});
+        const isForAll = path === undefined && fault === undefined;
+        bus.endFaults((one) => isForAll || (fault === undefined ? one.path === path : one.kind === fault));
+        for (const {name} of isForAll ? bus.services.filter((one) => !one.present || !one.available) : []) {
+            kSteps.service(bus, {name, present: true, available: true});
         }
     },
     drop: (bus, {service}) => bus.disconnectAll(service, 'dropped'),
