@@ -1,7 +1,7 @@
 // The clients with a WebSocket, and their subscriptions.
 
 import {KeyedList, make, setText} from './dom.js';
-import {duration} from './words.js';
+import {age} from './words.js';
 
 export class ClientsView {
     constructor({store, clock}) {
@@ -42,6 +42,6 @@ function clientView({client}) {
             setText(where, `${one.service} · ${one.address}`);
             list.update([...one.subscriptions.values()]);
         },
-        tick: (now) => setText(since, duration(Math.floor((now - begin) / 1000) * 1000)),
+        tick: (now) => setText(since, age(now - begin)),
     };
 }

@@ -77,8 +77,9 @@ export const kGroups = [
         ],
     },
     {
-        title: 'Elements',
-        text: 'Changes that the fields of the elements do not offer.',
+        title: 'More changes',
+        text: 'What the fields of the elements do not offer.',
+        place: 'element-steps',
         steps: [
             {kind: 'set', title: 'Set members',
                 text: 'Unchecked, the model does not matter: unknown literals, other types.',

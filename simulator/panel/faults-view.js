@@ -3,13 +3,14 @@
 import {KeyedList, make, newId, setAttribute, setText} from './dom.js';
 import {clearOf, kGroups, stepValue} from './fault-catalog.js';
 import {inputControl} from './step-inputs.js';
-import {duration, serviceText} from './words.js';
+import {age, faultName, serviceText} from './words.js';
 
 export class FaultsView {
     constructor({store, steps, clock, announcer}) {
         Object.assign(this, {store, steps, clock, announcer, inputs: []});
-        const parent = document.getElementById('fault-groups');
-        parent.append(...kGroups.map((group) => this._groupView(group)));
+        for (const group of kGroups) {
+            document.getElementById(group.place ?? 'fault-groups').append(this._groupView(group));
+        }
         this.empty = document.getElementById('active-empty');
         this.error = document.getElementById('active-error');
         this.endAll = document.getElementById('end-all');
@@ -103,13 +104,13 @@ export class FaultsView {
             node: make('li', {class: 'active-fault', 'data-fault': number}, make('div', {}, text, since), end),
             update: (fault) => {
                 present = fault;
-                const where = fault.path && fault.path !== '/' ? ` ${fault.path}` : '';
-                text.replaceChildren(make('strong', {}, `${fault.kind}${where}`), ` ${fault.text ?? ''}`);
+                const name = faultName(fault);
+                text.replaceChildren(make('strong', {}, name), ` ${fault.text ?? ''}`);
                 const {ends} = fault.service ? {ends: 1} : clearOf(fault, this.store.activeFaults());
                 setText(end, ends > 1 ? `End all “${fault.kind}”` : 'End');
-                end.setAttribute('aria-label', ends > 1 ? `End all faults ${fault.kind}` : `End ${fault.kind}${where}`);
+                end.setAttribute('aria-label', ends > 1 ? `End all faults ${fault.kind}` : `End ${name}`);
             },
-            tick: (now) => setText(since, `for ${duration(Math.floor((now - present.since) / 1000) * 1000)}`),
+            tick: (now) => setText(since, `for ${age(now - present.since)}`),
         };
     }
 
@@ -139,9 +140,8 @@ export class FaultsView {
                 }
             },
         }));
-        const labels = {available: 'available', unavailable: 'unavailable (503)', 'not present': 'not present (404)'};
         const node = make('fieldset', {class: 'away', 'data-service': name}, make('legend', {}, name),
-            ...buttons.map((button) => make('label', {}, button, make('span', {}, labels[button.value]))), error);
+            ...buttons.map((button) => make('label', {}, button, make('span', {}, button.value))), error);
         return {
             node,
             update(service) {

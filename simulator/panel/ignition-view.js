@@ -1,7 +1,7 @@
 // The switch of terminal 15.
 
 import {setAttribute, setText} from './dom.js';
-import {duration, onOff} from './words.js';
+import {age, onOff} from './words.js';
 
 export class IgnitionView {
     constructor({store, steps, clock, announcer, history}) {
@@ -50,7 +50,7 @@ export class IgnitionView {
     tick() {
         const last = this.history.signals.get(this.path)?.changes.at(-1);
         const isSeen = last && last.t > this.history.knownSince;
-        const since = isSeen ? `, for ${duration(Math.floor((this.clock.now() - last.t) / 1000) * 1000)}` : '';
-        setText(this.note, this.path ? `${this.path}${since}` : 'The bus has no clamp of type Clamp15.');
+        const since = isSeen && this.store.isLive ? `${onOff(last.on)} for ${age(this.clock.now() - last.t)} · ` : '';
+        setText(this.note, this.path ? `${since}${this.path}` : 'The bus has no clamp of type Clamp15.');
     }
 }

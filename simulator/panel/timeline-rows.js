@@ -1,6 +1,7 @@
 // The rows of the timeline: what is drawn where, from the history. Knows no page.
 
 import {firstAfter} from './history.js';
+import {faultName} from './words.js';
 
 /** More rows would not be read. */
 const kMostRows = {connection: 24, fault: 12};
@@ -38,8 +39,8 @@ function connectionRows(history, from, to, now) {
     });
 }
 
-function faultLabel({kind, path, text}) {
-    return {key: `${kind} ${path ?? ''}`, label: path && path !== '/' ? `${kind} ${path}` : kind, note: text};
+function faultLabel(fault) {
+    return {key: `${fault.kind} ${fault.path ?? ''}`, label: faultName(fault), note: fault.text ?? ''};
 }
 
 /** Spans with the same key share a row unless they overlap. */

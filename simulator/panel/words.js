@@ -24,6 +24,11 @@ export function duration(ms) {
     return minutes < 60 ? `${minutes} min ${seconds % 60} s` : `${Math.floor(minutes / 60)} h ${minutes % 60} min`;
 }
 
+/** How long something has lasted, in whole seconds. */
+export function age(ms) {
+    return ms < 10000 ? `${Math.max(0, Math.floor(ms / 1000))} s` : duration(ms);
+}
+
 /** The length of a window: "60 s" becomes "1 min". */
 export function spanText(ms) {
     if (ms < 1000) {
@@ -97,7 +102,8 @@ const kSentences = {
         const away = !service.present || !service.available;
         return {text: `The service ${name} is ${serviceText(service)}`, tone: away ? 'fault' : ''};
     },
-    connected: ({client, service}, details) => ({text: `${who(details.client, client)} has connected to ${service}`}),
+    connected: ({client, service}, details) =>
+        ({text: `${who(details.client, client)} has connected to ${service}`}),
     disconnected: ({client, reason}, details) => ({
         text: `${who(details.client, client)} has disconnected${reason ? `: ${reason}` : ''}`,
     }),
@@ -110,15 +116,17 @@ const kSentences = {
         text: `${who(details.client, client)} is no longer subscribed to ` +
             `${path ?? details.subscription?.path}${reason ? `: ${reason}` : ''}`,
     }),
-    fault: ({kind, path, text}) => ({text: `Fault "${kind}" has begun: ${placed(text, path)}`, tone: 'fault'}),
+    fault: ({kind, path, text}) => ({text: `Fault "${faultName({kind, path, text})}" has begun: ${text}`, tone: 'fault'}),
     cleared: ({kind}, {fault}) => ({text: `Fault "${kind}" has ended${fault?.text ? `: ${fault.text}` : ''}`}),
     violation: ({client, program, text}, details) =>
         ({text: `${who(details.client, client, program)}: ${text}`, tone: 'violation'}),
     step: ({kind, text, source}) => ({text: `${source === 'scenario' ? 'Scenario' : 'Step'}: ${text || kind}`}),
 };
 
-function placed(text, path) {
-    return path && path !== '/' && !text?.includes(path) ? `${text} (${path})` : text;
+
+/** The kind of a fault, with its path unless its text names it. */
+export function faultName({kind, path, text}) {
+    return path && path !== '/' && !text?.includes(path.slice(1)) ? `${kind} ${path}` : kind;
 }
 
 /** The topics by which the log can be filtered. */

@@ -84,7 +84,7 @@ panelTest('reset connections: the client loses the state and finds it again', as
 
 panelTest('service away: the client is told, and follows again when it is back', async ({page, monitor}) => {
     const choice = page.locator('.away[data-service="ClampControl"]');
-    await choice.getByLabel('unavailable (503)').check();
+    await choice.getByLabel('unavailable', {exact: true}).check();
     await monitor.sees('unknown');
     await page.locator('.active-fault').filter({hasText: 'ClampControl is unavailable'}).waitFor();
     await page.getByRole('button', {name: 'End all'}).click();

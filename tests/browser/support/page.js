@@ -64,12 +64,13 @@ export function colouredPixels(page, colour, {left = 0, right = 1} = {}) {
     }, [colour, left, right]);
 }
 
-/** Stores a picture of the page if the environment asks for pictures. */
+/** Stores pictures of the first screen and of the whole page, if the environment asks for pictures. */
 export async function screenshot(page, name) {
     const directory = process.env.SCREENSHOTS;
     if (directory) {
         mkdirSync(directory, {recursive: true});
-        await page.screenshot({path: `${directory}/${name}.png`, fullPage: true});
+        await page.screenshot({path: `${directory}/${name}.png`});
+        await page.screenshot({path: `${directory}/${name}-whole.png`, fullPage: true});
     }
 }
 

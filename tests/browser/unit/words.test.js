@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 
-import {counted, duration, sentence, spanText, timeOfDay, valueText} from '../../../simulator/panel/words.js';
+import {age, counted, duration, sentence, spanText, timeOfDay, valueText} from '../../../simulator/panel/words.js';
 import {stateWith, storeWith} from './bus-states.js';
 
 function said(name, event, store = storeWith()) {
@@ -17,6 +17,10 @@ test('times are the times of the day', () => {
 test('durations get coarser as they get longer', () => {
     assert.deepEqual([0, 250, 2500, 12345, 185000, 7620000].map(duration),
         ['0.000 s', '0.250 s', '2.5 s', '12 s', '3 min 5 s', '2 h 7 min']);
+});
+
+test('an age has no fractions', () => {
+    assert.deepEqual([-5, 900, 8999, 61000].map(age), ['0 s', '0 s', '8 s', '1 min 1 s']);
 });
 
 test('the length of a window is a round number', () => {
@@ -82,7 +86,7 @@ test('a service says how it is away', () => {
 test('a fault says where it is', () => {
     const store = storeWith(stateWith());
     const fault = {t: 1, fault: 2, kind: 'delay', path: '/ClampControl', text: 'answers after 500 ms'};
-    assert.equal(said('fault', fault, store).text, 'Fault "delay" has begun: answers after 500 ms (/ClampControl)');
+    assert.equal(said('fault', fault, store).text, 'Fault "delay /ClampControl" has begun: answers after 500 ms');
     assert.equal(said('cleared', {t: 2, fault: 2, kind: 'delay'}, store).text,
         'Fault "delay" has ended: answers after 500 ms');
 });
