@@ -15,7 +15,7 @@ import {Steps} from './steps.js';
 import {Store} from './store.js';
 import {TimelineTable} from './timeline-table.js';
 import {TimelineView} from './timeline-view.js';
-import {sentence} from './words.js';
+import {isWorthTelling, sentence} from './words.js';
 
 /** "/" or "/zeb/": everything that the simulator serves is below it. */
 const base = document.documentElement.dataset.base.replace(/\/*$/, '/');
@@ -62,8 +62,10 @@ const connection = new Connection(base, {
         const details = store.apply(name, event);
         history.apply(name, event, details);
         const said = sentence(name, event, details);
-        log.add(event.t, said);
-        dirty.add(log);
+        if (isWorthTelling(name, event)) {
+            log.add(event.t, said);
+            dirty.add(log);
+        }
         (viewsOf[said.topic] ?? []).forEach((view) => dirty.add(view));
     },
     changed: showConnection,

@@ -14,8 +14,7 @@ export class ServicesView {
 
     update() {
         this.empty.hidden = this.store.services.length > 0;
-        const isFirst = ({name}) => (name === 'ClampControl' ? 0 : 1);
-        this.list.update([...this.store.services].sort((one, other) => isFirst(one) - isFirst(other)));
+        this.list.update(this.store.services);
     }
 
     _serviceView({name}) {

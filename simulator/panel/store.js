@@ -42,7 +42,8 @@ export class Store {
             name: state.name ?? '', version: state.version ?? '',
             baseUri: state.baseUri ?? '', basePath: state.basePath ?? '/',
         };
-        this.services = structuredClone(state.services ?? []);
+        const place = ({name}) => (name === 'ClampControl' ? 0 : 1);
+        this.services = structuredClone(state.services ?? []).sort((one, other) => place(one) - place(other));
         for (const client of state.clients ?? []) {
             const subscriptions = new Map((client.subscriptions ?? []).map((one) => [one.subscription, {...one}]));
             this.clients.set(client.client, {...client, subscriptions});

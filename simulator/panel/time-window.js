@@ -2,7 +2,7 @@
 
 export const kShortestSpan = 100;
 export const kLongestSpan = 30 * 60 * 1000;
-const kUsualSpan = 60 * 1000;
+const kUsualSpan = 30 * 1000;
 /** So much of the window is behind the present, so that its end can be seen. */
 const kFuture = 0.03;
 const kTickSteps = [10, 20, 50, 100, 200, 500, 1000, 2000, 5000, 10000, 15000, 30000, 60000, 120000, 300000, 600000];

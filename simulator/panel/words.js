@@ -116,7 +116,7 @@ const kSentences = {
         text: `${who(details.client, client)} is no longer subscribed to ` +
             `${path ?? details.subscription?.path}${reason ? `: ${reason}` : ''}`,
     }),
-    fault: ({kind, path, text}) => ({text: `Fault "${faultName({kind, path, text})}" has begun: ${text}`, tone: 'fault'}),
+    fault: (fault) => ({text: `Fault "${faultName(fault)}" has begun: ${fault.text}`, tone: 'fault'}),
     cleared: ({kind}, {fault}) => ({text: `Fault "${kind}" has ended${fault?.text ? `: ${fault.text}` : ''}`}),
     violation: ({client, program, text}, details) =>
         ({text: `${who(details.client, client, program)}: ${text}`, tone: 'violation'}),
@@ -127,6 +127,14 @@ const kSentences = {
 /** The kind of a fault, with its path unless its text names it. */
 export function faultName({kind, path, text}) {
     return path && path !== '/' && !text?.includes(path.slice(1)) ? `${kind} ${path}` : kind;
+}
+
+/** The kinds of steps that say more than the events that they lead to. */
+const kTellingSteps = ['release', 'skip', 'send', 'drop', 'close', 'freeze'];
+
+/** Whether an event says something that no other says. */
+export function isWorthTelling(name, {kind}) {
+    return name !== 'step' || kTellingSteps.includes(kind);
 }
 
 /** The topics by which the log can be filtered. */

@@ -58,10 +58,20 @@ for (const [name, options] of Object.entries(kPictures)) {
         story(bus);
         await page.locator('.active-fault').filter({hasText: 'twice'}).waitFor();
         await page.locator('#terminal15[data-state="on"]').waitFor();
+        await page.locator('#timeline-out').click();
         await page.mouse.move(0, 0);
         await screenshot(page, name);
     }, {page: options});
 }
+
+panelTest('the panel under the pointer', async ({page, bus}) => {
+    story(bus);
+    await page.locator('#terminal15[data-state="on"]').waitFor();
+    await page.locator('#timeline-pause').click();
+    await page.locator('#timeline-stage').hover({position: {x: 400, y: 90}});
+    await page.locator('#timeline-tooltip').getByText('delay').waitFor();
+    await screenshot(page, 'hover');
+});
 
 panelTest('the panel without a simulator', async ({page, bus}) => {
     await bus.stop();

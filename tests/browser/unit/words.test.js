@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 
-import {age, counted, duration, sentence, spanText, timeOfDay, valueText} from '../../../simulator/panel/words.js';
+import {age, counted, duration, isWorthTelling, sentence, spanText, timeOfDay, valueText} from '../../../simulator/panel/words.js';
 import {stateWith, storeWith} from './bus-states.js';
 
 function said(name, event, store = storeWith()) {
@@ -89,6 +89,12 @@ test('a fault says where it is', () => {
     assert.equal(said('fault', fault, store).text, 'Fault "delay /ClampControl" has begun: answers after 500 ms');
     assert.equal(said('cleared', {t: 2, fault: 2, kind: 'delay'}, store).text,
         'Fault "delay" has ended: answers after 500 ms');
+});
+
+test('a step is told unless its effect is told', () => {
+    assert.ok(isWorthTelling('step', {kind: 'drop'}));
+    assert.ok(!isWorthTelling('step', {kind: 'set'}));
+    assert.ok(isWorthTelling('element', {}));
 });
 
 test('an event that the page does not know has a sentence, too', () => {
