@@ -14,7 +14,7 @@ function labelled(input, control, ...others) {
     control.id = id;
     control.setAttribute('name', input.name);
     const mayBeEmpty = input.optional && input.type !== 'service';
-    return make('div', {class: `step-input ${input.type}`},
+    return make('div', {class: `step-input of-${input.type}`},
         make('label', {for: id}, mayBeEmpty ? `${input.label} (optional)` : input.label), control, ...others);
 }
 

@@ -148,6 +148,7 @@ panelTest('the same facts are there as tables', async ({page, bus}) => {
     bus.emit('violation', {client: 1, text: 'sent a binary message'});
     await page.locator('.entry').filter({hasText: 'binary'}).waitFor();
     await page.locator('#timeline-table > summary').click();
+    await page.locator('#timeline-tables').getByText('Violations and steps').waitFor();
     const text = await page.locator('#timeline-tables').innerText();
     for (const fact of [/Clamp 15\s+on/, /clamp-monitor\/1\s+ClampControl/, /delay\s+answers after 500 ms/,
         /sent a binary message/, /\/ClampControl\/clamps\/1\s+clamp-monitor\/1/]) {

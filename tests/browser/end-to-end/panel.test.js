@@ -1,6 +1,7 @@
 // The panel, the real simulator, and a real client.
 
 import assert from 'node:assert/strict';
+import {readFileSync} from 'node:fs';
 import {after, before, test} from 'node:test';
 
 import {kGroups} from '../../../simulator/panel/fault-catalog.js';
@@ -22,7 +23,8 @@ function panelTest(name, action, {options = [], isExpected} = {}) {
         const simulator = await startSimulator(...options);
         const monitor = startMonitor(simulator.url);
         try {
-            const {page, problems, close} = await openPanel(browser, simulator.url, {isExpected});
+            const motion = {reducedMotion: 'no-preference'};
+            const {page, problems, close} = await openPanel(browser, simulator.url, {isExpected, ...motion});
             await monitor.sees('clamp15', false);
             await page.locator('.client').waitFor();
             await action({page, simulator, monitor});
@@ -92,15 +94,30 @@ panelTest('service away: the client is told, and follows again when it is back',
     await monitor.sees('clamp15', false);
 });
 
-panelTest('a restart of the bus is survived by the panel and the client', async ({page, monitor}) => {
-    const form = page.locator('form[data-kind="restart"]');
-    await form.getByLabel('Milliseconds').fill('300');
-    await form.getByRole('button').click();
-    await monitor.sees('unknown');
-    await monitor.sees('clamp15', false);
-    await page.locator('#page-state[data-state="connected"]').waitFor();
-    await page.locator('#terminal15[data-state="off"]').waitFor();
-}, {isExpected: kLost});
+for (const kind of ['restart', 'refuseConnections']) {
+    panelTest(`the client survives the step ${kind}, and the panel stays connected`, async ({page, monitor}) => {
+        const form = page.locator(`form[data-kind="${kind}"]`);
+        await form.getByLabel('Milliseconds').fill('300');
+        await form.getByRole('button').click();
+        await monitor.sees('unknown');
+        await page.locator('.entry').filter({hasText: `Fault "${kind}" has ended`}).waitFor();
+        await monitor.sees('clamp15', false);
+        await page.locator('#page-state[data-state="connected"]').waitFor();
+        await page.locator('#terminal15[data-state="off"]').waitFor();
+        await page.locator('.client').waitFor();
+        await page.getByText('Nothing is wrong with the bus.').waitFor();
+    }, {isExpected: kLost});
+}
+
+panelTest('what was done can be downloaded as a scenario', async ({page, monitor}) => {
+    await page.locator('#terminal15').click();
+    await monitor.sees('clamp15', true);
+    const downloading = page.waitForEvent('download');
+    await page.getByRole('link', {name: 'Download scenario'}).click();
+    const steps = JSON.parse(readFileSync(await (await downloading).path(), 'utf8'));
+    const {path, data} = steps.find(({set}) => set).set;
+    assert.deepEqual([path, data], [kClamp15, {isSwitchedOn: true}]);
+});
 
 panelTest('the simulator accepts every step as the panel offers it', async ({page}) => {
     const steps = kGroups.flatMap((group) => group.steps).filter(({cutsOff}) => !cutsOff);
