@@ -13,21 +13,18 @@ export class TimeWindow {
         this.to = 0;
         /** Whether the window moves with the time. */
         this.follows = true;
+        /** There is little to see of the time before. */
+        this.begin = -Infinity;
     }
 
     get from() {
         return this.to - this.span;
     }
 
-    /** How far the window is behind the place where it follows the time. */
-    lag(now) {
-        return now + this.span * kFuture - this.to;
-    }
-
-    /** The window moves on if it follows. */
+    /** The window moves on if it follows. It begins to move when what has happened since `begin` fills it. */
     advance(now) {
         if (this.follows) {
-            this.to += this.lag(now);
+            this.to = Math.max(now + this.span * kFuture, this.begin + this.span * (1 - kFuture));
         }
     }
 

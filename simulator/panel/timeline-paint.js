@@ -29,7 +29,7 @@ export function paint(context, scene) {
     for (const place of layout.rows) {
         paintRow(context, scene, plot, place);
     }
-    paintMoment(context, scene.window.x(scene.now, plot.width), plot.bottom, colours.accent, []);
+    paintMoment(context, scene.window.x(scene.now, plot.width), plot.bottom, colours.muted, []);
     if (scene.cursor !== undefined) {
         paintMoment(context, scene.window.x(scene.cursor, plot.width), plot.bottom, colours.ink, [4, 3]);
     }

@@ -65,7 +65,7 @@ export class TimelineView {
     frame(time) {
         const now = this.now();
         if (!this.isDirty && this.window.follows) {
-            const moved = (this.window.lag(now) / this.window.span) * (this.width ?? 0);
+            const moved = ((now - this.paintedNow) / this.window.span) * (this.width ?? 0);
             this.isDirty = moved > 0.5 && (!this.calm.matches || time - this.painted > kCalmPause);
         }
         if (!this.isDirty) {
@@ -73,6 +73,8 @@ export class TimelineView {
         }
         this.isDirty = false;
         this.painted = time;
+        this.paintedNow = now;
+        this.window.begin = this.history.knownSince ?? now;
         this.window.advance(now);
         this._paint(now);
     }

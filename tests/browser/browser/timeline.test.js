@@ -8,14 +8,36 @@ const kClamp15 = '/ClampControl/clamps/1';
 const panelTest = panelTests();
 
 /** Waits until the timeline has more (or less) of a colour than a number of pixels. */
-async function untilColoured(page, colour, isEnough) {
-    for (;;) {
-        const count = await colouredPixels(page, colour, {left: 0.25});
+async function untilColoured(page, colour, isEnough, left = 0.25) {
+    for (const end = Date.now() + 20000; ;) {
+        const count = await colouredPixels(page, colour, {left});
         if (isEnough(count)) {
             return count;
         }
+        assert.ok(Date.now() < end, `${count} pixels have the colour ${colour}`);
         await page.evaluate(() => new Promise((done) => requestAnimationFrame(done)));
     }
+}
+
+/** The place of the present on the timeline: the end of the bars of what lasts. */
+function presentOf(page) {
+    return page.evaluate(() => {
+        const canvas = document.getElementById('timeline-canvas');
+        const {data, width, height} = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height);
+        const probe = document.createElement('canvas').getContext('2d');
+        probe.fillStyle = getComputedStyle(canvas).getPropertyValue('--connection');
+        probe.fillRect(0, 0, 1, 1);
+        const wanted = probe.getImageData(0, 0, 1, 1).data;
+        for (let x = width - 1; x > 0; --x) {
+            for (let y = 0; y < height; ++y) {
+                const at = 4 * (y * width + x);
+                if ([0, 1, 2].every((part) => Math.abs(data[at + part] - wanted[part]) < 24) && data[at + 3] > 150) {
+                    return x;
+                }
+            }
+        }
+        return 0;
+    });
 }
 
 async function closeUp(page) {
@@ -116,12 +138,14 @@ panelTest('the pointer shows the values at a time, and drags the picture', async
     await untilColoured(page, 'connection', (count) => count > 3000);
     const box = await page.locator('#timeline-stage').boundingBox();
     await page.locator('#timeline-pause').click();
-    await page.mouse.move(box.x + box.width * 0.96, box.y + 40);
+    // Just left of the present, which the bar of the connection has reached.
+    await page.mouse.move(box.x + await presentOf(page) - 12, box.y + 40);
     await page.locator('#timeline-tooltip').getByText('Clamp 15: on').waitFor();
     await page.locator('#timeline-tooltip').getByText('clamp-monitor/1, ClampControl, 0 subscriptions').waitFor();
     const before = await colouredPixels(page, 'connection', {left: 0.25});
+    await page.mouse.move(box.x + box.width * 0.4, box.y + 40);
     await page.mouse.down();
-    await page.mouse.move(box.x + box.width * 0.99, box.y + 40, {steps: 4});
+    await page.mouse.move(box.x + box.width * 0.95, box.y + 40, {steps: 4});
     await page.mouse.up();
     await untilColoured(page, 'connection', (count) => count < before);
 });

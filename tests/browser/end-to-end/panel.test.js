@@ -38,8 +38,10 @@ function panelTest(name, action, {options = [], isExpected} = {}) {
 }
 
 function pixels(page, colour, isEnough) {
+    const end = Date.now() + 20000;
     const look = async () => {
         const count = await colouredPixels(page, colour, {left: 0.25});
+        assert.ok(Date.now() < end, `${count} pixels have the colour ${colour}`);
         return isEnough(count) ? count : look();
     };
     return look();

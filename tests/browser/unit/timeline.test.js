@@ -36,6 +36,18 @@ test('a window follows the time until it is paused', () => {
     assert.ok(sut.to > 200000);
 });
 
+test('a window that follows is filled from its beginning before it moves', () => {
+    const sut = new TimeWindow();
+    sut.begin = 100000;
+    sut.advance(100000);
+    const {from} = sut;
+    assert.ok(from < 100000 && from > 98000);
+    sut.advance(110000);
+    assert.equal(sut.from, from);
+    sut.advance(200000);
+    assert.ok(sut.from > from && sut.to > 200000);
+});
+
 test('zooming keeps the time under the pointer where it is', () => {
     const sut = windowAt(0, 1000);
     sut.zoom(0.5, 5000, 250);
