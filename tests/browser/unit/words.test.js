@@ -1,7 +1,8 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 
-import {age, counted, duration, isWorthTelling, sentence, spanText, timeOfDay, valueText} from '../../../simulator/panel/words.js';
+import {age, counted, duration, isWorthTelling, sentence, spanText, timeOfDay, valueText}
+    from '../../../simulator/panel/words.js';
 import {stateWith, storeWith} from './bus-states.js';
 
 function said(name, event, store = storeWith()) {
