@@ -402,6 +402,20 @@ std::string orRather(const std::string& word, const std::vector<std::string>& na
     return similar.empty() ? "" : "; did you mean \"" + std::string(similar) + "\"?";
 }
 
+void checkMember(const JsonMember& member, const std::vector<MemberKind>& kinds,
+                 const std::vector<std::string>& names, const std::string& what) {
+    const std::string key = stringOf(member.key).value();
+    const auto known =
+        std::find_if(kinds.begin(), kinds.end(), [&](const MemberKind& kind) { return kind.key == key; });
+    if (known == kinds.end()) {
+        throw BusError::badRequest(what + ": " + excerpt(key) + " is unknown here" + orRather(key, names));
+    }
+    if (!hasType(member.value, known->type)) {
+        throw BusError::badRequest(what + ": \"" + key + "\" must be " + nameOf(known->type) + ", not " +
+                                   shortened(member.value));
+    }
+}
+
 }  // namespace
 
 std::optional<std::int64_t> countOf(std::string_view json) {
@@ -437,17 +451,7 @@ void checkMembers(const JsonMembers& members, const std::vector<MemberKind>& kin
     std::transform(kinds.begin(), kinds.end(), std::back_inserter(names),
                    [](const MemberKind& kind) { return kind.key; });
     for (std::size_t index = 0; index < members.size(); ++index) {
-        const std::string key = stringOf(members[index].key).value();
-        const auto known =
-            std::find_if(kinds.begin(), kinds.end(), [&](const MemberKind& kind) { return kind.key == key; });
-        if (known == kinds.end()) {
-            throw BusError::badRequest(what + ": " + excerpt(key) + " is unknown here" +
-                                       orRather(key, names));
-        }
-        if (!hasType(members[index].value, known->type)) {
-            throw BusError::badRequest(what + ": \"" + key + "\" must be " + nameOf(known->type) + ", not " +
-                                       shortened(members[index].value));
-        }
+        checkMember(members[index], kinds, names, what);
     }
     for (const MemberKind& kind : kinds) {
         if (kind.isRequired && !members.find(kind.key)) {
