@@ -198,7 +198,7 @@ class Models(InDirectory):
         for arguments in ((), ("--check",)):
             with self.subTest(arguments):
                 result = self.generate(*arguments)
-                self.assertEqual((result.returncode, result.stdout, result.stderr), (2, "", reason + "\n"))
+                self.assertEqual((result.returncode, result.stdout, result.stderr), (1, "", reason + "\n"))
                 self.assertFalse((self.directory / "output").exists())
 
     def test_that_are_broken_are_refused(self):
@@ -240,7 +240,7 @@ class Models(InDirectory):
                     models.write_text("")
                 result = generate("--models", models, "--output", self.directory / "output")
                 reason = {"nowhere": "No such file or directory", "file": "Not a directory"}[name]
-                self.assertEqual((result.returncode, result.stderr), (2, f"{models}: {reason}\n"))
+                self.assertEqual((result.returncode, result.stderr), (1, f"{models}: {reason}\n"))
 
     def test_that_cannot_be_read_are_refused(self):
         self.model.mkdir()
@@ -276,7 +276,7 @@ class HandwrittenFiles(InDirectory):
             with self.subTest(path=path, arguments=arguments):
                 result = self.generate(*arguments)
                 reason = f"{self.model}:2: {path} already exists and was not generated\n"
-                self.assertEqual((result.returncode, result.stderr), (2, reason))
+                self.assertEqual((result.returncode, result.stderr), (1, reason))
                 self.assertEqual(path.read_text(), HANDWRITTEN)
 
     def test_are_not_overwritten(self):
@@ -294,7 +294,7 @@ class HandwrittenFiles(InDirectory):
                 with self.subTest(path=path, arguments=arguments):
                     result = self.generate(*arguments)
                     reason = f"{path} already exists and was not generated\n"
-                    self.assertEqual((result.returncode, result.stderr), (2, reason))
+                    self.assertEqual((result.returncode, result.stderr), (1, reason))
                     self.assertEqual(path.read_text(), HANDWRITTEN)
             path.unlink()
 
@@ -322,7 +322,7 @@ class HandwrittenFiles(InDirectory):
             with self.subTest(name):
                 self.model.write_text(MODEL.replace("Made", name))
                 result = generate("--check", "--models", self.directory)
-                self.assertEqual((result.returncode, result.stdout), (2, ""))
+                self.assertEqual((result.returncode, result.stdout), (1, ""))
                 self.assertRegex(result.stderr, f"^{self.model}:1: .*/{name}.(h|cpp) already exists and was not gen")
 
 
@@ -333,7 +333,7 @@ class UnwritableOutput(InDirectory):
 
     def assert_refused(self, path, reason, *arguments):
         result = self.generate(*arguments)
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (2, "", f"{path}: {reason}\n"))
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (1, "", f"{path}: {reason}\n"))
 
     def test_because_a_directory_is_a_file(self):
         (self.directory / "output").write_text("")
@@ -355,7 +355,7 @@ class UnwritableOutput(InDirectory):
 
     def test_because_the_directory_cannot_be_created(self):
         result = generate("--models", self.directory, "--output", "/proc/self")
-        self.assertEqual((result.returncode, result.stderr), (2, "/proc/self/include: No such file or directory\n"))
+        self.assertEqual((result.returncode, result.stderr), (1, "/proc/self/include: No such file or directory\n"))
 
 
 class FilesWithoutAModel(InDirectory):
