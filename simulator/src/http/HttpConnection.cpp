@@ -392,8 +392,11 @@ void HttpConnection::checkHandshake() const {
         !isWebSocketKey(request_[http::field::sec_websocket_key])) {
         throw BusError::badRequest("The handshake needs Sec-WebSocket-Key with 16 bytes in base64, once");
     }
-    http::token_list offered(request_[http::field::sec_websocket_protocol]);
-    if (!offered.exists(WebSocketPeer::kSubProtocol)) {
+    // A client may offer each in a line of its own.
+    const auto [first, last] = request_.equal_range(http::field::sec_websocket_protocol);
+    if (std::none_of(first, last, [](const auto& line) {
+            return http::token_list(line.value()).exists(WebSocketPeer::kSubProtocol);
+        })) {
         throw BusError::badRequest(std::string("The handshake does not offer the sub-protocol ") +
                                    WebSocketPeer::kSubProtocol);
     }
