@@ -21,7 +21,8 @@ using clampcontrolclient::ClampState;
 using clampcontrolclient::ClampStatus;
 using Clock = std::chrono::steady_clock;
 
-// So long the state may be unknown before that is said on standard error.
+// Standard error says so when the state has been unknown for this long. It has to within 2 s of the start,
+// which takes part of that on a busy machine.
 constexpr std::chrono::milliseconds kPatience{1000};
 
 void printWarnings() {
