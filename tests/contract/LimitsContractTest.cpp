@@ -221,7 +221,6 @@ TEST_F(LimitsContract, CanBeStoppedInAForkedChild) {
     for (int child = 0; child < 20; ++child) {
         setLevel(child);  // the I/O thread is busy meanwhile
         const auto result = test_support::runInChild([&] {
-            test_support::ignoreLeaks();
             elements->unsubscribeFromAll();
             registry->stop();
             websockets->stopAndClearAll();
@@ -254,7 +253,6 @@ TEST_F(LimitsContract, CanBeStoppedInAChildThatWasForkedWhileTheRegistryWasBusy)
     listen();
     hasBegun.get_future().wait();
     const auto result = test_support::runInChild([&] {
-        test_support::ignoreLeaks();
         ::alarm(20);  // ends a process that hangs
         elements->unsubscribeFromAll();
         registry->stop();

@@ -144,7 +144,6 @@ void expectForkedChildToEnd(const std::function<void(std::optional<ClampFollower
         std::optional<ClampFollower> follower(std::in_place);
         awaitState(*follower);
         const auto forked = runInChild([&] {
-            test_support::ignoreLeaks();
             ::alarm(20);
             work(follower);
         });

@@ -187,7 +187,6 @@ void expectForkedChildToEnd(const std::function<void(Guest&)>& work) {
         Guest guest(bus);
         guest.subscribe();
         const auto forked = runInChild([&] {
-            test_support::ignoreLeaks();
             ::alarm(20);
             work(guest);
         });

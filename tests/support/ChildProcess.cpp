@@ -11,7 +11,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -94,6 +96,11 @@ char stateOf(pid_t process) {
     return text[endOfName + 2];
 }
 
+bool hasOtherThreads() {
+    const std::filesystem::directory_iterator threads("/proc/self/task");
+    return std::distance(begin(threads), end(threads)) > 1;
+}
+
 int waitFor(pid_t process) {
     int status = 0;
     while (::waitpid(process, &status, 0) < 0) {
@@ -109,6 +116,7 @@ int waitFor(pid_t process) {
 ChildResult runInChild(const std::function<void()>& work) {
     const Pipe output;
     const Pipe errors;
+    const bool canBeCheckedForLeaks = !hasOtherThreads();
     std::fflush(nullptr);
     const auto start = std::chrono::steady_clock::now();
     const pid_t child = ::fork();
@@ -118,6 +126,9 @@ ChildResult runInChild(const std::function<void()>& work) {
     if (child == 0) {
         ::dup2(output.writer, STDOUT_FILENO);
         ::dup2(errors.writer, STDERR_FILENO);
+        if (!canBeCheckedForLeaks) {
+            ignoreLeaks();
+        }
         try {
             work();
         } catch (const std::exception& exception) {

@@ -20,10 +20,12 @@ struct ChildResult {
 
 /// Runs `work` in a forked child, which then calls std::exit(0) and so runs exit handlers and the destructors
 /// of statics. For things that exist once per process, such as its logging.
+///
+/// A leak checker looks for leaks in the child unless this process has other threads: what only they refer to
+/// would look like a leak, and the checker would wait for good for a lock that one of them held at the fork.
 ChildResult runInChild(const std::function<void()>& work);
 
-/// Called in a child: a leak checker does not look for leaks when this process ends. For a child that was
-/// forked while its parent had threads: what only these threads refer to looks like a leak there.
+/// Called in a child: a leak checker does not look for leaks when this process ends.
 void ignoreLeaks();
 
 /// A program that runs beside the test. Destroying the object ends the program.

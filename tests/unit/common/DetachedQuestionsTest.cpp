@@ -77,7 +77,6 @@ TEST(DetachedQuestionsInAForkedChild, AreAnsweredAlthoughTheParentWasAtWork) {
     std::promise<test_support::ChildResult> result;
     const auto question = sut.ask("parent", [&](const std::string&) {
         result.set_value(test_support::runInChild([&sut] {
-            test_support::ignoreLeaks();
             ::alarm(20);  // ends a child that hangs
             std::promise<std::string> reply;
             const auto ofChild =
