@@ -126,13 +126,8 @@ class FollowerFaults : public e2e::FaultScene, public testing::WithParamInterfac
     }
 
     void beforeConnect() {
-        if (fault() == Fault::NoDescriptors || fault() == Fault::NoThreads) {
-            follow();
-            apply();
-        } else {
-            apply();
-            follow();
-        }
+        apply();
+        follow();
         if (outcome() == Outcome::Waits) {
             expectUnknownAllTheTime();
         }
