@@ -13,6 +13,7 @@ import socket
 import statistics
 import struct
 import subprocess
+import sys
 import tempfile
 import threading
 
@@ -202,7 +203,13 @@ def client_command(place, port, command, settings=None):
     return [str(WITH_CLIENT_CONFIG), str(configuration), "--", *command]
 
 
-def interleaved(contestants, repeats, measure, say=print):
+def progress(text):
+    """Says on a terminal how far the work is. Silent in a pipe."""
+    if sys.stderr.isatty():
+        print(text, file=sys.stderr, flush=True)
+
+
+def interleaved(contestants, repeats, measure):
     """`measure(contestant)` for all in turn, `repeats` times over, each round beginning with another one, so that what
     else goes on in the machine meets all alike.
 
@@ -213,7 +220,7 @@ def interleaved(contestants, repeats, measure, say=print):
     for repeat in range(repeats):
         first = repeat % len(contestants)
         for contestant in contestants[first:] + contestants[:first]:
-            say(f"    {repeat + 1}/{repeats} {contestant}", flush=True)
+            progress(f"    {repeat + 1}/{repeats} {contestant}")
             results[contestant].append(measure(contestant))
     return results
 

@@ -90,7 +90,7 @@ def markdown(subjects, reached):
 def run(options):
     subjects = {}
     for program in PROGRAMS:
-        print(f"    {program}", flush=True)
+        common.progress(f"    {program}")
         subjects.update(evaluate(measure(options, program)))
     # A quick run is too short to compare with a goal.
     reached = [] if options.quick else goals(subjects)

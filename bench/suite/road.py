@@ -176,9 +176,9 @@ def run(options):
     log.write_text("")
     paced_count, paced_warm_up = (700, 200) if options.quick else (6000, 1000)
     results = {"repeats": options.repeats, "rate": RATE, "elementSize": SIZE}
-    print("  what the server can do", flush=True)
+    common.progress("  what the server can do")
     results["serverLimit"] = server_limit(options, log)
-    print("  paced", flush=True)
+    common.progress("  paced")
     results["paced"] = collect(
         field, options, lambda one: measure(one, options, log, RATE, paced_count, paced_warm_up)
     )
@@ -187,9 +187,9 @@ def run(options):
         count = 10_000 if options.quick else one.flood_count
         return measure(one, options, log, 0, count, count // 10, preload)
 
-    print("  flood", flush=True)
+    common.progress("  flood")
     results["flood"] = collect(field, options, flood)
-    print("  allocations", flush=True)
+    common.progress("  allocations")
     results["allocations"] = {
         one.name: flood(one, options.allocation_counter).get("allocationsPerMessage", {}) for one in field
     }

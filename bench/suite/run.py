@@ -53,7 +53,7 @@ def main():
     failed = []
     for name in chosen.groups or available():
         group = importlib.import_module(name)
-        print(f"{group.NAME}:", flush=True)
+        common.progress(f"{group.NAME}:")
         before = common.machine()
         started = time.monotonic()
         try:

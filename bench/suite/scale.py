@@ -72,7 +72,7 @@ def measure(options, log, changes, subscriptions=1, clients=1, size=SIZE, handle
 
 
 def series(title, places, options, measure_one):
-    print(f"  {title}", flush=True)
+    common.progress(f"  {title}")
     repeats = common.interleaved(places, options.repeats, measure_one)
     return {place: common.summaries(runs) for place, runs in repeats.items()}
 

@@ -78,7 +78,7 @@ def run(options):
         measure(options, place, port, 2, log)  # until every file is in memory
         repeats = []
         for repeat in range(options.repeats):
-            print(f"    {repeat + 1}/{options.repeats}", flush=True)
+            common.progress(f"    {repeat + 1}/{options.repeats}")
             repeats.append(measure(options, place, port, rounds, log))
 
     milestones = {}

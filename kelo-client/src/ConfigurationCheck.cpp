@@ -1,4 +1,5 @@
 #include <internal/EscapedText.h>
+#include <internal/JsonHint.h>
 #include <internal/RegularFile.h>
 #include <kelo-client/ConfigurationCheck.h>
 #include <kelo-client/ConfigurationManager.h>
@@ -18,7 +19,6 @@
 #include "EffectiveSettings.h"
 #include "ReadConfiguration.h"
 #include "RegistryMode.h"
-#include "TextPlaces.h"
 
 namespace kelo_client {
 
@@ -62,32 +62,6 @@ ConfigurationReport unreadable(const std::string& file, const std::system_error&
     return unusable(file, fault, "Expected: a file that can be read.");
 }
 
-bool beginsWith(std::string_view text, std::string_view beginning) {
-    return text.substr(0, beginning.size()) == beginning;
-}
-
-/// What is often wrong where a text stops to be JSON.
-std::string hintAt(std::string_view text, std::size_t byte) {
-    if (beginsWith(text, "\xEF\xBB\xBF")) {
-        return "; the file begins with a byte order mark, which JSON does not have";
-    }
-    if (beginsWith(text, "\xFF\xFE") || beginsWith(text, "\xFE\xFF")) {
-        return "; the file seems to be UTF-16, and must be UTF-8";
-    }
-    const char found = byte < text.size() ? text[byte] : '\0';
-    if (found == '/' || found == '#') {
-        return "; JSON has no comments";
-    }
-    if (found == '\'') {
-        return "; JSON has double quotes only";
-    }
-    const std::size_t before = text.substr(0, byte).find_last_not_of(kWhiteSpace);
-    if ((found == '}' || found == ']') && before != std::string_view::npos && text[before] == ',') {
-        return "; JSON has no comma behind the last one";
-    }
-    return byte >= text.size() ? "; the file ends here" : "";
-}
-
 bool isJson(std::string_view text) {
     try {
         zebutil::JsonObject::checkValue(text);
@@ -109,9 +83,10 @@ ConfigurationReport notAnObject(const std::string& file, std::string_view text,
         report = unusable(file, "the file is JSON, but its value is not an object",
                           R"(Expected: an object, such as {"serviceRegistrySettings": {}, "services": {}}.)");
     } else {
-        report = unusable(
-            file, "the file is not JSON: " + internal::escapedText(exception.reason()) + hintAt(text, byte),
-            "Nothing else in the file was checked.");
+        report = unusable(file,
+                          "the file is not JSON: " + internal::escapedText(exception.reason()) +
+                              internal::jsonHint(text, byte),
+                          "Nothing else in the file was checked.");
     }
     const TextPlace place = TextPlaces(text).of(byte);
     report.findings.front().line = place.line;

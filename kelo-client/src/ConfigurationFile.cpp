@@ -5,6 +5,7 @@
 #include <Poco/JSON/JSONException.h>
 #include <Poco/JSON/Object.h>
 #include <internal/RegularFile.h>
+#include <internal/TextPlaces.h>
 #include <sys/stat.h>
 #include <zebutil/JsonException.h>
 
@@ -14,7 +15,6 @@
 #include <system_error>
 
 #include "SettingValue.h"
-#include "TextPlaces.h"
 
 namespace kelo_client {
 
@@ -25,7 +25,7 @@ std::string withPlace(const zebutil::JsonException& exception, std::string_view 
     if (!exception.byte()) {
         return exception.what();
     }
-    return TextPlaces(text).of(*exception.byte()).text() + ": " + std::string(exception.reason());
+    return internal::TextPlaces(text).of(*exception.byte()).text() + ": " + std::string(exception.reason());
 }
 
 /// Throws what Poco throws for a root that is not an object. Returns if the text is not JSON at all.

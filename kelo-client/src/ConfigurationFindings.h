@@ -1,5 +1,6 @@
 #pragma once
 
+#include <internal/TextPlaces.h>
 #include <kelo-client/ConfigurationCheck.h>
 
 #include <array>
@@ -8,9 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "TextPlaces.h"
-
 namespace kelo_client {
+
+using internal::TextPlace;
+using internal::TextPlaces;
 
 /// The findings of a check while it runs: a limited number of each severity, so that a file with many faults
 /// costs little.

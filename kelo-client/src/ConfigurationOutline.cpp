@@ -1,6 +1,7 @@
 #include "ConfigurationOutline.h"
 
 #include <internal/EscapedText.h>
+#include <internal/SimilarWord.h>
 #include <zebutil/JsonObject.h>
 
 #include <algorithm>
@@ -8,9 +9,13 @@
 
 #include "ConfigurationKeys.h"
 #include "KnownServices.h"
-#include "SimilarWord.h"
 
 namespace kelo_client {
+
+using internal::isSameWord;
+using internal::mistypedWord;
+using internal::similarWord;
+using internal::Words;
 
 /// An object of the file, and the keys that are read there.
 struct OutlineReader::Level {
@@ -26,6 +31,14 @@ constexpr std::size_t kLongestNumber = 64;
 
 std::string quotedKey(std::string_view key) {
     return '"' + std::string(key) + '"';
+}
+
+/// The text that a string of the file stands for.
+std::string stringOf(std::string_view quotedText) {
+    if (quotedText.find('\\') == std::string_view::npos) {
+        return std::string(quotedText.substr(1, quotedText.size() - 2));
+    }
+    return zebutil::JsonObject::parse("{\"\":" + std::string(quotedText) + "}")->getString("");
 }
 
 bool isKnownService(const std::string& name) {
@@ -88,7 +101,9 @@ OutlineReader::Members OutlineReader::readMembers(const JsonPlace& object, const
                                                   Part part) {
     const Level level = levelOf(part);
     Members members;
-    places_.forEachMember(object, [&](std::size_t byte, const std::string& key, const JsonPlace& value) {
+    places_.forEachMember(object, [&](const JsonPlace& keyPlace, const JsonPlace& value) {
+        const std::size_t byte = keyPlace.begin;
+        const std::string key = stringOf(text(keyPlace));
         const auto known = std::find(level.keys.begin(), level.keys.end(), key);
         if (known == level.keys.end()) {
             reportUnknownKey(byte, path, key, part);
@@ -180,15 +195,16 @@ void OutlineReader::readEntries(ConfigurationOutline& outline, const JsonPlace& 
 
 void OutlineReader::readServices(ConfigurationOutline& outline, const JsonPlace& object) {
     std::map<std::string, ConfigurationOutline::Member> services;
-    places_.forEachMember(object, [&](std::size_t byte, const std::string& name, const JsonPlace& value) {
+    places_.forEachMember(object, [&](const JsonPlace& key, const JsonPlace& value) {
+        const std::string name = stringOf(text(key));
         if (services.size() >= kMostServices && !isKnownService(name)) {
             ++outline.servicesLeftOut;
             return;
         }
-        const auto [service, isNew] = services.emplace(name, ConfigurationOutline::Member{byte, value});
+        const auto [service, isNew] = services.emplace(name, ConfigurationOutline::Member{key.begin, value});
         if (!isNew) {
-            reportRepeatedKey(byte, keys::kServices, name, service->second);
-            service->second = {byte, value};
+            reportRepeatedKey(key.begin, keys::kServices, name, service->second);
+            service->second = {key.begin, value};
         }
     });
     for (auto& [name, place] : services) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <internal/JsonPlaces.h>
+
 #include <cstddef>
 #include <map>
 #include <string>
@@ -7,10 +9,12 @@
 #include <vector>
 
 #include "ConfigurationFindings.h"
-#include "JsonPlaces.h"
 #include "ServiceEntry.h"
 
 namespace kelo_client {
+
+using internal::JsonPlace;
+using internal::JsonPlaces;
 
 /// Where the parts of a configuration file are. Of a repeated key, this is the last value, which counts.
 struct ConfigurationOutline {

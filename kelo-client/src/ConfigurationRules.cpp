@@ -2,6 +2,7 @@
 
 #include <Poco/Exception.h>
 #include <internal/EscapedText.h>
+#include <internal/SimilarWord.h>
 #include <zeb/ZebServiceConfigurations.h>
 #include <zebutil/BaseUri.h>
 
@@ -16,11 +17,13 @@
 #include "KnownServices.h"
 #include "ReadConfiguration.h"
 #include "RegistryMode.h"
-#include "SimilarWord.h"
 
 namespace kelo_client {
 
 using Mode = zeb::ZebServiceRegistry::Mode;
+using internal::mistypedWord;
+using internal::similarWord;
+using internal::Words;
 using std::chrono::milliseconds;
 using zeb::ServiceAddress;
 

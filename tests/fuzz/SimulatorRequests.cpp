@@ -1,13 +1,13 @@
 // Requests to the simulator. Each line of the input is one: a WebSocket message if it begins with "{",
 // otherwise an HTTP request of method, target and body, separated by blanks.
-#include <BusContext.h>
-#include <BusError.h>
-#include <BusModel.h>
-#include <HttpRequests.h>
-#include <Json.h>
-#include <Observations.h>
-#include <RequestTarget.h>
-#include <Subscriptions.h>
+#include <http/HttpRequests.h>
+#include <http/RequestTarget.h>
+#include <json/Json.h>
+#include <model/BusError.h>
+#include <model/BusModel.h>
+#include <server/BusContext.h>
+#include <server/Observations.h>
+#include <websocket/Subscriptions.h>
 #include <zebutil/JsonException.h>
 #include <zebutil/JsonObject.h>
 

@@ -30,9 +30,18 @@ quietly cmake --install "$build" --prefix "$place/runtime" --component runtime
 others=$(find "$place/runtime" ! -type d ! -name 'lib*.so.*' ! -name 'libZebAccess*.so')
 [ -z "$others" ] || fail "It has also: $others"
 
-step 'The schema of the configuration file is there'
-/usr/bin/python3 -m json.tool "$prefix/share/clampcontrolclient/ClientConfig.schema.json" >/dev/null ||
-    fail 'The schema is missing or is not JSON.'
+step 'The schemas are there'
+for schema in ClientConfig bus scenario; do
+    /usr/bin/python3 -m json.tool "$prefix/share/clampcontrolclient/$schema.schema.json" >/dev/null ||
+        fail "The schema $schema.schema.json is missing or is not JSON."
+done
+
+step 'The sample files are there, and the launcher'
+for file in bus/vehicle.json bus/drive.json config/ClientConfig.json bus.schema.json scenario.schema.json; do
+    /usr/bin/python3 -m json.tool "$prefix/share/clampcontrolclient/$file" >/dev/null || fail "$file is missing or is not JSON."
+done
+"$prefix/bin/with-client-config" "$prefix/share/clampcontrolclient/config/ClientConfig.json" -- \
+    "$prefix/bin/clamp-monitor" --version >/dev/null || fail 'The launcher does not run a program.'
 
 step 'The package answers to its own minor version alone'
 for wanted in 0.1 0.2; do

@@ -47,9 +47,12 @@ check_all() {
         "$(run file.json -- sh -c 'echo "$1|$2|$3"' sh 'a b' "\"c'" '*')"
     expect 'the command has the process id of the script' 'same' \
         "$("${as[@]}" sh -c 'exec ./with-client-config file.json -- sh -c "[ \$\$ = $$ ] && echo same"')"
-    expect 'a file that is not there is an error of the script' 125 "$(status_of run absent.json -- true)"
-    expect 'a directory is an error of the script' 125 "$(status_of run . -- true)"
-    expect 'a missing command is a usage error' 125 "$(status_of run file.json --)"
+    expect 'a file that is not there is an error of the script' 1 "$(status_of run absent.json -- true)"
+    expect 'a directory is an error of the script' 1 "$(status_of run . -- true)"
+    expect 'a missing command is a usage error' 2 "$(status_of run file.json --)"
+    expect 'a usage error is one line' 'with-client-config: usage: with-client-config FILE|--none -- COMMAND [ARGUMENT...]' \
+        "$(run file.json -- 2>&1 || true)"
+    expect '--help is no error' 0 "$(status_of run --help)"
     expect 'a command that does not exist fails as in a shell' 127 "$(status_of run file.json -- ./absent)"
 }
 

@@ -1,5 +1,6 @@
 #include "Driver.h"
 
+#include <unistd.h>
 #include <zeb-bus-sim/BusSimulator.h>
 
 #include <algorithm>
@@ -196,10 +197,12 @@ class Soak {
         try {
             calm(endurance);
             while (Clock::now() - began_ < duration_) {
+                showProgress();
                 trouble();
                 clearFaults();
                 calm(endurance);
             }
+            endProgress();
             took_ = std::chrono::duration_cast<seconds>(Clock::now() - began_);
             endurance.link().send("end");
             await(endurance, "total");
@@ -321,6 +324,25 @@ class Soak {
              [](Soak& soak) { soak.bus_.delayHttp("/", milliseconds(soak.dice_.below(300))); }},
         };
         return all;
+    }
+
+    // On a terminal only.
+    void showProgress() const {
+        if (::isatty(STDERR_FILENO) == 1) {
+            std::size_t faults = 0;
+            for (const auto& [name, count] : counts_) {
+                faults += static_cast<std::size_t>(count);
+            }
+            const auto passed = std::chrono::duration_cast<seconds>(Clock::now() - began_);
+            std::fprintf(stderr, "\r  %lld of %lld s, %zu faults", static_cast<long long>(passed.count()),
+                         static_cast<long long>(std::chrono::duration_cast<seconds>(duration_).count()),
+                         faults);
+        }
+    }
+    static void endProgress() {
+        if (::isatty(STDERR_FILENO) == 1) {
+            std::fputs("\r\x1b[K", stderr);
+        }
     }
 
     /// Random faults for some seconds.

@@ -9,6 +9,9 @@
 
 namespace zebbussim {
 
+class Scenario;
+class Simulation;
+
 /// A simulated service bus on this machine. It serves services, resources and elements, and a registry of the
 /// services, over HTTP and WebSocket on one port. docs/wire-protocol.md describes the protocol.
 ///
@@ -42,6 +45,18 @@ class BusSimulator {
         /// A client has this time for its next request on a connection, for the rest of a message that it
         /// has begun, and to read an answer. Then its connection is closed.
         std::chrono::milliseconds patience{60000};
+        /// Takes data that the models of the services do not allow: unknown fields, values of another kind,
+        /// unknown literals. If false, `loadFile()`, `loadText()`, `addService()`, `addElement()`, `set()`
+        /// and HTTP requests refuse them, and say what would be right. What no model has is never checked.
+        ///
+        /// True here, because a client must cope with such data, and its tests need a bus that has it.
+        /// `zeb-bus-sim` is strict unless it is told otherwise: there, a person has made a mistake.
+        bool lenient = true;
+    };
+    /// Whether the data of one change is checked.
+    enum class DataCheck {
+        ByOptions,  ///< as `Options::lenient` says
+        None,
     };
 
     BusSimulator();
@@ -51,9 +66,11 @@ class BusSimulator {
     BusSimulator& operator=(const BusSimulator&) = delete;
 
     /// Adds the services of a bus file: `{"services":{"<service>":{"<resource>":[element,...],...},...}}`.
-    /// An element needs an "id". "name" defaults to the id; "uri" is filled in.
-    void loadFile(const std::string& fileName);
-    void loadText(const std::string& json);
+    /// An element needs an "id". "name" defaults to the id; "uri" is filled in. The error has a line for each
+    /// mistake: "FILE:LINE:COLUMN: what is wrong". If there is any, nothing is added.
+    /// @returns such lines for what is allowed but is probably a mistake
+    std::vector<std::string> loadFile(const std::string& fileName);
+    std::vector<std::string> loadText(const std::string& json);
 
     /// Starts to serve; connections are accepted when it returns. Throws when it cannot listen on the address
     /// or cannot use the TLS files, and when there is no thread; may be called again then.
@@ -71,9 +88,9 @@ class BusSimulator {
     // --- what is on the bus ---
 
     /// Merges a JSON object into an element and notifies its subscribers, even if nothing changes.
-    void set(const std::string& path, const std::string& json);
+    void set(const std::string& path, const std::string& json, DataCheck check = DataCheck::ByOptions);
     /// Adds an element at the end of its collection. Creates the resource if it does not exist.
-    void addElement(const std::string& path, const std::string& json);
+    void addElement(const std::string& path, const std::string& json, DataCheck check = DataCheck::ByOptions);
     /// Removes an element; its subscriptions end with 404.
     void removeElement(const std::string& path);
     /// The element's JSON.
@@ -118,6 +135,17 @@ class BusSimulator {
     /// Returns when all changes are made; the last ones may still be queued.
     void flood(const std::string& path, const std::vector<std::string>& states, std::size_t changes);
 
+    // --- steps ---
+
+    /// Does a step, for instance `{"drop":{"service":"ClampControl"}}`. docs/simulator.md lists them all;
+    /// they cover every function below and more.
+    void perform(const std::string& step);
+    /// Plays a scenario, a JSON list of steps, waits and expectations. Returns when its last step is done.
+    /// Throws `std::runtime_error` if the text is no scenario, if a step fails, an expectation does not hold,
+    /// or the simulator stops.
+    void play(const std::string& scenario);
+    void playFile(const std::string& fileName);
+
     // --- faults, for the tests of clients ---
 
     /// Delays the first notification of later subscriptions by this time after the answer to the subscribe
@@ -152,8 +180,9 @@ class BusSimulator {
     void freezeConnections(const std::string& service);
 
  private:
-    class Impl;
-    std::unique_ptr<Impl> impl_;
+    void playFrom(Scenario scenario);
+
+    std::unique_ptr<Simulation> simulation_;
 };
 
 }  // namespace zebbussim

@@ -16,6 +16,7 @@ import subprocess
 import tempfile
 import textwrap
 
+import jsonschema
 import yaml
 
 FOLDERS = [
@@ -107,10 +108,14 @@ def add_service(steps, scratch):
     return yaml.load(model.read_text(encoding="utf-8"), Loader=yaml.BaseLoader)
 
 
-def check_elements(steps, model):
-    """Checks the page's examples for tests that are not built here: they must contain every resource and field."""
+def check_elements(steps, model, scratch):
+    """Checks the page's examples for tests that are not built here: they must contain every resource and field, and be
+    what the simulator takes."""
     services = json.loads("{" + steps.block("simulated bus", "json") + "}")
     fuzzed = steps.block("```cpp", "cpp").splitlines()
+    schema = json.loads((scratch / "simulator" / "bus.schema.json").read_text(encoding="utf-8"))
+    assert model["service"] in schema["properties"]["services"]["properties"]
+    jsonschema.Draft202012Validator(schema).validate({"services": services})
     resources = services[model["service"]]
     for resource in model["resources"]:
         (element,) = resources[resource["name"]]
@@ -165,7 +170,7 @@ def main():
         )
 
         model = add_service(service_steps, scratch)
-        check_elements(service_steps, model)
+        check_elements(service_steps, model, scratch)
         build_and_test(service_steps, scratch, definitions)
 
         add_field(field_steps, scratch)

@@ -210,7 +210,6 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"UnknownElement", "GET", "/ClampControl/clamps/9", "", 404, "unavailable_data"},
         Refusal{"UnknownResource", "GET", "/ClampControl/lamps", "", 404, "invalid_path"},
         Refusal{"UnknownService", "GET", "/Nothing/clamps", "", 404, "invalid_path"},
-        Refusal{"NoService", "GET", "/", "", 404, "invalid_path"},
         Refusal{"PathBelowAnElement", "GET", "/ClampControl/clamps/1/2", "", 404, "invalid_path"},
         Refusal{"EmptySegment", "GET", "/ClampControl//1", "", 400, "bad_request"},
         Refusal{"DotSegment", "GET", "/ClampControl/../clamps", "", 400, "bad_request"},

@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
-#include "Room.h"
-#include "Scenario.h"
 #include "SimulatorTest.h"
+#include "scenario/Scenario.h"
+#include "server/Room.h"
 
 namespace {
 
@@ -496,22 +496,23 @@ TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInABusFile) {
     std::ofstream(file) << "{\"services\":\n  {\"A\":\n    nothing}}";
     zebbussim::BusSimulator sut;
     const std::string error = errorOf([&] { sut.loadFile(file); });
-    EXPECT_EQ(error.rfind("The bus file " + file + ", line 3, column 5: ", 0), 0U) << error;
+    EXPECT_EQ(error, "The bus file " + file + " has mistakes:\n" + file +
+                         ":3:5: This is not a JSON object: expected a value.");
 }
 
 TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInAScenario) {
     const std::string error = errorOf([] { zebbussim::Scenario::fromText("[\n{\"print\" 1}]", "the test"); });
-    EXPECT_EQ(error.rfind("the test, line 2, column 10: ", 0), 0U) << error;
+    EXPECT_EQ(error.rfind("the test:2:10: ", 0), 0U) << error;
 }
 
 TEST(SimulatorFiles, NameTheFirstLineOfAScenarioAsItIs) {
     const std::string error = errorOf([] { zebbussim::Scenario::fromText("[1 2]", "the test"); });
-    EXPECT_EQ(error.rfind("the test, line 1, column 4: ", 0), 0U) << error;
+    EXPECT_EQ(error.rfind("the test:1:4: ", 0), 0U) << error;
 }
 
 TEST(SimulatorFiles, RefuseAScenarioWithSomethingBehindTheList) {
     EXPECT_EQ(errorOf([] { zebbussim::Scenario::fromText("[],\"more\":1", "the test"); }),
-              "the test is not a list of steps");
+              "the test:1:1: a scenario must be one JSON list of steps");
 }
 
 TEST(SimulatorFiles, EscapeTheNameOfAResourceThatIsNoList) {

@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
@@ -88,6 +89,11 @@ std::string RawHttp::readToEnd() {
     boost::system::error_code error;
     asio::read(socket_, asio::dynamic_buffer(text), error);
     return text;
+}
+
+std::string RawHttp::readSome() {
+    std::array<char, 4096> bytes{};
+    return {bytes.data(), socket_.read_some(asio::buffer(bytes))};
 }
 
 bool RawHttp::answersWithin(std::chrono::milliseconds time) {

@@ -38,6 +38,8 @@ class RawHttp {
     Answer sendBytes(const std::string& bytes);
     /// Reads until the other side closes; returns the text.
     std::string readToEnd();
+    /// Reads what has arrived, at least one byte. Throws when the other side closes.
+    std::string readSome();
     void write(const std::string& bytes);
     /// Whether something can be read within the time.
     bool answersWithin(std::chrono::milliseconds time);

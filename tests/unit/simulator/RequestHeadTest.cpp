@@ -330,6 +330,16 @@ TEST_F(SimulatorRequestHead, RefusesAHandshakeWithABody) {
     EXPECT_EQ(refused.reason(), "bad_request");
 }
 
+TEST_F(SimulatorRequestHead, AcceptsAHandshakeThatOffersEachSubProtocolInALineOfItsOwn) {
+    EXPECT_EQ(
+        answer(
+            "GET /ClampControl HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+            "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+            "Sec-WebSocket-Protocol: zeb.v2\r\nSec-WebSocket-Protocol: zeb.v1\r\n\r\n")
+            .status,
+        101);
+}
+
 TEST_F(SimulatorRequestHead, RefusesAHandshakeThatSomethingFollows) {
     EXPECT_EQ(
         answer(

@@ -1,11 +1,12 @@
 #include <NamedText.h>
 
+#include <chrono>
 #include <future>
 #include <stdexcept>
 #include <vector>
 
-#include "Scenario.h"
 #include "SimulatorTest.h"
+#include "scenario/Scenario.h"
 
 namespace {
 
@@ -15,45 +16,51 @@ using zebbussim::Scenario;
 
 constexpr const char* kClamp = "/ClampControl/clamps/1";
 
-void run(const std::string& json, zebbussim::BusSimulator& bus) {
-    Scenario::fromText(json, "the test").run(bus, [](const std::string&) {});
+/// What went wrong; empty if nothing did.
+std::string failureOf(zebbussim::BusSimulator& bus, const std::string& scenario) {
+    try {
+        bus.play(scenario);
+        return {};
+    } catch (const std::runtime_error& failure) {
+        return failure.what();
+    }
+}
+
+std::string problemOf(const std::string& scenario) {
+    try {
+        Scenario::fromText(scenario, "file");
+        return {};
+    } catch (const std::runtime_error& problem) {
+        return problem.what();
+    }
 }
 
 TEST_F(SimulatorScenario, SetsElements) {
-    run(R"([{"set":{"path":"/ClampControl/clamps/1","data":{"level":5}}}])", sut);
+    sut.play(R"([{"set":{"path":"/ClampControl/clamps/1","data":{"level":5}}}])");
     EXPECT_NE(sut.element(kClamp).find("\"level\":5"), std::string::npos);
 }
 
 TEST_F(SimulatorScenario, AddsAndRemovesElements) {
-    run(R"([{"add":{"path":"/ClampControl/clamps/9","data":{}}},{"remove":{"path":"/ClampControl/clamps/1"}}])",
-        sut);
+    sut.play(
+        R"([{"add":{"path":"/ClampControl/clamps/9","data":{}}},{"remove":{"path":"/ClampControl/clamps/1"}}])");
     EXPECT_EQ(RawHttp(sut.port()).get("/ClampControl/clamps").ids(), "2,3,9");
 }
 
 TEST_F(SimulatorScenario, MakesServicesUnavailable) {
-    run(R"([{"service":{"name":"ClampControl","available":false}}])", sut);
+    sut.play(R"([{"service":{"name":"ClampControl","available":false}}])");
     EXPECT_EQ(RawHttp(sut.port()).get(kClamp).status, 503);
 }
 
 TEST_F(SimulatorScenario, RemovesServices) {
-    run(R"([{"service":{"name":"ClampControl","present":false}}])", sut);
+    sut.play(R"([{"service":{"name":"ClampControl","present":false}}])");
     EXPECT_EQ(RawHttp(sut.port()).get(kClamp).status, 404);
-}
-
-TEST_F(SimulatorScenario, PrintsText) {
-    std::string printed;
-    Scenario::fromText(R"([{"print":"hello"}])", "the test").run(sut, [&](const std::string& text) {
-        printed += text;
-    });
-    EXPECT_EQ(printed, "hello");
 }
 
 TEST_F(SimulatorScenario, WaitsForSubscribers) {
     RawWebSocket client(sut.port(), "/ClampControl");
     auto scenario = std::async(std::launch::async, [&] {
-        run(R"([{"wait":{"subscribers":{"path":"/ClampControl/clamps/1","count":1}}},
-                {"set":{"path":"/ClampControl/clamps/1","data":{"level":5}}}])",
-            sut);
+        sut.play(R"([{"wait":{"subscribers":{"path":"/ClampControl/clamps/1","count":1}}},
+                {"set":{"path":"/ClampControl/clamps/1","data":{"level":5}}}])");
     });
     client.subscribe(kClamp);
     EXPECT_EQ(client.receive()->getObject("data")->getValue<int>("level"), 3);
@@ -61,27 +68,108 @@ TEST_F(SimulatorScenario, WaitsForSubscribers) {
     scenario.get();
 }
 
-TEST_F(SimulatorScenario, FailsWhenSubscribersDoNotComeInTime) {
-    EXPECT_THROW(
-        run(R"([{"wait":{"subscribers":{"path":"/ClampControl/clamps/1","count":1},"timeout":10}}])", sut),
-        std::runtime_error);
+TEST_F(SimulatorScenario, SaysWhatItHasWaitedForInVain) {
+    EXPECT_EQ(
+        failureOf(sut,
+                  R"([{"wait":{"subscribers":{"path":"/ClampControl/clamps/1","count":1},"timeout":10}}])"),
+        "The scenario:1:2: the wait was in vain within 10 ms: there are 0 subscribers of "
+        "/ClampControl/clamps/1, expected at least 1");
 }
 
-TEST_F(SimulatorScenario, EndsSoonWhenItIsCancelled) {
-    Scenario scenario = Scenario::fromText(R"([{"wait":{"ms":1000000}}])", "the test");
-    auto running = std::async(std::launch::async, [&] { scenario.run(sut, [](const std::string&) {}); });
-    scenario.cancel();
-    EXPECT_NO_THROW(running.get());
-}
-
-TEST_F(SimulatorScenario, SaysWhichStepFailed) {
-    try {
-        run(R"([{"wait":{"ms":0}},{"set":{"path":"/ClampControl/clamps/9","data":{}}}])", sut);
-        FAIL() << "the step went through";
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(),
-                     "the test, step 2: \"set\": There is no element \"9\" in /ClampControl/clamps");
+TEST_F(SimulatorScenario, EndsWithTheBus) {
+    auto playing = std::async(std::launch::async, [&] {
+        return failureOf(sut, R"([
+        {"set":{"path":"/ClampControl/clamps/1","data":{"level":5}}},{"wait":{"ms":1000000}}])");
+    });
+    RawWebSocket client(sut.port(), "/ClampControl");
+    client.subscribe(kClamp);
+    while (client.receive()->getObject("data")->getValue<int>("level") != 5) {
     }
+    sut.stop();
+    EXPECT_EQ(playing.get(), "The simulator was stopped");
+}
+
+TEST_F(SimulatorScenario, SaysWhichStepFailedAndWhere) {
+    EXPECT_EQ(
+        failureOf(sut, "[{\"wait\":{\"ms\":0}},\n  {\"remove\":{\"path\":\"/ClampControl/clamps/9\"}}]"),
+        "The scenario:2:3: There is no element \"9\" in /ClampControl/clamps");
+}
+
+TEST_F(SimulatorScenario, FailsWhenAnExpectationDoesNotHold) {
+    EXPECT_EQ(failureOf(sut, R"([{"expect":{"subscribers":{"path":"/ClampControl/clamps/1","count":1}}}])"),
+              "The scenario:1:2: the expectation does not hold: there are 0 subscribers of "
+              "/ClampControl/clamps/1, expected 1");
+}
+
+TEST_F(SimulatorScenario, ExpectsExactlyTheCount) {
+    RawWebSocket first(sut.port(), "/ClampControl");
+    RawWebSocket second(sut.port(), "/ClampControl");
+    first.subscribe(kClamp);
+    second.subscribe(kClamp);
+    EXPECT_NE(failureOf(sut, R"([{"expect":{"subscribers":{"path":"/ClampControl/clamps/1","count":1}}}])"),
+              "");
+    EXPECT_EQ(failureOf(sut, R"([{"expect":{"subscribers":{"path":"/ClampControl/clamps/1","count":2}}}])"),
+              "");
+}
+
+TEST_F(SimulatorScenario, ExpectsASubscriptionWithinATime) {
+    auto playing = std::async(std::launch::async, [&] {
+        return failureOf(sut, R"([{"set":{"path":"/ClampControl/clamps/1","data":{"level":5}}},
+            {"expect":{"subscribed":{"path":"/ClampControl/clamps/1","count":1},"within":10000}}])");
+    });
+    while (sut.element(kClamp).find("\"level\":5") == std::string::npos) {
+    }
+    RawWebSocket client(sut.port(), "/ClampControl");
+    client.subscribe(kClamp);
+    EXPECT_EQ(playing.get(), "");
+}
+
+TEST_F(SimulatorScenario, CountsNewSubscriptionsFromTheLastChangeOn) {
+    RawWebSocket client(sut.port(), "/ClampControl");
+    client.subscribe(kClamp);
+    EXPECT_EQ(failureOf(sut, R"([{"set":{"path":"/ClampControl/clamps/1","data":{"level":5}}},
+                                 {"expect":{"subscribed":{"path":"/ClampControl/clamps/1","count":0}}}])"),
+              "");
+}
+
+TEST_F(SimulatorScenario, ExpectsTheStateOfAnElement) {
+    EXPECT_EQ(
+        failureOf(sut, R"([{"expect":{"element":{"path":"/ClampControl/clamps/1","data":{"level":3}}}}])"),
+        "");
+    EXPECT_EQ(
+        failureOf(sut, R"([{"expect":{"element":{"path":"/ClampControl/clamps/1","data":{"level":4}}}}])"),
+        "The scenario:1:2: the expectation does not hold: /ClampControl/clamps/1 has \"level\" 3, expected "
+        "4");
+}
+
+TEST_F(SimulatorScenario, ExpectsNoViolations) {
+    RawWebSocket client(sut.port(), "/ClampControl");
+    auto playing = std::async(std::launch::async, [&] {
+        return failureOf(sut,
+                         R"([{"wait":{"violations":{"count":1}}},{"expect":{"violations":{"count":0}}}])");
+    });
+    // Until it has been heard.
+    while (playing.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
+        client.send(R"({"action":"dance","requestId":"1"})");
+        client.receiveText();
+    }
+    EXPECT_NE(playing.get().find("violation"), std::string::npos);
+}
+
+TEST_F(SimulatorScenario, DoesAStepAtItsTime) {
+    const auto begin = std::chrono::steady_clock::now();
+    sut.play(R"([{"at":30,"set":{"path":"/ClampControl/clamps/1","data":{"level":5}}}])");
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(30));
+}
+
+TEST(SimulatorScenarioFile, NamesEveryProblemWithItsPlace) {
+    EXPECT_EQ(problemOf("[\n  {\"sett\": {}},\n  {\"drop\": {\"servce\": \"A\"}}\n]"),
+              "file:2:3: \"sett\" is no step; did you mean \"set\"?\n"
+              "file:3:3: \"drop\": \"servce\" is unknown here; did you mean \"service\"?");
+}
+
+TEST(SimulatorScenarioFile, NamesThePlaceOfASyntaxError) {
+    EXPECT_EQ(problemOf("[\n{\"print\" 1}]").substr(0, 10), "file:2:10:");
 }
 
 TEST(SimulatorExampleScenario, CanBeRead) {

@@ -3,10 +3,10 @@
 #include <array>
 #include <string>
 
-#include "BusModel.h"
-#include "Json.h"
-#include "Observations.h"
-#include "Subscriptions.h"
+#include "json/Json.h"
+#include "model/BusModel.h"
+#include "server/Observations.h"
+#include "websocket/Subscriptions.h"
 
 namespace {
 
@@ -18,6 +18,7 @@ class LastMessage : public zebbussim::Subscriber {
     }
     void sendBytes(std::string) override {}
     const std::string& service() const override { return name; }
+    std::uint64_t client() const override { return 1; }
 
     std::string text;
     std::string name = "ClampControl";
@@ -27,7 +28,9 @@ TEST(SubscriptionsOfTheSimulator, EndAt16384OfOneWebSocket) {
     zebbussim::BusModel model;
     model.addService("ClampControl", R"({"clamps":[]})");
     zebbussim::Observations observations;
-    zebbussim::Subscriptions sut(model, observations, [](auto, const auto&) {});
+    zebbussim::MessageFaults faults;
+    zebbussim::Journal journal;
+    zebbussim::Subscriptions sut(model, observations, faults, journal, [](auto, const auto&) {});
     LastMessage subscriber;
     const auto subscribe = [&] {
         sut.receive(subscriber, R"({"action":"subscribe","path":"/ClampControl/clamps","requestId":"1"})");
@@ -45,7 +48,9 @@ TEST(SubscriptionsOfTheSimulator, EndAt65536OfAllWebSockets) {
     zebbussim::BusModel model;
     model.addService("ClampControl", R"({"clamps":[]})");
     zebbussim::Observations observations;
-    zebbussim::Subscriptions sut(model, observations, [](auto, const auto&) {});
+    zebbussim::MessageFaults faults;
+    zebbussim::Journal journal;
+    zebbussim::Subscriptions sut(model, observations, faults, journal, [](auto, const auto&) {});
     std::array<LastMessage, 5> subscribers;
     const auto subscribe = [&](LastMessage& subscriber) {
         sut.receive(subscriber, R"({"action":"subscribe","path":"/ClampControl/clamps","requestId":"1"})");

@@ -1,5 +1,6 @@
 #include <zebutil/BaseUri.h>
 #include <zebutil/HttpSession.h>
+#include <zebutil/UserAgent.h>
 
 #include <algorithm>
 #include <array>
@@ -33,6 +34,7 @@ std::string textOf(const HttpSession::Request& request, const std::string& hostH
         throw std::invalid_argument(readableAddress(request.target) + " is not a percent-encoded path");
     }
     std::string text = request.method + " " + request.target + " HTTP/1.1\r\nHost: " + hostHeader +
+                       "\r\nUser-Agent: " + userAgent() +
                        "\r\nAccept: application/json\r\nConnection: keep-alive\r\n";
     if (request.method != "GET") {
         text.append("Content-Type: application/json\r\nContent-Length: ")

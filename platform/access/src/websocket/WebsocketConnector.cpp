@@ -2,6 +2,7 @@
 
 #include <openssl/err.h>
 #include <openssl/ssl.h>
+#include <zebutil/UserAgent.h>
 
 #include <algorithm>
 #include <boost/asio/post.hpp>
@@ -241,9 +242,12 @@ void WebsocketConnector::upgrade() {
     awaited_ = "WebSocket handshake: the server does not answer";
     stream_.beast().set_option(
         websocket::stream_base::timeout{kBeastTimeLimit, websocket::stream_base::none(), false});
-    stream_.beast().set_option(websocket::stream_base::decorator([](websocket::request_type& request) {
-        request.set(http::field::sec_websocket_protocol, kSubProtocol);
-    }));
+    const std::string userAgent = zebutil::userAgent();
+    stream_.beast().set_option(
+        websocket::stream_base::decorator([userAgent](websocket::request_type& request) {
+            request.set(http::field::sec_websocket_protocol, kSubProtocol);
+            request.set(http::field::user_agent, userAgent);
+        }));
     stream_.beast().next_layer().expectUpgradeAnswer();
     stream_.beast().async_handshake(response_, address_.hostHeader, address_.target,
                                     next([this](const ErrorCode& error) { onUpgrade(error); }));

@@ -1,0 +1,160 @@
+#pragma once
+
+#include <boost/asio/error.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <boost/asio/ssl/stream.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core/buffers_prefix.hpp>
+#include <boost/beast/core/role.hpp>
+#include <boost/beast/websocket/teardown.hpp>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "Line.h"
+
+namespace zebbussim {
+
+/// The byte stream of a connection: TCP with or without TLS, over a line that may be slow or silent. Must not
+/// be moved during an operation.
+class BusStream {
+ public:
+    using Socket = boost::asio::ip::tcp::socket;
+    using executor_type = Socket::executor_type;
+    using ErrorCode = boost::system::error_code;
+
+    /// Uses TLS if there is a context. This and the line must outlive the stream.
+    BusStream(Socket&& socket, boost::asio::ssl::context* tlsContext, Line& line)
+        : layers_(std::make_unique<Layers>(std::move(socket), line)) {
+        if (tlsContext != nullptr) {
+            layers_->tls.emplace(layers_->socket, *tlsContext);
+        }
+    }
+
+    Socket& socket() { return layers_->socket; }
+    executor_type get_executor() { return layers_->socket.get_executor(); }
+
+    /// From now on, the state of the line does not matter to this stream.
+    void useOwnLine() { layers_->line = nullptr; }
+
+    /// Ends every operation.
+    void close() {
+        ErrorCode ignored;
+        layers_->socket.close(ignored);
+        layers_->isClosed = true;
+        layers_->lineTimer.cancel();
+    }
+
+    /// Does the TLS handshake, after which the stream can be read and written. The handler gets an error
+    /// code; without TLS it is called at once.
+    template <typename Handler>
+    void begin(Handler&& handler) {
+        if (layers_->tls) {
+            layers_->tls->async_handshake(boost::asio::ssl::stream_base::server,
+                                          std::forward<Handler>(handler));
+        } else {
+            handler(ErrorCode());
+        }
+    }
+
+    /// Ends TLS: nothing more may be written, and further input must be read from the socket and discarded.
+    /// The handler gets an error code; without TLS it is called at once.
+    template <typename Handler>
+    void end(Handler&& handler) {
+        if (layers_->tls) {
+            layers_->tls->async_shutdown(std::forward<Handler>(handler));
+        } else {
+            handler(ErrorCode());
+        }
+    }
+
+    template <typename Buffers, typename Handler>
+    void async_read_some(const Buffers& buffers, Handler&& handler) {
+        if (layers_->tls) {
+            layers_->tls->async_read_some(buffers, std::forward<Handler>(handler));
+        } else {
+            layers_->socket.async_read_some(buffers, std::forward<Handler>(handler));
+        }
+    }
+
+    template <typename Buffers, typename Handler>
+    void async_write_some(const Buffers& buffers, Handler&& handler) {
+        if (layers_->line == nullptr || layers_->line->isNormal()) {
+            layers_->write(buffers, std::forward<Handler>(handler));
+        } else {
+            layers_->writeLater(buffers, std::forward<Handler>(handler));
+        }
+    }
+
+ private:
+    // On the heap, because the TLS stream refers to the socket, which therefore must not move.
+    struct Layers {
+        Layers(Socket&& accepted, Line& sharedLine)
+            : socket(std::move(accepted)), line(&sharedLine), lineTimer(socket.get_executor()) {}
+
+        ~Layers() {
+            if (line != nullptr) {
+                line->removeSleeper(lineTimer);
+            }
+        }
+        Layers(const Layers&) = delete;
+        Layers& operator=(const Layers&) = delete;
+
+        template <typename Buffers, typename Handler>
+        void write(const Buffers& buffers, Handler&& handler) {
+            if (tls) {
+                tls->async_write_some(buffers, std::forward<Handler>(handler));
+            } else {
+                socket.async_write_some(buffers, std::forward<Handler>(handler));
+            }
+        }
+
+        // A stream has one write at a time, so one timer is enough.
+        template <typename Buffers, typename Handler>
+        void writeLater(const Buffers& buffers, Handler&& handler) {
+            const Line::Clock::time_point at = line->nextPiece(lastPiece);
+            if (isClosed || at <= Line::Clock::now()) {
+                lastPiece = Line::Clock::now();
+                write(boost::beast::buffers_prefix(line->pieceSize(), buffers),
+                      std::forward<Handler>(handler));
+                return;
+            }
+            line->addSleeper(lineTimer);
+            lineTimer.expires_at(at);
+            lineTimer.async_wait(
+                [this, buffers, handler = std::forward<Handler>(handler)](const ErrorCode&) mutable {
+                    line->removeSleeper(lineTimer);
+                    writeLater(buffers, std::move(handler));
+                });
+        }
+
+        Socket socket;
+        std::optional<boost::asio::ssl::stream<Socket&>> tls;
+        Line* line;  ///< null: never slow
+        boost::asio::steady_timer lineTimer;
+        Line::Clock::time_point lastPiece;
+        bool isClosed = false;
+    };
+
+    std::unique_ptr<Layers> layers_;
+};
+
+/// Beast calls this to close a stream whose time limit has run out.
+inline void beast_close_socket(BusStream& stream) {
+    stream.close();
+}
+
+/// Beast calls this to end the stream after the closing handshake of a WebSocket.
+template <typename Handler>
+void async_teardown(boost::beast::role_type role, BusStream& stream, Handler&& handler) {
+    stream.end(
+        [role, &stream, handler = std::forward<Handler>(handler)](const BusStream::ErrorCode&) mutable {
+            // The error is ignored: a client that disconnects without ending TLS has still closed its
+            // WebSocket.
+            boost::beast::websocket::async_teardown(role, stream.socket(), std::move(handler));
+        });
+}
+
+}  // namespace zebbussim
