@@ -40,6 +40,7 @@ class CheckingSubscriber : public zebbussim::Subscriber {
     }
     void sendBytes(std::string) override { require(false, "a bus without faults sends messages only"); }
     const std::string& service() const override { return service_; }
+    std::uint64_t client() const override { return 1; }
 
  private:
     const std::string service_ = "ClampControl";
@@ -55,6 +56,7 @@ class Notifier : public zebbussim::BusListener {
     void elementAdded(const zebbussim::BusPath& path) override { subscriptions_.notifyCollection(path); }
     void elementRemoved(const zebbussim::BusPath& path) override { subscriptions_.endElement(path); }
     void servicesChanged() override {}
+    void serviceChanged(const std::string&) override {}
     void serviceClosed(const std::string&) override {}
 
  private:
@@ -90,7 +92,9 @@ std::string upToBlank(std::string_view& rest) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     zebbussim::BusModel model;
     zebbussim::Observations observations;
-    zebbussim::Subscriptions subscriptions(model, observations,
+    zebbussim::MessageFaults noFaults;
+    zebbussim::Journal journal;
+    zebbussim::Subscriptions subscriptions(model, observations, noFaults, journal,
                                            [](std::chrono::milliseconds, const std::function<void()>&) {});
     Notifier notifier(subscriptions);
     model.addService("ClampControl", initialService());

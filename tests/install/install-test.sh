@@ -87,6 +87,18 @@ for library in "$prefix/$library_directory"/lib*.so; do
     [ -z "$foreign" ] || fail "$library: $foreign"
 done
 
+step 'Each program tells its version, has a help of 80 columns, and 2 for wrong usage'
+version=$(sed -n 's/^ *VERSION \([0-9.]*\)$/\1/p;s/^project(.* VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt" | head -n 1)
+for program in "$prefix"/bin/*; do
+    name=$(basename "$program")
+    [ "$("$program" --version)" = "$name $version" ] || fail "$name --version prints $("$program" --version)."
+    wide=$("$program" --help | grep -nE '.{81}' || true)
+    [ -z "$wide" ] || fail "The help of $name is wider: $wide"
+    status=0
+    "$program" --no-such-option >/dev/null 2>"$place/log" || status=$?
+    [ "$status,$(wc -l <"$place/log")" = 2,1 ] || fail "$name --no-such-option ends with $status: $(cat "$place/log")"
+done
+
 step 'The programs find their libraries'
 for program in clamp-monitor zeb-bus-sim; do
     quietly "$prefix/bin/$program" --help

@@ -52,6 +52,7 @@ check_all() {
     expect 'a missing command is a usage error' 2 "$(status_of run file.json --)"
     expect 'a usage error is one line' 'with-client-config: usage: with-client-config FILE|--none -- COMMAND [ARGUMENT...]' \
         "$(run file.json -- 2>&1 || true)"
+    expect '--version names the script' with-client-config "$(run --version | cut -d ' ' -f 1)"
     expect '--help is no error' 0 "$(status_of run --help)"
     expect 'a command that does not exist fails as in a shell' 127 "$(status_of run file.json -- ./absent)"
 }

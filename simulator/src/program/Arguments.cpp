@@ -207,7 +207,8 @@ An HTTP POST, the panel or a scenario changes elements and makes faults:
 A scenario is a JSON list of steps, waits and expectations:
 
     [{"wait": {"subscribers": {"path": "/ClampControl/clamps/1", "count": 1}}},
-     {"set": {"path": "/ClampControl/clamps/1", "data": {"isSwitchedOn": true}}},
+     {"set": {"path": "/ClampControl/clamps/1",
+              "data": {"isSwitchedOn": true}}},
      {"drop": {"service": "ClampControl"}},
      {"expect": {"subscribed": {"path": "/ClampControl/clamps/1", "count": 1},
                  "within": 5000}}]
