@@ -22,56 +22,58 @@ class TextPlaces {
  public:
     explicit TextPlaces(std::string_view text) : text_(text) {
         blocks_.reserve(text.size() / kBlock + 1);
-        Begin begin{1, 0};
+        Position position;
         for (std::size_t block = 0;; block += kBlock) {
-            blocks_.push_back(begin);
+            blocks_.push_back(position);
             if (text.size() - block < kBlock) {
                 return;
             }
-            advance(begin, block, block + kBlock);
+            advance(position, block, block + kBlock);
         }
     }
 
     /// The column counts bytes.
     /// @param byte counted from 0; the text's size means its end
     TextPlace of(std::size_t byte) const {
-        byte = std::min(byte, text_.size());
-        Begin begin = blocks_[byte / kBlock];
-        advance(begin, byte / kBlock * kBlock, byte);
-        return {begin.line, byte - begin.lineBegin + 1};
+        const Position position = positionOf(byte);
+        return {position.line, std::min(byte, text_.size()) - position.lineBegin + 1};
     }
 
-    /// The same, but the column counts the characters of UTF-8. Reads the line up to there.
+    /// The same, but the column counts the characters of UTF-8.
     TextPlace inCharacters(std::size_t byte) const {
-        TextPlace place = of(byte);
-        const std::string_view before =
-            text_.substr(std::min(byte, text_.size()) - (place.column - 1), place.column - 1);
-        const auto inside = std::count_if(before.begin(), before.end(), [](char character) {
-            return (static_cast<unsigned char>(character) & 0xC0U) == 0x80;
-        });
-        place.column -= static_cast<std::size_t>(inside);
-        return place;
+        const Position position = positionOf(byte);
+        return {position.line,
+                std::min(byte, text_.size()) - position.lineBegin - position.continuations + 1};
     }
 
  private:
     static constexpr std::size_t kBlock = 4096;
 
-    /// Where a block of the text begins.
-    struct Begin {
-        std::size_t line;
-        std::size_t lineBegin;  ///< byte
+    struct Position {
+        std::size_t line = 1;
+        std::size_t lineBegin = 0;      ///< byte
+        std::size_t continuations = 0;  ///< bytes since the line began that continue a character
     };
-    void advance(Begin& begin, std::size_t from, std::size_t to) const {
+
+    Position positionOf(std::size_t byte) const {
+        byte = std::min(byte, text_.size());
+        Position position = blocks_[byte / kBlock];
+        advance(position, byte / kBlock * kBlock, byte);
+        return position;
+    }
+
+    void advance(Position& position, std::size_t from, std::size_t to) const {
         for (std::size_t byte = from; byte < to; ++byte) {
             if (text_[byte] == '\n') {
-                ++begin.line;
-                begin.lineBegin = byte + 1;
+                position = {position.line + 1, byte + 1, 0};
+            } else if ((static_cast<unsigned char>(text_[byte]) & 0xC0U) == 0x80) {
+                ++position.continuations;
             }
         }
     }
 
     const std::string_view text_;
-    std::vector<Begin> blocks_;
+    std::vector<Position> blocks_;  ///< where each block of the text begins
 };
 
 }  // namespace internal

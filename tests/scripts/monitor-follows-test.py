@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""clamp-monitor follows an element that is removed and comes back with another value, and prints its statistics.
+"""clamp-monitor follows an element that comes back, says what it waits for and what has failed, and prints statistics.
 
     monitor-follows-test.py SOURCE-DIRECTORY CLAMP-MONITOR ZEB-BUS-SIM TEST
 """
@@ -114,8 +114,19 @@ def silent_server(source, monitor, _):
             expect("--check" in lines[2], "what to do", lines)
 
 
+def silent_server_fails(source, monitor, _):
+    """What has failed comes later than the first complaint, and is said too."""
+    with socket.create_server(("127.0.0.1", 0)) as server:
+        address = f"http://127.0.0.1:{server.getsockname()[1]}"
+        with following(source, monitor, address) as (client, _):
+            said = [line for line in (client.stderr.readline() for _ in range(4)) if "is not known: " in line]
+            expect(len(said) == 2 and "waiting for the service" not in said[1], "a second complaint", said)
+            expect(address in said[1], "what has failed", said)
+
+
 TESTS = {
     "silent-server": silent_server,
+    "silent-server-fails": silent_server_fails,
     "element-comes-back": element_comes_back,
     "statistics-on-a-signal": statistics_on_a_signal,
     "statistics-at-the-end": statistics_at_the_end,

@@ -5,6 +5,7 @@
 #include <kelo-client/ConfigurationCheck.h>
 #include <kelo-client/Diagnostics.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <iostream>
@@ -24,6 +25,7 @@ using Clock = std::chrono::steady_clock;
 // Standard error says so when the state has been unknown for this long. It has to within 2 s of the start,
 // which takes part of that on a busy machine.
 constexpr std::chrono::milliseconds kPatience{1000};
+constexpr std::chrono::milliseconds kLongestPause{60000};
 
 void printWarnings() {
     const auto report = kelo_client::checkConfiguration(kConfigurationPath);
@@ -59,15 +61,14 @@ void complainAbout(const ClampStatus& status) {
     complain("clamp-monitor --check tries each step and says which one fails");
 }
 
-/// Says on standard error that the state is not known, once each time that this lasts.
+/// Says on standard error why the state is not known, and says a new reason after a pause, which grows.
 class Patience {
  public:
     void see(const ClampStatus& status) {
         if (status.state != ClampState::Unknown) {
-            until_.reset();
-            isOver_ = false;
-        } else if (!until_ && !isOver_) {
-            until_ = status.since + kPatience;
+            *this = Patience();
+        } else if (!until_ && status.reason != said_) {
+            until_ = std::max(status.since, lastTime_) + pause_;
         }
     }
 
@@ -75,13 +76,22 @@ class Patience {
 
     void endWith(const ClampStatus& status) {
         until_.reset();
-        isOver_ = true;
+        if (status.reason == said_) {
+            return;
+        }
         complainAbout(status);
+        if (said_) {
+            pause_ = std::min(2 * pause_, kLongestPause);
+        }
+        said_ = status.reason;
+        lastTime_ = Clock::now();
     }
 
  private:
     std::optional<Clock::time_point> until_;
-    bool isOver_ = false;
+    std::optional<std::string> said_;
+    Clock::time_point lastTime_;
+    std::chrono::milliseconds pause_ = kPatience;
 };
 
 void waitForTheEnd(const ClampFollower& follower, const std::atomic<bool>& isOutputLost,

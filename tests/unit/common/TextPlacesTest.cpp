@@ -40,4 +40,15 @@ TEST(TextPlaces, AreRightBeyondManyBlocks) {
     EXPECT_EQ(sut.inCharacters(text.find("end")).text(), "line 5001, column 2");
 }
 
+TEST(TextPlaces, AreRightInALineOfManyBlocks) {
+    std::string text = "\n";
+    for (int character = 0; character < 5000; ++character) {
+        text += "\xE5\xA4\xA7";  // 大
+    }
+    text += "end";
+    const TextPlaces sut(text);
+    EXPECT_EQ(sut.of(text.find("end")).text(), "line 2, column 15001");
+    EXPECT_EQ(sut.inCharacters(text.find("end")).text(), "line 2, column 5001");
+}
+
 }  // namespace
