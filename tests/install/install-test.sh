@@ -37,8 +37,9 @@ for schema in ClientConfig bus scenario; do
 done
 
 step 'The sample files are there, and the launcher'
-for file in bus/vehicle.json bus/drive.json config/ClientConfig.json bus.schema.json scenario.schema.json; do
-    /usr/bin/python3 -m json.tool "$prefix/share/clampcontrolclient/$file" >/dev/null || fail "$file is missing or is not JSON."
+for file in bus/{vehicle,drive,faults,subscribe-again}.json config/ClientConfig.json {bus,scenario}.schema.json; do
+    /usr/bin/python3 -m json.tool "$prefix/share/clampcontrolclient/$file" >/dev/null ||
+        fail "$file is missing or is not JSON."
 done
 "$prefix/bin/with-client-config" "$prefix/share/clampcontrolclient/config/ClientConfig.json" -- \
     "$prefix/bin/clamp-monitor" --version >/dev/null || fail 'The launcher does not run a program.'
@@ -88,7 +89,7 @@ for library in "$prefix/$library_directory"/lib*.so; do
 done
 
 step 'Each program tells its version, has a help of 80 columns, and 2 for wrong usage'
-version=$(sed -n 's/^ *VERSION \([0-9.]*\)$/\1/p;s/^project(.* VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt" | head -n 1)
+version=$(sed -n 's/^ *VERSION \([0-9.]*\)$/\1/p' "$source/CMakeLists.txt" | head -n 1)
 for program in "$prefix"/bin/*; do
     name=$(basename "$program")
     [ "$("$program" --version)" = "$name $version" ] || fail "$name --version prints $("$program" --version)."
