@@ -59,7 +59,8 @@ TEST_F(BackPressure, BoundsTheMemoryOfAnApplicationThatBlocksAndLosesNothing) {
     constexpr long kChanges = 100'000;
     constexpr long kStates = 1000;
 
-    writeConfiguration(staticConfiguration(R"(,"watchdogTimeout":100)"));
+    // The connection counts as lost after three times this, which the application exceeds.
+    writeConfiguration(staticConfiguration(R"(,"watchdogTimeout":1000)"));
     BlockedApplication blocked;
     client = std::make_unique<clampcontrolclient::ClampControlClient>();
     client->AssignCallback(&blocked);
@@ -92,7 +93,7 @@ TEST_F(BackPressure, BoundsTheMemoryOfAnApplicationThatBlocksAndLosesNothing) {
     const std::size_t memoryBefore = e2e::residentMemory();
     blocked.blocks = true;
     std::thread server([&] { bus.flood(kClamp15, states, kChanges); });
-    blocked.isBlocked.get_future().wait();
+    EXPECT_EQ(blocked.isBlocked.get_future().wait_for(e2e::kLimit), std::future_status::ready);
     std::size_t memory = memoryBefore;
     for (const auto end = Clock::now() + duration; Clock::now() < end;) {
         memory = std::max(memory, e2e::residentMemory());

@@ -18,13 +18,15 @@ def main():
         client = subprocess.Popen(
             [program, configuration, "1"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
         )
-        lines += [client.stdout.readline().rstrip() for _ in range(6)]
+        while "Clamp15(0): on" not in lines[-3:] and "" not in lines:
+            lines += [client.stdout.readline().rstrip() for _ in range(3)]
         bus.terminate()
         lines.append(client.stdout.readline().rstrip())
         client.communicate("\n")
     others = ["ClampS(1): on", "Clamp75_X(2): off"]
     expected = ["Clamp15(0): off", *others, "Clamp15(0): on", *others, "unknown: the service is gone"]
-    if lines != expected or client.returncode != 0:
+    # The write and the subscription go their own ways: the write may be the first to arrive.
+    if lines not in (expected, expected[3:]) or client.returncode != 0:
         print(f"expected {expected} and status 0; got {lines}, status {client.returncode}")
         return 1
     return 0

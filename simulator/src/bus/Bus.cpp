@@ -1,10 +1,10 @@
 #include "Bus.h"
 
 #include <boost/beast/websocket/rfc6455.hpp>
-#include <stdexcept>
 #include <utility>
 
-#include "LibraryErrors.h"
+#include "OptionCheck.h"
+#include "http/RequestTarget.h"
 #include "json/Json.h"
 #include "model/BusError.h"
 #include "model/ModelCheck.h"
@@ -14,23 +14,8 @@ namespace zebbussim {
 
 namespace {
 
-void requireHostName(const std::string& name) {
-    constexpr const char* kCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
-    if (name.empty() || name.find_first_not_of(kCharacters) != std::string::npos) {
-        throw std::invalid_argument("The host name " + excerpt(name) +
-                                    " must have letters, digits, \"-\", \"_\" and \".\" only, and no port");
-    }
-}
-
 const BusSimulator::Options& checked(const BusSimulator::Options& options) {
-    if (options.tlsCertificateFile.empty() != options.tlsKeyFile.empty()) {
-        throw std::invalid_argument(options.tlsKeyFile.empty()
-                                        ? "A TLS certificate without the file of its key"
-                                        : "A TLS key without the file of its certificate");
-    }
-    for (const std::string& name : options.hostNames) {
-        requireHostName(name);
-    }
+    checkOptions(options);
     return options;
 }
 
@@ -48,8 +33,8 @@ Bus::Bus(const BusSimulator::Options& options, RunLater runLater)
                messageFaults_,
                journal_,
                control_,
-               withLibraryErrors([&] { return checkedBasePath(options.basePath); }),
-               {!checked(options).tlsCertificateFile.empty(), options.hostNames},
+               checkedBasePath(checked(options).basePath),
+               {!options.tlsCertificateFile.empty(), options.hostNames},
                options.patience,
                {},
                0,

@@ -1,5 +1,7 @@
 #include "HttpConnection.h"
 
+#include <internal/EscapedText.h>
+
 #include <algorithm>
 #include <array>
 #include <boost/asio/write.hpp>
@@ -346,7 +348,7 @@ void HttpConnection::note(const HttpAnswer& httpAnswer) {
         event.kind = BusEvent::Kind::Violation;
         const auto agent = request_[http::field::user_agent];
         event.program = shortened({agent.data(), agent.size()});
-        event.path = busPath();
+        event.path = notedPath();
         event.text = std::string(request_.method_string()) + " " + event.path + ": " + httpAnswer.problem;
         context_.journal.note(std::move(event));
     }
@@ -356,7 +358,7 @@ void HttpConnection::noteRequest(int status) {
     BusEvent event;
     event.kind = BusEvent::Kind::Request;
     event.name = std::string(request_.method_string());
-    event.path = busPath();
+    event.path = notedPath();
     event.status = status;
     const auto agent = request_[http::field::user_agent];
     event.program = shortened({agent.data(), agent.size()});
@@ -378,6 +380,12 @@ void HttpConnection::parseTarget() {
 std::string HttpConnection::busPath() const {
     const auto* const target = std::get_if<RequestTarget>(&target_);
     return target == nullptr ? "" : target->path();
+}
+
+std::string HttpConnection::notedPath() const {
+    return std::holds_alternative<BusError>(target_)
+               ? internal::escapedText(shortened({request_.target().data(), request_.target().size()}))
+               : busPath();
 }
 
 void HttpConnection::checkHandshake() const {

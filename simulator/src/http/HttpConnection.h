@@ -80,6 +80,8 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
     void handleControl();
     /// The path of the request on the bus; empty if its target cannot be parsed.
     std::string busPath() const;
+    /// For people: a path that cannot be read stands as it came.
+    std::string notedPath() const;
     /// Throws `BusError` if the handshake cannot be accepted.
     void checkHandshake() const;
     void handshake(const RequestTarget& target);

@@ -1,5 +1,7 @@
 #include "BusModel.h"
 
+#include <internal/SimilarWord.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -260,7 +262,11 @@ Element BusModel::merged(const BusPath& path, std::string_view changes) {
 Service& BusModel::known(const std::string& name) {
     const auto found = services_.find(name);
     if (found == services_.end()) {
-        throw BusError::invalidPath("There is no service " + excerpt(name));
+        const internal::Words names(order_.begin(), order_.end());
+        const std::string_view similar = internal::similarWord(name, names);
+        throw BusError::invalidPath(
+            "There is no service " + excerpt(name) +
+            (similar.empty() ? "" : "; did you mean \"" + std::string(similar) + "\"?"));
     }
     return found->second;
 }

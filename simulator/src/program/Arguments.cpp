@@ -9,6 +9,8 @@
 #include <map>
 #include <stdexcept>
 
+#include "bus/OptionCheck.h"
+
 namespace zebbussim {
 
 namespace {
@@ -114,6 +116,7 @@ class Reader {
         if (hasSpeed_ && all.scenarioFile.empty()) {
             throw std::invalid_argument("--speed needs --scenario");
         }
+        checkOptions(all.options);
     }
 
     using Value = const std::string&;

@@ -1,5 +1,6 @@
 #include "Program.h"
 
+#include <internal/EscapedText.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -92,7 +93,8 @@ class Program {
  private:
     void play(LinePrinter& printer) {
         simulation_.play(
-            *scenario_, arguments_.speed, [&printer](const std::string& text) { printer.print(text); },
+            *scenario_, arguments_.speed,
+            [&printer](const std::string& text) { printer.print(internal::escapedText(text)); },
             [this](const std::string& failure) {
                 failure_ = failure;
                 if (!failure.empty() || arguments_.exitAfterScenario) {

@@ -1,24 +1,26 @@
 #include "Condition.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "Tally.h"
 #include "bus/Bus.h"
 #include "json/Json.h"
 #include "model/BusError.h"
-#include "steps/StepKinds.h"
+#include "steps/MemberKind.h"
 
 namespace zebbussim {
 
 namespace {
 
 const std::vector<MemberKind>& membersOfCondition(const std::string& name) {
-    static const std::vector<MemberKind> ofPath{{"path", MemberType::Text, true},
+    static const std::vector<MemberKind> ofPath{{"path", MemberType::Path, true},
                                                 {"count", MemberType::Count, true}};
     static const std::vector<MemberKind> ofService{{"service", MemberType::Text, true},
                                                    {"count", MemberType::Count, true}};
-    static const std::vector<MemberKind> ofElement{{"path", MemberType::Text, true},
-                                                   {"data", MemberType::Object, true}};
+    static const std::vector<MemberKind> ofElement{{"path", MemberType::ElementPath, true},
+                                                   {"data", MemberType::Object, true},
+                                                   {"unchecked", MemberType::Boolean}};
     static const std::vector<MemberKind> ofViolations{{"count", MemberType::Count, true}};
     if (name == "webSockets") {
         return ofService;
@@ -88,7 +90,7 @@ Condition::Condition(const JsonMembers& members, Count count) : countMode_(count
     checkMembers(own, membersOfCondition(name_), inQuotes(name_));
     if (const auto path = own.find("path")) {
         const std::string text = stringOf(*path).value();
-        subject_ = name_ == "element" ? parseElementPath(text).text() : parseBusPath(text).text();
+        subject_ = parseBusPath(text).text();
     } else if (const auto service = own.find("service")) {
         subject_ = stringOf(*service).value();
     }
@@ -109,6 +111,7 @@ std::string Condition::inWords() const {
 }
 
 std::string Condition::problem(Bus& bus, const Tally& tally) const {
+    requireSubject(bus);
     if (name_ == "element") {
         return problemOfElement(bus);
     }
@@ -121,6 +124,26 @@ std::string Condition::problem(Bus& bus, const Tally& tally) const {
     return "there " + std::string(now == 1 ? "is " : "are ") + counted(now, nounOf(name_)) +
            (subject_.empty() ? std::string() : where + subject_) + ", expected " +
            (isExact ? "" : "at least ") + std::to_string(count_);
+}
+
+void Condition::requireSubject(Bus& bus) const {
+    // Clients may ask for anything; and what they do wrong has no subject.
+    if (name_ == "requests" || name_ == "violations") {
+        return;
+    }
+    if (name_ == "webSockets") {
+        bus.model().known(subject_);
+        return;
+    }
+    const BusPath path = parseBusPath(subject_);
+    const auto& resources = bus.model().known(path.service).resources;
+    if (resources.count(path.resource) == 0) {
+        std::vector<std::string> names;
+        std::transform(resources.begin(), resources.end(), std::back_inserter(names),
+                       [](const auto& resource) { return resource.first; });
+        throw BusError::invalidPath("There is no resource " + excerpt(path.resource) + " in " + path.service +
+                                    didYouMean(path.resource, names));
+    }
 }
 
 std::size_t Condition::present(Bus& bus, const Tally& tally) const {

@@ -28,13 +28,15 @@ class Condition {
     /// 400.
     Condition(const JsonMembers& members, Count count);
 
-    /// What is not as it should be, in words; empty if the condition holds. On the bus's thread.
+    /// What is not as it should be, in words; empty if the condition holds. Throws `BusError` 404 if the bus
+    /// has no such service or resource: then it would never hold, or always. On the bus's thread.
     std::string problem(Bus& bus, const Tally& tally) const;
 
     /// The condition in words: "1 subscriber of /ClampControl/clamps/1".
     std::string inWords() const;
 
  private:
+    void requireSubject(Bus& bus) const;
     std::string problemOfElement(Bus& bus) const;
     std::size_t present(Bus& bus, const Tally& tally) const;
 

@@ -22,7 +22,8 @@ namespace zebbussim {
 namespace {
 
 using std::chrono::milliseconds;
-using Kind = Scenario::Entry::Kind;
+using Entry = Scenario::Entry;
+using Kind = Entry::Kind;
 
 constexpr std::string_view kBefore = "{\"steps\":";  // the reader takes objects only
 
@@ -148,16 +149,27 @@ std::optional<JsonPlace> memberOf(const JsonPlaces& places, const JsonPlace& obj
     return found;
 }
 
-/// Adds what is wrong with the data of a step that changes an element.
-void checkData(const JsonPlaces& places, const JsonPlace& place, const Step& step, DataProblems& problems) {
-    const bool isChange = (step.kind() == "set" || step.kind() == "add") && !step.isTrue("unchecked");
-    const auto value = isChange ? valueOf(places, place) : std::nullopt;
-    const auto data = value ? memberOf(places, *value, "\"data\"") : std::nullopt;
-    if (data) {
-        for (const DataProblem& problem :
-             scenarioDataProblems(step.textOf("path"), places.text(*data), data->begin - kBefore.size())) {
-            problems.add(problem.byte, [&problem] { return problem.message; });
-        }
+/// The object with the path and the data of an element: of a step that changes it, or of a condition.
+std::optional<JsonPlace> elementOf(const JsonPlaces& places, const JsonPlace& entry, const Entry& read) {
+    const auto value = valueOf(places, entry);
+    if (read.condition) {
+        return memberOf(places, value.value(), "\"element\"");
+    }
+    const bool isChange = read.step && (read.step->kind() == "set" || read.step->kind() == "add");
+    return isChange ? value : std::nullopt;
+}
+
+/// Adds what no element of this path can have.
+void checkData(const JsonPlaces& places, const JsonPlace& element, DataProblems& problems) {
+    const auto unchecked = memberOf(places, element, "\"unchecked\"");
+    if (unchecked && places.text(*unchecked) == "true") {
+        return;
+    }
+    const std::string path = contentOf(places.text(memberOf(places, element, "\"path\"").value()));
+    const JsonPlace data = memberOf(places, element, "\"data\"").value();
+    for (const DataProblem& problem :
+         scenarioDataProblems(path, places.text(data), data.begin - kBefore.size())) {
+        problems.add(problem.byte, [&problem] { return problem.message; });
     }
 }
 
@@ -204,8 +216,9 @@ Scenario Scenario::fromText(const std::string& json, const std::string& source, 
                 Entry entry = readEntry(places.text(place));
                 const internal::TextPlace at = lines.inCharacters(byte);
                 entry.place = source + ":" + std::to_string(at.line) + ":" + std::to_string(at.column);
-                if (entry.step && strictness == Strictness::Strict) {
-                    checkData(places, place, *entry.step, problems);
+                if (const auto element = elementOf(places, place, entry);
+                    element && strictness == Strictness::Strict) {
+                    checkData(places, *element, problems);
                 }
                 entries.push_back(std::move(entry));
             } catch (const BusError& problem) {

@@ -1,9 +1,6 @@
 #include "StepKinds.h"
 
-#include <internal/SimilarWord.h>
-
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <utility>
 
@@ -18,12 +15,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::int64_t kMaximumCount = 1'000'000'000;
-constexpr int kForbidden = 403;
-constexpr int kLowestStatus = 100;
-constexpr int kHighestStatus = 599;
+constexpr std::int64_t kForbidden = 403;
+constexpr std::int64_t kLowestStatus = 100;
+constexpr std::int64_t kHighestStatus = 599;
 constexpr std::int64_t kLowestCloseCode = 1000;
 constexpr std::int64_t kHighestCloseCode = 4999;
+constexpr std::int64_t kFragment = 7;
+constexpr std::int64_t kLargestFragment = 125;
 constexpr std::int64_t kLargestPadding = 64 * 1024 * 1024;
 constexpr std::int64_t kPause = 1000;
 
@@ -43,48 +41,24 @@ std::string inMs(const Step& step) {
     return std::to_string(step.numberOf("ms")) + " ms";
 }
 
-std::int64_t numberBetween(const Step& step, std::string_view key, std::int64_t lowest, std::int64_t highest,
-                           std::int64_t otherwise) {
-    const std::int64_t number = step.numberOf(key, otherwise);
-    if (number < lowest || number > highest) {
-        throw BusError::badRequest('"' + step.kind() + "\": \"" + std::string(key) + "\" must be from " +
-                                   std::to_string(lowest) + " to " + std::to_string(highest) + ", not " +
-                                   std::to_string(number));
-    }
-    return number;
-}
-
-int hexDigit(char character) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    const auto found = kDigits.find(static_cast<char>(character | ' '));
-    return found == std::string_view::npos || character < '0' ? -1 : static_cast<int>(found);
-}
-
 /// The bytes that "text" or "hex" stands for.
 std::string bytesOf(const Step& step) {
-    if (step.has("text")) {
-        return step.textOf("text");
+    return step.has("text") ? step.textOf("text") : bytesOfHex(step.textOf("hex")).value();
+}
+
+/// A fault of a service that does not exist would never show. Throws `BusError` 404.
+void requireService(Bus& bus, const std::string& path) {
+    const std::vector<std::string> segments = splitPath(path);
+    if (!segments.empty()) {
+        bus.model().known(segments[0]);
     }
-    std::string digits = step.textOf("hex");
-    digits.erase(std::remove(digits.begin(), digits.end(), ' '), digits.end());
-    std::string bytes;
-    for (std::size_t position = 0; position < digits.size(); position += 2) {
-        const int high = hexDigit(digits[position]);
-        const int low = position + 1 < digits.size() ? hexDigit(digits[position + 1]) : -1;
-        if (high < 0 || low < 0) {
-            throw BusError::badRequest('"' + step.kind() +
-                                       "\": \"hex\" must have pairs of the digits 0 to 9 and a to f");
-        }
-        bytes += static_cast<char>(high * 16 + low);
-    }
-    return bytes;
 }
 
 // ------------------------------------------------------------------------------------ the state of the bus
 
 StepKind setKind() {
     return {"set",
-            {{"path", MemberType::Text, true},
+            {{"path", MemberType::ElementPath, true},
              {"data", MemberType::Object, true},
              {"unchecked", MemberType::Boolean}},
             [](Bus& bus, const Step& step) {
@@ -98,7 +72,7 @@ StepKind setKind() {
 
 StepKind addKind() {
     return {"add",
-            {{"path", MemberType::Text, true},
+            {{"path", MemberType::ElementPath, true},
              {"data", MemberType::Object, true},
              {"unchecked", MemberType::Boolean}},
             [](Bus& bus, const Step& step) {
@@ -110,7 +84,7 @@ StepKind addKind() {
 
 StepKind removeKind() {
     return {"remove",
-            {{"path", MemberType::Text, true}},
+            {{"path", MemberType::ElementPath, true}},
             [](Bus& bus, const Step& step) { bus.remove(parseElementPath(step.textOf("path"))); },
             [](const Step& step) { return "removes " + step.textOf("path"); }};
 }
@@ -139,9 +113,10 @@ StepKind serviceKind() {
 StepKind httpKind(const std::string& name, std::vector<MemberKind> members,
                   std::function<HttpFault(const Step&)> fault,
                   std::function<std::string(const Step&)> inWords, std::vector<std::string> oneOf = {}) {
-    members.insert(members.begin(), {"path", MemberType::Text, false});
+    members.insert(members.begin(), {"path", MemberType::Place, false});
     return {name, std::move(members),
             [fault = std::move(fault)](Bus& bus, const Step& step) {
+                requireService(bus, pathOf(step));
                 bus.beginHttpFault(step.kind(), pathOf(step), fault(step), step.inWords());
             },
             std::move(inWords), std::move(oneOf)};
@@ -156,30 +131,29 @@ std::vector<StepKind> httpKinds() {
                 "ignore", {}, [](const Step&) { return HttpFault::silence(); },
                 [](const Step& step) { return "never answers" + whereOf(step); }),
             httpKind(
-                "status", {{"code", MemberType::Count, true}, {"body", MemberType::Text, false}},
+                "status",
+                {{"code", MemberType::Count, true, kLowestStatus, kHighestStatus},
+                 {"body", MemberType::Text, false}},
                 [](const Step& step) {
-                    return HttpFault::answer(
-                        static_cast<int>(numberBetween(step, "code", kLowestStatus, kHighestStatus, 0)),
-                        step.textOf("body"));
+                    return HttpFault::answer(static_cast<int>(step.numberOf("code")), step.textOf("body"));
                 },
                 [](const Step& step) {
                     return "answers" + whereOf(step) + " with status " +
                            std::to_string(step.numberOf("code"));
                 }),
             httpKind(
-                "bytes", {{"text", MemberType::Text, false}, {"hex", MemberType::Text, false}},
+                "bytes", {{"text", MemberType::Text, false}, {"hex", MemberType::Hex, false}},
                 [](const Step& step) { return HttpFault::rawBytes(bytesOf(step)); },
                 [](const Step& step) { return "answers" + whereOf(step) + " with bytes that are no answer"; },
                 {"text", "hex"}),
             httpKind(
-                "contentType", {{"type", MemberType::Text, true}},
+                "contentType", {{"type", MemberType::HeaderValue, true}},
                 [](const Step& step) { return HttpFault::ofType(step.textOf("type")); },
                 [](const Step& step) { return "answers" + whereOf(step) + " as " + step.textOf("type"); }),
             httpKind(
-                "pad", {{"size", MemberType::Count, true}},
+                "pad", {{"size", MemberType::Count, true, 0, kLargestPadding}},
                 [](const Step& step) {
-                    return HttpFault::padded(
-                        static_cast<std::size_t>(numberBetween(step, "size", 0, kLargestPadding, 0)));
+                    return HttpFault::padded(static_cast<std::size_t>(step.numberOf("size")));
                 },
                 [](const Step& step) {
                     return "answers" + whereOf(step) + " with at least " +
@@ -192,16 +166,21 @@ std::vector<StepKind> httpKinds() {
 
 // ------------------------------------------------------------------------------- subscriptions and messages
 
+/// The path of a step, of a service that exists. Throws `BusError` 404 otherwise.
+std::string subscribablePath(Bus& bus, const Step& step) {
+    const BusPath path = parseBusPath(step.textOf("path"));
+    bus.model().known(path.service);
+    return path.text();
+}
+
 std::vector<StepKind> messageKinds() {
     return {{"refuse",
-             {{"path", MemberType::Text, true},
-              {"number", MemberType::Count, false},
+             {{"path", MemberType::Path, true},
+              {"number", MemberType::Count, false, kLowestStatus, kHighestStatus},
               {"message", MemberType::Text, false}},
              [](Bus& bus, const Step& step) {
-                 const std::string path = parseBusPath(step.textOf("path")).text();
-                 const auto number = static_cast<int>(
-                     numberBetween(step, "number", kLowestStatus, kHighestStatus, kForbidden));
-                 bus.messageFaults().refused[path] = {number,
+                 const std::string path = subscribablePath(bus, step);
+                 bus.messageFaults().refused[path] = {static_cast<int>(step.numberOf("number", kForbidden)),
                                                       step.textOf("message", "The subscription is refused")};
                  bus.beginFault(step, path, [&bus, path] { bus.messageFaults().refused.erase(path); });
              },
@@ -226,11 +205,10 @@ std::vector<StepKind> messageKinds() {
              },
              [](const Step&) { return "sends the first notifications that were held back"; }},
             {"skip",
-             {{"path", MemberType::Text, true}, {"count", MemberType::Count, false}},
+             {{"path", MemberType::Path, true}, {"count", MemberType::Count, false, 1}},
              [](Bus& bus, const Step& step) {
-                 const std::string path = parseBusPath(step.textOf("path")).text();
-                 bus.messageFaults().skipped[path] =
-                     static_cast<std::size_t>(numberBetween(step, "count", 1, kMaximumCount, 1));
+                 bus.messageFaults().skipped[subscribablePath(bus, step)] =
+                     static_cast<std::size_t>(step.numberOf("count", 1));
              },
              [](const Step& step) {
                  return "omits " + std::to_string(step.numberOf("count", 1)) + " notification(s) of " +
@@ -244,12 +222,10 @@ std::vector<StepKind> messageKinds() {
              },
              [](const Step&) { return "sends every message twice"; }},
             {"fragment",
-             {{"size", MemberType::Count, false}},
+             {{"size", MemberType::Count, false, 1, kLargestFragment}},
              [](Bus& bus, const Step& step) {
-                 constexpr std::int64_t kSize = 7;
-                 constexpr std::int64_t kLargest = 125;
                  bus.messageFaults().fragmentSize =
-                     static_cast<std::size_t>(numberBetween(step, "size", 1, kLargest, kSize));
+                     static_cast<std::size_t>(step.numberOf("size", kFragment));
                  bus.beginFault(step, "", [&bus] { bus.messageFaults().fragmentSize = 0; });
              },
              [](const Step&) { return "sends every message in fragments, with pings between them"; }},
@@ -261,11 +237,11 @@ std::vector<StepKind> messageKinds() {
              },
              [](const Step&) { return "gives a new subscription the id of another one"; }},
             {"send",
-             {{"path", MemberType::Text, true},
+             {{"path", MemberType::Path, true},
               {"text", MemberType::Text, false},
-              {"hex", MemberType::Text, false}},
+              {"hex", MemberType::Hex, false}},
              [](Bus& bus, const Step& step) {
-                 const std::string path = parseBusPath(step.textOf("path")).text();
+                 const std::string path = subscribablePath(bus, step);
                  step.has("text") ? bus.sendText(path, bytesOf(step)) : bus.sendBytes(path, bytesOf(step));
              },
              [](const Step& step) {
@@ -279,22 +255,18 @@ std::vector<StepKind> messageKinds() {
 
 std::vector<StepKind> connectionKinds() {
     return {{"drop",
-             {{"service", MemberType::Text, false}, {"how", MemberType::Text, false}},
+             {{"service", MemberType::Text, false}, {"how", MemberType::Text, false, 0, 0, {"reset", "end"}}},
              [](Bus& bus, const Step& step) {
-                 const std::string how = step.textOf("how", "reset");
-                 if (how != "reset" && how != "end") {
-                     throw BusError::badRequest("\"drop\": \"how\" must be \"reset\" or \"end\", not " +
-                                                excerpt(how));
-                 }
+                 const bool isEnd = step.textOf("how") == "end";
                  bus.forEachPeer(step.textOf("service"),
-                                 [&how](WebSocketPeer& peer) { how == "reset" ? peer.drop() : peer.end(); });
+                                 [isEnd](WebSocketPeer& peer) { isEnd ? peer.end() : peer.drop(); });
              },
              [](const Step& step) { return "drops the WebSockets" + serviceOf(step); }},
             {"close",
-             {{"service", MemberType::Text, false}, {"code", MemberType::Count, true}},
+             {{"service", MemberType::Text, false},
+              {"code", MemberType::Count, true, kLowestCloseCode, kHighestCloseCode}},
              [](Bus& bus, const Step& step) {
-                 const auto code = static_cast<std::uint16_t>(
-                     numberBetween(step, "code", kLowestCloseCode, kHighestCloseCode, 0));
+                 const auto code = static_cast<std::uint16_t>(step.numberOf("code"));
                  bus.forEachPeer(step.textOf("service"), [code](WebSocketPeer& peer) { peer.close(code); });
              },
              [](const Step& step) {
@@ -315,10 +287,9 @@ std::vector<StepKind> connectionKinds() {
              },
              [](const Step&) { return "sends nothing at all"; }},
             {"slow",
-             {{"bytesPerSecond", MemberType::Count, true}},
+             {{"bytesPerSecond", MemberType::Count, true, 1}},
              [](Bus& bus, const Step& step) {
-                 bus.line().setBytesPerSecond(
-                     static_cast<std::size_t>(numberBetween(step, "bytesPerSecond", 1, kMaximumCount, 0)));
+                 bus.line().setBytesPerSecond(static_cast<std::size_t>(step.numberOf("bytesPerSecond")));
                  bus.beginFault(step, "", [&bus] { bus.line().setBytesPerSecond(0); });
              },
              [](const Step& step) {
@@ -343,7 +314,7 @@ std::vector<StepKind> connectionKinds() {
                  return "restarts, and is away for " + std::to_string(step.numberOf("ms", kPause)) + " ms";
              }},
             {"clear",
-             {{"path", MemberType::Text, false}, {"fault", MemberType::Text, false}},
+             {{"path", MemberType::Place, false}, {"fault", MemberType::Text, false}},
              [](Bus& bus, const Step& step) {
                  if (step.has("fault")) {
                      stepKind(step.textOf("fault"));
@@ -369,61 +340,7 @@ std::vector<StepKind> allKinds() {
     return kinds;
 }
 
-const char* nameOf(MemberType type) {
-    switch (type) {
-        case MemberType::Text:
-            return "a string";
-        case MemberType::Object:
-            return "an object";
-        case MemberType::Boolean:
-            return "true or false";
-        case MemberType::Count:
-            return "an integer from 0 to 1000000000";
-    }
-    return "";
-}
-
-bool hasType(std::string_view value, MemberType type) {
-    switch (type) {
-        case MemberType::Text:
-            return isString(value);
-        case MemberType::Object:
-            return isObject(value);
-        case MemberType::Boolean:
-            return value == "true" || value == "false";
-        case MemberType::Count:
-            return countOf(value).has_value();
-    }
-    return false;
-}
-
-std::string orRather(const std::string& word, const std::vector<std::string>& names) {
-    const std::string_view similar = internal::similarWord(word, internal::Words(names.begin(), names.end()));
-    return similar.empty() ? "" : "; did you mean \"" + std::string(similar) + "\"?";
-}
-
-void checkMember(const JsonMember& member, const std::vector<MemberKind>& kinds,
-                 const std::vector<std::string>& names, const std::string& what) {
-    const std::string key = stringOf(member.key).value();
-    const auto known =
-        std::find_if(kinds.begin(), kinds.end(), [&](const MemberKind& kind) { return kind.key == key; });
-    if (known == kinds.end()) {
-        throw BusError::badRequest(what + ": " + excerpt(key) + " is unknown here" + orRather(key, names));
-    }
-    if (!hasType(member.value, known->type)) {
-        throw BusError::badRequest(what + ": \"" + key + "\" must be " + nameOf(known->type) + ", not " +
-                                   shortened(member.value));
-    }
-}
-
 }  // namespace
-
-std::optional<std::int64_t> countOf(std::string_view json) {
-    std::int64_t count = 0;
-    const auto [end, error] = std::from_chars(json.data(), json.data() + json.size(), count);
-    const bool isRead = error == std::errc() && end == json.data() + json.size();
-    return isRead && count >= 0 && count <= kMaximumCount ? std::make_optional(count) : std::nullopt;
-}
 
 const std::vector<StepKind>& stepKinds() {
     static const std::vector<StepKind> kinds = allKinds();
@@ -441,23 +358,12 @@ const StepKind& stepKind(const std::string& name) {
     std::transform(kinds.begin(), kinds.end(), std::back_inserter(names),
                    [](const StepKind& kind) { return kind.name; });
     for (const char* const ofScenarios : {"print", "wait", "expect"}) {
+        if (name == ofScenarios) {
+            throw BusError::badRequest(excerpt(name) + " is possible in scenarios only");
+        }
         names.emplace_back(ofScenarios);
     }
-    throw BusError::badRequest(excerpt(name) + " is no step" + orRather(name, names));
-}
-
-void checkMembers(const JsonMembers& members, const std::vector<MemberKind>& kinds, const std::string& what) {
-    std::vector<std::string> names;
-    std::transform(kinds.begin(), kinds.end(), std::back_inserter(names),
-                   [](const MemberKind& kind) { return kind.key; });
-    for (std::size_t index = 0; index < members.size(); ++index) {
-        checkMember(members[index], kinds, names, what);
-    }
-    for (const MemberKind& kind : kinds) {
-        if (kind.isRequired && !members.find(kind.key)) {
-            throw BusError::badRequest(what + ": \"" + kind.key + "\" is missing");
-        }
-    }
+    throw BusError::badRequest(excerpt(name) + " is no step" + didYouMean(name, names));
 }
 
 }  // namespace zebbussim

@@ -121,6 +121,21 @@ TEST_F(SimulatorProgram, ExitsWith2WhenItIsUsedWrongly) {
               "zeb-bus-sim: unknown option --prot; did you mean --port?; see zeb-bus-sim --help\n");
 }
 
+TEST_F(SimulatorProgram, ExitsWith2ForAnAddressThatIsNone) {
+    EXPECT_EQ(run({"--demo", "--address", "here"}, 2),
+              "zeb-bus-sim: The address \"here\" is not an IP address, such as 127.0.0.1 or ::1; see "
+              "zeb-bus-sim --help\n");
+}
+
+TEST_F(SimulatorProgram, ExitsWith2ForABasePathThatIsNone) {
+    EXPECT_NE(run({"--demo", "--base-path", "a b"}, 2).find("The base path \"a b\" contains"),
+              std::string::npos);
+}
+
+TEST_F(SimulatorProgram, ExitsWith2ForAHostNameWithAPort) {
+    EXPECT_NE(run({"--demo", "--host-name", "sim:8015"}, 2).find("and no port"), std::string::npos);
+}
+
 TEST_F(SimulatorProgram, RefusesABusFileBesideTheDemo) {
     EXPECT_NE(run({"--demo", VEHICLE_BUS_FILE}, 2).find("--demo has a vehicle of its own"),
               std::string::npos);
@@ -153,6 +168,11 @@ TEST_F(SimulatorProgram, PrintsWhatIsDone) {
     EXPECT_NE(said.find("protocol: 0 WebSockets, 0 subscriptions, 0 requests, no violation\n"),
               std::string::npos)
         << said;
+}
+
+TEST_F(SimulatorProgram, PrintsNothingThatATerminalWouldObey) {
+    const std::string said = play(R"([{"print":"a\u001b[2Jb"}])", {}, 0);
+    EXPECT_EQ(said.find('\x1b'), std::string::npos) << said;
 }
 
 TEST_F(SimulatorProgram, IsQuietWhenItIsAskedTo) {

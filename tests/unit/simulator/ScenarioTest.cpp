@@ -13,6 +13,7 @@ namespace {
 using test_support::NamedText;
 using SimulatorScenario = SimulatorTest;
 using zebbussim::Scenario;
+using zebbussim::Strictness;
 
 constexpr const char* kClamp = "/ClampControl/clamps/1";
 
@@ -101,6 +102,16 @@ TEST_F(SimulatorScenario, FailsWhenAnExpectationDoesNotHold) {
               "/ClampControl/clamps/1, expected 1");
 }
 
+TEST_F(SimulatorScenario, FailsAtOnceWhenItWaitsForSomethingThatTheBusDoesNotHave) {
+    EXPECT_EQ(failureOf(sut, R"([{"wait":{"subscribers":{"path":"/ClampControl/clmps/1","count":1}}}])"),
+              "The scenario:1:2: There is no resource \"clmps\" in ClampControl; did you mean \"clamps\"?");
+}
+
+TEST_F(SimulatorScenario, DoesNotExpectNothingOfAServiceThatTheBusDoesNotHave) {
+    EXPECT_EQ(failureOf(sut, R"([{"expect":{"webSockets":{"service":"ClampContrl","count":0}}}])"),
+              "The scenario:1:2: There is no service \"ClampContrl\"; did you mean \"ClampControl\"?");
+}
+
 TEST_F(SimulatorScenario, ExpectsExactlyTheCount) {
     RawWebSocket first(sut.port(), "/ClampControl");
     RawWebSocket second(sut.port(), "/ClampControl");
@@ -166,6 +177,29 @@ TEST(SimulatorScenarioFile, NamesEveryProblemWithItsPlace) {
     EXPECT_EQ(problemOf("[\n  {\"sett\": {}},\n  {\"drop\": {\"servce\": \"A\"}}\n]"),
               "file:2:3: \"sett\" is no step; did you mean \"set\"?\n"
               "file:3:3: \"drop\": \"servce\" is unknown here; did you mean \"service\"?");
+}
+
+TEST(SimulatorScenarioFile, NamesAWrongNumberBeforeAnythingIsPlayed) {
+    EXPECT_EQ(problemOf(R"([{"close":{"code":5}}])"),
+              "file:1:2: \"close\": \"code\" must be an integer from 1000 to 4999, not 5");
+}
+
+TEST(SimulatorScenarioFile, ChecksWhatItExpectsOfAnElement) {
+    const std::string text =
+        R"([{"expect":{"element":{"path":"/ClampControl/clamps/1","data":{"isSwitchdOn":true}}}}])";
+    try {
+        Scenario::fromText(text, "file", Strictness::Strict);
+        FAIL() << "no model has this field";
+    } catch (const std::runtime_error& error) {
+        EXPECT_EQ(std::string(error.what()).substr(0, 79),
+                  "file:1:64: /ClampControl/clamps has no field \"isSwitchdOn\". Did you mean \"isSwi");
+    }
+}
+
+TEST(SimulatorScenarioFile, MayExpectWhatNoModelHas) {
+    EXPECT_NO_THROW(Scenario::fromText(
+        R"([{"expect":{"element":{"path":"/ClampControl/clamps/1","data":{"x":1},"unchecked":true}}}])",
+        "file", Strictness::Strict));
 }
 
 TEST(SimulatorScenarioFile, NamesThePlaceOfASyntaxError) {

@@ -1,4 +1,5 @@
 // The steps that scenarios, the control interface and users of the library do, above all faults.
+#include <NamedText.h>
 #include <Poco/JSON/Object.h>
 #include <Poco/JSON/Parser.h>
 
@@ -14,6 +15,7 @@
 
 namespace {
 
+using test_support::NamedText;
 using SimulatorSteps = SimulatorTest;
 
 constexpr const char* kClamp = "/ClampControl/clamps/1";
@@ -29,6 +31,59 @@ TEST_F(SimulatorSteps, RefuseAMemberThatAStepDoesNotHave) {
 TEST_F(SimulatorSteps, RefuseAServiceThatThereIsNot) {
     EXPECT_THROW(sut.perform(R"({"drop":{"service":"Nothing"}})"), std::runtime_error);
 }
+
+TEST_F(SimulatorSteps, RefuseAFaultOfAServiceThatThereIsNotAndSayWhichWasMeant) {
+    try {
+        sut.perform(R"({"delay":{"path":"/ClampContrl/clamps","ms":5}})");
+        FAIL() << "the fault would never show";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "There is no service \"ClampContrl\"; did you mean \"ClampControl\"?");
+    }
+}
+
+TEST_F(SimulatorSteps, SayThatAWaitIsForScenarios) {
+    try {
+        sut.perform(R"({"wait":{"ms":5}})");
+        FAIL() << "a wait is no step";
+    } catch (const std::invalid_argument& error) {
+        EXPECT_STREQ(error.what(), "\"wait\" is possible in scenarios only");
+    }
+}
+
+class SimulatorStepText : public testing::TestWithParam<NamedText> {};
+
+TEST_P(SimulatorStepText, IsRefusedWhenAMemberIsWrong) {
+    zebbussim::BusSimulator sut;
+    sut.addService("ClampControl", R"({"clamps":[{"id":"1"}]})");
+    EXPECT_THROW(sut.perform(GetParam().text), std::invalid_argument);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, SimulatorStepText,
+    testing::Values(NamedText{"PathWithoutSlash", R"({"ignore":{"path":"ClampControl"}})"},
+                    NamedText{"EmptyPath", R"({"ignore":{"path":""}})"},
+                    NamedText{"PathWithAControlCharacter", R"({"ignore":{"path":"/a\u0000"}})"},
+                    NamedText{"ElementPathWithoutSlash", R"({"remove":{"path":"ClampControl/clamps/1"}})"},
+                    NamedText{"ContentTypeOfTwoLines", R"({"contentType":{"type":"a\r\nb: c"}})"},
+                    NamedText{"EmptyContentType", R"({"contentType":{"type":""}})"},
+                    NamedText{"HalfAByte", R"({"bytes":{"hex":"abc"}})"},
+                    NamedText{"BytesThatAreNotHex", R"({"bytes":{"hex":"xy"}})"},
+                    NamedText{"NegativeByte", R"({"bytes":{"hex":"-1"}})"},
+                    NamedText{"TextAndBytes", R"({"bytes":{"hex":"00","text":"a"}})"},
+                    NamedText{"LowStatus", R"({"status":{"code":99}})"},
+                    NamedText{"HighStatus", R"({"status":{"code":600}})"},
+                    NamedText{"LowCloseCode", R"({"close":{"code":999}})"},
+                    NamedText{"HighCloseCode", R"({"close":{"code":5000}})"},
+                    NamedText{"UnknownWayToDrop", R"({"drop":{"how":"hard"}})"},
+                    NamedText{"NoFragment", R"({"fragment":{"size":0}})"},
+                    NamedText{"FragmentThatCannotBeFramed", R"({"fragment":{"size":126}})"},
+                    NamedText{"NothingToSkip", R"({"skip":{"path":"/ClampControl/clamps/1","count":0}})"},
+                    NamedText{"NoBytesPerSecond", R"({"slow":{"bytesPerSecond":0}})"},
+                    NamedText{"MuchPadding", R"({"pad":{"size":67108865}})"},
+                    NamedText{"TimeInQuotes", R"({"delay":{"ms":"5"}})"},
+                    NamedText{"FractionOfATime", R"({"delay":{"ms":0.5}})"},
+                    NamedText{"TimeOfMonths", R"({"delay":{"ms":1000000001}})"}),
+    test_support::nameOf);
 
 TEST_F(SimulatorSteps, AnswerWithAStatus) {
     sut.perform(R"({"status":{"path":"/ClampControl","code":503,"body":"away"}})");
