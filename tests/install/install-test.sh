@@ -41,6 +41,10 @@ for file in bus/{vehicle,drive,faults,subscribe-again}.json config/ClientConfig.
     /usr/bin/python3 -m json.tool "$prefix/share/clampcontrolclient/$file" >/dev/null ||
         fail "$file is missing or is not JSON."
 done
+bus=$prefix/share/clampcontrolclient/bus
+# shellcheck disable=SC2016  # a key
+schema=$(/usr/bin/python3 -c 'import json, sys; print(json.load(open(sys.argv[1]))["$schema"])' "$bus/vehicle.json")
+[ -f "$bus/$schema" ] || fail "vehicle.json names the schema $schema, which is not there."
 "$prefix/bin/with-client-config" "$prefix/share/clampcontrolclient/config/ClientConfig.json" -- \
     "$prefix/bin/clamp-monitor" --version >/dev/null || fail 'The launcher does not run a program.'
 

@@ -49,11 +49,16 @@ check_all() {
         "$("${as[@]}" sh -c 'exec ./with-client-config file.json -- sh -c "[ \$\$ = $$ ] && echo same"')"
     expect 'a file that is not there is an error of the script' 1 "$(status_of run absent.json -- true)"
     expect 'a directory is an error of the script' 1 "$(status_of run . -- true)"
+    expect 'an unknown option is a usage error' 2 "$(status_of run --nothing -- true)"
     expect 'a missing command is a usage error' 2 "$(status_of run file.json --)"
     expect 'a usage error is one line' 'with-client-config: usage: with-client-config FILE|--none -- COMMAND [ARGUMENT...]' \
         "$(run file.json -- 2>&1 || true)"
     expect '--version names the script' with-client-config "$(run --version | cut -d ' ' -f 1)"
     expect '--help is no error' 0 "$(status_of run --help)"
+    expect 'a help that cannot be written is one' 'with-client-config: the output could not be written' \
+        "$(run --help 2>&1 >/dev/full || true)"
+    expect 'a version that cannot be written is one, too' 'with-client-config: the output could not be written' \
+        "$(run --version 2>&1 >/dev/full || true)"
     expect 'a command that does not exist fails as in a shell' 127 "$(status_of run file.json -- ./absent)"
 }
 

@@ -165,12 +165,13 @@ void Bus::stopListening(std::optional<std::chrono::milliseconds> time, const Ste
     }
     server_->stopListening(step.kind() == "restart");
     const std::uint64_t absence = ++absence_;
-    beginFault(step, "", [this] {
+    const auto undo = [this] {
         ++absence_;
         if (server_ != nullptr) {
             server_->listenAgain();
         }
-    });
+    };
+    faults_.begin("absence", {step.kind(), "", step.inWords(), {}, undo});
     if (time) {
         runLater_(*time, [this, absence, kind = step.kind()] {
             if (absence_ == absence) {

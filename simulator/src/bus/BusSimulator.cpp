@@ -169,7 +169,7 @@ void BusSimulator::playFile(const std::string& fileName) {
 void BusSimulator::playFrom(Scenario scenario) {
     const auto outcome = std::make_shared<std::promise<std::string>>();
     simulation_->play(
-        std::move(scenario), 1, [](const std::string&) {},
+        std::move(scenario), 1, [](std::size_t, const std::string&) {}, [](const std::string&) {},
         [outcome](const std::string& failure) { outcome->set_value(failure); });
     if (const std::string failure = outcome->get_future().get(); !failure.empty()) {
         throw std::runtime_error(failure);

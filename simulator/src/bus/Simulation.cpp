@@ -135,7 +135,7 @@ void Simulation::flood(const std::string& path, const std::vector<std::string>& 
     invoke([&](Bus&) { return running_->flood.begin(elementPath, parsedStates, changes); }).get();
 }
 
-void Simulation::play(Scenario scenario, double speed, Text print, Text ended) {
+void Simulation::play(Scenario scenario, double speed, Begins begins, Text print, Text ended) {
     if (!running_) {
         throw std::runtime_error("The simulator does not run");
     }
@@ -148,7 +148,7 @@ void Simulation::play(Scenario scenario, double speed, Text print, Text ended) {
             ScenarioPlayer::Events{[this](std::chrono::milliseconds delay, std::function<void()> function) {
                                        running_->thread.runLater(delay, std::move(function));
                                    },
-                                   std::move(print), std::move(ended)});
+                                   std::move(begins), std::move(print), std::move(ended)});
         running_->player->start();
     });
 }

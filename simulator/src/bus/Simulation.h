@@ -57,11 +57,13 @@ class Simulation {
     }
 
     using Text = std::function<void(const std::string&)>;
+    using Begins = std::function<void(std::size_t number, const std::string& what)>;
 
-    /// Begins to play. Both functions are called on the bus's thread.
+    /// Begins to play. The functions are called on the bus's thread.
+    /// @param begins which entry begins, and what it waits for
     /// @param print the text of a "print" step
     /// @param ended what went wrong; empty if nothing did
-    void play(Scenario scenario, double speed, Text print, Text ended);
+    void play(Scenario scenario, double speed, Begins begins, Text print, Text ended);
     void cancelScenario();
 
  private:

@@ -159,6 +159,7 @@ void HttpConnection::parseHead() {
         checkHead(parser_->get().base(), rawHead_, context_.names);
     } catch (const BusError& problem) {
         request_ = parser_->release();
+        target_.emplace<BusError>(problem);
         answer(errorAnswer(problem), true);
         return;
     }
@@ -210,6 +211,7 @@ void HttpConnection::refuse(const ErrorCode& error) {
     if (refusal) {
         request_ = {};
         request_.version(11);
+        target_.emplace<BusError>(BusError::badRequest({}));
         answer(*refusal, true);
     } else {
         close();
@@ -328,9 +330,9 @@ void HttpConnection::noteChange() {
     event.name = "set";
     event.path = busPath();
     event.source = "client";
-    event.data =
-        std::make_shared<const std::string>("{\"set\":{\"path\":" + quoted(event.path) + ",\"data\":" +
-                                            readJsonObject(request_.body(), "The body") + "}}");
+    // As the text of a step is, so that a recording of a recording is the same.
+    event.data = std::make_shared<const std::string>(readJsonObject(
+        R"({"set":{"path":)" + quoted(event.path) + R"(,"data":)" + request_.body() + "}}", "The change"));
     event.text = "a client sets " + event.path;
     context_.journal.note(std::move(event));
 }
@@ -349,7 +351,8 @@ void HttpConnection::note(const HttpAnswer& httpAnswer) {
         const auto agent = request_[http::field::user_agent];
         event.program = shortened({agent.data(), agent.size()});
         event.path = notedPath();
-        event.text = std::string(request_.method_string()) + " " + event.path + ": " + httpAnswer.problem;
+        const std::string method(request_.method_string());
+        event.text = (method.empty() ? "" : method + " " + event.path + ": ") + httpAnswer.problem;
         context_.journal.note(std::move(event));
     }
 }

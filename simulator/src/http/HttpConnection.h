@@ -106,7 +106,7 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
     std::optional<Parser> parser_;
     std::string rawHead_;  ///< of the present request
     Request request_;
-    std::variant<RequestTarget, BusError> target_;  ///< or why it cannot be parsed
+    std::variant<RequestTarget, BusError> target_;  ///< or why it was not parsed
     UnfinishedInput::Part unfinished_;
     std::array<char, 4096> leftOver_;
     std::optional<std::chrono::steady_clock::time_point> waitingSince_;

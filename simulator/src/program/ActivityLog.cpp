@@ -54,7 +54,9 @@ void ActivityLog::take(const BusEvent& event) {
             break;
         case BusEvent::Kind::Request:
             say(event, kPlain,
-                nameOf(event) + " has asked " + event.name + " " + event.path +
+                nameOf(event) +
+                    (event.name.empty() ? " has sent what is no request"
+                                        : " has asked " + event.name + " " + event.path) +
                     (event.status == 0 ? ": no answer" : ": " + std::to_string(event.status)));
             break;
         case BusEvent::Kind::Subscribed:

@@ -14,13 +14,16 @@ namespace zebbussim {
 namespace {
 
 constexpr std::size_t kMostLines = 10'000;
+/// Goes to the begin of the line and clears it.
+constexpr const char* kBeginOfLine = "\r\x1b[K";
 constexpr int kLastWaitMs = 200;
 /// A pipe that can be written takes so many bytes at least.
 constexpr std::size_t kPieceSize = 4096;
 
 }  // namespace
 
-LinePrinter::LinePrinter() {
+LinePrinter::LinePrinter(std::function<void()> failed)
+    : failed_(std::move(failed)), isTerminal_(::isatty(STDOUT_FILENO) == 1) {
     const internal::BlockedSignals blocked;
     thread_ = std::thread([this] { run(); });
 }
@@ -51,6 +54,15 @@ void LinePrinter::printIfThereIsRoom(const std::string& text) {
     }
 }
 
+void LinePrinter::showStatus(const std::string& text) {
+    const std::lock_guard lock(mutex_);
+    if (isTerminal_ && text != status_) {
+        status_ = text;
+        hasNewStatus_ = true;
+        changed_.notify_one();
+    }
+}
+
 // With the mutex.
 void LinePrinter::add(std::string line) {
     lines_.push_back(std::move(line));
@@ -60,12 +72,20 @@ void LinePrinter::add(std::string line) {
 void LinePrinter::run() {
     std::unique_lock lock(mutex_);
     while (true) {
-        changed_.wait(lock, [this] { return isEnding_ || !lines_.empty(); });
-        if (lines_.empty()) {
+        changed_.wait(lock, [this] { return isEnding_ || hasNewStatus_ || !lines_.empty(); });
+        if (lines_.empty() && !hasNewStatus_) {
             return;
         }
-        const std::string line = std::move(lines_.front());
-        lines_.pop_front();
+        std::string line = isTerminal_ ? kBeginOfLine : "";
+        if (!lines_.empty()) {
+            line += lines_.front();
+            lines_.pop_front();
+        }
+        // The status follows the last line that is there.
+        hasNewStatus_ = isTerminal_ && !lines_.empty();
+        if (!hasNewStatus_) {
+            line += status_;
+        }
         lock.unlock();
         const bool isWritten = write(line);
         lock.lock();
@@ -93,6 +113,9 @@ bool LinePrinter::write(const std::string& line) {
         }
         const ssize_t written = ::write(STDOUT_FILENO, rest.data(), std::min(rest.size(), kPieceSize));
         if (written < 0 && errno != EINTR && errno != EAGAIN) {
+            if (errno != EPIPE) {
+                failed_();
+            }
             return false;
         }
         rest.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));

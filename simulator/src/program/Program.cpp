@@ -3,6 +3,7 @@
 #include <internal/EscapedText.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -75,7 +76,10 @@ class Program {
         // The files are read: until now a signal has ended the program at once.
         const sigset_t signals = blockSignals();
         simulation_.start();
-        LinePrinter printer;
+        LinePrinter printer([this] {
+            isOutputLost_ = true;
+            ::kill(::getpid(), SIGTERM);
+        });
         simulation_.invoke(
             [&](Bus& bus) { listeners_ = std::make_unique<Listeners>(bus.journal(), arguments_, printer); });
         printer.print("listening on " + simulation_.baseUri() + simulation_.basePath());
@@ -94,8 +98,14 @@ class Program {
     void play(LinePrinter& printer) {
         simulation_.play(
             *scenario_, arguments_.speed,
+            [this, &printer](std::size_t number, const std::string& what) {
+                printer.showStatus("step " + std::to_string(number) + " of " +
+                                   std::to_string(scenario_->entries().size()) +
+                                   (what.empty() ? "" : ": " + internal::escapedText(what)));
+            },
             [&printer](const std::string& text) { printer.print(internal::escapedText(text)); },
-            [this](const std::string& failure) {
+            [this, &printer](const std::string& failure) {
+                printer.showStatus("");
                 failure_ = failure;
                 if (!failure.empty() || arguments_.exitAfterScenario) {
                     ::kill(::getpid(), SIGTERM);
@@ -116,6 +126,9 @@ class Program {
         if (!arguments_.isQuiet) {
             printer.print(report);
         }
+        if (failure_.empty() && isOutputLost_) {
+            failure_ = "the output could not be written";
+        }
         if (!failure_.empty()) {
             std::fprintf(stderr, "zeb-bus-sim: %s\n", failure_.c_str());
         }
@@ -125,6 +138,7 @@ class Program {
     Simulation simulation_;
     std::optional<Scenario> scenario_;
     std::unique_ptr<Listeners> listeners_;
+    std::atomic<bool> isOutputLost_ = false;
     std::string failure_;  ///< of the scenario; on the bus's thread
 };
 

@@ -229,11 +229,13 @@ std::vector<std::string> BusFileCheck::finish(const std::string& what, const std
     if (errors_.empty()) {
         return warnings;
     }
-    std::string message = what + " has mistakes:";
-    for (const std::string& line : errors_.lines(source, text_)) {
-        message.append("\n").append(line);
+    std::vector<std::string> lines = errors_.lines(source, text_);
+    lines.insert(lines.end(), warnings.begin(), warnings.end());
+    if (lines.size() == 1) {
+        throw BusError::badRequest(lines[0]);
     }
-    for (const std::string& line : warnings) {
+    std::string message = what + " has mistakes:";
+    for (const std::string& line : lines) {
         message.append("\n").append(line);
     }
     throw BusError::badRequest(message);
@@ -259,7 +261,7 @@ std::vector<std::string> checkServiceText(const std::string& service, std::strin
                                           Strictness strictness) {
     BusFileCheck check(text, strictness);
     check.checkService(service, check.root());
-    return check.finish("The service " + inQuotes(service), service);
+    return check.finish("The service " + inQuotes(service), "service " + service);
 }
 
 }  // namespace zebbussim

@@ -159,16 +159,16 @@ std::optional<JsonPlace> elementOf(const JsonPlaces& places, const JsonPlace& en
     return isChange ? value : std::nullopt;
 }
 
-/// Adds what no element of this path can have.
+/// Adds what no element of this path can have. Keys with escapes are not found, and not checked.
 void checkData(const JsonPlaces& places, const JsonPlace& element, DataProblems& problems) {
+    const auto path = memberOf(places, element, "\"path\"");
+    const auto data = memberOf(places, element, "\"data\"");
     const auto unchecked = memberOf(places, element, "\"unchecked\"");
-    if (unchecked && places.text(*unchecked) == "true") {
+    if (!path || !data || (unchecked && places.text(*unchecked) == "true")) {
         return;
     }
-    const std::string path = contentOf(places.text(memberOf(places, element, "\"path\"").value()));
-    const JsonPlace data = memberOf(places, element, "\"data\"").value();
-    for (const DataProblem& problem :
-         scenarioDataProblems(path, places.text(data), data.begin - kBefore.size())) {
+    for (const DataProblem& problem : scenarioDataProblems(contentOf(places.text(*path)), places.text(*data),
+                                                           data->begin - kBefore.size())) {
         problems.add(problem.byte, [&problem] { return problem.message; });
     }
 }

@@ -79,6 +79,7 @@ bool ScenarioPlayer::play(const Scenario::Entry& entry) {
     if (!std::exchange(isEntryBegun_, true)) {
         entryBegin_ = Clock::now();
         hasPaused_ = false;
+        events_.begins(next_ + 1, entry.condition ? entry.condition->inWords() : std::string());
     }
     const auto pause = entry.kind == Scenario::Entry::Kind::Pause ? entry.time : std::nullopt;
     if (!hasPaused_ && (entry.at || pause)) {

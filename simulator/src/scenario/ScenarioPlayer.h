@@ -21,6 +21,8 @@ class ScenarioPlayer : public std::enable_shared_from_this<ScenarioPlayer> {
     struct Events {
         /// Runs a function on the bus's thread after a delay.
         std::function<void(std::chrono::milliseconds, std::function<void()>)> runLater;
+        /// An entry begins: which one, counted from 1, and what it waits for.
+        std::function<void(std::size_t, const std::string&)> begins;
         /// The text of a "print" step.
         std::function<void(const std::string&)> print;
         /// Called once, with what went wrong; empty if nothing did.

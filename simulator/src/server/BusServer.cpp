@@ -39,8 +39,10 @@ tcp::acceptor listen(asio::io_context& ioContext, const std::string& address, st
         closeOnExec(acceptor.native_handle());
         return acceptor;
     } catch (const boost::system::system_error& error) {
+        const bool isTaken = error.code() == boost::asio::error::address_in_use;
         throw std::runtime_error("Cannot listen on " + address + " port " + std::to_string(port) + ": " +
-                                 error.code().message());
+                                 error.code().message() +
+                                 (isTaken ? "; choose another port, or 0 for any that is free" : ""));
     }
 }
 

@@ -45,6 +45,16 @@ class BusStream {
         layers_->socket.close(ignored);
         layers_->isClosed = true;
         layers_->lineTimer.cancel();
+        layers_->frozenRead.cancel();
+        layers_->frozenWrite.cancel();
+    }
+
+    /// From now on, nothing is read or written until the stream is closed. It is not enough to cancel what is
+    /// under way: a WebSocket answers any number of pings inside one operation.
+    void freeze() {
+        ErrorCode ignored;
+        layers_->isFrozen = true;
+        layers_->socket.cancel(ignored);
     }
 
     /// Does the TLS handshake, after which the stream can be read and written. The handler gets an error
@@ -72,7 +82,9 @@ class BusStream {
 
     template <typename Buffers, typename Handler>
     void async_read_some(const Buffers& buffers, Handler&& handler) {
-        if (layers_->tls) {
+        if (layers_->isFrozen && !layers_->isClosed) {
+            Layers::waitForTheEnd(layers_->frozenRead, std::forward<Handler>(handler));
+        } else if (layers_->tls) {
             layers_->tls->async_read_some(buffers, std::forward<Handler>(handler));
         } else {
             layers_->socket.async_read_some(buffers, std::forward<Handler>(handler));
@@ -81,7 +93,9 @@ class BusStream {
 
     template <typename Buffers, typename Handler>
     void async_write_some(const Buffers& buffers, Handler&& handler) {
-        if (layers_->line == nullptr || layers_->line->isNormal()) {
+        if (layers_->isFrozen && !layers_->isClosed) {
+            Layers::waitForTheEnd(layers_->frozenWrite, std::forward<Handler>(handler));
+        } else if (layers_->line == nullptr || layers_->line->isNormal()) {
             layers_->write(buffers, std::forward<Handler>(handler));
         } else {
             layers_->writeLater(buffers, std::forward<Handler>(handler));
@@ -92,7 +106,11 @@ class BusStream {
     // On the heap, because the TLS stream refers to the socket, which therefore must not move.
     struct Layers {
         Layers(Socket&& accepted, Line& sharedLine)
-            : socket(std::move(accepted)), line(&sharedLine), lineTimer(socket.get_executor()) {}
+            : socket(std::move(accepted)),
+              line(&sharedLine),
+              lineTimer(socket.get_executor()),
+              frozenRead(socket.get_executor()),
+              frozenWrite(socket.get_executor()) {}
 
         ~Layers() {
             if (line != nullptr) {
@@ -109,6 +127,15 @@ class BusStream {
             } else {
                 socket.async_write_some(buffers, std::forward<Handler>(handler));
             }
+        }
+
+        /// Calls the handler when the stream is closed.
+        template <typename Handler>
+        static void waitForTheEnd(boost::asio::steady_timer& timer, Handler&& handler) {
+            timer.expires_at(Line::Clock::time_point::max());
+            timer.async_wait([handler = std::forward<Handler>(handler)](const ErrorCode&) mutable {
+                handler(ErrorCode(boost::asio::error::operation_aborted), 0);
+            });
         }
 
         // A stream has one write at a time, so one timer is enough.
@@ -135,6 +162,9 @@ class BusStream {
         Line* line;  ///< null: never slow
         boost::asio::steady_timer lineTimer;
         Line::Clock::time_point lastPiece;
+        boost::asio::steady_timer frozenRead;
+        boost::asio::steady_timer frozenWrite;
+        bool isFrozen = false;
         bool isClosed = false;
     };
 

@@ -266,8 +266,7 @@ void WebSocketPeer::end() {
 
 void WebSocketPeer::freeze() {
     frozen_ = true;
-    ErrorCode ignored;
-    webSocket_.next_layer().socket().cancel(ignored);
+    webSocket_.next_layer().freeze();
 }
 
 void WebSocketPeer::read() {

@@ -496,8 +496,7 @@ TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInABusFile) {
     std::ofstream(file) << "{\"services\":\n  {\"A\":\n    nothing}}";
     zebbussim::BusSimulator sut;
     const std::string error = errorOf([&] { sut.loadFile(file); });
-    EXPECT_EQ(error, "The bus file " + file + " has mistakes:\n" + file +
-                         ":3:5: This is not a JSON object: expected a value.");
+    EXPECT_EQ(error, file + ":3:5: This is not a JSON object: expected a value.");
 }
 
 TEST(SimulatorFiles, NameTheLineAndTheColumnOfAMistakeInAScenario) {

@@ -150,6 +150,10 @@ void RawWebSocket::ping() {
     stream_.ping({});
 }
 
+std::size_t RawWebSocket::bytesToRead() {
+    return stream_.next_layer().available();
+}
+
 void RawWebSocket::close() {
     stream_.close(beast::websocket::close_code::normal);
 }

@@ -66,6 +66,8 @@ class RawWebSocket {
     /// Reads until the other side closes; returns the close code, 0 when the connection was cut without one.
     unsigned int receiveClose();
     void ping();
+    /// What has arrived and was not read.
+    std::size_t bytesToRead();
     void close();
     std::string acceptedSubProtocol() const { return subProtocolOfAnswer_; }
 

@@ -202,6 +202,12 @@ TEST(SimulatorScenarioFile, MayExpectWhatNoModelHas) {
         "file", Strictness::Strict));
 }
 
+TEST(SimulatorScenarioFile, MayWriteKeysWithEscapes) {
+    EXPECT_NO_THROW(
+        Scenario::fromText(R"([{"set":{"\u0070ath":"/ClampControl/clamps/1","data":{"isSwitchedOn":true}}}])",
+                           "file", Strictness::Strict));
+}
+
 TEST(SimulatorScenarioFile, NamesThePlaceOfASyntaxError) {
     EXPECT_EQ(problemOf("[\n{\"print\" 1}]").substr(0, 10), "file:2:10:");
 }

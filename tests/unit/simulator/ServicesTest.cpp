@@ -150,6 +150,29 @@ TEST_F(SimulatorFaultInjection, SaysNothingMoreOnAFrozenConnection) {
     EXPECT_EQ(sut.webSocketCount("ClampControl"), 1U);
 }
 
+TEST_F(SimulatorFaultInjection, FreezesAConnectionInTheMiddleOfPings) {
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        RawWebSocket client(sut.port(), "/ClampControl");
+        client.subscribe(kClamp);
+        client.receive();
+        std::atomic<bool> isFrozen = false;
+        auto pings = std::async(std::launch::async, [&] {
+            for (int more = 100; more > 0; more -= isFrozen ? 1 : 0) {
+                client.ping();
+            }
+        });
+        sut.freezeConnections("ClampControl");
+        const std::size_t answered = client.bytesToRead();
+        isFrozen = true;
+        pings.get();
+        for (int turn = 0; turn < 10; ++turn) {
+            sut.element(kClamp);  // the thread of the bus has seen the pings
+        }
+        EXPECT_EQ(client.bytesToRead(), answered);
+        sut.dropConnections("ClampControl");
+    }
+}
+
 TEST_F(SimulatorLibrary, WaitsForASubscriber) {
     auto waiting =
         std::async(std::launch::async, [this] { return sut.waitForSubscribers(kClamp, 1, kLong); });
