@@ -40,6 +40,7 @@ class CheckingSubscriber : public zebbussim::Subscriber {
     }
     void sendBytes(std::string) override { require(false, "a bus without faults sends messages only"); }
     const std::string& service() const override { return service_; }
+    const std::string& program() const override { return service_; }
     std::uint64_t client() const override { return 1; }
 
  private:

@@ -81,6 +81,7 @@ void Bus::load(std::string_view services) {
 }
 
 void Bus::set(const BusPath& path, std::string_view changes, bool isChecked) {
+    Registry::refuseOwnName(path.service);
     if (isChecked && model_.isStrict()) {
         requireModelled(path, changes);
     }
@@ -88,6 +89,7 @@ void Bus::set(const BusPath& path, std::string_view changes, bool isChecked) {
 }
 
 void Bus::add(const BusPath& path, std::string_view members, bool isChecked) {
+    Registry::refuseOwnName(path.service);
     if (isChecked && model_.isStrict()) {
         requireModelled(path, members);
     }
@@ -102,6 +104,11 @@ void Bus::addService(const std::string& name, std::string_view resources) {
 void Bus::setServicePresent(const std::string& name, bool isPresent) {
     Registry::refuseOwnName(name);
     model_.setServicePresent(name, isPresent);
+}
+
+void Bus::remove(const BusPath& path) {
+    Registry::refuseOwnName(path.service);
+    model_.removeElement(path);
 }
 
 void Bus::setServiceAvailable(const std::string& name, bool isAvailable) {

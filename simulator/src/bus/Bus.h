@@ -67,7 +67,7 @@ class Bus : private BusListener {
     /// @param isChecked whether to refuse what does not fit the model of the resource
     void set(const BusPath& path, std::string_view changes, bool isChecked);
     void add(const BusPath& path, std::string_view members, bool isChecked);
-    void remove(const BusPath& path) { model_.removeElement(path); }
+    void remove(const BusPath& path);
     void addService(const std::string& name, std::string_view resources);
     void setServicePresent(const std::string& name, bool isPresent);
     void setServiceAvailable(const std::string& name, bool isAvailable);

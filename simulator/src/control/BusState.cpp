@@ -168,6 +168,8 @@ const char* liveNameOf(const BusEvent& event) {
             return "violation";
         case BusEvent::Kind::StepDone:
             return "step";
+        case BusEvent::Kind::RequestArrived:
+            break;
     }
     return nullptr;
 }
@@ -229,6 +231,8 @@ std::string liveTextOf(const BusEvent& event) {
             break;
         case BusEvent::Kind::StepDone:
             text.text("kind", event.name).text("text", event.text).text("source", event.source);
+            break;
+        case BusEvent::Kind::RequestArrived:
             break;
     }
     return text.done();

@@ -32,7 +32,11 @@ void LiveFeed::remove(LiveReader& reader) {
 }
 
 void LiveFeed::pass(const BusEvent& event) {
-    const SharedText text = serverSentEvent(liveNameOf(event), liveTextOf(event));
+    const char* const name = liveNameOf(event);
+    if (name == nullptr) {
+        return;
+    }
+    const SharedText text = serverSentEvent(name, liveTextOf(event));
     for (LiveReader* const reader : readers_) {
         reader->send(text);
     }

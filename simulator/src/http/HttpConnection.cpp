@@ -1,6 +1,7 @@
 #include "HttpConnection.h"
 
 #include <internal/EscapedText.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -238,14 +239,22 @@ void HttpConnection::received(const ErrorCode& error) {
     const std::string path = busPath();
     if (!beast::websocket::is_upgrade(request_)) {
         context_.observations.countRequest(path);
+        BusEvent event;
+        event.kind = BusEvent::Kind::RequestArrived;
+        event.path = path;
+        context_.journal.note(std::move(event));
     }
 
     const std::optional<HttpFault> fault = context_.faults.find(path);
     if (fault && fault->silent) {
         noteRequest(0);
+        waitingSince_ = std::chrono::steady_clock::now();
+        discardInput();
         return;
     }
     if (fault && fault->delay.count() > 0) {
+        waitingSince_ = std::chrono::steady_clock::now();
+        closeWhenTheClientLeaves();
         delayTimer_.expires_after(fault->delay);
         delayTimer_.async_wait(
             linkedTo("delaying an answer", [self = shared_from_this(), fault](const ErrorCode& timerError) {
@@ -273,6 +282,7 @@ void HttpConnection::handleInTurn(const std::optional<HttpFault>& fault) {
 }
 
 void HttpConnection::handle(const std::optional<HttpFault>& fault) {
+    waitingSince_.reset();
     const bool isUpgrade = beast::websocket::is_upgrade(request_);
     if (fault && fault->bytes) {
         noteRequest(0);
@@ -330,9 +340,10 @@ void HttpConnection::noteChange() {
     event.name = "set";
     event.path = busPath();
     event.source = "client";
-    // As the text of a step is, so that a recording of a recording is the same.
-    event.data = std::make_shared<const std::string>(readJsonObject(
-        R"({"set":{"path":)" + quoted(event.path) + R"(,"data":)" + request_.body() + "}}", "The change"));
+    // In the order of the text of a step, so that a recording that is played and recorded again is the same.
+    event.data = std::make_shared<const std::string>(R"({"set":{"data":)" +
+                                                     readJsonObject(request_.body(), "The body") +
+                                                     R"(,"path":)" + quoted(event.path) + "}}");
     event.text = "a client sets " + event.path;
     context_.journal.note(std::move(event));
 }
@@ -349,7 +360,7 @@ void HttpConnection::note(const HttpAnswer& httpAnswer) {
         BusEvent event;
         event.kind = BusEvent::Kind::Violation;
         const auto agent = request_[http::field::user_agent];
-        event.program = shortened({agent.data(), agent.size()});
+        event.program = internal::escapedText(shortened({agent.data(), agent.size()}));
         event.path = notedPath();
         const std::string method(request_.method_string());
         event.text = (method.empty() ? "" : method + " " + event.path + ": ") + httpAnswer.problem;
@@ -364,7 +375,7 @@ void HttpConnection::noteRequest(int status) {
     event.path = notedPath();
     event.status = status;
     const auto agent = request_[http::field::user_agent];
-    event.program = shortened({agent.data(), agent.size()});
+    event.program = internal::escapedText(shortened({agent.data(), agent.size()}));
     context_.journal.note(std::move(event));
 }
 
@@ -515,6 +526,19 @@ void HttpConnection::discardInput() {
         asio::buffer(leftOver_),
         linkedTo("ending", [self = shared_from_this()](const ErrorCode& error, std::size_t) {
             error ? self->close() : self->discardInput();
+        }));
+}
+
+void HttpConnection::closeWhenTheClientLeaves() {
+    stream_.socket().async_wait(
+        asio::ip::tcp::socket::wait_read,
+        linkedTo("delaying an answer", [self = shared_from_this()](const ErrorCode& error) {
+            char next = 0;
+            const bool isDelayed = !error && !self->over_ && self->waitingSince_;
+            if (isDelayed &&
+                ::recv(self->stream_.socket().native_handle(), &next, 1, MSG_PEEK | MSG_DONTWAIT) == 0) {
+                self->close();
+            }
         }));
 }
 

@@ -94,6 +94,7 @@ class HttpConnection : public Chained, public std::enable_shared_from_this<HttpC
     /// Closes the connection when the client has closed it, or after a second.
     void finish();
     void discardInput();
+    void closeWhenTheClientLeaves();
     /// Closes the connection after this time. A later call replaces the time.
     void closeIn(std::chrono::milliseconds time);
 

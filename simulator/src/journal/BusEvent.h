@@ -19,7 +19,8 @@ struct BusEvent {
         ServiceChanged,
         Connected,     ///< a WebSocket was opened
         Disconnected,  ///< it has ended
-        Request,       ///< an HTTP request was answered
+        RequestArrived,
+        Request,  ///< an HTTP request was answered, or will never be
         Subscribed,
         Unsubscribed,
         FaultBegun,  ///< one that lasts

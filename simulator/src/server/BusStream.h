@@ -9,6 +9,7 @@
 #include <boost/beast/core/buffers_prefix.hpp>
 #include <boost/beast/core/role.hpp>
 #include <boost/beast/websocket/teardown.hpp>
+#include <list>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -37,14 +38,16 @@ class BusStream {
     executor_type get_executor() { return layers_->socket.get_executor(); }
 
     /// From now on, the state of the line does not matter to this stream.
-    void useOwnLine() { layers_->line = nullptr; }
+    void useOwnLine() { layers_->usesLine = false; }
 
     /// Ends every operation.
     void close() {
         ErrorCode ignored;
         layers_->socket.close(ignored);
         layers_->isClosed = true;
-        layers_->lineTimer.cancel();
+        for (boost::asio::steady_timer& timer : layers_->lineTimers) {
+            timer.cancel();
+        }
         layers_->frozenRead.cancel();
         layers_->frozenWrite.cancel();
     }
@@ -95,7 +98,7 @@ class BusStream {
     void async_write_some(const Buffers& buffers, Handler&& handler) {
         if (layers_->isFrozen && !layers_->isClosed) {
             Layers::waitForTheEnd(layers_->frozenWrite, std::forward<Handler>(handler));
-        } else if (layers_->line == nullptr || layers_->line->isNormal()) {
+        } else if (!layers_->usesLine || layers_->line.isNormal()) {
             layers_->write(buffers, std::forward<Handler>(handler));
         } else {
             layers_->writeLater(buffers, std::forward<Handler>(handler));
@@ -107,14 +110,13 @@ class BusStream {
     struct Layers {
         Layers(Socket&& accepted, Line& sharedLine)
             : socket(std::move(accepted)),
-              line(&sharedLine),
-              lineTimer(socket.get_executor()),
+              line(sharedLine),
               frozenRead(socket.get_executor()),
               frozenWrite(socket.get_executor()) {}
 
         ~Layers() {
-            if (line != nullptr) {
-                line->removeSleeper(lineTimer);
+            for (boost::asio::steady_timer& timer : lineTimers) {
+                line.removeSleeper(timer);
             }
         }
         Layers(const Layers&) = delete;
@@ -138,29 +140,37 @@ class BusStream {
             });
         }
 
-        // A stream has one write at a time, so one timer is enough.
+        // Beast may answer a ping while raw bytes are written: each write has a timer of its own.
         template <typename Buffers, typename Handler>
         void writeLater(const Buffers& buffers, Handler&& handler) {
-            const Line::Clock::time_point at = line->nextPiece(lastPiece);
-            if (isClosed || at <= Line::Clock::now()) {
+            if (isFrozen && !isClosed) {
+                waitForTheEnd(frozenWrite, std::forward<Handler>(handler));
+                return;
+            }
+            const Line::Clock::time_point at = line.nextPiece(lastPiece);
+            if (isClosed || !usesLine || at <= Line::Clock::now()) {
                 lastPiece = Line::Clock::now();
-                write(boost::beast::buffers_prefix(line->pieceSize(), buffers),
+                write(boost::beast::buffers_prefix(line.pieceSize(), buffers),
                       std::forward<Handler>(handler));
                 return;
             }
-            line->addSleeper(lineTimer);
-            lineTimer.expires_at(at);
-            lineTimer.async_wait(
-                [this, buffers, handler = std::forward<Handler>(handler)](const ErrorCode&) mutable {
-                    line->removeSleeper(lineTimer);
+            lineTimers.emplace_front(socket.get_executor());
+            const auto timer = lineTimers.begin();
+            line.addSleeper(*timer);
+            timer->expires_at(at);
+            timer->async_wait(
+                [this, timer, buffers, handler = std::forward<Handler>(handler)](const ErrorCode&) mutable {
+                    line.removeSleeper(*timer);
+                    lineTimers.erase(timer);
                     writeLater(buffers, std::move(handler));
                 });
         }
 
         Socket socket;
         std::optional<boost::asio::ssl::stream<Socket&>> tls;
-        Line* line;  ///< null: never slow
-        boost::asio::steady_timer lineTimer;
+        Line& line;
+        bool usesLine = true;
+        std::list<boost::asio::steady_timer> lineTimers;  ///< of the writes that wait
         Line::Clock::time_point lastPiece;
         boost::asio::steady_timer frozenRead;
         boost::asio::steady_timer frozenWrite;

@@ -18,6 +18,7 @@ using std::chrono::milliseconds;
 constexpr std::int64_t kForbidden = 403;
 constexpr std::int64_t kLowestStatus = 100;
 constexpr std::int64_t kHighestStatus = 599;
+constexpr std::int64_t kLowestWithBody = 200;
 constexpr std::int64_t kLowestCloseCode = 1000;
 constexpr std::int64_t kHighestCloseCode = 4999;
 constexpr std::int64_t kFragment = 7;
@@ -25,8 +26,13 @@ constexpr std::int64_t kLargestFragment = 125;
 constexpr std::int64_t kLargestPadding = 64 * 1024 * 1024;
 constexpr std::int64_t kPause = 1000;
 
+/// Without a "/" at the end.
 std::string pathOf(const Step& step) {
-    return step.textOf("path", "/");
+    std::string path = step.textOf("path", "/");
+    if (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    return path;
 }
 
 std::string whereOf(const Step& step) {
@@ -135,7 +141,13 @@ std::vector<StepKind> httpKinds() {
                 {{"code", MemberType::Count, true, kLowestStatus, kHighestStatus},
                  {"body", MemberType::Text, false}},
                 [](const Step& step) {
-                    return HttpFault::answer(static_cast<int>(step.numberOf("code")), step.textOf("body"));
+                    const std::int64_t code = step.numberOf("code");
+                    const std::string body = step.textOf("body");
+                    if (!body.empty() && (code < kLowestWithBody || code == 204 || code == 304)) {
+                        throw BusError::badRequest("\"status\": an answer with \"code\" " +
+                                                   std::to_string(code) + " has no \"body\"");
+                    }
+                    return HttpFault::answer(static_cast<int>(code), body);
                 },
                 [](const Step& step) {
                     return "answers" + whereOf(step) + " with status " +
@@ -253,6 +265,17 @@ std::vector<StepKind> messageKinds() {
 
 // ---------------------------------------------------------------------------------------------- connections
 
+/// Throws `BusError` 400 for what is no fault or does not last.
+void requireLastingFault(const std::string& name) {
+    stepKind(name);
+    for (const char* const atOnce :
+         {"set", "add", "remove", "service", "release", "skip", "send", "drop", "close", "freeze", "clear"}) {
+        if (name == atOnce) {
+            throw BusError::badRequest("\"clear\": " + excerpt(name) + " is no fault that lasts");
+        }
+    }
+}
+
 std::vector<StepKind> connectionKinds() {
     return {{"drop",
              {{"service", MemberType::Text, false}, {"how", MemberType::Text, false, 0, 0, {"reset", "end"}}},
@@ -316,11 +339,14 @@ std::vector<StepKind> connectionKinds() {
             {"clear",
              {{"path", MemberType::Place, false}, {"fault", MemberType::Text, false}},
              [](Bus& bus, const Step& step) {
+                 if (step.has("fault") && step.has("path")) {
+                     throw BusError::badRequest("\"clear\": \"path\" and \"fault\" exclude each other");
+                 }
                  if (step.has("fault")) {
-                     stepKind(step.textOf("fault"));
+                     requireLastingFault(step.textOf("fault"));
                      bus.faults().endOfKind(step.textOf("fault"));
                  } else if (step.has("path")) {
-                     bus.faults().endOfPath(step.textOf("path"));
+                     bus.faults().endOfPath(pathOf(step));
                  } else {
                      bus.clearFaults();
                  }

@@ -4,7 +4,6 @@
 #include <zebutil/JsonObject.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <iterator>
 #include <string_view>
@@ -44,17 +43,6 @@ std::shared_ptr<zebutil::JsonObject> readMessage(const std::string& text) {
     }
 }
 
-/// A member that no message of a client has; empty if there is none.
-std::string unknownMember(const zebutil::JsonObject& message) {
-    constexpr std::array<std::string_view, 4> kMembers{"action", "path", "requestId", "subscriptionId"};
-    for (const std::string& key : message.getKeys()) {
-        if (std::find(kMembers.begin(), kMembers.end(), key) == kMembers.end()) {
-            return key;
-        }
-    }
-    return {};
-}
-
 SharedText sharedTimestampTail() {
     return std::make_shared<const std::string>(timestampTail());
 }
@@ -82,9 +70,6 @@ void Subscriptions::receive(Subscriber& subscriber, const std::string& text) {
                 echo += member;
             }
         }
-        if (const std::string unknown = unknownMember(*message); !unknown.empty()) {
-            noteViolation(subscriber, "The message has the unknown member " + excerpt(unknown));
-        }
         const std::string action = requiredMember(*message, "action");
         const std::string requestId = requiredMember(*message, "requestId");
         if (action == "subscribe") {
@@ -100,7 +85,7 @@ void Subscriptions::receive(Subscriber& subscriber, const std::string& text) {
             throw BusError::badRequest("The action " + excerpt(action) + " is unknown");
         }
     } catch (const BusError& error) {
-        if (error.number == 400 || error.reason == kUnknownSubscription) {
+        if (error.number == 400) {
             noteViolation(subscriber, error.what());
         }
         subscriber.send("{" + echo + errorMember(error) + timestampTail(), nullptr, nullptr);
@@ -163,6 +148,10 @@ void Subscriptions::unsubscribe(Subscriber& subscriber, const std::string& reque
     const bool isThere =
         found != subscriptions_.end() && found->second.id == id && found->second.subscriber == &subscriber;
     if (!isThere) {
+        // One that has just ended may be unsubscribed all the same.
+        if (number == 0 || number > lastNumber_ || std::to_string(number) != id) {
+            noteViolation(subscriber, "There was never a subscription " + excerpt(id));
+        }
         throw BusError(404, kUnknownSubscription, "This WebSocket has no subscription " + excerpt(id));
     }
     remove(number, "the client has unsubscribed");
@@ -302,6 +291,7 @@ void Subscriptions::noteViolation(const Subscriber& subscriber, const std::strin
     BusEvent event;
     event.kind = BusEvent::Kind::Violation;
     event.client = subscriber.client();
+    event.program = subscriber.program();
     event.text = text;
     journal_.note(std::move(event));
 }

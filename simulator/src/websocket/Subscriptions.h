@@ -31,6 +31,8 @@ class Subscriber {
     /// Writes bytes unchanged to the connection, between two messages.
     virtual void sendBytes(std::string bytes) = 0;
     virtual const std::string& service() const = 0;
+    /// What it calls itself; may be empty.
+    virtual const std::string& program() const = 0;
     /// Its number among all WebSockets of the bus.
     virtual std::uint64_t client() const = 0;
 };

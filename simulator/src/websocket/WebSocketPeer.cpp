@@ -1,5 +1,6 @@
 #include "WebSocketPeer.h"
 
+#include <internal/EscapedText.h>
 #include <malloc.h>
 
 #include <algorithm>
@@ -26,6 +27,8 @@ constexpr std::size_t kKeptBuffer = 64 * 1024;
 /// A frame may announce 1 MiB. Memory is taken for what has arrived only.
 constexpr std::size_t kPiece = 64 * 1024;
 constexpr std::chrono::seconds kCloseTime{2};
+/// Beast sets no longer field of a header.
+constexpr std::size_t kLongestField = 32 * 1024;
 constexpr std::size_t kLargeQueue = 16 * 1024 * 1024;
 
 /// The frames of a text message in pieces, with a ping between two of them.
@@ -63,7 +66,7 @@ WebSocketPeer::WebSocketPeer(BusStream&& stream, BusContext& busContext, const s
 void WebSocketPeer::accept(Request request) {
     handshake_ = std::move(request);
     const auto agent = handshake_[beast::http::field::user_agent];
-    program_ = shortened({agent.data(), agent.size()});
+    program_ = internal::escapedText(shortened({agent.data(), agent.size()}));
     ErrorCode isGone;
     const auto endpoint = webSocket_.next_layer().socket().remote_endpoint(isGone);
     address_ = isGone ? "" : endpoint.address().to_string() + ":" + std::to_string(endpoint.port());
@@ -71,14 +74,14 @@ void WebSocketPeer::accept(Request request) {
     if (const auto fault = context_.faults.find("/" + serviceName_)) {
         padding.assign(fault->paddedTo, 'x');
     }
-    // The time limit also applies to a client's answer to a close. There is no idle limit: it would need a
-    // timer per message, and a silent client is not an error.
-    webSocket_.set_option(websocket::stream_base::timeout{kCloseTime, websocket::stream_base::none(), false});
+    // There is no idle limit: it would need a timer per message, and a silent client is not an error.
+    webSocket_.set_option(
+        websocket::stream_base::timeout{context_.patience, websocket::stream_base::none(), false});
     webSocket_.set_option(websocket::stream_base::decorator([padding](websocket::response_type& response) {
         response.set(beast::http::field::sec_websocket_protocol, kSubProtocol);
         response.set(beast::http::field::server, "zeb-bus-sim");
-        if (!padding.empty()) {
-            response.set("X-Padding", padding);
+        for (std::size_t begin = 0; begin < padding.size(); begin += kLongestField) {
+            response.insert("X-Padding", padding.substr(begin, kLongestField));
         }
     }));
     webSocket_.read_message_max(kMaximumMessage);
@@ -92,6 +95,9 @@ void WebSocketPeer::accept(Request request) {
                 return;
             }
             self->open_ = true;
+            // Now it is the limit of a client's answer to a close.
+            self->webSocket_.set_option(
+                websocket::stream_base::timeout{kCloseTime, websocket::stream_base::none(), false});
             self->noteConnected();
             if (self->closing_) {
                 self->sendClose();
@@ -338,6 +344,9 @@ void WebSocketPeer::messageReceived() {
 }
 
 std::optional<std::chrono::steady_clock::time_point> WebSocketPeer::waitingSince() const {
+    if (frozen_) {
+        return lastRead_;
+    }
     if (writing_) {
         return lastWrite_;
     }

@@ -44,6 +44,7 @@ class WebSocketPeer : public Subscriber, public Chained, public std::enable_shar
     void accept(Request request);
 
     void send(std::string head, SharedText data, SharedText tail) override;
+    const std::string& program() const override { return program_; }
     const std::string& service() const override { return serviceName_; }
     std::uint64_t client() const override { return number_; }
 

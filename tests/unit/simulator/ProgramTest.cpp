@@ -203,6 +203,14 @@ TEST_F(SimulatorProgram, RecordsWhatItPlaysAsItWas) {
     EXPECT_EQ(contentOf(second), recorded);
 }
 
+TEST_F(SimulatorProgram, SaysThatItsOutputCannotBeWritten) {
+    test_support::ChildProgram program(
+        {"/bin/sh", "-c", std::string("exec ") + ZEB_BUS_SIM + " --demo --port 0 2>&1 >/dev/full | cat"}, {},
+        output);
+    program.wait();
+    EXPECT_EQ(contentOf(output), "zeb-bus-sim: the output could not be written\n");
+}
+
 TEST_F(SimulatorProgram, SaysThatARecordingCannotBeWritten) {
     EXPECT_NE(play("[]", {"--record", "/nowhere/file"}, 1)
                   .find("Cannot write the recording /nowhere/file: No such file"),

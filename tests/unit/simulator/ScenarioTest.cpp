@@ -153,6 +153,33 @@ TEST_F(SimulatorScenario, ExpectsTheStateOfAnElement) {
         "4");
 }
 
+TEST_F(SimulatorScenario, WaitsForARequestThatIsAnsweredLate) {
+    auto playing = std::async(std::launch::async, [this] {
+        return failureOf(sut, R"([{"delay":{"ms":1000000}},
+                                  {"wait":{"requests":{"path":"/ClampControl/clamps/1","count":1}}}])");
+    });
+    RawHttp client(sut.port());
+    client.write("GET /ClampControl/clamps/1 HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_EQ(playing.get(), "");
+}
+
+TEST_F(SimulatorScenario, DoesNotAccuseAClientThatUnsubscribesWhatHasJustEnded) {
+    auto playing = std::async(std::launch::async, [this] {
+        return failureOf(sut, R"([{"wait":{"subscribers":{"path":"/ClampControl/clamps/1","count":1}}},
+                                  {"remove":{"path":"/ClampControl/clamps/1"}},
+                                  {"wait":{"requests":{"path":"/ClampControl/clamps/2","count":1}}},
+                                  {"expect":{"violations":{"count":0}}}])");
+    });
+    RawWebSocket client(sut.port(), "/ClampControl");
+    const std::string id = client.subscribe(kClamp);
+    client.receive();  // the state
+    client.receive();  // the end
+    client.send(R"({"action":"unsubscribe","requestId":"1","subscriptionId":")" + id + R"(","more":1})");
+    EXPECT_TRUE(client.receive()->has("error"));
+    RawHttp(sut.port()).get("/ClampControl/clamps/2");
+    EXPECT_EQ(playing.get(), "");
+}
+
 TEST_F(SimulatorScenario, ExpectsNoViolations) {
     RawWebSocket client(sut.port(), "/ClampControl");
     auto playing = std::async(std::launch::async, [&] {

@@ -4,6 +4,8 @@
 #include <Poco/JSON/Parser.h>
 
 #include <chrono>
+#include <cstddef>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -80,6 +82,11 @@ INSTANTIATE_TEST_SUITE_P(
                     NamedText{"NothingToSkip", R"({"skip":{"path":"/ClampControl/clamps/1","count":0}})"},
                     NamedText{"NoBytesPerSecond", R"({"slow":{"bytesPerSecond":0}})"},
                     NamedText{"MuchPadding", R"({"pad":{"size":67108865}})"},
+                    NamedText{"BodyOfAnAnswerWithoutOne", R"({"status":{"code":204,"body":"x"}})"},
+                    NamedText{"EndOfWhatDoesNotLast", R"({"clear":{"fault":"drop"}})"},
+                    NamedText{"EndOfAPathAndAKind", R"({"clear":{"fault":"delay","path":"/"}})"},
+                    NamedText{"ElementOfTheRegistry",
+                              R"({"remove":{"path":"/serviceregistry/services/ClampControl"}})"},
                     NamedText{"TimeInQuotes", R"({"delay":{"ms":"5"}})"},
                     NamedText{"FractionOfATime", R"({"delay":{"ms":0.5}})"},
                     NamedText{"TimeOfMonths", R"({"delay":{"ms":1000000001}})"}),
@@ -92,12 +99,62 @@ TEST_F(SimulatorSteps, AnswerWithAStatus) {
     EXPECT_EQ(answer.body, "away");
 }
 
+TEST_F(SimulatorSteps, MayHaveASlashAtTheEndOfAPath) {
+    sut.perform(R"({"status":{"path":"/ClampControl/","code":503}})");
+    EXPECT_EQ(RawHttp(sut.port()).get(kClamp).status, 503);
+    sut.perform(R"({"clear":{"path":"/ClampControl/"}})");
+    EXPECT_EQ(RawHttp(sut.port()).get(kClamp).status, 200);
+}
+
+TEST_F(SimulatorSteps, PadTheHeaderOfAHandshake) {
+    sut.perform(R"({"pad":{"size":2000000}})");
+    RawHttp client(sut.port());
+    client.write(
+        "GET /ClampControl HTTP/1.1\r\nHost: localhost\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n"
+        "Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
+        "Sec-WebSocket-Protocol: zeb.v1\r\n\r\n");
+    std::string header;
+    while (header.find("\r\n\r\n") == std::string::npos) {
+        header += client.readSome();
+    }
+    EXPECT_GE(header.size(), 2'000'000U);
+    EXPECT_EQ(header.substr(0, 12), "HTTP/1.1 101");
+}
+
 TEST_F(SimulatorSteps, AnswerLate) {
     sut.perform(R"({"delay":{"ms":50}})");
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(RawHttp(sut.port()).get(kClamp).status, 200);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(50));
 }
+
+std::ptrdiff_t openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                         std::filesystem::directory_iterator());
+}
+
+class SimulatorThatKeepsItsClientsWaiting : public SimulatorTest,
+                                            public testing::WithParamInterface<NamedText> {};
+
+TEST_P(SimulatorThatKeepsItsClientsWaiting, ClosesTheConnectionsOfThoseThatLeave) {
+    sut.perform(GetParam().text);
+    const std::ptrdiff_t before = openDescriptors();
+    {
+        RawHttp client(sut.port());
+        client.write("GET /ClampControl/clamps/1 HTTP/1.1\r\nHost: localhost\r\n\r\n");
+        EXPECT_TRUE(sut.waitForRequests(kClamp, 1, kLong));
+    }
+    const auto limit = std::chrono::steady_clock::now() + kLong;
+    while (openDescriptors() > before && std::chrono::steady_clock::now() < limit) {
+        sut.element(kClamp);  // a turn of the bus
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, SimulatorThatKeepsItsClientsWaiting,
+                         testing::Values(NamedText{"ForEver", R"({"ignore":{}})"},
+                                         NamedText{"ForLong", R"({"delay":{"ms":1000000}})"}),
+                         test_support::nameOf);
 
 TEST_F(SimulatorSteps, AnswerNever) {
     sut.perform(R"({"ignore":{}})");

@@ -18,6 +18,7 @@ class LastMessage : public zebbussim::Subscriber {
     }
     void sendBytes(std::string) override {}
     const std::string& service() const override { return name; }
+    const std::string& program() const override { return name; }
     std::uint64_t client() const override { return 1; }
 
     std::string text;

@@ -228,7 +228,7 @@ class BusFiles(unittest.TestCase):
                 is_read, said = reads(bus)
                 self.assertFalse(is_read)
                 self.assertIn(message, said)
-                self.assertRegex(said, r"(?m)^/.*/bus\.json:1:\d+: ")
+                self.assertRegex(said, r"(?m)^(zeb-bus-sim: )?/.*/bus\.json:1:\d+: ")
 
 
 class Scenarios(unittest.TestCase):
