@@ -51,7 +51,8 @@ check_all() {
     expect 'a directory is an error of the script' 1 "$(status_of run . -- true)"
     expect 'an unknown option is a usage error' 2 "$(status_of run --nothing -- true)"
     expect 'a missing command is a usage error' 2 "$(status_of run file.json --)"
-    expect 'a usage error is one line' 'with-client-config: usage: with-client-config FILE|--none -- COMMAND [ARGUMENT...]' \
+    expect 'a usage error is one line' \
+        'with-client-config: the command is missing; usage: with-client-config FILE|--none -- COMMAND [ARGUMENT...]' \
         "$(run file.json -- 2>&1 || true)"
     expect '--version names the script' with-client-config "$(run --version | cut -d ' ' -f 1)"
     expect '--help is no error' 0 "$(status_of run --help)"

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace zebbussim {
 
@@ -19,6 +20,16 @@ class BusError : public std::runtime_error {
     static BusError invalidPath(const std::string& message) { return {404, "invalid_path", message}; }
     static BusError unavailableData(const std::string& message) { return {404, "unavailable_data", message}; }
     static BusError unavailable(const std::string& message) { return {503, "service_unavailable", message}; }
+};
+
+/// A member of an object that is unknown or has a wrong value.
+class MemberError : public BusError {
+ public:
+    /// @param quotedKey as it stands in JSON
+    MemberError(std::string quotedKey, const std::string& message)
+        : BusError(badRequest(message)), key(std::move(quotedKey)) {}
+
+    const std::string key;
 };
 
 }  // namespace zebbussim

@@ -5,9 +5,11 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <stdexcept>
+#include <system_error>
 
 #include "bus/OptionCheck.h"
 
@@ -115,6 +117,12 @@ class Reader {
         }
         if (hasSpeed_ && all.scenarioFile.empty()) {
             throw std::invalid_argument("--speed needs --scenario");
+        }
+        for (const std::string& input : {all.scenarioFile, all.busFile}) {
+            std::error_code ignored;
+            if (!all.recordFile.empty() && std::filesystem::equivalent(all.recordFile, input, ignored)) {
+                throw std::invalid_argument("--record would overwrite " + input + ", which is read");
+            }
         }
         checkOptions(all.options);
     }

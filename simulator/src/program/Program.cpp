@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,7 +36,10 @@ sigset_t blockSignals() {
 }
 
 bool isColoured() {
-    return ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+    const char* const noColour = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    const bool isDumb = terminal != nullptr && std::strcmp(terminal, "dumb") == 0;
+    return ::isatty(STDOUT_FILENO) == 1 && (noColour == nullptr || *noColour == '\0') && !isDumb;
 }
 
 /// Those who listen to the journal. Made and destroyed on the bus's thread.

@@ -149,6 +149,19 @@ std::optional<JsonPlace> memberOf(const JsonPlaces& places, const JsonPlace& obj
     return found;
 }
 
+/// Where an object, or an object in it, has this key; the first place.
+std::optional<std::size_t> keyIn(const JsonPlaces& places, const JsonPlace& object, const std::string& name) {
+    std::optional<std::size_t> found;
+    places.forEachMember(object, [&](const JsonPlace& key, const JsonPlace& value) {
+        if (!found && places.text(key) == name) {
+            found = key.begin;
+        } else if (!found && value.kind == JsonPlace::Kind::Object) {
+            found = keyIn(places, value, name);
+        }
+    });
+    return found;
+}
+
 /// The object with the path and the data of an element: of a step that changes it, or of a condition.
 std::optional<JsonPlace> elementOf(const JsonPlaces& places, const JsonPlace& entry, const Entry& read) {
     const auto value = valueOf(places, entry);
@@ -221,6 +234,9 @@ Scenario Scenario::fromText(const std::string& json, const std::string& source, 
                     checkData(places, *element, problems);
                 }
                 entries.push_back(std::move(entry));
+            } catch (const MemberError& problem) {
+                const std::size_t key = keyIn(places, place, problem.key).value_or(place.begin);
+                problems.add(key - kBefore.size(), [&problem] { return std::string(problem.what()); });
             } catch (const BusError& problem) {
                 problems.add(byte, [&problem] { return std::string(problem.what()); });
             }

@@ -93,11 +93,13 @@ void checkMember(const JsonMember& member, const std::vector<MemberKind>& kinds,
     const auto known =
         std::find_if(kinds.begin(), kinds.end(), [&](const MemberKind& kind) { return kind.key == key; });
     if (known == kinds.end()) {
-        throw BusError::badRequest(what + ": " + excerpt(key) + " is unknown here" + didYouMean(key, names));
+        throw MemberError(std::string(member.key),
+                          what + ": " + excerpt(key) + " is unknown here" + didYouMean(key, names));
     }
     if (!isAllowed(member.value, *known)) {
-        throw BusError::badRequest(what + ": " + inQuotes(key) + " must be " + expectedOf(*known) + ", not " +
-                                   shortened(member.value));
+        throw MemberError(std::string(member.key), what + ": " + inQuotes(key) + " must be " +
+                                                       expectedOf(*known) + ", not " +
+                                                       shortened(member.value));
     }
     // These say themselves what is wrong.
     if (known->type == MemberType::Path) {

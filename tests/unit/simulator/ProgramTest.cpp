@@ -203,6 +203,12 @@ TEST_F(SimulatorProgram, RecordsWhatItPlaysAsItWas) {
     EXPECT_EQ(contentOf(second), recorded);
 }
 
+TEST_F(SimulatorProgram, DoesNotRecordOntoTheScenarioThatItPlays) {
+    const std::string file = directory.write("drive.json", "[]").string();
+    EXPECT_EQ(run({"--demo", "--scenario", file, "--record", file}, 2),
+              "zeb-bus-sim: --record would overwrite " + file + ", which is read; see zeb-bus-sim --help\n");
+}
+
 TEST_F(SimulatorProgram, SaysThatItsOutputCannotBeWritten) {
     test_support::ChildProgram program(
         {"/bin/sh", "-c", std::string("exec ") + ZEB_BUS_SIM + " --demo --port 0 2>&1 >/dev/full | cat"}, {},

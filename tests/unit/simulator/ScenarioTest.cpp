@@ -203,12 +203,12 @@ TEST_F(SimulatorScenario, DoesAStepAtItsTime) {
 TEST(SimulatorScenarioFile, NamesEveryProblemWithItsPlace) {
     EXPECT_EQ(problemOf("[\n  {\"sett\": {}},\n  {\"drop\": {\"servce\": \"A\"}}\n]"),
               "file:2:3: \"sett\" is no step; did you mean \"set\"?\n"
-              "file:3:3: \"drop\": \"servce\" is unknown here; did you mean \"service\"?");
+              "file:3:13: \"drop\": \"servce\" is unknown here; did you mean \"service\"?");
 }
 
 TEST(SimulatorScenarioFile, NamesAWrongNumberBeforeAnythingIsPlayed) {
     EXPECT_EQ(problemOf(R"([{"close":{"code":5}}])"),
-              "file:1:2: \"close\": \"code\" must be an integer from 1000 to 4999, not 5");
+              "file:1:12: \"close\": \"code\" must be an integer from 1000 to 4999, not 5");
 }
 
 TEST(SimulatorScenarioFile, ChecksWhatItExpectsOfAnElement) {
