@@ -9,6 +9,7 @@
 #include <boost/beast/core/buffers_prefix.hpp>
 #include <boost/beast/core/role.hpp>
 #include <boost/beast/websocket/teardown.hpp>
+#include <cstddef>
 #include <list>
 #include <memory>
 #include <optional>
@@ -136,7 +137,7 @@ class BusStream {
         static void waitForTheEnd(boost::asio::steady_timer& timer, Handler&& handler) {
             timer.expires_at(Line::Clock::time_point::max());
             timer.async_wait([handler = std::forward<Handler>(handler)](const ErrorCode&) mutable {
-                handler(ErrorCode(boost::asio::error::operation_aborted), 0);
+                handler(ErrorCode(boost::asio::error::operation_aborted), std::size_t{0});
             });
         }
 

@@ -210,9 +210,11 @@ TEST_F(SimulatorProgram, DoesNotRecordOntoTheScenarioThatItPlays) {
 }
 
 TEST_F(SimulatorProgram, SaysThatItsOutputCannotBeWritten) {
-    test_support::ChildProgram program(
-        {"/bin/sh", "-c", std::string("exec ") + ZEB_BUS_SIM + " --demo --port 0 2>&1 >/dev/full | cat"}, {},
-        output);
+    std::vector<std::string> command{"/bin/sh", "-c", R"("$0" "$@" 2>&1 >/dev/full | cat)"};
+    for (const std::string& word : test_support::commandOf(ZEB_BUS_SIM, {"--demo", "--port", "0"})) {
+        command.push_back(word);
+    }
+    test_support::ChildProgram program(command, {}, output);
     program.wait();
     EXPECT_EQ(contentOf(output), "zeb-bus-sim: the output could not be written\n");
 }

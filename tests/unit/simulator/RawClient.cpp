@@ -150,8 +150,17 @@ void RawWebSocket::ping() {
     stream_.ping({});
 }
 
-std::size_t RawWebSocket::bytesToRead() {
-    return stream_.next_layer().available();
+std::string RawWebSocket::bytesArrived() {
+    std::string bytes(stream_.next_layer().available(), '\0');
+    asio::read(stream_.next_layer(), asio::buffer(bytes));
+    return bytes;
+}
+
+std::string RawWebSocket::bytesToTheEnd() {
+    std::string bytes;
+    boost::system::error_code end;
+    asio::read(stream_.next_layer(), asio::dynamic_buffer(bytes), end);
+    return bytes;
 }
 
 void RawWebSocket::close() {

@@ -66,8 +66,10 @@ class RawWebSocket {
     /// Reads until the other side closes; returns the close code, 0 when the connection was cut without one.
     unsigned int receiveClose();
     void ping();
-    /// What has arrived and was not read.
-    std::size_t bytesToRead();
+    /// What has arrived by now, frames and all.
+    std::string bytesArrived();
+    /// The bytes that arrive until the connection ends, however it ends.
+    std::string bytesToTheEnd();
     void close();
     std::string acceptedSubProtocol() const { return subProtocolOfAnswer_; }
 
