@@ -19,7 +19,8 @@ EDITS = [
     ("lose", '"clamp15"', 4),
     ("lose", '"notification"', 6),
     ("lose", '"connection"', 2),
-    ("lose", '"unknown"', 1),
+    # The reason of the loss. On a slow machine, the wait for the first connection has been reported before it.
+    ("lose", "disconnected", 1),
     ("lose", '"stopped"', 1),
     ("double", '"clamp15"', 3),
     ("negate", '"clamp15"', 5),
