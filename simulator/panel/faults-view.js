@@ -5,9 +5,6 @@ import {clearOf, kGroups, stepValue} from './fault-catalog.js';
 import {inputControl} from './step-inputs.js';
 import {age, faultName, serviceText} from './words.js';
 
-/** Events that belong to an answered step have come by then, in ms. */
-const kLateEvents = 1000;
-
 export class FaultsView {
     constructor({store, steps, clock, announcer}) {
         Object.assign(this, {store, steps, clock, announcer, inputs: []});
@@ -134,22 +131,13 @@ export class FaultsView {
     _awayView({name}) {
         const group = newId('away');
         const error = make('p', {class: 'error', role: 'status'});
-        // What a person has chosen, until an event tells it. It may take two steps, and the state between them is
-        // not what was chosen.
-        let chosen;
         const buttons = ['available', 'unavailable', 'not present'].map((state) => make('input', {
             type: 'radio', name: group, value: state, onchange: async () => {
-                const choice = {state};
-                chosen = choice;
                 const message = await this._setService(name, state);
                 setText(error, message ?? '');
-                // The events may come after the answers, or somebody else may have chosen again meanwhile.
-                setTimeout(() => {
-                    if (chosen === choice) {
-                        chosen = undefined;
-                        this.update();
-                    }
-                }, message ? 0 : kLateEvents);
+                if (message) {
+                    this.update();  // otherwise an event brings the new state
+                }
             },
         }));
         const node = make('fieldset', {class: 'away', 'data-service': name}, make('legend', {}, name),
@@ -157,12 +145,8 @@ export class FaultsView {
         return {
             node,
             update(service) {
-                const state = serviceText(service);
-                if (chosen?.state === state) {
-                    chosen = undefined;
-                }
                 for (const button of buttons) {
-                    button.checked = button.value === (chosen?.state ?? state);
+                    button.checked = button.value === serviceText(service);
                 }
             },
         };
@@ -171,8 +155,9 @@ export class FaultsView {
     /** Returns what is wrong, or undefined. */
     async _setService(name, state) {
         const {present} = this.store.services.find((one) => one.name === name) ?? {};
+        // A service comes back as it is meant to be: it must not be there for a moment in a state that nobody chose.
         const values = state === 'not present' ? [{present: false}]
-            : [...(present ? [] : [{present: true}]), {available: state === 'available'}];
+            : [{available: state === 'available'}, ...(present ? [] : [{present: true}])];
         for (const value of values) {
             const {message} = await this.steps.perform('service', {name, ...value});
             if (message) {

@@ -104,7 +104,7 @@ class BusSimulator {
     /// get 404.
     void removeService(const std::string& name);
     /// Makes a service available or unavailable. An unavailable service stays in the registry; its WebSockets
-    /// are closed with code 1001, and requests get 503.
+    /// are closed with code 1001, and requests get 503. A removed service comes back in this state.
     void setServiceAvailable(const std::string& name, bool available);
 
     // --- what clients do ---

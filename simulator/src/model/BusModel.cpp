@@ -183,7 +183,7 @@ void BusModel::setServicePresent(const std::string& name, bool present) {
 }
 
 void BusModel::setServiceAvailable(const std::string& name, bool available) {
-    Service& changed = service(name);
+    Service& changed = known(name);
     if (changed.available == available) {
         return;
     }

@@ -78,6 +78,14 @@ TEST_F(SimulatorServices, AnswerThatTheyAreNotAvailable) {
     EXPECT_ANY_THROW(RawWebSocket(sut.port(), "/ClampControl"));
 }
 
+TEST_F(SimulatorServices, ComeBackUnavailableIfThatWasSetWhileTheyWereAway) {
+    sut.removeService("ClampControl");
+    sut.setServiceAvailable("ClampControl", false);
+    EXPECT_EQ(RawHttp(sut.port()).get(kClamp).status, 404);
+    sut.addService("ClampControl");
+    EXPECT_EQ(RawHttp(sut.port()).get(kClamp).status, 503);
+}
+
 TEST_F(SimulatorServices, ServeAgainWhenTheyAreAvailableAgain) {
     sut.setServiceAvailable("ClampControl", false);
     sut.setServiceAvailable("ClampControl", true);
